@@ -1,0 +1,31 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS gas_host gas
+    EXPORT gas_targets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILE_SET generated_headers DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+if(TARGET gas_app)
+    install(TARGETS gas_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+set(gas_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/gas")
+install(EXPORT gas_targets
+    FILE gasTargets.cmake
+    NAMESPACE gas::
+    DESTINATION "${gas_package_dir}")
+
+configure_package_config_file(
+    "${PROJECT_SOURCE_DIR}/cmake/gasConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/gasConfig.cmake"
+    INSTALL_DESTINATION "${gas_package_dir}")
+write_basic_package_version_file(
+    "${PROJECT_BINARY_DIR}/gasConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/gasConfig.cmake"
+    "${PROJECT_BINARY_DIR}/gasConfigVersion.cmake"
+    DESTINATION "${gas_package_dir}")

@@ -1,0 +1,13 @@
+add_library(gas_sanitizers INTERFACE)
+
+if(GAS_SANITIZE)
+    set(gas_sanitizer_flags -fsanitize=${GAS_SANITIZE} -fno-sanitize-recover=all)
+    if(GAS_SANITIZE MATCHES "undefined")
+        # A float out of an integer's range is not part of "undefined", and is what we care about.
+        list(APPEND gas_sanitizer_flags -fsanitize=float-cast-overflow)
+    endif()
+    target_compile_options(gas_sanitizers INTERFACE
+        ${gas_sanitizer_flags} -O1 -g -fno-omit-frame-pointer)
+    target_compile_definitions(gas_sanitizers INTERFACE _GLIBCXX_ASSERTIONS)
+    target_link_options(gas_sanitizers INTERFACE ${gas_sanitizer_flags})
+endif()

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include <gas/host/core_string.h>
+#include <gas/host/host_export.h>
+
+class AppBase;
+
+/// A progress bar of an application; used by one thread at a time. On a terminal it redraws one
+/// line, elsewhere it writes a plain line at each tenth.
+class GAS_HOST_EXPORT AppProgressBar {
+  public:
+    /// `app` outlives the bar and carries the build method setting. A bar that is not `visible`
+    /// counts and draws nothing. `output` is not owned; null draws
+    /// nothing either.
+    AppProgressBar(const AppBase& app, const CoreString& title, bool visible, std::FILE* output);
+
+    /// Adds the increment when `n` reaches the next multiple of the step interval: once per call,
+    /// however many multiples `n` has passed; the next one is then the first above `n`.
+    void increment_if_step(const unsigned& n);
+    /// Sets the fraction, 0..1; values outside are clamped, a NaN counts as 0.
+    void set_value(const float& value);
+    /// Draws the full bar and closes its line. Further changes draw nothing.
+    void finish();
+
+    /// Sets how many steps make one increment (at least 1), counted from 0 again.
+    void set_step_interval(unsigned interval);
+    /// Sets the fraction added per increment.
+    void set_step_increment(float increment) { m_step_increment = increment; }
+
+    float get_value() const { return m_value; }
+    unsigned get_step_interval() const { return m_step_interval; }
+    float get_step_increment() const { return m_step_increment; }
+    bool is_finished() const { return m_finished; }
+    const AppBase& get_app() const { return *m_app; }
+
+  private:
+    void draw();
+    void write_terminal_line(int percent);
+
+    const AppBase* m_app;
+    CoreString m_title;
+    std::FILE* m_output;
+    bool m_visible;
+    bool m_terminal;
+    bool m_finished = false;
+    float m_value = 0.0f;
+    float m_step_increment = 0.0f;
+    unsigned m_step_interval = 1;
+    std::uint64_t m_next_step = 1;
+    int m_drawn_percent;
+};

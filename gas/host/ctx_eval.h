@@ -1,0 +1,8 @@
+#pragma once
+
+/// What the renderer is evaluating; the library passes it through to the callbacks untouched.
+class CtxEval {
+  public:
+    /// A pointer for the callbacks' use; null until set.
+    void* user_data = nullptr;
+};

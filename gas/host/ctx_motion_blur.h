@@ -1,0 +1,29 @@
+#pragma once
+
+#include <gas/host/host_export.h>
+
+/// Shutter and number of motion-blur samples. Sample 0 stands at the shutter's opening, the last
+/// sample at its closing, the others evenly between.
+class GAS_HOST_EXPORT CtxMotionBlur {
+  public:
+    /// No motion blur: 0 samples, shutter 0 to 1.
+    CtxMotionBlur() = default;
+
+    CtxMotionBlur(float shutter_open, float shutter_close, unsigned sample_count)
+        : m_shutter_open(shutter_open), m_shutter_close(shutter_close),
+          m_sample_count(sample_count) {}
+
+    float get_shutter_open() const { return m_shutter_open; }
+    float get_shutter_close() const { return m_shutter_close; }
+    unsigned get_sample_count() const { return m_sample_count; }
+
+    /// Maps `time` to the span between samples `sample` and `sample + 1` and to the fraction
+    /// (0..1) of the way between them. Times outside the shutter count as its nearer end, a NaN as
+    /// its opening; `sample` is at most the sample count less 2, and 0 with fewer than two samples.
+    void get_time_spanf(const float& time, unsigned& sample, float& fraction) const;
+
+  private:
+    float m_shutter_open = 0.0f;
+    float m_shutter_close = 1.0f;
+    unsigned m_sample_count = 0;
+};

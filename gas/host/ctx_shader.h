@@ -1,0 +1,32 @@
+#pragma once
+
+#include <gas/host/ctx_motion_blur.h>
+
+/// One thread's shading context: motion-blur settings, the settings that a nearest-hit query hands
+/// to its intersection map, and two slots for the traversal frames of the library.
+///
+/// Used by one thread at a time. `GasObject::create_ctx` fills the slots and
+/// `GasObject::destroy_ctx` empties them; the context itself never follows them, so it must be
+/// emptied before it goes. Not copyable, for a copy would share the frames.
+class CtxShader {
+  public:
+    CtxShader() = default;
+    CtxShader(const CtxShader&) = delete;
+    CtxShader& operator=(const CtxShader&) = delete;
+
+    const CtxMotionBlur& get_motion_blur() const { return m_motion_blur; }
+    void set_motion_blur(const CtxMotionBlur& motion_blur) { m_motion_blur = motion_blur; }
+    unsigned get_motion_blur_sample_count() const { return m_motion_blur.get_sample_count(); }
+
+    /// Bits that the host's callbacks give their meaning.
+    unsigned intersection_flags = 0;
+    /// How far secondary rays start off a surface; for the host's callbacks.
+    double intersection_bias = 0.0;
+
+    /// Owned by the library; null while there are no frames.
+    void* tree_ctx_slot = nullptr;
+    void* ray_frame_slot = nullptr;
+
+  private:
+    CtxMotionBlur m_motion_blur;
+};

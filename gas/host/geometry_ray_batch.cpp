@@ -1,0 +1,72 @@
+#include <gas/host/geometry_ray_batch.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+bool has_nan(const GMathVec3<double>& vector) {
+    return std::isnan(vector.x) || std::isnan(vector.y) || std::isnan(vector.z);
+}
+
+} // namespace
+
+GeometryRayBatch::GeometryRayBatch(unsigned ray_count) { resize(ray_count); }
+
+void GeometryRayBatch::resize(unsigned ray_count) {
+    m_rays.assign(ray_count, GeometryRay());
+    m_near_distances.assign(ray_count, infinity);
+    m_set_far_distances.assign(ray_count, -infinity);
+    m_far_distances.resize(ray_count);
+    m_hit_flags.resize(ray_count);
+
+    GeometryRaytraceData::Arrays arrays;
+    arrays.rays = m_rays.data();
+    arrays.near_distances = m_near_distances.data();
+    arrays.far_distances = m_far_distances.data();
+    arrays.hit_flags = m_hit_flags.data();
+    m_data.set_rays(arrays, ray_count, &m_map);
+    clear_frustum();
+    reset_hits();
+}
+
+void GeometryRayBatch::set_ray(unsigned ray, const GMathVec3<double>& origin,
+                               const GMathVec3<double>& direction, double near_distance,
+                               double far_distance, float time, int cache_slot) {
+    assert(ray < get_ray_count() && "resize the batch before setting its rays");
+    assert(cache_slot >= 0 && cache_slot <= 5 && "there are six cached leaves");
+
+    // A NaN never drops a box; an empty span of distances does.
+    if (has_nan(origin) || has_nan(direction) || std::isnan(near_distance) ||
+        std::isnan(far_distance)) {
+        near_distance = infinity;
+        far_distance = -infinity;
+    }
+    GeometryRay& set = m_rays[ray];
+    set.line = GMathBasicRay(origin, direction);
+    set.time = time;
+    set.cache_slot = cache_slot;
+    m_near_distances[ray] = near_distance;
+    m_set_far_distances[ray] = far_distance;
+    m_far_distances[ray] = far_distance;
+    m_hit_flags[ray] = 0;
+    m_map.get_path(ray).reset(far_distance);
+}
+
+void GeometryRayBatch::set_frustum(const GMathFrustum& frustum) {
+    m_frustum = frustum;
+    m_data.set_frustum(&m_frustum);
+}
+
+void GeometryRayBatch::clear_frustum() { m_data.set_frustum(nullptr); }
+
+void GeometryRayBatch::reset_hits() {
+    std::fill(m_hit_flags.begin(), m_hit_flags.end(), static_cast<unsigned char>(0));
+    m_far_distances = m_set_far_distances;
+    m_map.init(get_ray_count(), m_far_distances.data());
+    m_data.use_intersection_map(true);
+}

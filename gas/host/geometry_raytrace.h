@@ -1,0 +1,197 @@
+#pragma once
+
+#include <vector>
+
+#include <gas/host/gmath_basic_ray.h>
+#include <gas/host/gmath_frustum.h>
+#include <gas/host/host_export.h>
+
+class GeometryRaytraceData;
+
+/// One ray of a batch, with what does not change while it is traced.
+struct GeometryRay {
+    GMathBasicRay line;
+    /// When the ray was shot, in the shutter's units.
+    float time = 0.0f;
+    /// 0..5: which of the six cached leaves it shares. Rays that are likely to end on the same item
+    /// (say, shadow rays to one light) share a slot.
+    int cache_slot = 0;
+};
+
+/// The nearest hit of one ray.
+class GeometryIntersectionPath {
+  public:
+    static constexpr unsigned no_item = 0xFFFFFFFFu;
+
+    /// Distance to the nearest hit so far; the ray's far distance while there is none.
+    double get_hit_distance() const { return m_hit_distance; }
+    void set_hit_distance(double distance) { m_hit_distance = distance; }
+
+    /// Item of the nearest hit, `no_item` while there is none.
+    unsigned get_item() const { return m_item; }
+    void set_item(unsigned item) { m_item = item; }
+
+    void reset(double far_distance) {
+        m_hit_distance = far_distance;
+        m_item = no_item;
+    }
+
+  private:
+    double m_hit_distance = 0.0;
+    unsigned m_item = no_item;
+};
+
+/// The nearest hits of a batch, a path per ray.
+class GAS_HOST_EXPORT GeometryIntersectionMap {
+  public:
+    /// Resets `count` paths, each to its value of `distances` and no item. Allocates only when
+    /// there were fewer paths before.
+    void init(const unsigned& count, const double* distances);
+
+    GeometryIntersectionPath& get_path(const unsigned& ray) { return m_paths[ray]; }
+    const GeometryIntersectionPath& get_path(const unsigned& ray) const { return m_paths[ray]; }
+    unsigned get_count() const { return static_cast<unsigned>(m_paths.size()); }
+
+    /// Settings of the query's `CtxShader`, for the host's callbacks.
+    unsigned intersection_flags = 0;
+    float intersection_bias = 0.0f;
+
+  private:
+    std::vector<GeometryIntersectionPath> m_paths;
+};
+
+/// What a callback sees of a ray batch: the rays first..last that it is asked about, inclusive.
+/// Lives inside a GeometryRaytraceData and always refers to that one.
+class GAS_HOST_EXPORT GeometryRaytraceCtx {
+  public:
+    GeometryRaytraceCtx(const GeometryRaytraceCtx&) = delete;
+    GeometryRaytraceCtx& operator=(const GeometryRaytraceCtx&) = delete;
+
+    GeometryRaytraceData& get_data() const { return *m_data; }
+
+    /// Range of the rays to look at, both ends included; empty when first > last.
+    inline int get_first_ray() const;
+    inline int get_last_ray() const;
+
+    inline const GeometryRay& get_ray(const unsigned& ray) const;
+    inline double get_tnear(const unsigned& ray) const;
+    /// The far distance that bounds all-hits queries.
+    inline double get_tfar(const unsigned& ray) const;
+    /// Lowers the far distance of an all-hits query.
+    inline void set_tfar(const unsigned& ray, double distance) const;
+
+    /// Sets the ray's hit flag; an all-hits query then leaves the ray alone.
+    inline void set_hit(const unsigned& ray) const;
+    inline bool is_hit(const unsigned& ray) const;
+
+    /// The ray's nearest hit; only while the batch has an intersection map.
+    inline GeometryIntersectionPath& get_intersection_path(const unsigned& ray) const;
+
+    /// Records a nearer hit: when `distance` is below the ray's hit distance, stores it with `item`
+    /// and sets the hit flag. Returns whether it was nearer.
+    inline bool record_nearest_hit(const unsigned& ray, double distance, unsigned item) const;
+
+  private:
+    friend class GeometryRaytraceData;
+    explicit GeometryRaytraceCtx(GeometryRaytraceData& data) : m_data(&data) {}
+
+    GeometryRaytraceData* m_data;
+};
+
+/// A ray batch as a view over per-ray arrays that somebody else owns (GeometryRayBatch is the ready
+/// owner). A copy shares the arrays, the intersection map, the frustum and the ray count: hits
+/// written through it reach the same rays. Its range and its context are its own.
+class GAS_HOST_EXPORT GeometryRaytraceData {
+  public:
+    /// An empty batch.
+    GeometryRaytraceData();
+    GeometryRaytraceData(const GeometryRaytraceData& other);
+    GeometryRaytraceData& operator=(const GeometryRaytraceData& other);
+
+    /// The arrays of a batch, an element per ray.
+    struct Arrays {
+        const GeometryRay* rays = nullptr;
+        const double* near_distances = nullptr;
+        double* far_distances = nullptr;
+        unsigned char* hit_flags = nullptr;
+    };
+
+    /// Looks at `count` rays in `arrays` and makes the range all of them. `map` serves nearest-hit
+    /// queries and may be null for a batch that makes none.
+    void set_rays(const Arrays& arrays, unsigned count, GeometryIntersectionMap* map);
+
+    /// Rays first..last, inclusive; both below the ray count, or first > last for none.
+    void set_range(int first, int last) {
+        m_first_ray = first;
+        m_last_ray = last;
+    }
+
+    /// A region that holds every ray of the batch between its near and far distance; null: unknown.
+    void set_frustum(const GMathFrustum* frustum) { m_frustum = frustum; }
+
+    int get_first_ray() const { return m_first_ray; }
+    int get_last_ray() const { return m_last_ray; }
+    unsigned get_ray_count() const { return m_ray_count; }
+    const Arrays& get_arrays() const { return m_arrays; }
+    const GMathFrustum* get_frustum() const { return m_frustum; }
+
+    /// The map in use: none while an all-hits query of a GasObject runs.
+    GeometryIntersectionMap* get_intersection_map() const { return m_intersection_map; }
+    void use_intersection_map(bool use) { m_intersection_map = use ? m_nearest_map : nullptr; }
+
+    GeometryRaytraceCtx& get_ctx() { return m_ctx; }
+
+  private:
+    GeometryRaytraceCtx m_ctx;
+    int m_first_ray = 0;
+    int m_last_ray = -1;
+    unsigned m_ray_count = 0;
+    Arrays m_arrays;
+    GeometryIntersectionMap* m_nearest_map = nullptr;
+    GeometryIntersectionMap* m_intersection_map = nullptr;
+    const GMathFrustum* m_frustum = nullptr;
+};
+
+inline int GeometryRaytraceCtx::get_first_ray() const { return m_data->get_first_ray(); }
+
+inline int GeometryRaytraceCtx::get_last_ray() const { return m_data->get_last_ray(); }
+
+inline const GeometryRay& GeometryRaytraceCtx::get_ray(const unsigned& ray) const {
+    return m_data->get_arrays().rays[ray];
+}
+
+inline double GeometryRaytraceCtx::get_tnear(const unsigned& ray) const {
+    return m_data->get_arrays().near_distances[ray];
+}
+
+inline double GeometryRaytraceCtx::get_tfar(const unsigned& ray) const {
+    return m_data->get_arrays().far_distances[ray];
+}
+
+inline void GeometryRaytraceCtx::set_tfar(const unsigned& ray, double distance) const {
+    m_data->get_arrays().far_distances[ray] = distance;
+}
+
+inline void GeometryRaytraceCtx::set_hit(const unsigned& ray) const {
+    m_data->get_arrays().hit_flags[ray] = 1;
+}
+
+inline bool GeometryRaytraceCtx::is_hit(const unsigned& ray) const {
+    return m_data->get_arrays().hit_flags[ray] != 0;
+}
+
+inline GeometryIntersectionPath&
+GeometryRaytraceCtx::get_intersection_path(const unsigned& ray) const {
+    return m_data->get_intersection_map()->get_path(ray);
+}
+
+inline bool GeometryRaytraceCtx::record_nearest_hit(const unsigned& ray, double distance,
+                                                    unsigned item) const {
+    GeometryIntersectionPath& path = get_intersection_path(ray);
+    if (!(distance < path.get_hit_distance()))
+        return false;
+    path.set_hit_distance(distance);
+    path.set_item(item);
+    set_hit(ray);
+    return true;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+/// The one door to the renderer's side. A renderer that brings its own types defines
+/// GAS_HOST_HEADER as the name of a header that declares them (docs/host.md); without it the
+/// reference host of this folder is used.
+
+#ifdef GAS_HOST_HEADER
+#include GAS_HOST_HEADER
+#else
+#include <gas/host/aligned_memory.h>
+#include <gas/host/app_base.h>
+#include <gas/host/app_progress_bar.h>
+#include <gas/host/core_array.h>
+#include <gas/host/core_log.h>
+#include <gas/host/core_object.h>
+#include <gas/host/core_string.h>
+#include <gas/host/core_vector.h>
+#include <gas/host/ctx_eval.h>
+#include <gas/host/ctx_motion_blur.h>
+#include <gas/host/ctx_shader.h>
+#include <gas/host/geometry_ray_batch.h>
+#include <gas/host/geometry_raytrace.h>
+#include <gas/host/gmath_basic_ray.h>
+#include <gas/host/gmath_bbox3.h>
+#include <gas/host/gmath_frustum.h>
+#include <gas/host/gmath_vec3.h>
+#include <gas/host/host_access.h>
+#include <gas/host/resource_data.h>
+#include <gas/host/simd_f.h>
+#endif

@@ -1,0 +1,293 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <type_traits>
+
+#include <gas/host/host.h>
+
+/// Everything the library asks of the host that is present: a concept per record, then a check per
+/// record that names what is missing. It can only speak of types; what an operation must do stands
+/// beside each concept and is tested by tests/host. Included by sources of the library only.
+namespace gas_host_contract {
+
+/// Copied as bytes; holds nothing that wants releasing.
+template <typename Record>
+concept PlainValue = std::is_trivially_copyable_v<Record> && std::is_standard_layout_v<Record>;
+
+/// Three coordinates in order, no padding; indexed by axis 0..2.
+template <typename Vec3, typename Number>
+concept Vec3Record = PlainValue<Vec3> && sizeof(Vec3) == 3 * sizeof(Number) &&
+                     offsetof(Vec3, x) == 0 && offsetof(Vec3, y) == sizeof(Number) &&
+                     offsetof(Vec3, z) == 2 * sizeof(Number) &&
+                     requires(Vec3 value, const Vec3 fixed, unsigned axis) {
+    Vec3{Number(), Number(), Number()};
+    { (value.x) } -> std::same_as<Number&>;
+    { (value.y) } -> std::same_as<Number&>;
+    { (value.z) } -> std::same_as<Number&>;
+    { fixed[axis] } -> std::convertible_to<Number>;
+};
+
+/// Two corners, min then max, no padding: six numbers in a row.
+template <typename Bbox3, typename Number>
+concept Bbox3Record = PlainValue<Bbox3> && sizeof(Bbox3) == 6 * sizeof(Number) &&
+                      offsetof(Bbox3, min) == 0 && offsetof(Bbox3, max) == 3 * sizeof(Number) &&
+                      requires(Bbox3 box) {
+    { (box.min) } -> std::same_as<GMathVec3<Number>&>;
+    { (box.max) } -> std::same_as<GMathVec3<Number>&>;
+    Bbox3{{Number(), Number(), Number()}, {Number(), Number(), Number()}};
+};
+
+/// A ray's origin and inverse direction (an infinity where the direction is 0), and per axis 1
+/// where the direction is negative, else 0.
+template <typename Line>
+concept LineRecord = requires(const Line& line, unsigned axis) {
+    { gas_host::get_origin(line) } -> std::convertible_to<const GMathVec3<double>&>;
+    { gas_host::get_inverse_direction(line) } -> std::convertible_to<const GMathVec3<double>&>;
+    { gas_host::get_sign(line, axis) } -> std::same_as<unsigned>;
+};
+
+/// Four float lanes at a 16-byte boundary.
+template <typename Lanes>
+concept LanesRecord = std::is_trivially_copyable_v<Lanes> && std::default_initializable<Lanes> &&
+                          sizeof(Lanes) == 16 &&
+                      alignof(Lanes) == 16 &&
+                      std::constructible_from<Lanes, float>&& std::constructible_from<
+                          Lanes, float, float, float, float>;
+
+/// Each lane rounds once and nothing fuses; `min` is a < b ? a : b and `max` is a > b ? a : b, NaN
+/// included; comparisons set all bits of a lane or none.
+template <typename Lanes>
+concept LanesArithmetic = requires(const Lanes& a, const Lanes& b) {
+    { a + b } -> std::same_as<Lanes>;
+    { a - b } -> std::same_as<Lanes>;
+    { a* b } -> std::same_as<Lanes>;
+    { a& b } -> std::same_as<Lanes>;
+    { a | b } -> std::same_as<Lanes>;
+    { a < b } -> std::same_as<Lanes>;
+    { a <= b } -> std::same_as<Lanes>;
+    { a > b } -> std::same_as<Lanes>;
+    { a >= b } -> std::same_as<Lanes>;
+    { Lanes::min(a, b) } -> std::same_as<Lanes>;
+    { Lanes::max(a, b) } -> std::same_as<Lanes>;
+    { Lanes::select(a, a, b) } -> std::same_as<Lanes>;
+};
+
+/// Loads (`load` from a 16-byte boundary), stores, and moves between lanes; `s_mask_xyz` keeps
+/// x, y, z under & and clears w.
+template <typename Lanes>
+concept LanesMoves = requires(const Lanes& a, const Lanes& b, const float* source, float* target,
+                              unsigned lane) {
+    { Lanes::load(source) } -> std::same_as<Lanes>;
+    { Lanes::load_unaligned(source) } -> std::same_as<Lanes>;
+    a.store(target);
+    { a.get(lane) } -> std::same_as<float>;
+    { a.get_first() } -> std::same_as<float>;
+    { a.get_mask() } -> std::same_as<int>;
+    { Lanes::interleave_low(a, b) } -> std::same_as<Lanes>;
+    { Lanes::interleave_high(a, b) } -> std::same_as<Lanes>;
+    { a.move_high() } -> std::same_as<Lanes>;
+    { a.template broadcast<0>() } -> std::same_as<Lanes>;
+    { a.template broadcast<3>() } -> std::same_as<Lanes>;
+    { (Lanes::s_mask_xyz) } -> std::same_as<const Lanes&>;
+};
+
+/// A count and the first of that many elements, which may be null only at a count of 0.
+template <typename Container, typename Item>
+concept ItemContainer = requires(const Container& container) {
+    { gas_host::get_count(container) } -> std::same_as<unsigned>;
+    { gas_host::get_items(container) } -> std::same_as<const Item*>;
+};
+
+template <typename String>
+concept TextRecord = std::default_initializable<String> && std::copyable<String> &&
+    std::constructible_from<String, const char*> &&
+    requires(const String& string, const char* text, unsigned number) {
+    { string + text } -> std::convertible_to<String>;
+    { string + number } -> std::convertible_to<String>;
+};
+
+/// Collects the pieces of one message.
+template <typename Stream>
+concept LogStream = std::default_initializable<Stream> &&
+    requires(Stream& stream, const char* text, const char& character, const int& integer,
+             const unsigned& count, const float& number) {
+    { stream << text } -> std::same_as<Stream&>;
+    { stream << character } -> std::same_as<Stream&>;
+    { stream << integer } -> std::same_as<Stream&>;
+    { stream << count } -> std::same_as<Stream&>;
+    { stream << number } -> std::same_as<Stream&>;
+};
+
+/// Emits one informational message.
+template <typename Handler>
+concept LogHandler = requires(Handler& handler, const CoreLogStream& stream) {
+    { core_main_log_handler() } -> std::same_as<Handler&>;
+    handler.info_msg(stream);
+};
+
+/// `increment_if_step` adds the increment when the count reaches the next multiple of the interval;
+/// the build method setting is 0..3.
+template <typename Bar>
+concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count,
+                               const float& value, unsigned interval, float increment) {
+    bar.increment_if_step(count);
+    bar.set_value(value);
+    bar.finish();
+    gas_host::set_progress_steps(bar, interval, increment);
+    { gas_host::get_build_method(fixed) } -> std::same_as<unsigned>;
+};
+
+/// Makes progress bars, which stay the application's.
+template <typename Application>
+concept ProgressApplication = requires(Application& application, const CoreString& title,
+                                       const bool& visible) {
+    { application.create_progress_bar(title, visible) } -> std::same_as<AppProgressBar*>;
+};
+
+/// Two slots, null at first and left to the library; the motion-blur setting; two settings for the
+/// intersection map of a nearest-hit batch.
+template <typename Shader>
+concept ShaderCtx = requires(Shader& shader, const Shader& fixed) {
+    { gas_host::get_tree_ctx_slot(shader) } -> std::same_as<void*&>;
+    { gas_host::get_ray_frame_slot(shader) } -> std::same_as<void*&>;
+    { gas_host::get_motion_blur(fixed) } -> std::convertible_to<const CtxMotionBlur&>;
+    { gas_host::get_motion_blur_sample_count(fixed) } -> std::same_as<unsigned>;
+    { gas_host::get_intersection_flags(fixed) } -> std::same_as<unsigned>;
+    { gas_host::get_intersection_bias(fixed) } -> std::same_as<double>;
+};
+
+/// Gives a sample at most the sample count less 2, and a fraction in 0..1, for any time.
+template <typename MotionBlur>
+concept MotionBlurTimes = requires(const MotionBlur& motion, const float& time, unsigned& sample,
+                                   float& fraction) {
+    motion.get_time_spanf(time, sample, fraction);
+};
+
+/// A view over per-ray arrays: a copy shares the rays and their hits; its range (inclusive) and
+/// its context are its own.
+template <typename Data>
+concept RayBatch = std::default_initializable<Data> && std::is_copy_assignable_v<Data> &&
+    requires(Data& data, const Data& fixed, unsigned ray, int first, int last) {
+    { gas_host::get_ctx(data) } -> std::same_as<GeometryRaytraceCtx&>;
+    { gas_host::get_ray_count(fixed) } -> std::same_as<unsigned>;
+    { gas_host::get_first_ray(fixed) } -> std::same_as<int>;
+    { gas_host::get_last_ray(fixed) } -> std::same_as<int>;
+    gas_host::set_range(data, first, last);
+    { gas_host::get_hit_flags(data) } -> std::same_as<unsigned char*>;
+    { gas_host::get_far_distances(fixed) } -> std::same_as<const double*>;
+    { gas_host::get_line(fixed, ray) } -> std::convertible_to<const GMathBasicRay&>;
+    { gas_host::get_time(fixed, ray) } -> std::same_as<float>;
+    { gas_host::get_cache_slot(fixed, ray) } -> std::same_as<int>;
+    gas_host::drop_intersection_map(data);
+    { gas_host::take_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
+    { gas_host::get_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
+};
+
+/// The batch as callbacks see it.
+template <typename Ctx>
+concept RayCtx = requires(Ctx& ctx, const unsigned& ray) {
+    { gas_host::get_data(ctx) } -> std::same_as<GeometryRaytraceData&>;
+    { ctx.get_tnear(ray) } -> std::same_as<double>;
+    { ctx.get_intersection_path(ray) } -> std::same_as<GeometryIntersectionPath&>;
+};
+
+/// `init` resets `count` paths to the given distances; paths stay where they are until the next.
+template <typename Map>
+concept IntersectionMap = requires(Map& map, const unsigned& count, const double* distances,
+                                   const unsigned& ray, unsigned flags, float bias) {
+    map.init(count, distances);
+    { map.get_path(ray) } -> std::same_as<GeometryIntersectionPath&>;
+    gas_host::set_intersection_settings(map, flags, bias);
+};
+
+template <typename Path>
+concept IntersectionPath = requires(const Path& path) {
+    { gas_host::get_hit_distance(path) } -> std::same_as<double>;
+};
+
+/// 16-byte aligned memory and the C heap; both throw std::bad_alloc in place of returning null, and
+/// both releases take null.
+template <typename Size>
+concept MemoryFunctions = requires(Size size, void* memory) {
+    { sys_aligned_malloc(size) } -> std::same_as<void*>;
+    sys_aligned_free(memory);
+    { sys_malloc(size) } -> std::same_as<void*>;
+    sys_free(memory);
+};
+
+/// Copies and assigns, and has the six operations after its destructor with exactly these types.
+template <typename Data>
+concept ResourceBase = std::has_virtual_destructor_v<Data> && std::copyable<Data> && requires {
+    static_cast<std::size_t (Data::*)() const>(&Data::get_memory_size);
+    static_cast<const CoreClassInfo& (Data::*)() const>(&Data::get_class_info);
+    static_cast<Core128BitHashKey (Data::*)() const>(&Data::get_hash_key);
+    static_cast<bool (Data::*)() const>(&Data::is_serializable);
+    static_cast<void* (Data::*)(std::size_t&) const>(&Data::serialize);
+    static_cast<bool (Data::*)(void*, const std::size_t&)>(&Data::deserialize);
+};
+
+template <typename Derived, typename Base>
+concept PublicBase = std::derived_from<Derived, Base>;
+
+/// Does not compile where one of the six is not virtual. Never made: it has no bodies.
+struct ResourceProbe : ResourceData {
+    std::size_t get_memory_size() const override;
+    const CoreClassInfo& get_class_info() const override;
+    Core128BitHashKey get_hash_key() const override;
+    bool is_serializable() const override;
+    void* serialize(std::size_t& size) const override;
+    bool deserialize(void* data, const std::size_t& size) override;
+};
+
+static_assert(Vec3Record<GMathVec3<float>, float>, "GMathVec3<float> is three floats x, y, z");
+static_assert(Vec3Record<GMathVec3<double>, double>, "GMathVec3<double> is three doubles x, y, z");
+static_assert(Bbox3Record<GMathBbox3<float>, float>, "GMathBbox3<float> is min, then max");
+static_assert(Bbox3Record<GMathBbox3<double>, double>, "GMathBbox3<double> is min, then max");
+static_assert(LineRecord<GMathBasicRay>, "GMathBasicRay needs gas_host::get_origin, "
+                                         "get_inverse_direction and get_sign");
+static_assert(LanesRecord<SimdF>, "SimdF is four float lanes at a 16-byte boundary");
+static_assert(LanesArithmetic<SimdF>, "SimdF lacks an operator, min, max or select");
+static_assert(LanesMoves<SimdF>, "SimdF lacks a load, a store, a move or s_mask_xyz");
+
+static_assert(ItemContainer<CoreArray<GMathBbox3<float>>, GMathBbox3<float>>,
+              "CoreArray needs gas_host::get_count and get_items");
+static_assert(ItemContainer<CoreArray<GMathBbox3<double>>, GMathBbox3<double>>,
+              "CoreArray needs gas_host::get_count and get_items");
+static_assert(ItemContainer<CoreVector<GMathBbox3<float>>, GMathBbox3<float>>,
+              "CoreVector needs gas_host::get_count and get_items");
+static_assert(TextRecord<CoreString>, "CoreString copies and adds text and numbers");
+static_assert(LogStream<CoreLogStream>, "CoreLogStream takes text, char, int, unsigned and float");
+static_assert(LogHandler<CoreLogHandler>, "core_main_log_handler() gives the CoreLogHandler, whose "
+                                          "info_msg takes a CoreLogStream");
+
+static_assert(ProgressBar<AppProgressBar>,
+              "AppProgressBar needs increment_if_step, set_value, finish, and "
+              "gas_host::set_progress_steps and get_build_method");
+static_assert(ProgressApplication<AppBase>, "AppBase needs create_progress_bar");
+static_assert(ShaderCtx<CtxShader>, "CtxShader needs the gas_host functions of its slots, its "
+                                    "motion blur and its intersection settings");
+static_assert(MotionBlurTimes<CtxMotionBlur>, "CtxMotionBlur needs get_time_spanf");
+
+static_assert(RayBatch<GeometryRaytraceData>,
+              "GeometryRaytraceData copies by assignment and needs the gas_host functions of its "
+              "rays, its range and its intersection map");
+static_assert(RayCtx<GeometryRaytraceCtx>, "GeometryRaytraceCtx needs gas_host::get_data, "
+                                           "get_tnear and get_intersection_path");
+static_assert(IntersectionMap<GeometryIntersectionMap>,
+              "GeometryIntersectionMap needs init, get_path and "
+              "gas_host::set_intersection_settings");
+static_assert(IntersectionPath<GeometryIntersectionPath>,
+              "GeometryIntersectionPath needs gas_host::get_hit_distance");
+
+static_assert(MemoryFunctions<std::size_t>, "sys_aligned_malloc, sys_aligned_free, sys_malloc and "
+                                            "sys_free are missing or have other types");
+static_assert(ResourceBase<ResourceData>, "ResourceData lacks one of its virtual operations, or "
+                                          "copies, or has other types");
+static_assert(PublicBase<ResourceData, EventObject> && PublicBase<EventObject, CoreCustomData> &&
+                  PublicBase<CoreCustomData, CoreBaseObject> &&
+                  PublicBase<CoreBaseObject, CoreBaseType>,
+              "ResourceData derives from EventObject, that from CoreCustomData, CoreBaseObject and "
+              "CoreBaseType");
+
+} // namespace gas_host_contract

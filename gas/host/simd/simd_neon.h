@@ -1,0 +1,57 @@
+#pragma once
+
+#include <arm_neon.h>
+
+/// Four float lanes on NEON (AArch64); `simd_f.h` says what each operation means. Minimum and
+/// maximum compare and select, since the machine's own treat NaN and signed zeros differently.
+namespace gas_simd_neon {
+
+using Lanes = float32x4_t;
+
+inline Lanes broadcast(float all) { return vdupq_n_f32(all); }
+inline Lanes load(const float* lanes) { return vld1q_f32(lanes); }
+inline Lanes load_unaligned(const float* lanes) { return vld1q_f32(lanes); }
+inline Lanes set(float x, float y, float z, float w) {
+    const float lanes[4] = {x, y, z, w};
+    return vld1q_f32(lanes);
+}
+inline void store(float* lanes, Lanes a) { vst1q_f32(lanes, a); }
+inline float get_first(Lanes a) { return vgetq_lane_f32(a, 0); }
+inline float get(Lanes a, unsigned lane) {
+    float lanes[4];
+    vst1q_f32(lanes, a);
+    return lanes[lane];
+}
+
+inline Lanes add(Lanes a, Lanes b) { return vaddq_f32(a, b); }
+inline Lanes subtract(Lanes a, Lanes b) { return vsubq_f32(a, b); }
+inline Lanes multiply(Lanes a, Lanes b) { return vmulq_f32(a, b); }
+inline Lanes bit_and(Lanes a, Lanes b) {
+    return vreinterpretq_f32_u32(vandq_u32(vreinterpretq_u32_f32(a), vreinterpretq_u32_f32(b)));
+}
+inline Lanes bit_or(Lanes a, Lanes b) {
+    return vreinterpretq_f32_u32(vorrq_u32(vreinterpretq_u32_f32(a), vreinterpretq_u32_f32(b)));
+}
+inline Lanes less(Lanes a, Lanes b) { return vreinterpretq_f32_u32(vcltq_f32(a, b)); }
+inline Lanes less_equal(Lanes a, Lanes b) { return vreinterpretq_f32_u32(vcleq_f32(a, b)); }
+inline Lanes min(Lanes a, Lanes b) { return vbslq_f32(vcltq_f32(a, b), a, b); }
+inline Lanes max(Lanes a, Lanes b) { return vbslq_f32(vcgtq_f32(a, b), a, b); }
+inline Lanes select(Lanes mask, Lanes a, Lanes b) {
+    return vbslq_f32(vreinterpretq_u32_f32(mask), a, b);
+}
+inline int get_mask(Lanes a) {
+    const int32_t places[4] = {0, 1, 2, 3};
+    const uint32x4_t signs = vshrq_n_u32(vreinterpretq_u32_f32(a), 31);
+    return static_cast<int>(vaddvq_u32(vshlq_u32(signs, vld1q_s32(places))));
+}
+
+inline Lanes interleave_low(Lanes a, Lanes b) { return vzip1q_f32(a, b); }
+inline Lanes interleave_high(Lanes a, Lanes b) { return vzip2q_f32(a, b); }
+inline Lanes move_high(Lanes a) { return vcombine_f32(vget_high_f32(a), vget_high_f32(a)); }
+template <unsigned lane> Lanes broadcast_lane(Lanes a) { return vdupq_laneq_f32(a, lane); }
+inline Lanes get_mask_xyz() {
+    const uint32_t mask[4] = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, 0u};
+    return vreinterpretq_f32_u32(vld1q_u32(mask));
+}
+
+} // namespace gas_simd_neon

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <emmintrin.h>
+
+/// Four float lanes on SSE2; `simd_f.h` says what each operation means.
+namespace gas_simd_sse2 {
+
+using Lanes = __m128;
+
+inline Lanes broadcast(float all) { return _mm_set1_ps(all); }
+inline Lanes set(float x, float y, float z, float w) { return _mm_setr_ps(x, y, z, w); }
+inline Lanes load(const float* lanes) { return _mm_load_ps(lanes); }
+inline Lanes load_unaligned(const float* lanes) { return _mm_loadu_ps(lanes); }
+inline void store(float* lanes, Lanes a) { _mm_storeu_ps(lanes, a); }
+inline float get_first(Lanes a) { return _mm_cvtss_f32(a); }
+inline float get(Lanes a, unsigned lane) {
+    alignas(16) float lanes[4];
+    _mm_store_ps(lanes, a);
+    return lanes[lane];
+}
+
+inline Lanes add(Lanes a, Lanes b) { return _mm_add_ps(a, b); }
+inline Lanes subtract(Lanes a, Lanes b) { return _mm_sub_ps(a, b); }
+inline Lanes multiply(Lanes a, Lanes b) { return _mm_mul_ps(a, b); }
+inline Lanes bit_and(Lanes a, Lanes b) { return _mm_and_ps(a, b); }
+inline Lanes bit_or(Lanes a, Lanes b) { return _mm_or_ps(a, b); }
+inline Lanes less(Lanes a, Lanes b) { return _mm_cmplt_ps(a, b); }
+inline Lanes less_equal(Lanes a, Lanes b) { return _mm_cmple_ps(a, b); }
+inline Lanes min(Lanes a, Lanes b) { return _mm_min_ps(a, b); }
+inline Lanes max(Lanes a, Lanes b) { return _mm_max_ps(a, b); }
+inline Lanes select(Lanes mask, Lanes a, Lanes b) {
+    return _mm_or_ps(_mm_and_ps(mask, a), _mm_andnot_ps(mask, b));
+}
+inline int get_mask(Lanes a) { return _mm_movemask_ps(a); }
+
+inline Lanes interleave_low(Lanes a, Lanes b) { return _mm_unpacklo_ps(a, b); }
+inline Lanes interleave_high(Lanes a, Lanes b) { return _mm_unpackhi_ps(a, b); }
+inline Lanes move_high(Lanes a) { return _mm_movehl_ps(a, a); }
+template <unsigned lane> Lanes broadcast_lane(Lanes a) {
+    return _mm_shuffle_ps(a, a, _MM_SHUFFLE(lane, lane, lane, lane));
+}
+inline Lanes get_mask_xyz() { return _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0)); }
+
+} // namespace gas_simd_sse2

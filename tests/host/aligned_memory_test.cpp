@@ -1,0 +1,54 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include <gas/host/host.h>
+
+// The sanitizers end the program when more is asked for than there can be, unless told to refuse.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
+
+TEST(AlignedMemory, StartsAtASixteenByteBoundary) {
+    for (std::size_t size = 1; size < 200; ++size) {
+        void* memory = sys_aligned_malloc(size);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % 16, 0u) << size;
+        std::memset(memory, 0xAB, size);
+        sys_aligned_free(memory);
+    }
+}
+
+TEST(AlignedMemory, NoBytesCanBeReleased) {
+    void* memory = sys_aligned_malloc(0);
+    EXPECT_NE(memory, nullptr);
+    sys_aligned_free(memory);
+    memory = sys_malloc(0);
+    EXPECT_NE(memory, nullptr);
+    sys_free(memory);
+}
+
+TEST(AlignedMemory, NullCanBeReleased) {
+    sys_aligned_free(nullptr);
+    sys_free(nullptr);
+}
+
+TEST(AlignedMemory, AbsurdSizesThrow) {
+    const std::size_t largest = std::numeric_limits<std::size_t>::max();
+    for (const std::size_t size :
+         {largest, largest - 14, largest - 15, largest - 4096, largest / 2, largest / 4}) {
+        EXPECT_THROW(sys_aligned_free(sys_aligned_malloc(size)), std::bad_alloc) << size;
+        EXPECT_THROW(sys_free(sys_malloc(size)), std::bad_alloc) << size;
+    }
+}
+
+TEST(AlignedMemory, TheCHeapGivesUsableMemory) {
+    auto* numbers = static_cast<unsigned*>(sys_malloc(100 * sizeof(unsigned)));
+    for (unsigned i = 0; i < 100; ++i)
+        numbers[i] = i;
+    EXPECT_EQ(numbers[99], 99u);
+    sys_free(numbers);
+}

@@ -1,0 +1,298 @@
+#!/usr/bin/env python3
+"""Checks the rules of the house that a compiler does not: floors, forbidden calls, sizes, names.
+
+Prints one line per finding, `file:line: message`, and exits with 1 if there is any.
+"""
+
+import bisect
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+# A folder of gas/ may include itself and the folders before it.
+FLOORS = ["host", "object", "traversal", "tree", "compressed", "grid", "diagnostics"]
+HOST_DOOR = "gas/host/host.h"
+# Checks whichever host is behind the door; sources may include it.
+HOST_CONTRACT = "gas/host/host_contract.h"
+
+CODE_ROOTS = ("gas/", "apps/", "tests/", "bench/", "examples/", "fuzz/")
+CODE_ENDINGS = (".h", ".cpp")
+TEXT_ENDINGS = CODE_ENDINGS + (".py", ".sh", ".cmake", ".txt", ".md", ".json", ".in", ".yml")
+BUILD_ENDINGS = (".py", ".sh", ".cmake", ".txt", ".json", ".in", ".yml")
+LINE_LIMITS = {"gas/": 300, "apps/": 300, "tests/": 500, "bench/": 500, "examples/": 300}
+
+# Files that may be longer, each with the reason beside it.
+LONG_FILES: dict[str, str] = {}
+
+# Files of tests/ that are not `<name>_test.cpp` beside a file of the library.
+SUPPORT_FOLDERS = ("tests/support/", "tests/package/", "tests/seam/")
+
+LANE_FILES = re.compile(r"gas/host/(simd/\w+\.h|simd_[fi]\.h)$")
+LANE_RULES = [
+    (
+        re.compile(r"#\s*include\s*[<\"](\w*intrin\.h|arm_neon\.h|arm_sve\.h)[>\"]"),
+        "an intrinsics header outside the lane back ends",
+    ),
+    (
+        re.compile(
+            r"\b(__SSE\w*|__AVX\w*|__ARM_\w+|__FMA__|__arm__|__aarch64__|__x86_64__|__i386__"
+            r"|__amd64__|_M_X64|_M_IX86\w*|_M_ARM\w*|_M_AMD64)\b"
+        ),
+        "a test of the architecture outside the lane back ends",
+    ),
+    (
+        re.compile(r"\b(_mm\d*_\w+|__m128\w*|__m256\w*|float32x4_t|u?int32x4_t|v\w+q_[fsu]32)\b"),
+        "an intrinsic outside the lane back ends",
+    ),
+]
+
+# What must not stand in the code of the library.
+LIBRARY_RULES = [
+    (
+        re.compile(r"\bstd\s*::\s*(min|max|minmax|clamp|fmin|fmax)\b|\bf(min|max)[fl]?\s*\("),
+        "use the ordered minimum and maximum of gas_numeric.h, not {0}",
+    ),
+    (
+        re.compile(
+            r"\bstd\s*::\s*((stable_|partial_)?sort|(stable_)?partition|nth_element|ranges\s*::"
+            r"\s*(stable_)?(sort|partition))\b|\bqsort\s*\("
+        ),
+        "order shows in the result: use our own sort or partition, not {0}",
+    ),
+    (re.compile(r"\bstd\s*::\s*fma\b|\bfma[fl]?\s*\("), "nothing fuses here: {0}"),
+    (re.compile(r"\bstd\s*::\s*l?l?(round|rint)f?\b|\bl?lrintf?\s*\("), "use gas_truncate, not {0}"),
+]
+STREAM_HEADER = re.compile(r"#\s*include\s*<(iostream|ostream|istream|fstream|sstream)>")
+USING_NAMESPACE = re.compile(r"\busing\s+namespace\b")
+INCLUDE = re.compile(r"^[ \t]*#\s*include\s*(?P<open>[<\"])(?P<path>[^>\"]+)[>\"]", re.M)
+TREE_CLASS = re.compile(r"\bGas(Compressed|Grid)?Tree\b")
+FAST_MATH = re.compile(r"-f" + r"fast-math|-f" + r"unsafe-math|-O" + r"fast")
+
+# Work left half done, and checks that cannot fail. Written in pieces, so that this file passes.
+HALF_DONE = re.compile(
+    "|".join(
+        [
+            r"\b" + word + r"\b"
+            for word in ("TO" + "DO", "FIX" + "ME", "X" + "XX", "HA" + "CK")
+        ]
+        + [r"\bDIS" + r"ABLED_", "GTEST_" + "SKIP", r"(?:EXPECT|ASSERT)_TRUE\(" + r"true\)"]
+    ),
+    re.IGNORECASE,
+)
+NEVER_COMPILED = re.compile(r"^[ \t]*#[ \t]*if[ \t]+(0|false)\b", re.M)
+
+
+class Source:
+    """A file of the tree: its text, and for C++ its text without comments and strings."""
+
+    def __init__(self, path):
+        self.path = path
+        with open(os.path.join(ROOT, path), encoding="utf-8", errors="replace") as file:
+            self.text = file.read()
+        self.line_starts = [0] + [match.end() for match in re.finditer("\n", self.text)]
+        self.is_code = path.endswith(CODE_ENDINGS)
+        self.code = blank_comments_and_strings(self.text) if self.is_code else ""
+
+    def line_of(self, offset):
+        return bisect.bisect_right(self.line_starts, offset)
+
+    def line_count(self):
+        return self.text.count("\n")
+
+
+class Report:
+    def __init__(self):
+        self.findings = []
+
+    def add(self, path, line, message):
+        self.findings.append((path, line, message))
+
+    def add_matches(self, source, pattern, message, text=None):
+        for match in pattern.finditer(source.code if text is None else text):
+            self.add(source.path, source.line_of(match.start()), message.format(match.group(0)))
+
+
+COMMENT_OR_STRING = re.compile(
+    r"//[^\n]*|/\*.*?\*/"
+    r"|R\"(?P<delimiter>[^(\s]{0,16})\(.*?\)(?P=delimiter)\""
+    r"|\"(?:\\.|[^\"\\\n])*\""
+    r"|(?<![0-9a-fA-F])'(?:\\.|[^'\\\n])+'",
+    re.S,
+)
+
+
+def blank_comments_and_strings(text):
+    """Replaces comments and literals by spaces; line breaks, offsets and include paths stay."""
+
+    def blank(match):
+        line_start = text.rfind("\n", 0, match.start()) + 1
+        if re.match(r"[ \t]*#\s*include\s*$", text[line_start : match.start()]):
+            return match.group(0)
+        return re.sub(r"[^\n]", " ", match.group(0))
+
+    return COMMENT_OR_STRING.sub(blank, text)
+
+
+def tree_files():
+    """The files of the tree, tracked or new, without what git ignores."""
+    command = ["git", "-c", "safe.directory=*", "ls-files", "-z", "--cached", "--others"]
+    command.append("--exclude-standard")
+    try:
+        listing = subprocess.run(command, cwd=ROOT, check=True, capture_output=True).stdout
+        paths = set(listing.decode().split("\0")) - {""}
+    except (OSError, subprocess.CalledProcessError):
+        paths = set(walk_files())
+    return sorted(path for path in paths if os.path.isfile(os.path.join(ROOT, path)))
+
+
+def walk_files():
+    for folder, subfolders, names in os.walk(ROOT):
+        subfolders[:] = [name for name in subfolders if name not in (".git", "build", "pictures")]
+        for name in names:
+            yield os.path.relpath(os.path.join(folder, name), ROOT)
+
+
+def floor_of(path):
+    parts = path.split("/")
+    return parts[1] if len(parts) > 2 and parts[0] == "gas" else None
+
+
+def check_includes(source, report):
+    floor = floor_of(source.path)
+    if floor is None:
+        return
+    if floor not in FLOORS:
+        report.add(source.path, 1, f"gas/{floor} is no floor of the library")
+        return
+    for match in INCLUDE.finditer(source.code):
+        line = source.line_of(match.start("path"))
+        included = match.group("path")
+        if match.group("open") == '"':
+            report.add(source.path, line, f'write #include <gas/...>, not "{included}"')
+        other = floor_of(included)
+        if other is None:
+            continue
+        if other not in FLOORS:
+            report.add(source.path, line, f"gas/{other} is no floor of the library")
+        elif FLOORS.index(other) > FLOORS.index(floor):
+            report.add(source.path, line, f"{floor} looks up at {other}: <{included}>")
+        elif other == "host" and floor != "host" and included != HOST_DOOR:
+            if included == HOST_CONTRACT and source.path.endswith(".cpp"):
+                continue
+            report.add(source.path, line, f"the host has one door, <{HOST_DOOR}>: <{included}>")
+
+
+def check_code(source, report):
+    if not LANE_FILES.match(source.path):
+        for pattern, message in LANE_RULES:
+            report.add_matches(source, pattern, message + ": {0}")
+    is_header = source.path.endswith(".h")
+    if is_header:
+        if not re.search(r"^#pragma once$", source.code, re.M):
+            report.add(source.path, 1, "a header starts with #pragma once")
+        report.add_matches(source, USING_NAMESPACE, "no {0} in a header")
+    report.add_matches(source, NEVER_COMPILED, "code that is never compiled: {0}")
+    if not source.path.startswith("gas/"):
+        return
+    for pattern, message in LIBRARY_RULES:
+        report.add_matches(source, pattern, message)
+    if not (source.path.startswith("gas/host/") and not is_header):
+        report.add_matches(source, STREAM_HEADER, "streams stay in the sources of the host: {0}")
+    if source.path.startswith("gas/traversal/"):
+        report.add_matches(source, TREE_CLASS, "traversal names no tree class: {0}")
+
+
+def check_text(source, report):
+    report.add_matches(source, HALF_DONE, "left half done: {0}", source.text)
+    if source.path.endswith(BUILD_ENDINGS):
+        report.add_matches(source, FAST_MATH, "inexact arithmetic: {0}", source.text)
+    for folder, limit in LINE_LIMITS.items():
+        if not (source.is_code and source.path.startswith(folder)):
+            continue
+        if source.line_count() > limit and source.path not in LONG_FILES:
+            report.add(source.path, limit + 1, f"{source.line_count()} lines, more than {limit}")
+
+
+def check_test_names(paths, report):
+    """tests/<folder>/<name>_test.cpp stands for a file of gas/<folder>, whose name starts <name>."""
+    for path in paths:
+        if not re.match(r"tests/\w+/.*\.cpp$", path):
+            continue
+        folder = path.split("/")[1]
+        name = os.path.basename(path)
+        if not name.endswith("_test.cpp"):
+            if not path.startswith(SUPPORT_FOLDERS):
+                report.add(path, 1, "a test source is named <name>_test.cpp")
+            continue
+        if folder in FLOORS:
+            mirrored = f"gas/{folder}/"
+        elif folder == "app":
+            mirrored = "apps/gas/"
+        elif folder == "support":
+            mirrored = "tests/support/"
+        else:
+            continue
+        stems = {
+            os.path.splitext(os.path.relpath(other, mirrored))[0].split("/")[-1]
+            for other in paths
+            if other.startswith(mirrored)
+            and other.endswith(CODE_ENDINGS)
+            and not other.endswith("_test.cpp")
+        }
+        tested = name[: -len("_test.cpp")]
+        if not any(tested == stem or tested.startswith(stem + "_") for stem in stems):
+            report.add(path, 1, f"mirrors no file of {mirrored}")
+
+
+def check_listed(paths, report):
+    """Sources are listed, never globbed: what no list names is neither built nor run."""
+    list_files = [path for path in paths if os.path.basename(path) == "CMakeLists.txt"]
+    words = {}
+    for path in list_files:
+        with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+            lines = [line.split("#")[0] for line in file]
+        words[os.path.dirname(path)] = set(re.findall(r"[\w./-]+", "".join(lines)))
+    for path in paths:
+        if not path.startswith(CODE_ROOTS) or not path.endswith(CODE_ENDINGS):
+            continue
+        if path.endswith(".h") and not path.startswith("gas/"):
+            continue
+        folder = os.path.dirname(path)
+        while folder and folder not in words:
+            folder = os.path.dirname(folder)
+        relative = os.path.relpath(path, folder or ".")
+        # Examples are listed by their names alone.
+        names = {relative, os.path.splitext(relative)[0]} if folder == "examples" else {relative}
+        if not names & words.get(folder, set()):
+            report.add(path, 1, f"not listed in {os.path.join(folder, 'CMakeLists.txt')}")
+
+
+def main():
+    paths = tree_files()
+    report = Report()
+    for path in paths:
+        is_text = path.endswith(TEXT_ENDINGS) or "." not in os.path.basename(path)
+        if not is_text or path == "LICENSE":
+            continue
+        source = Source(path)
+        check_text(source, report)
+        if source.is_code and path.startswith(CODE_ROOTS):
+            check_includes(source, report)
+            check_code(source, report)
+    check_test_names(paths, report)
+    check_listed(paths, report)
+
+    for path, line, message in sorted(report.findings):
+        print(f"{path}:{line}: {message}")
+    if report.findings:
+        print(f"{len(report.findings)} findings")
+        return 1
+    print(f"{len(paths)} files keep the rules of the house.")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
