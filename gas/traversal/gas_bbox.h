@@ -1,0 +1,10 @@
+#pragma once
+
+/// A node's box as the ray engines receive it: min x, y, z, 0, then max x, y, z, 0. Each half loads
+/// as one SimdF.
+struct alignas(16) GasBbox {
+    float min[4];
+    float max[4];
+};
+
+static_assert(sizeof(GasBbox) == 32, "two four-lane vectors");

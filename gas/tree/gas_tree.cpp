@@ -1,0 +1,66 @@
+#include <gas/tree/gas_tree.h>
+
+#include <cstddef>
+
+#include <gas/host/host_contract.h>
+#include <gas/tree/gas_sample_table.h>
+
+static_assert(sizeof(GasTree::Node) == 32, "two halves of four lanes");
+static_assert(offsetof(GasTree::Node, index) == 12, "the index closes the first half");
+static_assert(offsetof(GasTree::Node, bbox_max) == 16, "the second half starts with the max");
+static_assert(offsetof(GasTree::Node, flags) == 28, "the flags close the second half");
+
+GasTree::GasTree()
+    : m_nodes(nullptr), m_motion_blur_sample_count(0), m_motion_blur_bboxes(nullptr),
+      m_items(nullptr), m_leaf_count(0), m_node_count(0), m_depth(0),
+      m_split_callback(split_sah_bins_fast) {}
+
+GasTree::GasTree(const GasTree& other) : GasTree() { *this = other; }
+
+GasTree& GasTree::operator=(const GasTree& other) {
+    if (this == &other)
+        return *this;
+    GMathBbox3<float>** samples = nullptr;
+    unsigned sample_count = 0;
+    gas_resize_sample_table(samples, sample_count, other.m_motion_blur_sample_count);
+    for (unsigned sample = 0; sample < sample_count; ++sample)
+        samples[sample] = other.m_motion_blur_bboxes[sample];
+    delete[] m_motion_blur_bboxes;
+    m_motion_blur_bboxes = samples;
+    m_motion_blur_sample_count = sample_count;
+
+    m_nodes = other.m_nodes;
+    m_items = other.m_items;
+    m_leaf_count = other.m_leaf_count;
+    m_node_count = other.m_node_count;
+    m_depth = other.m_depth;
+    m_split_callback = other.m_split_callback;
+    m_leaf_callbacks = other.m_leaf_callbacks;
+    return *this;
+}
+
+GasTree::~GasTree() { clear(); }
+
+void GasTree::clear() {
+    if (m_nodes) {
+        sys_aligned_free(m_nodes);
+        m_nodes = nullptr;
+        m_leaf_count = 0;
+        m_node_count = 0;
+        m_depth = 0;
+    }
+    set_motion_blur_sample_count(0);
+    sys_free(m_items);
+    m_items = nullptr;
+}
+
+void GasTree::set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest,
+                                          void* user) {
+    m_leaf_callbacks.set(all_hits, all_hits, nearest, nearest, user);
+}
+
+void GasTree::set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCallback hit_motion,
+                                          GasLeafCallback nearest_static,
+                                          GasLeafCallback nearest_motion, void* user) {
+    m_leaf_callbacks.set(hit_static, hit_motion, nearest_static, nearest_motion, user);
+}

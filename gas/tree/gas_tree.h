@@ -1,0 +1,213 @@
+#pragma once
+
+#include <cstddef>
+
+#include <gas/gas_export.h>
+#include <gas/host/host.h>
+#include <gas/traversal/gas_bbox.h>
+#include <gas/traversal/gas_leaf_callbacks.h>
+#include <gas/tree/gas_tree_split_context.h>
+
+class GasTreeCtx;
+struct GasTraversalAccess;
+
+/// A binary bounding-volume hierarchy over item boxes, one item per leaf.
+///
+/// `create` builds it; the ray queries then call the leaf callbacks for the leaves that rays reach.
+/// A built tree is read-only during queries and may be traced by many threads at once, each with
+/// its own CtxShader. Everything that changes the tree needs exclusive access.
+///
+/// The same boxes and build method give the same tree, bit for bit, on every machine.
+class GAS_EXPORT GasTree {
+  public:
+    /// One node: two halves that each load as four lanes.
+    struct alignas(16) Node {
+        GMathVec3<float> bbox_min;
+        /// Inner node: its first child; the second is the one after. Leaf: its item.
+        unsigned index;
+        GMathVec3<float> bbox_max;
+        /// Bit 0: leaf. Bits 1 to 3: traversal order code of an inner node, that is the axis along
+        /// which its children are best separated (bits 1 and 2) and whether the second child lies
+        /// on the low side (bit 3).
+        unsigned flags;
+    };
+
+    /// Divides the `count` (3 or more) items of a node: reorders `items` in place and always sets
+    /// `left_count`; the first `left_count` entries go to the first child. 0 or `count` cuts the
+    /// list in half instead.
+    using SplitCallback = void (*)(const GasTreeSplitContext& context, unsigned* items,
+                                   unsigned count, unsigned& left_count);
+
+    /// An empty tree. Its leaf callbacks do nothing until they are set.
+    GasTree();
+    /// Copies are shallow: the copy shares the nodes, the index copy and the sample boxes with its
+    /// source, and only one of the two may be cleared, rebuilt or destroyed. Assignment releases
+    /// nothing of what the target held but its table of samples.
+    GasTree(const GasTree& other);
+    GasTree& operator=(const GasTree& other);
+    virtual ~GasTree();
+
+    /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Sample boxes
+    /// are not counted.
+    virtual std::size_t get_memory_size() const;
+
+    /// Builds the tree over `count` (at least 1) boxes; what it held before is cleared. `indices`,
+    /// when not null, holds `count` values that leaves report in place of their item's position;
+    /// they are copied. With a `progress_bar` (may be null) the build method setting of the bar's
+    /// application chooses the split function and the build fills `progress_share` (0.01 to 1) of
+    /// the bar; without one it is the fast binned SAH. A count of 0 breaks the contract; a release
+    /// build then just clears. When memory runs out std::bad_alloc passes through and the tree is
+    /// empty.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share);
+    /// As above over an array; an empty one only clears the tree.
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share);
+    /// Rounds every coordinate to the nearest float first, not outward.
+    void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share);
+
+    /// Releases everything and leaves an empty tree. Callbacks stay.
+    void clear();
+
+    bool is_empty() const { return !m_nodes; }
+    const unsigned& get_leaf_count() const { return m_leaf_count; }
+    const unsigned& get_node_count() const { return m_node_count; }
+    /// Levels of nodes; 1 for a lone root.
+    const unsigned& get_depth() const { return m_depth; }
+    unsigned get_motion_blur_sample_count() const { return m_motion_blur_sample_count; }
+
+    /// The nodes, `get_node_count()` of them, root first and children after their parent; null when
+    /// empty. Valid until the tree changes.
+    const Node* get_nodes() const { return m_nodes; }
+
+    /// Stores the split function. `create` replaces it by its own choice.
+    void set_split_callback(SplitCallback callback) { m_split_callback = callback; }
+    SplitCallback get_split_callback() const { return m_split_callback; }
+
+    /// Sets the leaf callbacks in pairs, static and motion alike. A null one leaves its pair as it
+    /// was; the user pointer is always replaced.
+    void set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest, void* user);
+    /// Sets each leaf callback on its own; a null one leaves its callback as it was.
+    void set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCallback hit_motion,
+                                     GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
+                                     void* user);
+
+    /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
+    /// box the ray crosses between its near and far distance, until the callback sets the ray's
+    /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
+    /// the tree has fewer than two samples: then they are traced as static rays.
+    ///
+    /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
+    /// no box test and no need of frames. Otherwise an empty tree, or a shader without frames,
+    /// makes the query a silent no-op.
+    void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                        const bool& single_leaf_shortcut) const;
+    void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                        const bool& single_leaf_shortcut) const;
+    /// Nearest hits: visits the nearer child first and skips what starts at or beyond the ray's hit
+    /// distance. A callback that accepts a hit lowers that distance and sets the ray's hit flag.
+    void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                                const bool& single_leaf_shortcut) const;
+    void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                                const bool& single_leaf_shortcut) const;
+
+    /// Takes new item boxes, one per leaf, and keeps the topology: recomputes every box and
+    /// traversal order code. False, with nothing changed, when their count is not the leaf count.
+    bool refit(const CoreArray<GMathBbox3<float>>& bboxes);
+
+    /// Sets the number of motion-blur samples. Samples below it keep their boxes; new ones have
+    /// none until `refit_motion_blur_sample` fills them.
+    void set_motion_blur_sample_count(const unsigned& count);
+    /// Fills sample `sample` from the item boxes at its time. False, with nothing changed, when
+    /// their count is not the leaf count or there is no such sample.
+    bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
+                                  const unsigned& sample);
+
+    /// The root's box; all zeros for an empty tree.
+    GMathBbox3<float> get_bbox() const;
+    /// The root's box in sample `sample`; all zeros when the tree is empty, has no such sample, or
+    /// the sample was never filled.
+    GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const;
+
+    /// Sets the traversal order code of `node` from its two children and leaves the other flags
+    /// alone. When no separation of the children compares (NaN boxes) the code stays as it was.
+    static void compute_node_traversal_order(Node& node, const Node& first, const Node& second);
+
+    /// Split functions. Cut at the middle of the centres' bounds along its widest axis.
+    static void split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
+                             unsigned& left_count);
+    /// Surface area heuristic over all three axes, 16 bins each; exact for 16 items or fewer. Needs
+    /// the context's workspace, as do the next two.
+    static void split_sah_bins(const GasTreeSplitContext& context, unsigned* items, unsigned count,
+                               unsigned& left_count);
+    /// The same along the widest axis only.
+    static void split_sah_bins_fast(const GasTreeSplitContext& context, unsigned* items,
+                                    unsigned count, unsigned& left_count);
+    /// Fast binned SAH up to 128 items, median above.
+    static void split_hybrid(const GasTreeSplitContext& context, unsigned* items, unsigned count,
+                             unsigned& left_count);
+
+  private:
+    friend struct GasTraversalAccess;
+
+    // Steps of the build.
+    void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
+                       const unsigned& count);
+    void choose_split(AppProgressBar* progress_bar, float progress_share);
+    void compute_bboxes(const GMathBbox3<float>* bboxes);
+    static unsigned sort_items(unsigned* items, const unsigned& count,
+                               const GMathVec3<float>* centers, const unsigned& axis,
+                               const float& position);
+    static unsigned get_best_axis(const GMathBbox3<float>& box);
+
+    // The traversal interface; bodies in gas_tree_traversal.h.
+    void init_traversal(GasTreeCtx&) const {}
+    void deinit_traversal(GasTreeCtx&) const {}
+    void free_node(GasTreeCtx&, const unsigned&) const {}
+    bool is_leaf_valid(GasTreeCtx& ctx, const unsigned& leaf) const;
+    bool is_node_a_leaf(GasTreeCtx& ctx, const unsigned& node) const;
+    unsigned get_leaf_value(GasTreeCtx& ctx, const unsigned& node) const;
+    void get_node_children(GasTreeCtx& ctx, const unsigned& node, unsigned& first,
+                           unsigned& second) const;
+    unsigned get_node_traversal_order(GasTreeCtx& ctx, const unsigned& node,
+                                      const GMathBasicRay& ray) const;
+    void get_node_bbox(GasTreeCtx& ctx, const unsigned& node, GasBbox& bbox) const;
+    void get_node_bbox(GasTreeCtx& ctx, const unsigned& node, SimdF& min, SimdF& max) const;
+    void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& node, const unsigned& sample,
+                               GasBbox& bbox) const;
+    void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& node, const unsigned& sample,
+                               SimdF& min, SimdF& max) const;
+
+    bool has_sample(const unsigned& sample) const;
+
+    // Leaf dispatch: maps the leaf position to its item and calls the callback of that name.
+    void leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                             GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_motion(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                             GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                                     CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_motion(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                                     CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+
+    Node* m_nodes;
+    unsigned m_motion_blur_sample_count;
+    GMathBbox3<float>** m_motion_blur_bboxes;
+    unsigned* m_items;
+    unsigned m_leaf_count;
+    unsigned m_node_count;
+    unsigned m_depth;
+    SplitCallback m_split_callback;
+    GasLeafCallbacks m_leaf_callbacks;
+};

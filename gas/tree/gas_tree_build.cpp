@@ -1,0 +1,183 @@
+#include <cassert>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <numeric>
+#include <optional>
+
+#include <gas/traversal/gas_numeric.h>
+#include <gas/tree/gas_sah_workspace.h>
+#include <gas/tree/gas_split_choice.h>
+#include <gas/tree/gas_tree.h>
+
+namespace {
+
+constexpr unsigned leaf_flag = 1;
+constexpr unsigned no_node = UINT_MAX;
+
+/// What a second child that waits for its turn needs: its share of the item list, its depth, and
+/// the child that waits behind it. It is kept in the child's own record, which nothing else has
+/// written yet, so the walk needs no stack however deep the tree gets.
+struct WaitingChild {
+    unsigned offset;
+    unsigned count;
+    unsigned depth;
+    unsigned behind;
+};
+
+static_assert(sizeof(WaitingChild) <= sizeof(GasTree::Node));
+
+} // namespace
+
+void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                     const unsigned* indices, AppProgressBar* progress_bar,
+                     const float& progress_share) {
+    const unsigned item_count = count; // the caller's count may live in what `clear` releases
+    clear();
+    assert(item_count > 0 && "a tree is built over at least one box");
+    assert(item_count <= UINT_MAX / 2 && "node indices are 32 bits wide");
+    if (item_count == 0 || item_count > UINT_MAX / 2)
+        return;
+
+    // Everything that can fail comes before the tree owns anything.
+    const std::unique_ptr<unsigned[]> items(new unsigned[item_count]);
+    const std::unique_ptr<GMathVec3<float>[]> centers(new GMathVec3<float>[item_count]);
+    std::unique_ptr<unsigned, void (*)(void*)> index_copy(nullptr, sys_free);
+    if (indices) {
+        index_copy.reset(
+            static_cast<unsigned*>(sys_malloc(std::size_t{item_count} * sizeof(unsigned))));
+        std::memcpy(index_copy.get(), indices, std::size_t{item_count} * sizeof(unsigned));
+    }
+    m_nodes =
+        static_cast<Node*>(sys_aligned_malloc((2 * std::size_t{item_count} - 1) * sizeof(Node)));
+    m_items = index_copy.release();
+    m_leaf_count = item_count;
+    m_node_count = 1;
+    m_depth = 1;
+
+    std::iota(items.get(), items.get() + item_count, 0u);
+    for (unsigned i = 0; i < item_count; ++i)
+        centers[i] = gas_box_center(bboxes[i]);
+
+    choose_split(progress_bar, progress_share);
+    std::optional<GasSahWorkspace> workspace;
+    if (m_split_callback != split_median)
+        workspace.emplace(centers.get());
+    GasTreeSplitContext context = {bboxes, centers.get(), workspace ? &*workspace : nullptr,
+                                   progress_bar, 0};
+    recurse_split(context, m_nodes[0], 1, items.get(), item_count);
+    compute_bboxes(bboxes);
+}
+
+void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     AppProgressBar* progress_bar, const float& progress_share) {
+    if (const unsigned count = gas_host::get_count(bboxes))
+        create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
+    else
+        clear();
+}
+
+void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     AppProgressBar* progress_bar, const float& progress_share) {
+    if (const unsigned count = gas_host::get_count(bboxes))
+        create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
+    else
+        clear();
+}
+
+void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                     AppProgressBar* progress_bar, const float& progress_share) {
+    const unsigned count = gas_host::get_count(bboxes);
+    if (count == 0) {
+        clear();
+        return;
+    }
+    const GMathBbox3<double>* wide = gas_host::get_items(bboxes);
+    const std::unique_ptr<GMathBbox3<float>[]> narrow(new GMathBbox3<float>[count]);
+    for (unsigned i = 0; i < count; ++i) {
+        const auto round = [](const GMathVec3<double>& corner) -> GMathVec3<float> {
+            return {static_cast<float>(corner.x), static_cast<float>(corner.y),
+                    static_cast<float>(corner.z)};
+        };
+        narrow[i] = {round(wide[i].min), round(wide[i].max)};
+    }
+    create(narrow.get(), count, indices, progress_bar, progress_share);
+}
+
+void GasTree::choose_split(AppProgressBar* progress_bar, float progress_share) {
+    if (!progress_bar) {
+        m_split_callback = split_sah_bins_fast;
+        return;
+    }
+    unsigned whole = gas_truncate(progress_share * 100.0f, UINT_MAX);
+    assert(whole > 0 && "a build fills at least a hundredth of its progress bar");
+    if (whole == 0)
+        whole = 1;
+    const unsigned step = m_leaf_count > whole ? m_leaf_count / whole : 1;
+    gas_host::set_progress_steps(*progress_bar, step,
+                                 static_cast<float>(step) * progress_share /
+                                     static_cast<float>(m_leaf_count));
+    m_split_callback = gas_choose_split<GasTree>(gas_host::get_build_method(*progress_bar));
+}
+
+void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth,
+                            unsigned* items, const unsigned& count) {
+    unsigned current = static_cast<unsigned>(&node - m_nodes);
+    unsigned waiting = no_node;
+    WaitingChild part = {0, count, depth, no_node};
+    for (;;) {
+        if (part.count <= 1) {
+            m_nodes[current].index = items[part.offset];
+            m_nodes[current].flags = leaf_flag;
+            if (context.progress_bar)
+                context.progress_bar->increment_if_step(++context.built_leaf_count);
+            // The child that has waited least is next: depth first, first subtrees first.
+            if (waiting == no_node)
+                return;
+            current = waiting;
+            std::memcpy(&part, static_cast<const void*>(&m_nodes[current]), sizeof part);
+            waiting = part.behind;
+            continue;
+        }
+
+        const unsigned first_child = m_node_count;
+        m_nodes[current].index = first_child;
+        m_nodes[current].flags = 0;
+        m_node_count += 2;
+        ++part.depth;
+        if (m_depth < part.depth)
+            m_depth = part.depth;
+
+        unsigned left_count = 1;
+        if (part.count > 2) {
+            m_split_callback(context, items + part.offset, part.count, left_count);
+            if (left_count == 0 || left_count >= part.count)
+                left_count = part.count / 2;
+        }
+
+        const WaitingChild second = {part.offset + left_count, part.count - left_count, part.depth,
+                                     waiting};
+        waiting = first_child + 1;
+        std::memcpy(static_cast<void*>(&m_nodes[waiting]), &second, sizeof second);
+        current = first_child;
+        part.count = left_count;
+    }
+}
+
+void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
+    // Children follow their parents, so this order meets both children before their parent.
+    for (unsigned i = m_node_count; i-- > 0;) {
+        Node& node = m_nodes[i];
+        if (node.flags & leaf_flag) {
+            node.bbox_min = bboxes[node.index].min;
+            node.bbox_max = bboxes[node.index].max;
+            continue;
+        }
+        const Node& first = m_nodes[node.index];
+        const Node& second = m_nodes[node.index + 1];
+        node.bbox_min = first.bbox_min;
+        node.bbox_max = first.bbox_max;
+        gas_grow(node.bbox_min, node.bbox_max, second.bbox_min, second.bbox_max);
+        compute_node_traversal_order(node, first, second);
+    }
+}

@@ -1,0 +1,31 @@
+#include <gas/traversal/gas_ray_entry.h>
+#include <gas/tree/gas_tree.h>
+#include <gas/tree/gas_tree_traversal.h>
+
+static_assert(GasTraversable<GasTree>);
+
+void GasTree::ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                             const bool& single_leaf_shortcut) const {
+    GasNoProbe probe;
+    gas_trace_static<GasAllHits>(*this, eval, shader, ctx, single_leaf_shortcut, probe);
+}
+
+void GasTree::ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                             const bool& single_leaf_shortcut) const {
+    GasNoProbe probe;
+    gas_trace_motion<GasAllHits>(*this, eval, shader, ctx, single_leaf_shortcut, probe);
+}
+
+void GasTree::ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx,
+                                     const bool& single_leaf_shortcut) const {
+    GasNoProbe probe;
+    gas_trace_static<GasNearestHit>(*this, eval, shader, ctx, single_leaf_shortcut, probe);
+}
+
+void GasTree::ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx,
+                                     const bool& single_leaf_shortcut) const {
+    GasNoProbe probe;
+    gas_trace_motion<GasNearestHit>(*this, eval, shader, ctx, single_leaf_shortcut, probe);
+}

@@ -1,0 +1,74 @@
+#include <gas/traversal/gas_numeric.h>
+#include <gas/tree/gas_sample_table.h>
+#include <gas/tree/gas_traversal_order.h>
+#include <gas/tree/gas_tree.h>
+
+namespace {
+
+constexpr unsigned order_shift = 1;
+constexpr unsigned order_mask = 7u << order_shift;
+
+} // namespace
+
+void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
+    const unsigned previous = (node.flags & order_mask) >> order_shift;
+    const unsigned code = gas_traversal_order(previous, first.bbox_min, first.bbox_max,
+                                              second.bbox_min, second.bbox_max);
+    node.flags = (node.flags & ~order_mask) | code << order_shift;
+}
+
+bool GasTree::refit(const CoreArray<GMathBbox3<float>>& bboxes) {
+    if (gas_host::get_count(bboxes) != m_leaf_count)
+        return false;
+    compute_bboxes(gas_host::get_items(bboxes));
+    return true;
+}
+
+void GasTree::set_motion_blur_sample_count(const unsigned& count) {
+    const unsigned new_count = count;
+    if (new_count == m_motion_blur_sample_count)
+        return;
+    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
+        sys_free(m_motion_blur_bboxes[sample]);
+        m_motion_blur_bboxes[sample] = nullptr;
+    }
+    gas_resize_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, new_count);
+}
+
+bool GasTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
+                                       const unsigned& sample) {
+    if (gas_host::get_count(bboxes) != m_leaf_count)
+        return false;
+    if (sample >= m_motion_blur_sample_count)
+        return false;
+
+    GMathBbox3<float>*& boxes = m_motion_blur_bboxes[sample];
+    if (!boxes) {
+        // One float more than the boxes: a ray engine loads four lanes at the last box's max.
+        boxes = static_cast<GMathBbox3<float>*>(
+            sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
+    }
+    const GMathBbox3<float>* leaf_boxes = gas_host::get_items(bboxes);
+    for (unsigned i = m_node_count; i-- > 0;) {
+        const Node& node = m_nodes[i];
+        if (node.flags & 1) {
+            boxes[i] = leaf_boxes[node.index];
+        } else {
+            boxes[i] = boxes[node.index];
+            gas_unite(boxes[i], boxes[node.index + 1]);
+        }
+    }
+    return true;
+}
+
+GMathBbox3<float> GasTree::get_bbox() const {
+    if (!m_nodes)
+        return {{0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
+    return {m_nodes[0].bbox_min, m_nodes[0].bbox_max};
+}
+
+GMathBbox3<float> GasTree::get_blurred_bbox(const unsigned& sample) const {
+    if (!m_nodes || sample >= m_motion_blur_sample_count || !m_motion_blur_bboxes[sample])
+        return {{0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
+    return m_motion_blur_bboxes[sample][0];
+}
