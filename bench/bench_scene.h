@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gas/host/host.h>
+
+/// Scenes to measure on. Every item of every scene is a triangle, so that all of them are traced
+/// by the same callbacks.
+namespace gas_bench {
+
+struct Triangle {
+    GMathVec3<float> corners[3];
+};
+
+/// Triangles and their boxes when the shutter opens (time 0) and closes (time 1); in between the
+/// corners move along straight lines.
+struct Scene {
+    std::vector<Triangle> triangles;
+    std::vector<Triangle> later_triangles;
+    CoreArray<GMathBbox3<float>> boxes;
+    CoreArray<GMathBbox3<float>> later_boxes;
+    /// All boxes at time 0.
+    GMathBbox3<float> bounds;
+};
+
+/// Names that `make_scene` knows: uniform (evenly spread), clustered (dense groups far apart),
+/// long_thin (needles across the axes), coincident (groups of equal centres) and surface (a bumpy
+/// sphere).
+const std::vector<std::string>& get_scene_names();
+
+/// About `item_count` triangles (a surface has the next number that closes it), the same on every
+/// machine but for the last bits of sines.
+Scene make_scene(const std::string& name, unsigned item_count);
+
+/// The triangles of an OBJ file. Throws std::runtime_error with a message that names the path when
+/// there are none.
+Scene read_obj_scene(const std::string& path);
+
+} // namespace gas_bench

@@ -1,0 +1,148 @@
+#include "bench_tracer.h"
+
+#include <gas/object/gas_object.h>
+
+namespace gas_bench {
+
+namespace {
+
+GMathVec3<double> widen(const GMathVec3<float>& vector) {
+    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
+            static_cast<double>(vector.z)};
+}
+
+} // namespace
+
+Tracer::Tracer(const Scene& scene)
+    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, 0} {
+    m_tree.create(scene.boxes, nullptr, nullptr, 1.0f);
+    m_tree.set_motion_blur_sample_count(2);
+    m_tree.refit_motion_blur_sample(scene.boxes, 0);
+    m_tree.refit_motion_blur_sample(scene.later_boxes, 1);
+    GasObject::create_ctx(m_shader);
+    m_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+}
+
+Tracer::~Tracer() { GasObject::destroy_ctx(m_shader); }
+
+void Tracer::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) {
+    m_query = query;
+    m_in_motion = in_motion;
+    m_target.rays = rays.data();
+    m_batch.resize(static_cast<unsigned>(rays.size()));
+    for (unsigned i = 0; i < m_batch.get_ray_count(); ++i) {
+        const Ray& ray = rays[i];
+        m_batch.set_ray(i, widen(ray.origin), widen(ray.direction),
+                        static_cast<double>(ray.near_distance),
+                        static_cast<double>(ray.far_distance), ray.time);
+    }
+    if (in_motion)
+        choose_query<true>(query);
+    else
+        choose_query<false>(query);
+}
+
+template <bool in_motion> void Tracer::choose_query(Query query) {
+    if (query == Query::nearest) {
+        m_tree.set_leaf_raytrace_callbacks(nullptr, hit_nearest<in_motion>, &m_target);
+        m_tree_query =
+            in_motion ? &GasTree::ray_hit_nearest_motion : &GasTree::ray_hit_nearest_static;
+        m_counted_query =
+            in_motion ? gas_counted_ray_hit_nearest_motion : gas_counted_ray_hit_nearest_static;
+        return;
+    }
+    const GasLeafCallback callback = query == Query::any ? hit_any<in_motion> : hit_all<in_motion>;
+    m_tree.set_leaf_raytrace_callbacks(callback, nullptr, &m_target);
+    m_tree_query = in_motion ? &GasTree::ray_hit_motion : &GasTree::ray_hit_static;
+    m_counted_query = in_motion ? gas_counted_ray_hit_motion : gas_counted_ray_hit_static;
+}
+
+void Tracer::trace() {
+    m_target.hit_count = 0;
+    m_batch.reset_hits();
+    GeometryRaytraceData& data = m_batch.get_data();
+    const auto count = static_cast<int>(m_batch.get_ray_count());
+    for (int ray = 0; ray < count; ++ray) {
+        data.set_range(ray, ray);
+        (m_tree.*m_tree_query)(m_eval, m_shader, data.get_ctx(), false);
+    }
+}
+
+GasWalkCounts Tracer::trace_counted() {
+    m_target.hit_count = 0;
+    m_batch.reset_hits();
+    GasWalkCounts counts;
+    GeometryRaytraceData& data = m_batch.get_data();
+    const auto count = static_cast<int>(m_batch.get_ray_count());
+    for (int ray = 0; ray < count; ++ray) {
+        data.set_range(ray, ray);
+        m_counted_query(m_tree, m_eval, m_shader, data.get_ctx(), false, counts);
+    }
+    return counts;
+}
+
+std::uint64_t Tracer::get_hit_count() const {
+    if (m_query == Query::all)
+        return m_target.hit_count;
+    std::uint64_t count = 0;
+    for (unsigned ray = 0; ray < m_batch.get_ray_count(); ++ray)
+        count += m_batch.is_hit(ray) ? 1 : 0;
+    return count;
+}
+
+std::size_t Tracer::get_memory_size() const {
+    const std::size_t sample_bytes = std::size_t{m_tree.get_motion_blur_sample_count()} *
+                                     m_tree.get_node_count() * sizeof(GMathBbox3<float>);
+    return m_tree.get_memory_size() + (m_in_motion ? sample_bytes : 0);
+}
+
+template <bool in_motion>
+bool Tracer::Target::meets(unsigned item, unsigned ray, float& distance) const {
+    const Ray& line = rays[ray];
+    if constexpr (in_motion) {
+        const Triangle triangle = blend(triangles[item], later_triangles[item], line.time);
+        return intersect(triangle, line.origin, line.direction, line.near_distance, distance,
+                         distance);
+    } else {
+        return intersect(triangles[item], line.origin, line.direction, line.near_distance, distance,
+                         distance);
+    }
+}
+
+template <bool in_motion>
+void Tracer::hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                         GeometryRaytraceCtx& ctx) {
+    const Target& target = *static_cast<const Target*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
+        if (target.meets<in_motion>(item, ray, distance))
+            ctx.record_nearest_hit(ray, static_cast<double>(distance), item);
+    }
+}
+
+template <bool in_motion>
+void Tracer::hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                     GeometryRaytraceCtx& ctx) {
+    const Target& target = *static_cast<const Target*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        float distance = target.rays[ray].far_distance;
+        if (target.meets<in_motion>(item, ray, distance))
+            ctx.set_hit(ray);
+    }
+}
+
+template <bool in_motion>
+void Tracer::hit_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                     GeometryRaytraceCtx& ctx) {
+    Target& target = *static_cast<Target*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        float distance = target.rays[ray].far_distance;
+        if (target.meets<in_motion>(item, ray, distance))
+            ++target.hit_count;
+    }
+}
+
+} // namespace gas_bench

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <gas/diagnostics/gas_counted_rays.h>
+#include <gas/tree/gas_tree.h>
+
+#include "bench_triangle.h"
+
+namespace gas_bench {
+
+enum class Query {
+    nearest, ///< the nearest hit
+    any,     ///< whether there is a hit; stops at the first
+    all,     ///< every hit
+};
+
+/// A tree over a scene, and all that a thread needs to trace it: the shortest way from rays to
+/// hits, a call per ray.
+class Tracer {
+  public:
+    /// The scene outlives the tracer. Builds with the default method and two motion-blur samples.
+    explicit Tracer(const Scene& scene);
+    Tracer(const Tracer&) = delete;
+    Tracer& operator=(const Tracer&) = delete;
+    ~Tracer();
+
+    /// Says which rays (they outlive their use) are traced for what.
+    void prepare(const std::vector<Ray>& rays, Query query, bool in_motion);
+    /// Forgets the hits and traces all prepared rays, one by one.
+    void trace();
+    /// As `trace`, through the counting engines.
+    GasWalkCounts trace_counted();
+
+    /// Hits of the last `trace`: rays that hit, or with Query::all every hit.
+    std::uint64_t get_hit_count() const;
+    GeometryRayBatch& get_batch() { return m_batch; }
+    /// Bytes of the tree, with its sample boxes if the prepared query needs them.
+    std::size_t get_memory_size() const;
+
+  private:
+    using TreeQuery = void (GasTree::*)(const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
+                                        const bool&) const;
+    using CountedQuery = void (*)(const GasTree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
+                                  const bool&, GasWalkCounts&);
+
+    template <bool in_motion> void choose_query(Query query);
+
+    /// What the leaf callbacks see.
+    struct Target {
+        const Triangle* triangles;
+        const Triangle* later_triangles;
+        const Ray* rays;
+        std::uint64_t hit_count;
+
+        template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
+    };
+    template <bool in_motion>
+    static void hit_nearest(void* user, const unsigned& item, const CtxEval& eval,
+                            CtxShader& shader, GeometryRaytraceCtx& ctx);
+    template <bool in_motion>
+    static void hit_any(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                        GeometryRaytraceCtx& ctx);
+    template <bool in_motion>
+    static void hit_all(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                        GeometryRaytraceCtx& ctx);
+
+    GasTree m_tree;
+    CtxEval m_eval;
+    CtxShader m_shader;
+    GeometryRayBatch m_batch;
+    Target m_target;
+    Query m_query = Query::nearest;
+    bool m_in_motion = false;
+    TreeQuery m_tree_query = nullptr;
+    CountedQuery m_counted_query = nullptr;
+};
+
+} // namespace gas_bench

@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""Runs the benchmarks beside the peer and prints how many times as fast the library is.
+
+Library and peer take turns within one run, so that a change of the machine's speed meets both. A
+ratio is the peer's median CPU time over the library's; where several peers were measured, the
+fastest of them counts. Above 1 the library is faster.
+
+    bench/compare.py build/release/bench/gas_bench --items=100000,1000000 --obj=mesh.obj
+"""
+
+import argparse
+import json
+import math
+import statistics
+import subprocess
+import sys
+
+SCENES = ["uniform", "clustered", "long_thin", "coincident", "surface"]
+
+# The library's build methods and what the peer has to set against them: binned SAH, or a cheaper
+# build where speed is all that is asked for.
+PEER_QUESTIONS = {
+    "build/median": "build/morton",
+    "build/hybrid": "build/sah_fast",
+    "build/sah": "build/sah_fast",
+}
+
+
+def read_arguments():
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
+    )
+    parser.add_argument("program", help="the built gas_bench")
+    parser.add_argument("--items", default="100000", help="item counts of generated scenes")
+    parser.add_argument("--scenes", default=",".join(SCENES), help="generated scenes to use")
+    parser.add_argument("--obj", action="append", default=[], help="a mesh as well; repeatable")
+    parser.add_argument("--rays", default="65536", help="rays per round")
+    parser.add_argument("--filter", default=".", help="only benchmarks that match")
+    parser.add_argument("--repetitions", type=int, default=7)
+    parser.add_argument("--min-time", default="0.1", help="seconds per repetition")
+    return parser.parse_args()
+
+
+def run(arguments, own_options):
+    """Runs one program over one workload; returns its repetitions."""
+    command = [
+        arguments.program,
+        f"--rays={arguments.rays}",
+        f"--benchmark_filter={arguments.filter}",
+        f"--benchmark_repetitions={arguments.repetitions}",
+        f"--benchmark_min_time={arguments.min_time}",
+        "--benchmark_enable_random_interleaving=true",
+        "--benchmark_format=json",
+        *own_options,
+    ]
+    result = subprocess.run(command, stdout=subprocess.PIPE, check=False)
+    if result.returncode != 0:
+        sys.exit(f"{arguments.program} failed")
+    output = result.stdout.decode()
+    if "{" not in output:
+        sys.exit("no benchmark matches")
+    runs = json.loads(output[output.index("{") :])["benchmarks"]
+    return [one for one in runs if one["run_type"] == "iteration"]
+
+
+def collect(runs):
+    """Medians by (question, workload) and participant: time, and the counters of one run."""
+    times = {}
+    counters = {}
+    for one in runs:
+        # question/kind/scene/items/who, and what Google Benchmark appends.
+        question, kind, scene, items, who = one["run_name"].split("/")[:5]
+        key = (f"{question}/{kind}", f"{scene}/{items}")
+        times.setdefault(key, {}).setdefault(who, []).append(one["cpu_time"])
+        counters.setdefault(key, {})[who] = one
+    medians = {
+        key: {who: statistics.median(values) for who, values in participants.items()}
+        for key, participants in times.items()
+    }
+    return medians, counters
+
+
+def get_peer_time(medians, question, workload):
+    key = (PEER_QUESTIONS.get(question, question), workload)
+    peers = [time for who, time in medians.get(key, {}).items() if who != "gas"]
+    return min(peers, default=None)
+
+
+def describe(one):
+    """What the library's own run did: speed and cause."""
+    parts = []
+    for name in ("rays/s", "items/s"):
+        if name in one:
+            parts.append(f"{one[name] / 1e6:8.2f} M{name}")
+    for name in ("nodes/ray", "leaves/ray", "sah_cost"):
+        if name in one:
+            parts.append(f"{one[name]:8.1f} {name}")
+    return "  ".join(parts)
+
+
+def report(medians, counters):
+    ratios = {}
+    for (question, workload), participants in sorted(medians.items()):
+        if "gas" not in participants:
+            continue
+        peer_time = get_peer_time(medians, question, workload)
+        ratio = peer_time / participants["gas"] if peer_time else None
+        if ratio:
+            ratios.setdefault(question, []).append((ratio, workload))
+        text = f"{ratio:6.2f}" if ratio else "     -"
+        details = describe(counters[(question, workload)]["gas"])
+        print(f"{question:24}{workload:24}{text}  {details}")
+
+    if not ratios:
+        print("\nNo peer took part: only the library's own figures.")
+        return
+    print(f"\n{'times as fast as the peer':40}{'mean':>6}{'worst':>8}")
+    for question, entries in ratios.items():
+        mean = math.exp(statistics.fmean(math.log(ratio) for ratio, _ in entries))
+        worst, where = min(entries)
+        print(f"{question:40}{mean:6.2f}{worst:8.2f}  {where}")
+
+
+def main():
+    arguments = read_arguments()
+    workloads = [
+        [f"--scenes={scene}", f"--items={items}"]
+        for scene in filter(None, arguments.scenes.split(","))
+        for items in arguments.items.split(",")
+    ]
+    workloads += [["--scenes=", f"--obj={path}"] for path in arguments.obj]
+    runs = []
+    for number, options in enumerate(workloads, 1):
+        print(f"{number} of {len(workloads)}: {' '.join(options)}", file=sys.stderr)
+        runs += run(arguments, options)
+    report(*collect(runs))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,46 @@
+/// How many rays a second does a tree serve, each ray by a call of its own?
+
+#include <benchmark/benchmark.h>
+
+#include "bench_workload.h"
+
+namespace gas_bench {
+
+namespace {
+
+void run(benchmark::State& state, Workload& workload, const TraceQuestion& question) {
+    const std::vector<Ray>& rays = workload.get_rays(question.rays);
+    Tracer& tracer = workload.get_tracer();
+    tracer.prepare(rays, question.query, question.in_motion);
+    for (auto _ : state)
+        tracer.trace();
+
+    // Counted apart from the timing, by engines that the library does not ship.
+    const GasWalkCounts counts = tracer.trace_counted();
+    const auto ray_count = static_cast<double>(rays.size());
+    state.counters["rays/s"] =
+        benchmark::Counter(ray_count, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["nodes/ray"] = static_cast<double>(counts.visited_nodes) / ray_count;
+    state.counters["leaves/ray"] = static_cast<double>(counts.leaf_calls) / ray_count;
+    state.counters["hits/ray"] = static_cast<double>(tracer.get_hit_count()) / ray_count;
+    state.counters["bytes/item"] = static_cast<double>(tracer.get_memory_size()) /
+                                   static_cast<double>(workload.get_item_count());
+}
+
+} // namespace
+
+void register_trace_single(const Workloads& workloads) {
+    for (const std::shared_ptr<Workload>& workload : workloads) {
+        for (const TraceQuestion& question : trace_questions) {
+            const std::string name =
+                std::string(question.name) + "/" + workload->get_name() + "/gas";
+            benchmark::RegisterBenchmark(
+                name.c_str(),
+                [workload, &question](benchmark::State& state) { run(state, *workload, question); })
+                ->Unit(benchmark::kMillisecond)
+                ->MeasureProcessCPUTime();
+        }
+    }
+}
+
+} // namespace gas_bench

@@ -1,0 +1,110 @@
+/// Items that move between frames: refitting keeps the tree's shape and renews its boxes, which
+/// takes a small part of the time of a build. The tree stays right, and stays good while neighbours
+/// stay neighbours.
+
+#include <cstdio>
+#include <vector>
+
+#include <gas/object/gas_object.h>
+#include <gas/tree/gas_tree.h>
+
+#include "sphere.h"
+
+namespace {
+
+struct Scene {
+    std::vector<Sphere> spheres;
+    /// Spheres that were tried, over all rays of a frame.
+    unsigned call_count = 0;
+};
+
+void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                GeometryRaytraceCtx& ctx) {
+    Scene& scene = *static_cast<Scene*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        const double bound = ctx.get_intersection_path(ray).get_hit_distance();
+        double distance;
+        ++scene.call_count;
+        if (meets(scene.spheres[item], ctx.get_ray(ray).line, ctx.get_tnear(ray), bound, distance))
+            ctx.record_nearest_hit(ray, distance, item);
+    }
+}
+
+/// A sheet of spheres through which a wave runs.
+constexpr unsigned side = 50;
+
+void set_frame(Scene& scene, unsigned frame) {
+    scene.spheres.resize(side * side);
+    for (unsigned i = 0; i < side * side; ++i) {
+        const auto x = static_cast<float>(i % side);
+        const auto y = static_cast<float>(i / side);
+        const float phase = 0.3f * x + 0.2f * y + 0.5f * static_cast<float>(frame);
+        scene.spheres[i] = {{x, y, 4.0f * std::sin(phase)}, 0.4f};
+    }
+}
+
+CoreArray<GMathBbox3<float>> get_boxes(const Scene& scene) {
+    CoreArray<GMathBbox3<float>> boxes(static_cast<unsigned>(scene.spheres.size()));
+    for (unsigned i = 0; i < boxes.get_count(); ++i)
+        boxes[i] = get_box(scene.spheres[i]);
+    return boxes;
+}
+
+void set_rays(GeometryRayBatch& batch) {
+    batch.resize(side * side);
+    for (unsigned ray = 0; ray < batch.get_ray_count(); ++ray)
+        batch.set_ray(ray, {-20.0 + 0.9 * (ray % side), 0.4 + 0.9 * (ray / side), 15.0},
+                      {1.0, 0.1, -0.6}, 0.0, 1000.0);
+}
+
+} // namespace
+
+int main() {
+    Scene scene;
+    set_frame(scene, 0);
+    GasTree tree;
+    tree.create(get_boxes(scene), nullptr, nullptr, 1.0f);
+    tree.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+
+    CtxEval eval;
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    GeometryRayBatch batch;
+    GeometryRayBatch expected;
+    bool right = true;
+    for (unsigned frame = 1; frame <= 6; ++frame) {
+        set_frame(scene, frame);
+        right = right && tree.refit(get_boxes(scene));
+        set_rays(batch);
+        scene.call_count = 0;
+        tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
+        const unsigned refit_calls = scene.call_count;
+
+        // A tree built for this very frame finds the same hits.
+        GasTree rebuilt;
+        rebuilt.create(get_boxes(scene), nullptr, nullptr, 1.0f);
+        rebuilt.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+        set_rays(expected);
+        scene.call_count = 0;
+        rebuilt.ray_hit_nearest_static(eval, shader, expected.get_ctx(), false);
+
+        unsigned hit_count = 0;
+        for (unsigned ray = 0; ray < batch.get_ray_count(); ++ray) {
+            hit_count += batch.is_hit(ray) ? 1 : 0;
+            right = right && batch.is_hit(ray) == expected.is_hit(ray) &&
+                    batch.get_hit_distance(ray) == expected.get_hit_distance(ray);
+        }
+        std::printf("frame %u: %u hits; spheres tried per ray: %.2f refitted, %.2f rebuilt\n",
+                    frame, hit_count, static_cast<double>(refit_calls) / batch.get_ray_count(),
+                    static_cast<double>(scene.call_count) / batch.get_ray_count());
+    }
+    GasObject::destroy_ctx(shader);
+
+    // Items that come or go need a new build: another number of boxes is refused.
+    scene.spheres.pop_back();
+    right = right && !tree.refit(get_boxes(scene));
+
+    std::puts(right ? "as expected" : "WRONG");
+    return right ? 0 : 1;
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cmath>
+
+#include <gas/host/host.h>
+
+/// The item of these examples. The library never sees it: it asks for its box, and calls back when
+/// a ray reaches that box.
+struct Sphere {
+    GMathVec3<float> center;
+    float radius;
+};
+
+/// The sphere's box, a little too large: it is made of floats, and rays are tested against it in
+/// floats, so both may round the wrong way. A box that is too large costs a callback now and then;
+/// one that is too small loses hits.
+inline GMathBbox3<float> get_box(const Sphere& sphere) {
+    const float reach = sphere.radius * 1.0001f;
+    const GMathVec3<float> corner = {reach, reach, reach};
+    return {sphere.center - corner, sphere.center + corner};
+}
+
+inline double dot(const GMathVec3<double>& a, const GMathVec3<double>& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+/// Whether the line meets the sphere between the two distances, and at which `distance` first.
+inline bool meets(const Sphere& sphere, const GMathBasicRay& line, double near_distance,
+                  double far_distance, double& distance) {
+    const GMathVec3<double> center = {static_cast<double>(sphere.center.x),
+                                      static_cast<double>(sphere.center.y),
+                                      static_cast<double>(sphere.center.z)};
+    const auto radius = static_cast<double>(sphere.radius);
+    const GMathVec3<double> offset = line.get_origin() - center;
+    const GMathVec3<double>& direction = line.get_direction();
+    const double a = dot(direction, direction);
+    const double b = dot(offset, direction);
+    const double c = dot(offset, offset) - radius * radius;
+    const double discriminant = b * b - a * c;
+    if (!(discriminant >= 0.0))
+        return false;
+    const double root = std::sqrt(discriminant);
+    for (const double candidate : {(-b - root) / a, (-b + root) / a}) {
+        if (candidate > near_distance && candidate < far_distance) {
+            distance = candidate;
+            return true;
+        }
+    }
+    return false;
+}
