@@ -87,11 +87,10 @@ void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned
 
 void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
+    clear(); // first of all: when memory runs out below, the tree is empty
     const unsigned count = gas_host::get_count(bboxes);
-    if (count == 0) {
-        clear();
+    if (count == 0)
         return;
-    }
     const GMathBbox3<double>* wide = gas_host::get_items(bboxes);
     const std::unique_ptr<GMathBbox3<float>[]> narrow(new GMathBbox3<float>[count]);
     for (unsigned i = 0; i < count; ++i) {

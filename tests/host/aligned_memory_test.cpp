@@ -7,12 +7,6 @@
 
 #include <gas/host/host.h>
 
-// The sanitizers end the program when more is asked for than there can be, unless told to refuse.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
-extern "C" const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
-
 TEST(AlignedMemory, StartsAtASixteenByteBoundary) {
     for (std::size_t size = 1; size < 200; ++size) {
         void* memory = sys_aligned_malloc(size);
@@ -36,6 +30,7 @@ TEST(AlignedMemory, NullCanBeReleased) {
     sys_free(nullptr);
 }
 
+// Under the sanitizers this needs allocator_may_return_null=1, which the test run sets.
 TEST(AlignedMemory, AbsurdSizesThrow) {
     const std::size_t largest = std::numeric_limits<std::size_t>::max();
     for (const std::size_t size :

@@ -76,7 +76,9 @@ TEST(CoreLogStream, WrittenFloatsReadBackTheSame) {
         if (std::isnan(value))
             continue;
         const float read = std::strtof(format(value).c_str(), nullptr);
-        ASSERT_EQ(std::memcmp(&read, &value, sizeof value), 0) << format(value);
+        unsigned read_bits;
+        std::memcpy(&read_bits, &read, sizeof read_bits);
+        ASSERT_EQ(read_bits, bits) << format(value);
     }
 }
 
@@ -116,6 +118,7 @@ TEST(CoreLogHandler, MessagesOfSeveralThreadsDoNotMix) {
     std::vector<std::string> messages; // unguarded: the handler calls its sink once at a time
     const SinkGuard guard([&](const std::string& text) { messages.push_back(text); });
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int number = 0; number < 4; ++number)
         threads.emplace_back([number] {
             CoreLogStream stream;

@@ -70,7 +70,8 @@ TEST(CtxMotionBlur, HugeShuttersAndCountsStayInRange) {
         for (const float open : {-3e38f, -1.0f, 0.0f})
             for (const float close : {1e-40f, 1.0f, 3e38f}) {
                 const CtxMotionBlur motion(open, close, count);
-                for (float part = -0.25f; part < 1.5f; part += 0.0625f) {
+                for (int sixteenth = -4; sixteenth < 24; ++sixteenth) {
+                    const float part = static_cast<float>(sixteenth) * 0.0625f;
                     const float time = open + part * (close - open);
                     unsigned sample = 0xFFFFFFFFu;
                     float fraction = -1.0f;
@@ -85,10 +86,10 @@ TEST(CtxMotionBlur, HugeShuttersAndCountsStayInRange) {
 TEST(CtxMotionBlur, SpansOnlyMoveForwardInTime) {
     const CtxMotionBlur motion(0.0f, 1.0f, 7);
     float before = 0.0f;
-    for (float time = 0.0f; time <= 1.0f; time = std::nextafter(time, 2.0f) + 1e-5f) {
+    for (unsigned step = 0; step <= 100000; ++step) {
         unsigned sample;
         float fraction;
-        motion.get_time_spanf(time, sample, fraction);
+        motion.get_time_spanf(static_cast<float>(step) / 100000.0f, sample, fraction);
         const float position = static_cast<float>(sample) + fraction;
         ASSERT_GE(position, before);
         before = position;

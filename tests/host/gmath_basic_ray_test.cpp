@@ -50,9 +50,10 @@ TEST(GMathBasicRay, TinyComponentsInvertToTheLargestFloat) {
 }
 
 TEST(GMathBasicRay, EveryFiniteInverseFitsAFloat) {
-    for (double component = 1.0; component > 0.0; component *= 0.5)
+    for (int exponent = -1074; exponent < 128; ++exponent)
         for (const double sign : {1.0, -1.0}) {
-            const double inverse = along(sign * component, 1.0, 1.0).get_inverse_direction().x;
+            const double component = std::ldexp(sign, exponent);
+            const double inverse = along(component, 1.0, 1.0).get_inverse_direction().x;
             ASSERT_TRUE(std::isfinite(static_cast<float>(inverse))) << component;
             ASSERT_EQ(std::signbit(inverse), sign < 0.0);
         }

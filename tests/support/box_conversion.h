@@ -28,7 +28,7 @@ inline CoreArray<GMathBbox3<float>> to_boxes(const std::vector<naive::Box>& boxe
     return array;
 }
 
-inline CoreArray<GMathBbox3<double>> to_boxes(const std::vector<naive::BoxD>& boxes) {
+inline CoreArray<GMathBbox3<double>> to_double_boxes(const std::vector<naive::BoxD>& boxes) {
     CoreArray<GMathBbox3<double>> array(static_cast<unsigned>(boxes.size()));
     for (unsigned i = 0; i < array.get_count(); ++i)
         array[i] = to_box(boxes[i]);

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <algorithm>
+#include <limits>
+
+#include <gas/object/gas_object.h>
+#include <gas/tree/gas_tree.h>
+#include <tests/support/seeded_random.h>
+
+namespace seam {
+
+inline constexpr unsigned item_count = 200;
+inline constexpr unsigned ray_count = 64;
+inline constexpr unsigned no_item = 0xFFFFFFFFu;
+
+using Boxes = CoreArray<GMathBbox3<float>>;
+
+inline Boxes make_boxes(unsigned count, float shift) {
+    support::SeededRandom random(5);
+    Boxes boxes;
+    for (unsigned item = 0; item < count; ++item) {
+        const float x = random.between(-8.0f, 8.0f) + shift;
+        const float y = random.between(-8.0f, 8.0f);
+        const float z = random.between(-8.0f, 8.0f);
+        const float size = random.between(0.1f, 1.5f);
+        boxes.items.push_back({{x, y, z}, {x + size, y + size, z + size}});
+    }
+    return boxes;
+}
+
+inline SeamRays make_rays() {
+    support::SeededRandom random(6);
+    SeamRays rays(ray_count);
+    for (unsigned ray = 0; ray < ray_count; ++ray) {
+        GMathBasicRay line;
+        line.origin = {random.between(-9.0f, 9.0f), random.between(-9.0f, 9.0f), -20.0f};
+        line.direction = {random.between(-0.5f, 0.5f), random.between(-0.5f, 0.5f), 1.0f};
+        if (ray % 8 == 0)
+            line.direction = {-0.0f, 0.0f, 1.0f};
+        rays.set(ray, line, 0.0f, static_cast<signed char>(ray % 6));
+    }
+    return rays;
+}
+
+/// The distance at which a ray enters an item's box; infinity where it misses it.
+inline float enter(const GeometryRaytraceData& data, unsigned ray, const GMathBbox3<float>& box) {
+    const GMathBasicRay line = gas_host::get_line(data, ray);
+    float low = 0.0f;
+    float high = 1000.0f;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        const float from = line.origin[axis];
+        const float slope = line.direction[axis];
+        if (slope == 0.0f) {
+            if (from < box.min[axis] || from > box.max[axis])
+                return std::numeric_limits<float>::infinity();
+            continue;
+        }
+        const float first = (box.min[axis] - from) / slope;
+        const float second = (box.max[axis] - from) / slope;
+        low = std::max(low, std::min(first, second));
+        high = std::min(high, std::max(first, second));
+    }
+    return low <= high ? low : std::numeric_limits<float>::infinity();
+}
+
+/// The items are their boxes, each a hair smaller than the box that the tree knows.
+struct Scene {
+    explicit Scene(float shift = 0.0f) : boxes(make_boxes(item_count, shift)) {
+        tree_boxes = boxes;
+        for (GMathBbox3<float>& box : tree_boxes.items)
+            box = {{box.min.x - 1e-3f, box.min.y - 1e-3f, box.min.z - 1e-3f},
+                   {box.max.x + 1e-3f, box.max.y + 1e-3f, box.max.z + 1e-3f}};
+    }
+
+    Boxes boxes;
+    Boxes tree_boxes;
+};
+
+/// Leaf callbacks over the boxes behind the user pointer.
+inline void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                        GeometryRaytraceCtx& ctx) {
+    const Boxes& boxes = *static_cast<const Boxes*>(user);
+    GeometryRaytraceData& data = gas_host::get_data(ctx);
+    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
+        const unsigned ray = static_cast<unsigned>(i);
+        GeometryIntersectionPath& path = ctx.get_intersection_path(ray);
+        const double distance = static_cast<double>(enter(data, ray, boxes.items[item]));
+        if (distance < path.distance) {
+            path.distance = distance;
+            path.item = item;
+            data.rays->hits[ray] = 1;
+        }
+    }
+}
+
+inline void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                    GeometryRaytraceCtx& ctx) {
+    const Boxes& boxes = *static_cast<const Boxes*>(user);
+    GeometryRaytraceData& data = gas_host::get_data(ctx);
+    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
+        const unsigned ray = static_cast<unsigned>(i);
+        if (enter(data, ray, boxes.items[item]) < 1000.0f)
+            data.rays->hits[ray] = 1;
+    }
+}
+
+/// An object over one tree and its boxes.
+class SceneObject : public GasObject {
+  public:
+    explicit SceneObject(const GasTree& tree) : m_tree(&tree) {
+        set_raytrace_callbacks(
+            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx) {
+                get_tree(self).ray_hit_static(eval, shader, ctx, true);
+            },
+            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx) {
+                get_tree(self).ray_hit_motion(eval, shader, ctx, true);
+            },
+            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx) {
+                get_tree(self).ray_hit_nearest_static(eval, shader, ctx, true);
+            },
+            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx) {
+                get_tree(self).ray_hit_nearest_motion(eval, shader, ctx, true);
+            });
+    }
+    GMathBbox3<double> get_bbox() const override { return {}; }
+
+  private:
+    static const GasTree& get_tree(const GasObject* self) {
+        return *static_cast<const SceneObject*>(self)->m_tree;
+    }
+    const GasTree* m_tree;
+};
+
+} // namespace seam

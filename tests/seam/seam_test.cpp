@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include <gas/object/gas_object_empty.h>
+#include <gas/tree/gas_tree.h>
+#include <tests/seam/seam_scene.h>
+
+// The library over a host with other layouts: it builds, traces, moves and releases as it does over
+// the reference host.
+
+using namespace seam;
+
+namespace {
+
+// Traces a batch both ways and holds every ray against a search through all boxes.
+void expect_same_as_search(const GasTree& tree, const Boxes& boxes, CtxShader& shader,
+                           SeamRays& rays) {
+    const SceneObject object(tree);
+    GeometryRaytraceData data;
+    data.rays = &rays;
+    gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
+
+    unsigned hit_count = 0;
+    object.ray_hit_nearest(CtxEval(), shader, data);
+    for (unsigned ray = 0; ray < ray_count; ++ray) {
+        float nearest = 1000.0f;
+        for (const GMathBbox3<float>& box : boxes.items)
+            nearest = std::min(nearest, enter(data, ray, box));
+        const GeometryIntersectionPath& path = rays.map.get_path(ray);
+        ASSERT_EQ(path.distance, static_cast<double>(nearest)) << ray;
+        ASSERT_EQ(path.item != no_item, nearest < 1000.0f) << ray;
+        ASSERT_EQ(rays.hits[ray] != 0, nearest < 1000.0f) << ray;
+        hit_count += rays.hits[ray];
+    }
+    EXPECT_GT(hit_count, ray_count / 4);
+    EXPECT_LT(hit_count, ray_count);
+
+    const std::vector<unsigned char> nearest_hits = rays.hits;
+    object.ray_hit(CtxEval(), shader, data);
+    EXPECT_EQ(data.map, nullptr);
+    EXPECT_EQ(rays.hits, nearest_hits);
+}
+
+} // namespace
+
+TEST(Seam, EveryBuildMethodFindsWhatASearchFinds) {
+    const Scene scene;
+    SeamRays rays = make_rays();
+    AppBase app;
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    {
+        GasTree tree;
+        void* user = const_cast<Boxes*>(&scene.boxes);
+        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        for (short method = 0; method < 4; ++method) {
+            app.build_method = method;
+            app.bar.fraction = 0.0f;
+            tree.create(scene.tree_boxes, nullptr, &app.bar, 1.0f);
+            EXPECT_EQ(tree.get_leaf_count(), item_count);
+            EXPECT_NEAR(app.bar.fraction, 1.0f, 0.02f);
+            expect_same_as_search(tree, scene.boxes, shader, rays);
+        }
+    }
+    GasObject::destroy_ctx(shader);
+    EXPECT_EQ(shader.slots[7], nullptr);
+    EXPECT_EQ(shader.slots[2], nullptr);
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, EveryContainerGivesTheSameTree) {
+    const Scene scene;
+    const std::vector<GMathBbox3<float>>& items = scene.tree_boxes.items;
+    CoreVector<GMathBbox3<float>> vector;
+    std::vector<GMathBbox3<float>> copy = items;
+    vector.first = copy.data();
+    vector.end = copy.data() + copy.size();
+    CoreArray<GMathBbox3<double>> wide;
+    const auto widen = [](const GMathVec3<float>& corner) -> GMathVec3<double> {
+        return {static_cast<double>(corner.x), static_cast<double>(corner.y),
+                static_cast<double>(corner.z)};
+    };
+    for (const GMathBbox3<float>& box : items)
+        wide.items.push_back({widen(box.min), widen(box.max)});
+
+    {
+        GasTree trees[4];
+        trees[0].create(items.data(), item_count, nullptr, nullptr, 1.0f);
+        trees[1].create(scene.tree_boxes, nullptr, nullptr, 1.0f);
+        trees[2].create(vector, nullptr, nullptr, 1.0f);
+        trees[3].create(wide, nullptr, nullptr, 1.0f);
+        for (const GasTree& tree : trees) {
+            ASSERT_EQ(tree.get_node_count(), 2 * item_count - 1);
+            EXPECT_EQ(std::memcmp(tree.get_nodes(), trees[0].get_nodes(),
+                                  tree.get_node_count() * sizeof(GasTree::Node)),
+                      0);
+        }
+        trees[1].create(Boxes(), nullptr, nullptr, 1.0f);
+        EXPECT_TRUE(trees[1].is_empty());
+    }
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, MotionRaysSeeTheBoxesOfTheirTime) {
+    const Scene opening;
+    const Scene closing(4.0f);
+    SeamRays rays = make_rays();
+    CtxMotionBlur motion_blur = {2};
+    CtxShader shader;
+    shader.motion_blur = &motion_blur;
+    GasObject::create_ctx(shader);
+    {
+        GasTree tree;
+        tree.create(opening.tree_boxes, nullptr, nullptr, 1.0f);
+        tree.set_motion_blur_sample_count(2);
+        EXPECT_TRUE(tree.refit_motion_blur_sample(opening.tree_boxes, 0));
+        EXPECT_TRUE(tree.refit_motion_blur_sample(closing.tree_boxes, 1));
+        EXPECT_FALSE(tree.refit_motion_blur_sample(closing.tree_boxes, 2));
+
+        for (const float time : {0.0f, 0.5f, 1.0f}) {
+            rays.times.assign(ray_count, time);
+            // The tree's boxes are blends, a rounding off these: less than their margin.
+            const Scene between(4.0f * time);
+            void* user = const_cast<Boxes*>(&between.boxes);
+            tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+            expect_same_as_search(tree, between.boxes, shader, rays);
+        }
+    }
+    GasObject::destroy_ctx(shader);
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, ShaderSettingsReachTheMapOfTheBatch) {
+    SeamRays rays = make_rays();
+    rays.hits.assign(ray_count, 1);
+    GeometryRaytraceData data;
+    data.rays = &rays;
+    CtxShader shader;
+    shader.settings[0] = 5.0f;
+    shader.settings[1] = 0.25f;
+    GasObjectEmpty::get_gas().ray_hit_nearest(CtxEval(), shader, data);
+    EXPECT_EQ(rays.map.settings[0], 5.0);
+    EXPECT_EQ(rays.map.settings[1], 0.25);
+    EXPECT_EQ(rays.map.paths[3].distance, 1000.0);
+    EXPECT_EQ(rays.hits, std::vector<unsigned char>(ray_count, 0));
+    EXPECT_EQ(data.map, &rays.map);
+}
+
+TEST(Seam, ObjectsAreResourcesOfTheirHost) {
+    const ResourceData& resource = GasObjectEmpty::get_gas();
+    EXPECT_EQ(resource.get_class_info().number, 1);
+    EXPECT_FALSE(resource.is_serializable());
+    EXPECT_EQ(GasObjectEmpty::get_gas().get_bbox().max.z, 0.0);
+}
+
+TEST(Seam, RefitMovesTheTree) {
+    const Scene before;
+    const Scene after(4.0f);
+    SeamRays rays = make_rays();
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    {
+        GasTree tree;
+        tree.create(before.tree_boxes, nullptr, nullptr, 1.0f);
+        EXPECT_FALSE(tree.refit(Boxes()));
+        EXPECT_TRUE(tree.refit(after.tree_boxes));
+        void* user = const_cast<Boxes*>(&after.boxes);
+        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        expect_same_as_search(tree, after.boxes, shader, rays);
+    }
+    GasObject::destroy_ctx(shader);
+    EXPECT_EQ(seam_live_blocks, 0);
+}

@@ -1,0 +1,77 @@
+#include "allocation_counter.h"
+
+#include <cstdlib>
+#include <new>
+
+#include <gas/host/aligned_memory.h>
+
+namespace {
+
+constexpr std::uint64_t never = UINT64_MAX;
+
+thread_local constinit std::uint64_t allocations = 0;
+thread_local constinit std::uint64_t releases = 0;
+thread_local constinit std::uint64_t failing_allocation = never;
+thread_local constinit bool failed = false;
+
+void* allocate(std::size_t size, std::size_t alignment) {
+    if (allocations == failing_allocation) {
+        failing_allocation = never;
+        failed = true;
+        throw std::bad_alloc();
+    }
+    ++allocations;
+    void* memory = nullptr;
+    if (alignment <= alignof(std::max_align_t))
+        memory = std::malloc(size ? size : 1);
+    else if (size <= SIZE_MAX - alignment)
+        memory = std::aligned_alloc(alignment, (size / alignment + 1) * alignment);
+    if (!memory)
+        throw std::bad_alloc();
+    return memory;
+}
+
+void release(void* memory) {
+    if (memory)
+        ++releases;
+    std::free(memory);
+}
+
+} // namespace
+
+namespace support {
+
+AllocationCounts get_allocation_counts() { return {allocations, releases}; }
+
+FailingAllocation::FailingAllocation(std::uint64_t nth) {
+    failed = false;
+    failing_allocation = allocations + nth;
+}
+
+FailingAllocation::~FailingAllocation() { failing_allocation = never; }
+
+bool FailingAllocation::has_failed() const { return failed; }
+
+} // namespace support
+
+void* operator new(std::size_t size) { return allocate(size, 1); }
+void* operator new[](std::size_t size) { return allocate(size, 1); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
+
+void* sys_malloc(std::size_t size) { return allocate(size, 1); }
+void sys_free(void* memory) { release(memory); }
+void* sys_aligned_malloc(std::size_t size) { return allocate(size, 16); }
+void sys_aligned_free(void* memory) { release(memory); }

@@ -1,0 +1,311 @@
+#include "mirrored_rays.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "row_of_boxes.h"
+#include "seeded_random.h"
+
+namespace support {
+
+namespace {
+
+enum class Action { nothing, hit, shorten, set_flag, nested_query };
+
+/// What a callback does with an item.
+struct Reaction {
+    Action action;
+    double share; // of the ray's scale: the new distance
+    std::uint64_t seed;
+};
+
+Reaction choose_reaction(const RaySpec& ray, unsigned item) {
+    SeededRandom random(ray.seed * 31 + item);
+    const unsigned dice = random.below(64);
+    Reaction reaction = {Action::nothing, random.uniform_double(), random.next()};
+    if (dice < 8)
+        reaction.action = Action::hit;
+    else if (dice < 11)
+        reaction.action = Action::shorten;
+    else if (dice < 13)
+        reaction.action = Action::set_flag;
+    else if (dice < 15)
+        reaction.action = Action::nested_query;
+    return reaction;
+}
+
+/// One ray or a few from the ray's origin in directions of their own.
+struct NestedQuery {
+    std::vector<RaySpec> rays;
+    RayQuery query;
+    unsigned tree;
+};
+
+NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_count) {
+    SeededRandom random(seed);
+    NestedQuery nested;
+    nested.query = all_ray_queries[random.below(4)];
+    nested.tree = random.below(tree_count);
+    nested.rays.assign(1 + random.below(3), outer);
+    for (RaySpec& ray : nested.rays) {
+        for (double& component : ray.direction) {
+            if (random.below(4) != 0)
+                component *= random.uniform_double() * 2.0 - 1.0;
+        }
+        ray.far_distance = outer.scale;
+        ray.is_hit_before = false;
+        ray.cache_slot = static_cast<int>(random.below(6));
+        ray.seed = random.next();
+    }
+    return nested;
+}
+
+} // namespace
+
+void MirroredTree::build(const std::vector<naive::Box>& boxes, naive::Split split,
+                         const std::vector<unsigned>& indices,
+                         const std::vector<std::vector<naive::Box>>& samples) {
+    m_boxes = boxes;
+    support::build(library, boxes, split, indices);
+    fill_samples(library, samples);
+    reference = naive::build(boxes, split, indices);
+    naive::set_sample_count(reference, static_cast<unsigned>(samples.size()));
+    for (unsigned sample = 0; sample < samples.size(); ++sample)
+        naive::refit_sample(reference, samples[sample], sample);
+}
+
+Mirror::Mirror(std::vector<MirroredTree*> trees, const CtxMotionBlur& shutter)
+    : m_trees(std::move(trees)), m_shutter(shutter) {
+    for (MirroredTree* tree : m_trees) {
+        tree->library.set_leaf_raytrace_callbacks(
+            receive<RayQuery::hit_static>, receive<RayQuery::hit_motion>,
+            receive<RayQuery::nearest_static>, receive<RayQuery::nearest_motion>, this);
+    }
+}
+
+template <RayQuery callback>
+void Mirror::receive(void* user, const unsigned& item, const CtxEval&, CtxShader& shader,
+                     GeometryRaytraceCtx& rays) {
+    Mirror& self = *static_cast<Mirror*>(user);
+    self.m_library_events.push_back(
+        {static_cast<unsigned>(self.m_levels.size()) - 1, callback, item});
+    if (rays.get_first_ray() != rays.get_last_ray())
+        self.m_contract_breach = "a callback saw more than one ray";
+    if (&shader != &self.m_shader)
+        self.m_contract_breach = "a callback saw another shader";
+    self.react_in_library(item, rays);
+}
+
+void Mirror::set_samples(unsigned tree) {
+    m_shader.set_motion_blur(CtxMotionBlur(m_shutter.get_shutter_open(),
+                                           m_shutter.get_shutter_close(),
+                                           m_trees[tree]->get_sample_count()));
+}
+
+std::vector<RayResult> Mirror::trace_library(const std::vector<RaySpec>& rays, RayQuery query,
+                                             unsigned tree) {
+    GeometryRayBatch batch(static_cast<unsigned>(rays.size()));
+    for (unsigned i = 0; i < rays.size(); ++i) {
+        const RaySpec& ray = rays[i];
+        batch.set_ray(i, {ray.origin[0], ray.origin[1], ray.origin[2]},
+                      {ray.direction[0], ray.direction[1], ray.direction[2]}, ray.near_distance,
+                      ray.far_distance, ray.time, ray.cache_slot);
+        if (ray.is_hit_before)
+            batch.get_ctx().set_hit(i);
+    }
+    const void* const tree_ctx = m_shader.tree_ctx_slot;
+    const void* const ray_frame = m_shader.ray_frame_slot;
+    m_levels.push_back({&rays, query});
+    // The outer walk has resolved its time when a nested one sets the samples of its own tree.
+    const CtxMotionBlur outer_samples = m_shader.get_motion_blur();
+    set_samples(tree);
+    trace(m_trees[tree]->library, query, m_shader, batch.get_ctx());
+    m_shader.set_motion_blur(outer_samples);
+    m_levels.pop_back();
+    if (m_shader.tree_ctx_slot != tree_ctx || m_shader.ray_frame_slot != ray_frame)
+        m_contract_breach = "a query kept its frames";
+
+    std::vector<RayResult> results;
+    for (unsigned i = 0; i < rays.size(); ++i)
+        results.push_back(
+            {batch.get_ctx().get_tfar(i), batch.get_hit_distance(i), batch.is_hit(i)});
+    return results;
+}
+
+void Mirror::react_in_library(unsigned item, GeometryRaytraceCtx& rays) {
+    const Level level = m_levels.back();
+    const unsigned ray = get_only_ray(rays);
+    const RaySpec& spec = (*level.rays)[ray];
+    const Reaction reaction = choose_reaction(spec, item);
+    const double distance = spec.scale * reaction.share;
+    GeometryIntersectionPath& path = rays.get_intersection_path(ray);
+    switch (reaction.action) {
+    case Action::nothing:
+        break;
+    case Action::hit:
+        if (is_nearest(level.query))
+            rays.record_nearest_hit(ray, distance, item);
+        else
+            rays.set_hit(ray);
+        break;
+    case Action::shorten:
+        if (is_nearest(level.query) && distance < path.get_hit_distance())
+            path.set_hit_distance(distance);
+        if (!is_nearest(level.query) && distance < rays.get_tfar(ray))
+            rays.set_tfar(ray, distance);
+        break;
+    case Action::set_flag:
+        rays.set_hit(ray);
+        break;
+    case Action::nested_query:
+        if (m_levels.size() <= deepest && m_library_nested < most_nested) {
+            ++m_library_nested;
+            const NestedQuery nested =
+                make_nested(spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
+            m_nested_ray_count += static_cast<unsigned>(nested.rays.size());
+            trace_library(nested.rays, nested.query, nested.tree);
+        }
+        break;
+    }
+}
+
+std::vector<RayResult> Mirror::trace_reference(const std::vector<RaySpec>& rays, RayQuery query,
+                                               unsigned tree, unsigned depth) {
+    const naive::Tree& traced = m_trees[tree]->reference;
+    const unsigned sample_count = m_trees[tree]->get_sample_count();
+    const RayQuery effective = sample_count < 2 ? without_motion(query) : query;
+    naive::Cache& cache = m_caches[depth];
+    std::vector<RayResult> results;
+    for (const RaySpec& spec : rays) {
+        naive::Ray ray;
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            ray.origin[axis] = spec.origin[axis];
+            ray.direction[axis] = spec.direction[axis];
+            ray.inverse[axis] = naive::inverse_component(spec.direction[axis]);
+        }
+        ray.near_distance = spec.near_distance;
+        ray.far_distance = ray.hit_distance = spec.far_distance;
+        ray.hit_flag = spec.is_hit_before;
+        ray.time = spec.time;
+        ray.cache_slot = spec.cache_slot;
+        const naive::TimeSpan span = naive::time_span(spec.time, m_shutter.get_shutter_open(),
+                                                      m_shutter.get_shutter_close(), sample_count);
+        const naive::LeafCallback callback = [&](unsigned item, naive::Ray& current) {
+            m_reference_events.push_back({depth, effective, item});
+            react_in_reference(spec, query, depth, item, current);
+        };
+        switch (effective) {
+        case RayQuery::hit_static:
+            naive::ray_hit_static(traced, cache, ray, callback);
+            break;
+        case RayQuery::hit_motion:
+            naive::ray_hit_motion(traced, cache, ray, span, callback);
+            break;
+        case RayQuery::nearest_static:
+            naive::ray_hit_nearest_static(traced, cache, ray, callback);
+            break;
+        case RayQuery::nearest_motion:
+            naive::ray_hit_nearest_motion(traced, cache, ray, span, callback);
+            break;
+        }
+        results.push_back({ray.far_distance, ray.hit_distance, ray.hit_flag});
+    }
+    return results;
+}
+
+void Mirror::react_in_reference(const RaySpec& spec, RayQuery query, unsigned depth, unsigned item,
+                                naive::Ray& ray) {
+    const Reaction reaction = choose_reaction(spec, item);
+    const double distance = spec.scale * reaction.share;
+    double& bound = is_nearest(query) ? ray.hit_distance : ray.far_distance;
+    switch (reaction.action) {
+    case Action::nothing:
+        break;
+    case Action::hit:
+        if (is_nearest(query)) {
+            if (distance < bound) {
+                bound = distance;
+                ray.hit_flag = true;
+            }
+        } else {
+            ray.hit_flag = true;
+        }
+        break;
+    case Action::shorten:
+        if (distance < bound)
+            bound = distance;
+        break;
+    case Action::set_flag:
+        ray.hit_flag = true;
+        break;
+    case Action::nested_query:
+        if (depth < deepest && m_reference_nested < most_nested) {
+            ++m_reference_nested;
+            const NestedQuery nested =
+                make_nested(spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
+            trace_reference(nested.rays, nested.query, nested.tree, depth + 1);
+        }
+        break;
+    }
+}
+
+std::string Mirror::compare(const std::vector<RaySpec>& rays, RayQuery query, unsigned tree) {
+    m_library_events.clear();
+    m_reference_events.clear();
+    m_library_nested = 0;
+    m_reference_nested = 0;
+    const std::vector<RayResult> library = trace_library(rays, query, tree);
+    const std::vector<RayResult> reference = trace_reference(rays, query, tree, 0);
+    m_leaf_call_count += m_library_events.size();
+    return find_difference(library, reference);
+}
+
+std::string Mirror::find_difference(const std::vector<RayResult>& library,
+                                    const std::vector<RayResult>& reference) const {
+    if (!m_contract_breach.empty())
+        return m_contract_breach;
+    const auto [ours, theirs] = std::mismatch(m_library_events.begin(), m_library_events.end(),
+                                              m_reference_events.begin(), m_reference_events.end());
+    if (ours != m_library_events.end() || theirs != m_reference_events.end())
+        return "leaf callbacks differ from number " +
+               std::to_string(ours - m_library_events.begin()) + " of " +
+               std::to_string(m_library_events.size()) + " and " +
+               std::to_string(m_reference_events.size());
+    for (std::size_t i = 0; i < library.size(); ++i) {
+        const auto is_same = [](double a, double b) {
+            return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+        };
+        if (!is_same(library[i].far_distance, reference[i].far_distance) ||
+            !is_same(library[i].hit_distance, reference[i].hit_distance) ||
+            library[i].hit_flag != reference[i].hit_flag)
+            return "results of ray " + std::to_string(i) + " differ";
+    }
+    return find_cache_difference();
+}
+
+bool Mirror::is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry& reference) const {
+    if (!library.tree || !reference.tree)
+        return library.tree == reference.tree;
+    for (const MirroredTree* tree : m_trees) {
+        if (library.tree == &tree->library)
+            return reference.tree == &tree->reference && library.leaf == reference.leaf;
+    }
+    return false;
+}
+
+std::string Mirror::find_cache_difference() const {
+    const GasTreeCtx* ctx = &m_shader.get_tree_ctx();
+    for (unsigned depth = 0; depth <= deepest && ctx; ++depth, ctx = ctx->next) {
+        for (unsigned slot = 0; slot < GasTreeCtx::cache_slot_count; ++slot) {
+            if (!is_same_cache(ctx->all_hits_cache[slot], m_caches[depth].all_hits[slot]))
+                return "all-hits cache differs, depth " + std::to_string(depth) + ", slot " +
+                       std::to_string(slot);
+            if (!is_same_cache(ctx->nearest_cache[slot], m_caches[depth].nearest[slot]))
+                return "nearest cache differs, depth " + std::to_string(depth) + ", slot " +
+                       std::to_string(slot);
+        }
+    }
+    return {};
+}
+
+} // namespace support

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gas/tree/gas_tree.h>
+
+#include "naive_tree.h"
+#include "recording_callbacks.h"
+#include "test_shader.h"
+
+namespace support {
+
+/// A ray as both implementations receive it.
+struct RaySpec {
+    double origin[3] = {0.0, 0.0, 0.0};
+    double direction[3] = {0.0, 0.0, 1.0};
+    double near_distance = 0.0;
+    double far_distance = 1.0;
+    float time = 0.0f;
+    int cache_slot = 0;
+    /// Whether its hit flag is set before the query.
+    bool is_hit_before = false;
+    /// Scale of the distances that callbacks give it.
+    double scale = 1.0;
+    /// Decides, with the item, what callbacks do.
+    std::uint64_t seed = 0;
+};
+
+/// The same tree twice: the library's and the naive one.
+class MirroredTree {
+  public:
+    void build(const std::vector<naive::Box>& boxes, naive::Split split,
+               const std::vector<unsigned>& indices,
+               const std::vector<std::vector<naive::Box>>& samples);
+
+    const std::vector<naive::Box>& get_boxes() const { return m_boxes; }
+    unsigned get_sample_count() const { return library.get_motion_blur_sample_count(); }
+
+    GasTree library;
+    naive::Tree reference;
+
+  private:
+    std::vector<naive::Box> m_boxes;
+};
+
+/// What both sides write down of a leaf callback.
+struct LeafEvent {
+    unsigned depth;
+    RayQuery callback;
+    unsigned item;
+
+    bool operator==(const LeafEvent&) const = default;
+};
+
+/// The fate of a ray.
+struct RayResult {
+    double far_distance;
+    double hit_distance;
+    bool hit_flag;
+};
+
+/// Traces rays through the trees with the library and with the naive walks. Callbacks on both sides
+/// do the same, chosen by ray and item: nothing, a hit, a shorter ray without a flag, a flag alone,
+/// or a nested query. The library's shader and the naive caches live as long as the mirror.
+class Mirror {
+  public:
+    /// The shutter is that of `shutter`; each query takes the sample count of its tree.
+    Mirror(std::vector<MirroredTree*> trees, const CtxMotionBlur& shutter);
+    Mirror(const Mirror&) = delete;
+    Mirror& operator=(const Mirror&) = delete;
+
+    /// Traces the rays, as one batch where they are several. Empty when both sides agree, else what
+    /// differs.
+    std::string compare(const std::vector<RaySpec>& rays, RayQuery query, unsigned tree);
+
+    unsigned get_nested_ray_count() const { return m_nested_ray_count; }
+    std::size_t get_leaf_call_count() const { return m_leaf_call_count; }
+
+  private:
+    static constexpr unsigned deepest = 2;
+    /// Nested queries per comparison; beyond it callbacks start none.
+    static constexpr unsigned most_nested = 12;
+
+    /// A batch being traced by the library.
+    struct Level {
+        const std::vector<RaySpec>* rays;
+        RayQuery query;
+    };
+
+    template <RayQuery callback>
+    static void receive(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                        GeometryRaytraceCtx& rays);
+
+    void set_samples(unsigned tree);
+    std::vector<RayResult> trace_library(const std::vector<RaySpec>& rays, RayQuery query,
+                                         unsigned tree);
+    std::vector<RayResult> trace_reference(const std::vector<RaySpec>& rays, RayQuery query,
+                                           unsigned tree, unsigned depth);
+    void react_in_library(unsigned item, GeometryRaytraceCtx& rays);
+    void react_in_reference(const RaySpec& spec, RayQuery query, unsigned depth, unsigned item,
+                            naive::Ray& ray);
+    std::string find_difference(const std::vector<RayResult>& library,
+                                const std::vector<RayResult>& reference) const;
+    bool is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry& reference) const;
+    std::string find_cache_difference() const;
+
+    std::vector<MirroredTree*> m_trees;
+    CtxMotionBlur m_shutter;
+    TestShader m_shader;
+    naive::Cache m_caches[deepest + 1];
+    std::vector<Level> m_levels;
+    std::vector<LeafEvent> m_library_events;
+    std::vector<LeafEvent> m_reference_events;
+    std::string m_contract_breach;
+    unsigned m_library_nested = 0;
+    unsigned m_reference_nested = 0;
+    unsigned m_nested_ray_count = 0;
+    std::size_t m_leaf_call_count = 0;
+};
+
+} // namespace support

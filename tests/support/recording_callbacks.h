@@ -1,0 +1,103 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include <gas/tree/gas_tree.h>
+
+namespace support {
+
+/// The four ray queries of a tree, and the leaf callbacks of the same names.
+enum class RayQuery { hit_static, hit_motion, nearest_static, nearest_motion };
+
+inline constexpr RayQuery all_ray_queries[] = {RayQuery::hit_static, RayQuery::hit_motion,
+                                               RayQuery::nearest_static, RayQuery::nearest_motion};
+
+inline const char* name(RayQuery query) {
+    constexpr const char* names[] = {"hit_static", "hit_motion", "nearest_static",
+                                     "nearest_motion"};
+    return names[static_cast<unsigned>(query)];
+}
+inline bool is_nearest(RayQuery query) {
+    return query == RayQuery::nearest_static || query == RayQuery::nearest_motion;
+}
+inline bool is_motion(RayQuery query) {
+    return query == RayQuery::hit_motion || query == RayQuery::nearest_motion;
+}
+/// The static query that a motion query of a tree without motion samples becomes.
+inline RayQuery without_motion(RayQuery query) {
+    return is_nearest(query) ? RayQuery::nearest_static : RayQuery::hit_static;
+}
+
+/// Runs one query.
+inline void trace(const GasTree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                  bool single_leaf_shortcut = false, const CtxEval& eval = CtxEval()) {
+    switch (query) {
+    case RayQuery::hit_static:
+        return tree.ray_hit_static(eval, shader, rays, single_leaf_shortcut);
+    case RayQuery::hit_motion:
+        return tree.ray_hit_motion(eval, shader, rays, single_leaf_shortcut);
+    case RayQuery::nearest_static:
+        return tree.ray_hit_nearest_static(eval, shader, rays, single_leaf_shortcut);
+    case RayQuery::nearest_motion:
+        return tree.ray_hit_nearest_motion(eval, shader, rays, single_leaf_shortcut);
+    }
+}
+
+/// What a leaf callback was called with.
+struct LeafCall {
+    RayQuery callback;
+    unsigned item;
+    int first_ray;
+    int last_ray;
+    const CtxEval* eval;
+    const CtxShader* shader;
+    GeometryRaytraceCtx* rays;
+};
+
+/// Leaf callbacks that write down their calls and then do what `react` says.
+class RecordingCallbacks {
+  public:
+    using React = std::function<void(unsigned item, CtxShader& shader, GeometryRaytraceCtx& rays)>;
+
+    RecordingCallbacks() = default;
+    explicit RecordingCallbacks(GasTree& tree) { attach(tree); }
+    RecordingCallbacks(const RecordingCallbacks&) = delete;
+    RecordingCallbacks& operator=(const RecordingCallbacks&) = delete;
+
+    void attach(GasTree& tree) {
+        tree.set_leaf_raytrace_callbacks(record<RayQuery::hit_static>, record<RayQuery::hit_motion>,
+                                         record<RayQuery::nearest_static>,
+                                         record<RayQuery::nearest_motion>, this);
+    }
+
+    /// The recorded items in order; forgets the calls.
+    std::vector<unsigned> take_items() {
+        std::vector<unsigned> items;
+        for (const LeafCall& call : calls)
+            items.push_back(call.item);
+        calls.clear();
+        return items;
+    }
+
+    /// Writes a call down in `user`, which is a RecordingCallbacks.
+    template <RayQuery callback>
+    static void record(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& rays) {
+        RecordingCallbacks& self = *static_cast<RecordingCallbacks*>(user);
+        self.calls.push_back(
+            {callback, item, rays.get_first_ray(), rays.get_last_ray(), &eval, &shader, &rays});
+        if (self.react)
+            self.react(item, shader, rays);
+    }
+
+    std::vector<LeafCall> calls;
+    React react;
+};
+
+/// The ray that a callback is asked about, when it is one.
+inline unsigned get_only_ray(const GeometryRaytraceCtx& rays) {
+    return static_cast<unsigned>(rays.get_first_ray());
+}
+
+} // namespace support

@@ -1,0 +1,19 @@
+#pragma once
+
+namespace support {
+
+/// Whether this program is compiled with the address or the thread sanitizer, which slow it down
+/// several times and need larger stacks.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool is_sanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool is_sanitized = true;
+#else
+constexpr bool is_sanitized = false;
+#endif
+#else
+constexpr bool is_sanitized = false;
+#endif
+
+} // namespace support
