@@ -27,29 +27,37 @@ inline constexpr float gas_sah_bin_scale = 15.9984f;
 /// The most items of a node that is hybrid-split by the surface area heuristic.
 inline constexpr unsigned gas_hybrid_sah_limit = 128;
 
-inline double gas_surface_area(const GMathBbox3<float>& box) {
-    const double dx = static_cast<double>(box.max.x - box.min.x);
-    const double dy = static_cast<double>(box.max.y - box.min.y);
-    const double dz = static_cast<double>(box.max.z - box.min.z);
+/// In double, from the single-precision extents.
+inline double gas_surface_area(const GasLaneBox& box) {
+    const GMathVec3<float> extent = box.get_extent();
+    const double dx = static_cast<double>(extent.x);
+    const double dy = static_cast<double>(extent.y);
+    const double dz = static_cast<double>(extent.z);
     return 2.0 * ((dx + dy) * dz + dx * dy);
 }
 
 /// Fills counts and boxes on both sides of the `count - 1` planes between the first `count` bins.
 inline void gas_sweep_bins(GasSahWorkspace& workspace, unsigned count) {
     const unsigned planes = count - 1;
-    workspace.prefix_counts[0] = workspace.bin_counts[0];
-    workspace.prefix_boxes[0] = workspace.bin_boxes[0];
-    for (unsigned k = 1; k < planes; ++k) {
-        workspace.prefix_counts[k] = workspace.prefix_counts[k - 1] + workspace.bin_counts[k];
-        workspace.prefix_boxes[k] = workspace.prefix_boxes[k - 1];
-        gas_unite(workspace.prefix_boxes[k], workspace.bin_boxes[k]);
+    GasLaneBox box = workspace.bin_boxes[0];
+    float items = workspace.bin_counts[0];
+    for (unsigned k = 0;; ++k) {
+        workspace.prefix_boxes[k] = box;
+        workspace.prefix_counts[k] = items;
+        if (k + 1 == planes)
+            break;
+        box.unite(workspace.bin_boxes[k + 1]);
+        items += workspace.bin_counts[k + 1];
     }
-    workspace.suffix_counts[planes - 1] = workspace.bin_counts[planes];
-    workspace.suffix_boxes[planes - 1] = workspace.bin_boxes[planes];
-    for (unsigned k = planes - 1; k-- > 0;) {
-        workspace.suffix_counts[k] = workspace.suffix_counts[k + 1] + workspace.bin_counts[k + 1];
-        workspace.suffix_boxes[k] = workspace.suffix_boxes[k + 1];
-        gas_unite(workspace.suffix_boxes[k], workspace.bin_boxes[k + 1]);
+    box = workspace.bin_boxes[planes];
+    items = workspace.bin_counts[planes];
+    for (unsigned k = planes - 1;; --k) {
+        workspace.suffix_boxes[k] = box;
+        workspace.suffix_counts[k] = items;
+        if (k == 0)
+            break;
+        box.unite(workspace.bin_boxes[k]);
+        items += workspace.bin_counts[k];
     }
 }
 
@@ -90,7 +98,7 @@ void gas_try_exact_axis(const Context& context, const unsigned* items, unsigned 
     gas_sort_by_center(sorted, count, context.centers, gas_coordinates[axis]);
     for (unsigned i = 0; i < count; ++i) {
         workspace.bin_counts[i] = 1.0f;
-        workspace.bin_boxes[i] = context.bboxes[sorted[i]];
+        workspace.bin_boxes[i] = GasLaneBox::load(context.bboxes[sorted[i]]);
     }
     gas_sweep_bins(workspace, count);
     gas_try_planes(workspace, count, best, wins, [&](unsigned plane) {
@@ -105,8 +113,7 @@ void gas_try_binned_axis(const Context& context, const unsigned* items, unsigned
                          unsigned axis, const GMathBbox3<float>& center_bounds, GasSahCut& best,
                          const Wins& wins) {
     constexpr float infinity = std::numeric_limits<float>::infinity();
-    constexpr GMathBbox3<float> empty_box = {{infinity, infinity, infinity},
-                                             {-infinity, -infinity, -infinity}};
+    const GasLaneBox empty_box = {SimdF(infinity), SimdF(-infinity)};
     constexpr unsigned bin_count = GasSahWorkspace::bin_count;
 
     GasSahWorkspace& workspace = *context.sah_workspace;
@@ -121,7 +128,7 @@ void gas_try_binned_axis(const Context& context, const unsigned* items, unsigned
         const unsigned item = items[i];
         const unsigned bin =
             gas_truncate((context.centers[item].*coordinate - low) * scale, bin_count - 1);
-        gas_unite(workspace.bin_boxes[bin], context.bboxes[item]);
+        workspace.bin_boxes[bin].unite(GasLaneBox::load(context.bboxes[item]));
         workspace.bin_counts[bin] += 1.0f;
     }
 

@@ -27,6 +27,21 @@ struct WaitingChild {
 
 static_assert(sizeof(WaitingChild) <= sizeof(GasTree::Node));
 
+/// Gives `node` the box of its two children, as gas_unite does but four lanes at a time; the fourth
+/// lanes are the nodes' integers, which are put back.
+void unite_children(GasTree::Node& node, const GasTree::Node& first, const GasTree::Node& second) {
+    const SimdF first_min = SimdF::load(&first.bbox_min.x);
+    const SimdF second_min = SimdF::load(&second.bbox_min.x);
+    const SimdF first_max = SimdF::load(&first.bbox_max.x);
+    const SimdF second_max = SimdF::load(&second.bbox_max.x);
+    const unsigned index = node.index;
+    const unsigned flags = node.flags;
+    SimdF::select(first_min >= second_min, second_min, first_min).store(&node.bbox_min.x);
+    SimdF::max(first_max, second_max).store(&node.bbox_max.x);
+    node.index = index;
+    node.flags = flags;
+}
+
 } // namespace
 
 void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
@@ -174,9 +189,7 @@ void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
         }
         const Node& first = m_nodes[node.index];
         const Node& second = m_nodes[node.index + 1];
-        node.bbox_min = first.bbox_min;
-        node.bbox_max = first.bbox_max;
-        gas_grow(node.bbox_min, node.bbox_max, second.bbox_min, second.bbox_max);
+        unite_children(node, first, second);
         compute_node_traversal_order(node, first, second);
     }
 }

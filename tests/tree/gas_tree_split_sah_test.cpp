@@ -49,9 +49,12 @@ std::vector<float> descending(unsigned count) {
 } // namespace
 
 TEST(SahSplit, AreaIsTwiceTheSumOfTheFaces) {
-    EXPECT_EQ(gas_surface_area({{1, 1, 1}, {2, 3, 4}}), 22.0);
-    EXPECT_EQ(gas_surface_area({{0, 0, 0}, {2, 3, 0}}), 12.0);
-    EXPECT_EQ(gas_surface_area({{0, 0, 0}, {1e30f, 1e30f, 0}}),
+    const auto get_area = [](const GMathBbox3<float>& box) {
+        return gas_surface_area(GasLaneBox::load(box));
+    };
+    EXPECT_EQ(get_area({{1, 1, 1}, {2, 3, 4}}), 22.0);
+    EXPECT_EQ(get_area({{0, 0, 0}, {2, 3, 0}}), 12.0);
+    EXPECT_EQ(get_area({{0, 0, 0}, {1e30f, 1e30f, 0}}),
               2.0 * static_cast<double>(1e30f) * static_cast<double>(1e30f));
 }
 
@@ -224,7 +227,8 @@ TEST(SahSplit, SweepsAddFloatCountsInOrder) {
     const float counts[] = {16777216.0f, 1.0f, 1.0f, 2.0f};
     for (unsigned i = 0; i < 4; ++i) {
         workspace.bin_counts[i] = counts[i];
-        workspace.bin_boxes[i] = support::to_box(unit_box(static_cast<float>(i), 0, 0));
+        workspace.bin_boxes[i] =
+            GasLaneBox::load(support::to_box(unit_box(static_cast<float>(i), 0, 0)));
     }
     gas_sweep_bins(workspace, 4);
     // From the low end each 1 is lost; from the high end they have grown to 4 by then.
@@ -240,16 +244,17 @@ TEST(SahSplit, SweepsUniteBoxesFromBothEnds) {
     GasSahWorkspace workspace(nullptr);
     for (unsigned i = 0; i < GasSahWorkspace::bin_count; ++i) {
         workspace.bin_counts[i] = 1.0f;
-        workspace.bin_boxes[i] = support::to_box(unit_box(static_cast<float>(i), 0, 0));
+        workspace.bin_boxes[i] =
+            GasLaneBox::load(support::to_box(unit_box(static_cast<float>(i), 0, 0)));
     }
     gas_sweep_bins(workspace, GasSahWorkspace::bin_count);
     for (unsigned k = 1; k < GasSahWorkspace::bin_count; ++k) {
         EXPECT_EQ(workspace.prefix_counts[k - 1], static_cast<float>(k));
-        EXPECT_EQ(workspace.prefix_boxes[k - 1].min.x, -0.5f);
-        EXPECT_EQ(workspace.prefix_boxes[k - 1].max.x, static_cast<float>(k) - 0.5f);
+        EXPECT_EQ(workspace.prefix_boxes[k - 1].min.get(0), -0.5f);
+        EXPECT_EQ(workspace.prefix_boxes[k - 1].max.get(1), static_cast<float>(k) - 0.5f);
         EXPECT_EQ(workspace.suffix_counts[k - 1], static_cast<float>(16 - k));
-        EXPECT_EQ(workspace.suffix_boxes[k - 1].min.x, static_cast<float>(k) - 0.5f);
-        EXPECT_EQ(workspace.suffix_boxes[k - 1].max.x, 15.5f);
+        EXPECT_EQ(workspace.suffix_boxes[k - 1].min.get(0), static_cast<float>(k) - 0.5f);
+        EXPECT_EQ(workspace.suffix_boxes[k - 1].max.get(1), 15.5f);
     }
 }
 
