@@ -1,0 +1,16 @@
+#pragma once
+
+namespace gas_app {
+
+/// Exit codes of the program.
+inline constexpr int exit_done = 0;
+/// A file, memory or something else failed.
+inline constexpr int exit_failed = 1;
+/// The command line makes no sense.
+inline constexpr int exit_usage = 2;
+
+/// The whole program: reads the command line, runs the subcommand, reports what went wrong on
+/// standard error. Returns the exit code.
+int run_command_line(int argument_count, const char* const* arguments);
+
+} // namespace gas_app

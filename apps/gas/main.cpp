@@ -1,0 +1,5 @@
+#include "command_line.h"
+
+int main(int argument_count, char** arguments) {
+    return gas_app::run_command_line(argument_count, arguments);
+}

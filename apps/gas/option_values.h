@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "camera.h"
+
+namespace gas_app {
+
+/// Readers of option values with a form of their own. They throw a UserError that names the option.
+
+inline constexpr unsigned largest_side = 16384;
+inline constexpr unsigned largest_pixel_count = 1u << 26;
+
+struct PictureSize {
+    unsigned width = 0;
+    unsigned height = 0;
+};
+
+/// `WIDTHxHEIGHT`, each 1 to `largest_side`, together at most `largest_pixel_count`.
+PictureSize parse_size(const std::string& text);
+
+/// `AZIMUTH,ELEVATION` or `AZIMUTH,ELEVATION,ZOOM`: degrees, elevation -90 to 90, zoom 0.01 to
+/// 1000.
+ViewPoint parse_view(const std::string& text);
+
+/// A number of `low` to `high`.
+double parse_number(const std::string& text, std::string_view option, double low, double high);
+
+/// A whole number of 0 to 2^64 - 1.
+std::uint64_t parse_seed(const std::string& text);
+
+/// The build method setting of a name: 0 median, 1 hybrid, 2 sah-fast, 3 sah.
+unsigned parse_build_method(const std::string& name);
+
+/// 0 for x, 1 for y, 2 for z.
+unsigned parse_axis(const std::string& name);
+
+} // namespace gas_app

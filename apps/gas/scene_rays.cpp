@@ -1,0 +1,75 @@
+#include "scene.h"
+
+namespace gas_app {
+
+void Scene::trace_any_hit(const GasObject* object, const CtxEval& eval, CtxShader& shader,
+                          GeometryRaytraceCtx& ctx) {
+    static_cast<const Scene*>(object)->m_tree.trace(Query::any_hit, eval, shader, ctx);
+}
+
+void Scene::trace_nearest_hit(const GasObject* object, const CtxEval& eval, CtxShader& shader,
+                              GeometryRaytraceCtx& ctx) {
+    static_cast<const Scene*>(object)->m_tree.trace(Query::nearest_hit, eval, shader, ctx);
+}
+
+/// Takes the rays that are still searching into the instance's space. Directions keep the length
+/// that the map gives them, so that distances mean the same on both sides. False: no ray is left.
+bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
+                           const GeometryRaytraceCtx& ctx) const {
+    Transform moving;
+    unsigned count = 0;
+    for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
+        const unsigned ray = static_cast<unsigned>(index);
+        if (query == Query::any_hit && ctx.is_hit(ray))
+            continue;
+        const GeometryRay& scene_ray = ctx.get_ray(ray);
+        LocalRay& local = state.local_rays[count];
+        local.moment = get_moment(scene_ray.time);
+        const Transform& inverse = get_inverse_placement(instance, local.moment, moving);
+        local.origin = inverse.apply_to_point(scene_ray.line.get_origin());
+        local.direction = inverse.apply_to_vector(scene_ray.line.get_direction());
+        local.shear = RayShear(local.direction);
+        local.scene_ray = ray;
+        const double far_distance = query == Query::any_hit
+                                        ? ctx.get_tfar(ray)
+                                        : ctx.get_intersection_path(ray).get_hit_distance();
+        state.local_batch.set_ray(count, local.origin, local.direction, ctx.get_tnear(ray),
+                                  far_distance, scene_ray.time, scene_ray.cache_slot);
+        ++count;
+    }
+    state.instance = instance;
+    state.local_batch.get_data().set_range(0, static_cast<int>(count) - 1);
+    return count > 0;
+}
+
+void Scene::find_any_hit(void* user, const unsigned& instance, const CtxEval& eval,
+                         CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    const Scene& scene = *static_cast<const Scene*>(user);
+    TraceState& state = TraceState::of(eval);
+    if (!scene.enter_instance(instance, Query::any_hit, state, ctx))
+        return;
+    GeometryRaytraceCtx& local = state.local_batch.get_ctx();
+    scene.m_instances[instance].shape->get_tree().trace(Query::any_hit, eval, shader, local);
+    for (int ray = local.get_first_ray(); ray <= local.get_last_ray(); ++ray)
+        if (local.is_hit(static_cast<unsigned>(ray)))
+            ctx.set_hit(state.local_rays[static_cast<unsigned>(ray)].scene_ray);
+}
+
+void Scene::find_nearest_hit(void* user, const unsigned& instance, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    const Scene& scene = *static_cast<const Scene*>(user);
+    TraceState& state = TraceState::of(eval);
+    if (!scene.enter_instance(instance, Query::nearest_hit, state, ctx))
+        return;
+    GeometryRaytraceCtx& local = state.local_batch.get_ctx();
+    scene.m_instances[instance].shape->get_tree().trace(Query::nearest_hit, eval, shader, local);
+    for (int index = local.get_first_ray(); index <= local.get_last_ray(); ++index) {
+        const unsigned ray = static_cast<unsigned>(index);
+        // The hit itself went into the state's record; ties there leave the distance alone.
+        if (local.is_hit(ray))
+            ctx.record_nearest_hit(state.local_rays[ray].scene_ray,
+                                   local.get_intersection_path(ray).get_hit_distance(), instance);
+    }
+}
+
+} // namespace gas_app

@@ -1,0 +1,24 @@
+#include "shape.h"
+
+#include "box_padding.h"
+
+namespace gas_app {
+
+Box Shape::get_exact_box(unsigned sample) const {
+    Box box = empty_box();
+    for (unsigned item = 0; item < get_item_count(); ++item)
+        grow(box, get_item_box(item, sample));
+    return box;
+}
+
+void Shape::build(double reach, AppProgressBar& progress_bar, float progress_share) {
+    for (unsigned sample = 0; sample < get_sample_count(); ++sample)
+        reach = std::max(reach, get_reach(get_exact_box(sample)));
+    const auto get_box = [this](unsigned item, unsigned sample) {
+        return get_item_box(item, sample);
+    };
+    m_tree.build(get_item_count(), get_sample_count(), get_box, get_box_padding(reach),
+                 progress_bar, progress_share);
+}
+
+} // namespace gas_app

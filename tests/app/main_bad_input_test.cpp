@@ -1,0 +1,145 @@
+#include <cstdlib>
+
+#include <gmock/gmock.h>
+
+#include "program.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string triangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
+
+/// A run that must fail with a message that holds `part`, and leave no file behind.
+void expect_failure(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
+                    const std::string& part) {
+    const unsigned file_count = folder.count_files();
+    const ProgramResult result = run_program(arguments);
+    EXPECT_TRUE(result.exit_code == 1 || result.exit_code == 2) << result.exit_code;
+    EXPECT_THAT(result.errors, AllOf(StartsWith("gas: "), HasSubstr(part)));
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(folder.count_files(), file_count);
+}
+
+class MainBadInput : public testing::Test {
+  protected:
+    /// Renders and asks for statistics of a mesh that is not good.
+    void expect_bad_mesh(const std::string& mesh, const std::string& part) const {
+        expect_failure(folder, {"render", mesh, "-o", picture, "--size", "8x8", "--quiet"}, part);
+        expect_failure(folder, {"stats", mesh, "--quiet"}, part);
+    }
+
+    void expect_bad_options(std::vector<std::string> options, const std::string& part) const {
+        options.insert(options.begin(), {"render", mesh_path, "--quiet"});
+        expect_failure(folder, options, part);
+    }
+
+    const TemporaryFolder folder;
+    const std::string picture = folder.get_path("picture.png");
+    const std::string mesh_path = folder.write("good.obj", triangle);
+};
+
+TEST_F(MainBadInput, AcceptsTheMeshThatOthersAreMadeFrom) {
+    const ProgramResult result =
+        run_program({"render", mesh_path, "-o", picture, "--size", "8x8", "--quiet"});
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(folder.count_files(), 2u);
+}
+
+TEST_F(MainBadInput, NamesAMissingFile) {
+    expect_bad_mesh(folder.get_path("none.obj"), "none.obj: cannot be opened: No such file");
+}
+
+TEST_F(MainBadInput, NamesADirectory) { expect_bad_mesh(folder.get_path(""), "is a directory"); }
+
+TEST_F(MainBadInput, NamesAnEmptyFile) {
+    expect_bad_mesh(folder.write("empty.obj", ""), "empty.obj: the file is empty");
+    expect_bad_mesh(folder.write("words.obj", "# nothing\n\n"), "words.obj: holds no faces");
+}
+
+TEST_F(MainBadInput, NamesFacesThatAreOutOfRange) {
+    for (const char* face : {"f 1 2 4\n", "f 0 1 2\n", "f -4 1 2\n", "f 1 2 999999999999\n"})
+        expect_bad_mesh(folder.write("faces.obj", triangle + face), "faces.obj, line 5: ");
+}
+
+TEST_F(MainBadInput, NamesVerticesThatAreNotFinite) {
+    expect_bad_mesh(folder.write("nan.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n"),
+                    "nan.obj, line 2: vertex 2 is not finite");
+    expect_bad_mesh(folder.write("inf.obj", "v 0 0 0\nv 0 0 0\nv 0 -inf 0\nf 1 2 3\n"),
+                    "inf.obj, line 3: vertex 3 is not finite");
+}
+
+TEST_F(MainBadInput, NamesTheLineWhereAFileWasCut) {
+    expect_bad_mesh(folder.write("cut.obj", "v 0 0 0\nv 1 0"), "cut.obj, line 2: vertex 2 has");
+    expect_bad_mesh(folder.write("cut.obj", triangle + "f 1 2"), "cut.obj, line 5: a face needs");
+    expect_bad_mesh(folder.write("cut.obj", "f 1 2 3\nv 0 0 0\n"),
+                    "cut.obj, line 1: a face refers to vertex 3");
+}
+
+TEST_F(MainBadInput, NamesAMeshWithoutSize) {
+    expect_bad_mesh(folder.write("point.obj", "v 1 2 3\nf 1 1 1\n"), "point.obj: ");
+}
+
+TEST_F(MainBadInput, RefusesOutputsThatCannotBeWritten) {
+    expect_bad_options({"-o", folder.get_path("none/a.png")}, "there is no folder");
+    expect_bad_options({"-o", folder.get_path("")}, "is a directory");
+    expect_bad_options({"-o", mesh_path}, "would overwrite the input");
+    expect_bad_options({"-o", ""}, "output");
+    expect_bad_options({"-o", "/dev/full", "--size", "8x8"}, "/dev/full: cannot be written");
+    EXPECT_EQ(folder.read("good.obj"), triangle);
+}
+
+TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
+    const std::vector<std::vector<std::string>> wrong = {{"--size", "0x100"},
+                                                         {"--size", "100"},
+                                                         {"--size", "99999x99999"},
+                                                         {"--size", "-5x5"},
+                                                         {"--spp", "0"},
+                                                         {"--spp", "-1"},
+                                                         {"--spp", "many"},
+                                                         {"--spp", "99999999999"},
+                                                         {"--ao", "-1"},
+                                                         {"--ao", "5000"},
+                                                         {"--threads", "-1"},
+                                                         {"--threads", "100000"},
+                                                         {"--build", "best"},
+                                                         {"--camera", "1"},
+                                                         {"--camera", "nan,0"},
+                                                         {"--camera", "0,200"},
+                                                         {"--up", "w"},
+                                                         {"--detail", "0"},
+                                                         {"--detail", "nan"},
+                                                         {"--seed", "-1"},
+                                                         {"--seed", "x"},
+                                                         {"--unknown", "1"},
+                                                         {"--heatmap", "--brute-force"}};
+    for (const std::vector<std::string>& options : wrong) {
+        SCOPED_TRACE(options[0] + " " + options[1]);
+        expect_bad_options({"-o", picture, options[0], options[1]}, options[0]);
+    }
+}
+
+TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
+    expect_failure(folder, {}, "subcommand");
+    expect_failure(folder, {"paint"}, "");
+    expect_failure(folder, {"render"}, "--output");
+    expect_failure(folder, {"stats", "-o", picture}, "-o");
+}
+
+TEST_F(MainBadInput, ReportsAFullStandardOutput) {
+    const std::string shell = std::string(GAS_APP_PROGRAM) + " stats --quiet --json " + mesh_path;
+    EXPECT_EQ(WEXITSTATUS(std::system((shell + " >/dev/full 2>/dev/null").c_str())), 1);
+}
+
+TEST_F(MainBadInput, HelpsWhenAsked) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--help"}, {"render", "--help"}, {"stats", "-h"}}) {
+        const ProgramResult result = run_program(arguments);
+        EXPECT_EQ(result.exit_code, 0);
+        EXPECT_THAT(result.output, HasSubstr("Options:"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,69 @@
+#include <apps/gas/option_values.h>
+
+#include <gmock/gmock.h>
+
+#include <apps/gas/user_error.h>
+
+namespace {
+
+using namespace gas_app;
+
+TEST(OptionValues, ReadsSizes) {
+    const PictureSize size = parse_size("640x400");
+    EXPECT_EQ(size.width, 640u);
+    EXPECT_EQ(size.height, 400u);
+    EXPECT_EQ(parse_size("1x16384").height, 16384u);
+    EXPECT_EQ(parse_size("8192x8192").width, 8192u);
+}
+
+TEST(OptionValues, RefusesOtherSizes) {
+    for (const char* text :
+         {"", "x", "640", "640x", "x400", "0x400", "640x0", "-1x4", "+3x4", "6.5x4", "640 x 400",
+          "16385x1", "4294967297x1", "99999999999999x1", "3x4x5", "640X400", "16384x16384"})
+        EXPECT_THROW(parse_size(text), UserError) << text;
+}
+
+TEST(OptionValues, ReadsViewPoints) {
+    const ViewPoint plain = parse_view("-30,12.5");
+    EXPECT_EQ(plain.azimuth, -30.0);
+    EXPECT_EQ(plain.elevation, 12.5);
+    EXPECT_EQ(plain.zoom, 1.0);
+    EXPECT_EQ(parse_view("0,-90,2.5").zoom, 2.5);
+}
+
+TEST(OptionValues, RefusesOtherViewPoints) {
+    for (const char* text : {"", ",", "30", "30,", "30,91", "30,10,0", "30,10,1,1", "a,b", "nan,0",
+                             "0,nan", "inf,0", "30,10,1,", "1e9,0"})
+        EXPECT_THROW(parse_view(text), UserError) << text;
+}
+
+TEST(OptionValues, NamesTheOption) {
+    try {
+        parse_number("nan", "--detail", 0.5, 20.0);
+        FAIL() << "a NaN is no number in a range";
+    } catch (const UserError& error) {
+        EXPECT_STREQ(error.what(), "--detail nan: expected a number from 0.5 to 20");
+    }
+}
+
+TEST(OptionValues, ReadsSeeds) {
+    EXPECT_EQ(parse_seed("0"), 0u);
+    EXPECT_EQ(parse_seed("18446744073709551615"), ~std::uint64_t{0});
+    for (const char* text : {"", "-1", "+1", "1.5", "18446744073709551616", "x"})
+        EXPECT_THROW(parse_seed(text), UserError) << text;
+}
+
+TEST(OptionValues, ReadsNames) {
+    EXPECT_EQ(parse_build_method("median"), 0u);
+    EXPECT_EQ(parse_build_method("hybrid"), 1u);
+    EXPECT_EQ(parse_build_method("sah-fast"), 2u);
+    EXPECT_EQ(parse_build_method("sah"), 3u);
+    EXPECT_THROW(parse_build_method("SAH"), UserError);
+    EXPECT_THROW(parse_build_method(""), UserError);
+    EXPECT_EQ(parse_axis("x"), 0u);
+    EXPECT_EQ(parse_axis("z"), 2u);
+    for (const char* text : {"", "w", "xy", "-z"})
+        EXPECT_THROW(parse_axis(text), UserError) << text;
+}
+
+} // namespace
