@@ -1,6 +1,7 @@
 /// Long builds: the application chooses how trees are built, and a progress bar shows how far the
 /// build is.
 
+#include <cmath>
 #include <cstdio>
 #include <vector>
 

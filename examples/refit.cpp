@@ -2,6 +2,7 @@
 /// takes a small part of the time of a build. The tree stays right, and stays good while neighbours
 /// stay neighbours.
 
+#include <cmath>
 #include <cstdio>
 #include <vector>
 

@@ -18,6 +18,18 @@ int report(int exit_code, const char* message) {
     return exit_code;
 }
 
+int report_usage(const std::string& message) {
+    return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
+}
+
+/// What is wrong with the command line. A word that is no subcommand is named, not only missed.
+std::string describe(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining();
+    if (app.get_subcommands().empty() && !unknown.empty())
+        return unknown.front() + ": there is no such subcommand or option";
+    return error.what();
+}
+
 int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, and says what the trees are like.",
                  "gas");
@@ -29,8 +41,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return app.exit(error); // a wish for help
-        std::fprintf(stderr, "gas: %s\nRun gas --help or gas SUBCOMMAND --help.\n", error.what());
-        return exit_usage;
+        return report_usage(describe(app, error));
     }
     if (render.is_chosen())
         render.run();
@@ -47,6 +58,8 @@ int run_command_line(int argument_count, const char* const* arguments) {
         if (std::fflush(stdout) != 0 || std::ferror(stdout))
             return report(exit_failed, "standard output cannot be written");
         return exit_code;
+    } catch (const OptionError& error) {
+        return report_usage(error.what());
     } catch (const UserError& error) {
         return report(exit_failed, error.what());
     } catch (const std::bad_alloc&) {

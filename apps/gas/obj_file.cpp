@@ -43,6 +43,13 @@ void print_warnings(const std::string& path, const std::string& warnings) {
     }
 }
 
+/// A file cut inside its last number would pass for a whole one, with a wrong triangle in it.
+void check_last_line_ends(const std::string& text, const std::string& path) {
+    if (text.back() != '\n' && text.back() != '\r')
+        throw UserError(path + ": the last line does not end, so the file may have been cut; " +
+                        "if it is whole, end it with a new line");
+}
+
 void add_triangles(TriangleMesh& mesh, const tinyobj::shape_t& shape, const std::string& path) {
     const std::vector<tinyobj::index_t>& indices = shape.mesh.indices;
     for (std::size_t corner = 0; corner + 2 < indices.size(); corner += 3) {
@@ -148,6 +155,7 @@ TriangleMesh load_obj_file(const std::string& path) {
     TriangleMesh mesh = parse(text, path);
     if (mesh.triangles.empty())
         throw UserError(path + ": holds no faces, so there is nothing to build a tree over");
+    check_last_line_ends(text, path);
     merge_equal_vertices(mesh);
     drop_unused_vertices(mesh);
     return mesh;

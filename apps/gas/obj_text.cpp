@@ -37,6 +37,7 @@ class ObjTextCheck {
     ObjTextCheck(std::string& text, const std::string& path) : m_text(text), m_path(path) {}
 
     void run() {
+        blank_byte_order_mark();
         std::size_t start = 0;
         while (start < m_text.size()) {
             ++m_line;
@@ -57,6 +58,13 @@ class ObjTextCheck {
   private:
     [[noreturn]] void fail(const std::string& message) const {
         throw UserError(m_path + ", line " + std::to_string(m_line) + ": " + message);
+    }
+
+    /// Some editors begin a text with one; it would hide what the first line is.
+    void blank_byte_order_mark() {
+        constexpr std::string_view mark = "\xEF\xBB\xBF";
+        if (m_text.starts_with(mark))
+            m_text.replace(0, mark.size(), mark.size(), ' ');
     }
 
     void check_line(std::size_t start, std::size_t end) {

@@ -12,7 +12,7 @@ namespace {
 
 [[noreturn]] void fail(std::string_view option, const std::string& text,
                        const std::string& message) {
-    throw UserError(std::string(option) + " " + text + ": " + message);
+    throw OptionError(std::string(option) + " " + text + ": " + message);
 }
 
 /// The whole of `text` as a number of 1 to `largest_side`; 0 when it is none.

@@ -8,7 +8,8 @@
 
 namespace gas_app {
 
-/// Readers of option values with a form of their own. They throw a UserError that names the option.
+/// Readers of option values with a form of their own. They throw an OptionError that names the
+/// option.
 
 inline constexpr unsigned largest_side = 16384;
 inline constexpr unsigned largest_pixel_count = 1u << 26;

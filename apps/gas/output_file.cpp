@@ -71,8 +71,10 @@ void check_output_path(const std::string& path, const std::string& input) {
     const fs::path folder = get_folder(target);
     if (!fs::is_directory(folder, error))
         throw UserError(path + ": cannot be written: there is no folder " + folder.string());
-    const bool special = is_special(target);
-    if (::access(special ? target.c_str() : folder.c_str(), W_OK) != 0)
+    // A file that must not be written is not replaced either, though its folder would allow it.
+    if (fs::exists(target, error) && ::access(target.c_str(), W_OK) != 0)
+        fail(path, errno);
+    if (!is_special(target) && ::access(folder.c_str(), W_OK) != 0)
         fail(path, errno);
 }
 

@@ -6,8 +6,8 @@
 namespace gas_app {
 
 /// Throws a UserError when `path` cannot become an output file: its folder is missing or not
-/// writable, it is a directory, or it is the file `input` (may be empty). Writes nothing; meant to
-/// be called before the work starts.
+/// writable, it is a directory or a file that is not writable, or it is the file `input` (may be
+/// empty). Writes nothing; meant to be called before the work starts.
 void check_output_path(const std::string& path, const std::string& input);
 
 /// Writes the bytes to a new file beside `path`, which then takes its name: whatever fails, `path`

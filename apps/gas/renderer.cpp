@@ -24,6 +24,8 @@ class TileQueue {
         progress_bar.set_step_increment(static_cast<float>(interval) / static_cast<float>(m_count));
     }
 
+    unsigned get_count() const { return m_count; }
+
     /// Gives the upper left corner of a tile that nobody has; false when there is none left.
     bool take(unsigned& left, unsigned& top) {
         const unsigned tile = m_next.fetch_add(1);
@@ -71,6 +73,19 @@ class TileQueue {
     std::exception_ptr m_failure;
 };
 
+/// Runs `work` on `count` threads, this one among them, until all are done. A thread that cannot be
+/// started stops the others.
+void run_on_threads(unsigned count, const std::function<void()>& work, TileQueue& queue) {
+    std::vector<std::jthread> threads;
+    try {
+        for (unsigned thread = 1; thread < count; ++thread)
+            threads.emplace_back(work);
+    } catch (...) {
+        queue.stop(std::current_exception());
+    }
+    work();
+}
+
 } // namespace
 
 RenderResult render_pixels(const Stage& stage, const RenderSettings& settings,
@@ -96,12 +111,7 @@ RenderResult render_pixels(const Stage& stage, const RenderSettings& settings,
         }
     };
 
-    {
-        std::vector<std::jthread> threads;
-        for (unsigned thread = 1; thread < settings.threads; ++thread)
-            threads.emplace_back(work);
-        work();
-    }
+    run_on_threads(std::min(settings.threads, queue.get_count()), work, queue);
     RenderResult result;
     result.ray_counts = queue.get_result();
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;

@@ -10,4 +10,10 @@ class UserError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// A value on the command line that makes no sense.
+class OptionError : public UserError {
+  public:
+    using UserError::UserError;
+};
+
 } // namespace gas_app

@@ -12,12 +12,15 @@ using testing::StartsWith;
 
 const std::string triangle = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
 
+constexpr int failed = 1;
+constexpr int bad_usage = 2;
+
 /// A run that must fail with a message that holds `part`, and leave no file behind.
 void expect_failure(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
-                    const std::string& part) {
+                    int exit_code, const std::string& part) {
     const unsigned file_count = folder.count_files();
     const ProgramResult result = run_program(arguments);
-    EXPECT_TRUE(result.exit_code == 1 || result.exit_code == 2) << result.exit_code;
+    EXPECT_EQ(result.exit_code, exit_code);
     EXPECT_THAT(result.errors, AllOf(StartsWith("gas: "), HasSubstr(part)));
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(folder.count_files(), file_count);
@@ -27,13 +30,15 @@ class MainBadInput : public testing::Test {
   protected:
     /// Renders and asks for statistics of a mesh that is not good.
     void expect_bad_mesh(const std::string& mesh, const std::string& part) const {
-        expect_failure(folder, {"render", mesh, "-o", picture, "--size", "8x8", "--quiet"}, part);
-        expect_failure(folder, {"stats", mesh, "--quiet"}, part);
+        expect_failure(folder, {"render", mesh, "-o", picture, "--size", "8x8", "--quiet"}, failed,
+                       part);
+        expect_failure(folder, {"stats", mesh, "--quiet"}, failed, part);
     }
 
-    void expect_bad_options(std::vector<std::string> options, const std::string& part) const {
+    void expect_bad_options(std::vector<std::string> options, int exit_code,
+                            const std::string& part) const {
         options.insert(options.begin(), {"render", mesh_path, "--quiet"});
-        expect_failure(folder, options, part);
+        expect_failure(folder, options, exit_code, part);
     }
 
     const TemporaryFolder folder;
@@ -78,16 +83,22 @@ TEST_F(MainBadInput, NamesTheLineWhereAFileWasCut) {
                     "cut.obj, line 1: a face refers to vertex 3");
 }
 
+TEST_F(MainBadInput, RefusesACutInsideTheLastNumber) {
+    expect_bad_mesh(folder.write("cut.obj", triangle + "f 3 2 1"),
+                    "cut.obj: the last line does not end");
+}
+
 TEST_F(MainBadInput, NamesAMeshWithoutSize) {
     expect_bad_mesh(folder.write("point.obj", "v 1 2 3\nf 1 1 1\n"), "point.obj: ");
 }
 
 TEST_F(MainBadInput, RefusesOutputsThatCannotBeWritten) {
-    expect_bad_options({"-o", folder.get_path("none/a.png")}, "there is no folder");
-    expect_bad_options({"-o", folder.get_path("")}, "is a directory");
-    expect_bad_options({"-o", mesh_path}, "would overwrite the input");
-    expect_bad_options({"-o", ""}, "output");
-    expect_bad_options({"-o", "/dev/full", "--size", "8x8"}, "/dev/full: cannot be written");
+    expect_bad_options({"-o", folder.get_path("none/a.png")}, failed, "there is no folder");
+    expect_bad_options({"-o", folder.get_path("")}, failed, "is a directory");
+    expect_bad_options({"-o", mesh_path}, failed, "would overwrite the input");
+    expect_bad_options({"-o", ""}, failed, "output");
+    expect_bad_options({"-o", "/dev/full", "--size", "8x8"}, failed,
+                       "/dev/full: cannot be written");
     EXPECT_EQ(folder.read("good.obj"), triangle);
 }
 
@@ -117,15 +128,16 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
                                                          {"--heatmap", "--brute-force"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
-        expect_bad_options({"-o", picture, options[0], options[1]}, options[0]);
+        expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);
     }
 }
 
 TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
-    expect_failure(folder, {}, "subcommand");
-    expect_failure(folder, {"paint"}, "");
-    expect_failure(folder, {"render"}, "--output");
-    expect_failure(folder, {"stats", "-o", picture}, "-o");
+    expect_failure(folder, {}, bad_usage, "subcommand");
+    expect_failure(folder, {"--loud"}, bad_usage, "--loud: there is no such");
+    expect_failure(folder, {"paint"}, bad_usage, "paint: there is no such");
+    expect_failure(folder, {"render"}, bad_usage, "--output");
+    expect_failure(folder, {"stats", "-o", picture}, bad_usage, "-o");
 }
 
 TEST_F(MainBadInput, ReportsAFullStandardOutput) {

@@ -47,7 +47,8 @@ TEST(ObjFile, SharesVerticesInOnePlaceAndDropsUnusedOnes) {
 TEST(ObjFile, ReadsLinesThatEndInAnyWay) {
     const TemporaryFolder folder;
     for (const std::string end : {"\n", "\r\n", "\r"}) {
-        const std::string text = "v 0 0 0" + end + "v 1 0 0" + end + "v 0 1 0" + end + "f 1 2 3";
+        const std::string text =
+            "v 0 0 0" + end + "v 1 0 0" + end + "v 0 1 0" + end + "f 1 2 3" + end;
         EXPECT_EQ(load_obj_file(folder.write("mesh.obj", text)).triangles.size(), 1u);
     }
 }
@@ -77,8 +78,7 @@ TEST(ObjFile, RefusesWhatIsNoMesh) {
 TEST(ObjFile, FindsWhereAFileWasCut) {
     const std::string text = "v 0.125 0.25 0.5\nv 1.5 0.25 0.5\nv 0.125 1.5 0.5\nf 1 2 3\n";
     const TemporaryFolder folder;
-    // Before the end of the last vertex, or in the face before its last number.
-    for (std::size_t size = 1; size < text.size() - 2; ++size)
+    for (std::size_t size = 1; size < text.size(); ++size)
         EXPECT_NE(get_complaint(folder.write("cut.obj", text.substr(0, size))), "") << size;
     EXPECT_EQ(get_complaint(folder.write("whole.obj", text)), "");
 }

@@ -33,6 +33,13 @@ TEST(ObjText, AcceptsWhatTheFormatAllows) {
     EXPECT_EQ(get_complaint("# a comment\n\n   \nvn 0 0 1\nvt 0 0\n"), "");
 }
 
+TEST(ObjText, AcceptsAByteOrderMark) {
+    std::string text = "\xEF\xBB\xBF" + three_vertices + "f 1 2 3\n";
+    EXPECT_EQ(get_complaint(text), "");
+    prepare_obj_text(text, "mesh.obj");
+    EXPECT_EQ(text, "   " + three_vertices + "f 1 2 3\n");
+}
+
 TEST(ObjText, AcceptsFacesBeforeTheirVertices) {
     EXPECT_EQ(get_complaint("f 1 2 3\n" + three_vertices), "");
 }

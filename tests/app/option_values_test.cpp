@@ -41,7 +41,7 @@ TEST(OptionValues, NamesTheOption) {
     try {
         parse_number("nan", "--detail", 0.5, 20.0);
         FAIL() << "a NaN is no number in a range";
-    } catch (const UserError& error) {
+    } catch (const OptionError& error) {
         EXPECT_STREQ(error.what(), "--detail nan: expected a number from 0.5 to 20");
     }
 }
