@@ -24,6 +24,9 @@ TEXT_ENDINGS = CODE_ENDINGS + (".py", ".sh", ".cmake", ".txt", ".md", ".json", "
 BUILD_ENDINGS = (".py", ".sh", ".cmake", ".txt", ".json", ".in", ".yml")
 LINE_LIMITS = {"gas/": 300, "apps/": 300, "tests/": 500, "bench/": 500, "examples/": 300}
 
+# The program that README.md shows.
+README_PROGRAM = "examples/first_ray.cpp"
+
 # Files that may be longer, each with the reason beside it.
 LONG_FILES: dict[str, str] = {}
 
@@ -270,6 +273,15 @@ def check_listed(paths, report):
             report.add(path, 1, f"not listed in {os.path.join(folder, 'CMakeLists.txt')}")
 
 
+def check_readme(report):
+    """The program that README.md shows is the one that is built and run."""
+    with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
+        shown = re.search(r"```cpp\n(.*?)```", readme.read(), re.DOTALL)
+    with open(os.path.join(ROOT, README_PROGRAM), encoding="utf-8") as program:
+        if not shown or shown.group(1) != program.read():
+            report.add("README.md", 1, f"its first program is not {README_PROGRAM}")
+
+
 def main():
     paths = tree_files()
     report = Report()
@@ -284,6 +296,7 @@ def main():
             check_code(source, report)
     check_test_names(paths, report)
     check_listed(paths, report)
+    check_readme(report)
 
     for path, line, message in sorted(report.findings):
         print(f"{path}:{line}: {message}")
