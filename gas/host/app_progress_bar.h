@@ -13,8 +13,7 @@ class AppBase;
 class GAS_HOST_EXPORT AppProgressBar {
   public:
     /// `app` outlives the bar and carries the build method setting. A bar that is not `visible`
-    /// counts and draws nothing. `output` is not owned; null draws
-    /// nothing either.
+    /// counts and draws nothing. `output` is not owned; null draws nothing either.
     AppProgressBar(const AppBase& app, const CoreString& title, bool visible, std::FILE* output);
 
     /// Adds the increment when `n` reaches the next multiple of the step interval: once per call,

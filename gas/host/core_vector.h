@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <limits>
 #include <memory>
+#include <new>
 #include <utility>
 
 /// A growable array: element count, pointer to the first element, capacity. Copies are deep.
@@ -36,12 +38,15 @@ template <typename T> class CoreVector {
         std::swap(m_capacity, other.m_capacity);
     }
 
-    /// Appends `item`. A full vector doubles its capacity (1 when empty) and moves its elements.
+    /// Appends `item`. A full vector doubles its capacity (1 when empty) and moves its elements;
+    /// one that cannot be doubled in 32 bits throws std::bad_array_new_length.
     void add(const T& item) {
         if (m_count < m_capacity) {
             m_items[m_count++] = item;
             return;
         }
+        if (m_count > std::numeric_limits<unsigned>::max() / 2)
+            throw std::bad_array_new_length();
         const unsigned capacity = m_count ? 2 * m_count : 1;
         std::unique_ptr<T[]> grown(new T[capacity]());
         grown[m_count] = item; // before the others move: `item` may be one of them

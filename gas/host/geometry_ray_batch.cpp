@@ -55,6 +55,7 @@ void GeometryRayBatch::set_ray(unsigned ray, const GMathVec3<double>& origin,
     m_far_distances[ray] = far_distance;
     m_hit_flags[ray] = 0;
     m_map.get_path(ray).reset(far_distance);
+    m_data.use_intersection_map(true);
 }
 
 void GeometryRayBatch::set_frustum(const GMathFrustum& frustum) {

@@ -25,8 +25,10 @@ class GAS_HOST_EXPORT GeometryRayBatch {
 
     /// Sets ray `ray` (below the count). Distances are in units of the direction's length. A NaN in
     /// any of `origin`, `direction` and the distances gives a ray that hits nothing: its near
-    /// distance is +infinity, its far distance -infinity. `time` is the ray's moment in the
-    /// shutter, `cache_slot` (0..5) the cached leaf that it shares with other rays.
+    /// distance is +infinity, its far distance -infinity, so it enters no box; a callback that is
+    /// asked about it all the same (a lone leaf, a cached one) finds no distance between the two.
+    /// `time` is the ray's moment in the shutter, `cache_slot` (0..5) the cached leaf that it
+    /// shares with other rays.
     void set_ray(unsigned ray, const GMathVec3<double>& origin, const GMathVec3<double>& direction,
                  double near_distance, double far_distance, float time = 0.0f, int cache_slot = 0);
 

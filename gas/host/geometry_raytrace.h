@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <vector>
 
 #include <gas/host/gmath_basic_ray.h>
@@ -88,7 +89,8 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
     inline GeometryIntersectionPath& get_intersection_path(const unsigned& ray) const;
 
     /// Records a nearer hit: when `distance` is below the ray's hit distance, stores it with `item`
-    /// and sets the hit flag. Returns whether it was nearer.
+    /// and sets the hit flag. Returns whether it was nearer; false in a batch without an
+    /// intersection map.
     inline bool record_nearest_hit(const unsigned& ray, double distance, unsigned item) const;
 
   private:
@@ -182,11 +184,14 @@ inline bool GeometryRaytraceCtx::is_hit(const unsigned& ray) const {
 
 inline GeometryIntersectionPath&
 GeometryRaytraceCtx::get_intersection_path(const unsigned& ray) const {
+    assert(m_data->get_intersection_map() && "the batch has no intersection map");
     return m_data->get_intersection_map()->get_path(ray);
 }
 
 inline bool GeometryRaytraceCtx::record_nearest_hit(const unsigned& ray, double distance,
                                                     unsigned item) const {
+    if (!m_data->get_intersection_map())
+        return false;
     GeometryIntersectionPath& path = get_intersection_path(ray);
     if (!(distance < path.get_hit_distance()))
         return false;

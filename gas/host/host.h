@@ -1,5 +1,14 @@
 #pragma once
 
+#include <cfloat>
+
+// Results are exact only where every operation rounds once, in its own type, and NaN counts; this
+// reaches into inline code, and so into users' files.
+#if defined(__FAST_MATH__) || (defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__)
+#error "Gas needs exact floating point: do not compile with -ffast-math or -ffinite-math-only"
+#endif
+static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
+
 /// The one door to the renderer's side. A renderer that brings its own types defines
 /// GAS_HOST_HEADER as the name of a header that declares them (docs/host.md); without it the
 /// reference host of this folder is used.

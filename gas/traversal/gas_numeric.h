@@ -1,14 +1,6 @@
 #pragma once
 
-#include <cfloat>
-
 #include <gas/host/host.h>
-
-// Rounding is part of the result: every operation rounds once, in its own type, and NaN counts.
-#ifdef __FAST_MATH__
-#error "Gas needs exact floating point: do not compile with -ffast-math or its parts"
-#endif
-static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 
 /// The smaller value; `b` where they are equal, `a` where one is a NaN.
 inline float gas_min(float a, float b) { return a >= b ? b : a; }

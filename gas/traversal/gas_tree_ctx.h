@@ -16,6 +16,9 @@ struct GasStackEntry {
 };
 
 static_assert(sizeof(GasStackEntry) == 20, "five words");
+static_assert(offsetof(GasStackEntry, entry_distance) == 4, "the second word");
+static_assert(offsetof(GasStackEntry, first_ray) == 8, "the third word");
+static_assert(offsetof(GasStackEntry, extra) == 16, "the fifth word");
 
 /// The leaf that last stopped or hit a ray of one cache slot; no tree: none.
 struct GasCachedLeaf {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <limits>
 
 #include <gas/tree/gas_split_context.h>
@@ -23,6 +25,7 @@ struct GasSahCut {
 
 /// A little below 16, so that the largest centre still falls into bin 15 (0x417ff972).
 inline constexpr float gas_sah_bin_scale = 15.9984f;
+static_assert(std::bit_cast<std::uint32_t>(gas_sah_bin_scale) == 0x417ff972);
 
 /// The most items of a node that is hybrid-split by the surface area heuristic.
 inline constexpr unsigned gas_hybrid_sah_limit = 128;

@@ -22,6 +22,10 @@ class GAS_EXPORT GasTree {
   public:
     /// One node: two halves that each load as four lanes.
     struct alignas(16) Node {
+        static constexpr unsigned leaf_flag = 1;
+        static constexpr unsigned order_shift = 1;
+        static constexpr unsigned order_mask = 7u << order_shift;
+
         GMathVec3<float> bbox_min;
         /// Inner node: its first child; the second is the one after. Leaf: its item.
         unsigned index;
@@ -41,8 +45,8 @@ class GAS_EXPORT GasTree {
     /// An empty tree. Its leaf callbacks do nothing until they are set.
     GasTree();
     /// Copies are shallow: the copy shares the nodes, the index copy and the sample boxes with its
-    /// source, and only one of the two may be cleared, rebuilt or destroyed. Assignment releases
-    /// nothing of what the target held but its table of samples.
+    /// source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
+    /// samples. Assignment releases nothing of what the target held but its table of samples.
     GasTree(const GasTree& other);
     GasTree& operator=(const GasTree& other);
     virtual ~GasTree();
@@ -95,6 +99,14 @@ class GAS_EXPORT GasTree {
                                      GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                                      void* user);
 
+    /// Ray queries. What they promise of leaves: every leaf whose box a ray crosses is called,
+    /// unless the ray was stopped or shortened before; not that every leaf called is crossed. The
+    /// cached leaf of the ray's slot is called first, whatever its box, and again where an all-hits
+    /// walk comes to it; a lone leaf's box is never tested. So a callback intersects its item with
+    /// the ray between the ray's distances, and an all-hits callback that adds something up must
+    /// know an item that it has seen. A range outside the batch breaks the contract; a release
+    /// build then traces nothing.
+    ///
     /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
     /// box the ray crosses between its near and far distance, until the callback sets the ray's
     /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
@@ -109,6 +121,9 @@ class GAS_EXPORT GasTree {
                         const bool& single_leaf_shortcut) const;
     /// Nearest hits: visits the nearer child first and skips what starts at or beyond the ray's hit
     /// distance. A callback that accepts a hit lowers that distance and sets the ray's hit flag.
+    /// The batch has an intersection map whose hit distances were set to the far distances
+    /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that); one without a map breaks the
+    /// contract, and a release build then traces nothing.
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                                 const bool& single_leaf_shortcut) const;
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -182,6 +197,7 @@ class GAS_EXPORT GasTree {
                                SimdF& min, SimdF& max) const;
 
     bool has_sample(const unsigned& sample) const;
+    const unsigned& get_item(const unsigned& leaf) const;
 
     // Leaf dispatch: maps the leaf position to its item and calls the callback of that name.
     void leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,

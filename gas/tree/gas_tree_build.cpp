@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr unsigned leaf_flag = 1;
 constexpr unsigned no_node = UINT_MAX;
 
 /// What a second child that waits for its turn needs: its share of the item list, its depth, and
@@ -28,18 +27,28 @@ struct WaitingChild {
 static_assert(sizeof(WaitingChild) <= sizeof(GasTree::Node));
 
 /// Gives `node` the box of its two children, as gas_unite does but four lanes at a time; the fourth
-/// lanes are the nodes' integers, which are put back.
+/// lanes are the nodes' integers and go nowhere.
 void unite_children(GasTree::Node& node, const GasTree::Node& first, const GasTree::Node& second) {
     const SimdF first_min = SimdF::load(&first.bbox_min.x);
     const SimdF second_min = SimdF::load(&second.bbox_min.x);
     const SimdF first_max = SimdF::load(&first.bbox_max.x);
     const SimdF second_max = SimdF::load(&second.bbox_max.x);
-    const unsigned index = node.index;
-    const unsigned flags = node.flags;
-    SimdF::select(first_min >= second_min, second_min, first_min).store(&node.bbox_min.x);
-    SimdF::max(first_max, second_max).store(&node.bbox_max.x);
-    node.index = index;
-    node.flags = flags;
+    float low[4];
+    float high[4];
+    SimdF::select(first_min >= second_min, second_min, first_min).store(low);
+    SimdF::max(first_max, second_max).store(high);
+    node.bbox_min = {low[0], low[1], low[2]};
+    node.bbox_max = {high[0], high[1], high[2]};
+}
+
+/// Builds over an array or a vector; an empty one only clears the tree.
+template <typename Boxes>
+void create_over(GasTree& tree, const Boxes& bboxes, const unsigned* indices,
+                 AppProgressBar* progress_bar, const float& progress_share) {
+    if (const unsigned count = gas_host::get_count(bboxes))
+        tree.create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
+    else
+        tree.clear();
 }
 
 } // namespace
@@ -86,18 +95,12 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
 
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
-    if (const unsigned count = gas_host::get_count(bboxes))
-        create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
-    else
-        clear();
+    create_over(*this, bboxes, indices, progress_bar, progress_share);
 }
 
 void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
-    if (const unsigned count = gas_host::get_count(bboxes))
-        create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
-    else
-        clear();
+    create_over(*this, bboxes, indices, progress_bar, progress_share);
 }
 
 void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
@@ -142,7 +145,7 @@ void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned d
     for (;;) {
         if (part.count <= 1) {
             m_nodes[current].index = items[part.offset];
-            m_nodes[current].flags = leaf_flag;
+            m_nodes[current].flags = Node::leaf_flag;
             if (context.progress_bar)
                 context.progress_bar->increment_if_step(++context.built_leaf_count);
             // The child that has waited least is next: depth first, first subtrees first.
@@ -182,7 +185,7 @@ void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
     // Children follow their parents, so this order meets both children before their parent.
     for (unsigned i = m_node_count; i-- > 0;) {
         Node& node = m_nodes[i];
-        if (node.flags & leaf_flag) {
+        if (node.flags & Node::leaf_flag) {
             node.bbox_min = bboxes[node.index].min;
             node.bbox_max = bboxes[node.index].max;
             continue;

@@ -3,18 +3,11 @@
 #include <gas/tree/gas_traversal_order.h>
 #include <gas/tree/gas_tree.h>
 
-namespace {
-
-constexpr unsigned order_shift = 1;
-constexpr unsigned order_mask = 7u << order_shift;
-
-} // namespace
-
 void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
-    const unsigned previous = (node.flags & order_mask) >> order_shift;
+    const unsigned previous = (node.flags & Node::order_mask) >> Node::order_shift;
     const unsigned code = gas_traversal_order(previous, first.bbox_min, first.bbox_max,
                                               second.bbox_min, second.bbox_max);
-    node.flags = (node.flags & ~order_mask) | code << order_shift;
+    node.flags = (node.flags & ~Node::order_mask) | code << Node::order_shift;
 }
 
 bool GasTree::refit(const CoreArray<GMathBbox3<float>>& bboxes) {
@@ -51,7 +44,7 @@ bool GasTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxe
     const GMathBbox3<float>* leaf_boxes = gas_host::get_items(bboxes);
     for (unsigned i = m_node_count; i-- > 0;) {
         const Node& node = m_nodes[i];
-        if (node.flags & 1) {
+        if (node.flags & Node::leaf_flag) {
             boxes[i] = leaf_boxes[node.index];
         } else {
             boxes[i] = boxes[node.index];

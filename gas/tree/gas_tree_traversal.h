@@ -11,7 +11,7 @@ inline bool GasTree::is_leaf_valid(GasTreeCtx&, const unsigned& leaf) const {
 }
 
 inline bool GasTree::is_node_a_leaf(GasTreeCtx&, const unsigned& node) const {
-    return (m_nodes[node].flags & 1) != 0;
+    return (m_nodes[node].flags & Node::leaf_flag) != 0;
 }
 
 inline unsigned GasTree::get_leaf_value(GasTreeCtx&, const unsigned& node) const {
@@ -26,8 +26,8 @@ inline void GasTree::get_node_children(GasTreeCtx&, const unsigned& node, unsign
 
 inline unsigned GasTree::get_node_traversal_order(GasTreeCtx&, const unsigned& node,
                                                   const GMathBasicRay& ray) const {
-    const unsigned flags = m_nodes[node].flags;
-    return gas_host::get_sign(ray, flags >> 1 & 3) ^ (flags >> 3 & 1);
+    const unsigned code = (m_nodes[node].flags & Node::order_mask) >> Node::order_shift;
+    return gas_host::get_sign(ray, code & 3) ^ code >> 2;
 }
 
 inline void GasTree::get_node_bbox(GasTreeCtx&, const unsigned& node, GasBbox& bbox) const {
@@ -63,10 +63,14 @@ inline bool GasTree::has_sample(const unsigned& sample) const {
     return sample < m_motion_blur_sample_count && m_motion_blur_bboxes[sample];
 }
 
+/// The item that callbacks hear of; a reference to the index array's entry where there is one.
+inline const unsigned& GasTree::get_item(const unsigned& leaf) const {
+    return m_items ? m_items[leaf] : leaf;
+}
+
 inline void GasTree::leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval,
                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_static(m_leaf_callbacks.user, m_items ? m_items[leaf] : leaf, eval, shader,
-                                ctx);
+    m_leaf_callbacks.hit_static(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
@@ -76,8 +80,7 @@ inline void GasTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, cons
 
 inline void GasTree::leaf_ray_hit_motion(const unsigned& leaf, const CtxEval& eval,
                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_motion(m_leaf_callbacks.user, m_items ? m_items[leaf] : leaf, eval, shader,
-                                ctx);
+    m_leaf_callbacks.hit_motion(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
@@ -88,8 +91,7 @@ inline void GasTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, cons
 inline void GasTree::leaf_ray_hit_nearest_static(const unsigned& leaf, const CtxEval& eval,
                                                  CtxShader& shader,
                                                  GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_nearest_static(m_leaf_callbacks.user, m_items ? m_items[leaf] : leaf, eval,
-                                        shader, ctx);
+    m_leaf_callbacks.hit_nearest_static(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& leaf,
@@ -101,8 +103,7 @@ inline void GasTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& le
 inline void GasTree::leaf_ray_hit_nearest_motion(const unsigned& leaf, const CtxEval& eval,
                                                  CtxShader& shader,
                                                  GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_nearest_motion(m_leaf_callbacks.user, m_items ? m_items[leaf] : leaf, eval,
-                                        shader, ctx);
+    m_leaf_callbacks.hit_nearest_motion(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf,

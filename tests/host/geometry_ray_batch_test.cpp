@@ -140,6 +140,17 @@ TEST(GeometryRayBatch, ResizingWithinTheLargestSizeKeepsTheArrays) {
     EXPECT_EQ(batch.get_data().get_arrays().rays, rays);
 }
 
+TEST(GeometryRayBatch, SettingARayBringsTheIntersectionMapBack) {
+    GeometryRayBatch batch(1);
+    batch.get_data().use_intersection_map(false); // as an all-hits query leaves it
+    EXPECT_FALSE(batch.get_ctx().record_nearest_hit(0, 1.0, 7));
+    EXPECT_FALSE(batch.is_hit(0));
+
+    batch.set_ray(0, {0.0, 0.0, 0.0}, {0.0, 0.0, 1.0}, 0.0, 10.0);
+    EXPECT_TRUE(batch.get_ctx().record_nearest_hit(0, 1.0, 7));
+    EXPECT_EQ(batch.get_item(0), 7u);
+}
+
 TEST(GeometryRayBatch, TheFrustumIsAnOption) {
     GeometryRayBatch batch(1);
     EXPECT_EQ(batch.get_data().get_frustum(), nullptr);

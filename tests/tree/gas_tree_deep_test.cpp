@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <climits>
+#include <functional>
 #include <pthread.h>
 
 #include "../support/sanitizers.h"
 #include "../support/scenes.h"
+#include "../support/test_shader.h"
 #include "../support/tree_build.h"
 #include "../support/tree_checker.h"
 
@@ -14,23 +16,16 @@ namespace {
 using naive::Box;
 using naive::Split;
 
-struct Build {
-    GasTree& tree;
-    const CoreArray<GMathBbox3<float>>& boxes;
-    AppProgressBar& bar;
-};
-
-void* run(void* argument) {
-    const Build& build = *static_cast<const Build*>(argument);
-    build.tree.create(build.boxes, nullptr, &build.bar, 1.0f);
+void* run(void* task) {
+    (*static_cast<const std::function<void()>*>(task))();
     return nullptr;
 }
 
-/// Runs the build on a thread with as small a stack as the callbacks of a renderer may have left.
+/// Runs the task on a thread with as small a stack as the callbacks of a renderer may have left.
 /// Sanitizers need larger stacks, so with one of them it runs on this thread.
-void run_on_a_small_stack(Build& build) {
+void run_on_a_small_stack(std::function<void()> task) {
     if (support::is_sanitized) {
-        run(&build);
+        task();
         return;
     }
     const std::size_t stack_size =
@@ -39,7 +34,7 @@ void run_on_a_small_stack(Build& build) {
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
     ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
     pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &build), 0);
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, &task), 0);
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
     pthread_attr_destroy(&attributes);
 }
@@ -51,8 +46,7 @@ unsigned build_deep_trees(const std::vector<Box>& boxes) {
     for (const Split split : support::all_splits) {
         support::QuietProgress progress(split);
         GasTree tree;
-        Build build = {tree, array, progress.bar};
-        run_on_a_small_stack(build);
+        run_on_a_small_stack([&] { tree.create(array, nullptr, &progress.bar, 1.0f); });
         EXPECT_EQ(support::find_flaw(tree, boxes), "") << support::name(split);
         EXPECT_EQ(support::find_difference(tree, naive::build(boxes, split)), "")
             << support::name(split);
@@ -78,5 +72,45 @@ TEST(DeepTrees, ChainsOfFifteenSixteenthsBuildOnASmallStack) {
 // Their areas overflow, so that no cost is a number, and the last cut or the cut in half wins.
 TEST(DeepTrees, SheetsBuildOnASmallStack) {
     EXPECT_GT(build_deep_trees(scenes::sheet(400, 0.5f)), 100u);
-    EXPECT_GT(build_deep_trees(scenes::sheet(3000, 0.9375f)), 1000u);
+    EXPECT_GT(build_deep_trees(scenes::sheet(3000, 0.9375f)), 1600u);
+}
+
+// A renderer may build on first touch: a leaf callback builds a deep tree of its own and traces it.
+TEST(DeepTrees, AreBuiltRefittedAndTracedInsideACallback) {
+    const std::vector<Box> boxes = scenes::sheet(3000, 0.9375f);
+    struct Inner {
+        CoreArray<GMathBbox3<float>> boxes;
+        GasTree tree;
+        unsigned calls = 0;
+    };
+    Inner inner;
+    inner.boxes = support::to_boxes(boxes);
+    const GasLeafCallback count_leaf = [](void* user, const unsigned&, const CtxEval&, CtxShader&,
+                                          GeometryRaytraceCtx&) {
+        ++static_cast<Inner*>(user)->calls;
+    };
+    inner.tree.set_leaf_raytrace_callbacks(count_leaf, nullptr, &inner);
+    const GasLeafCallback build_inner = [](void* user, const unsigned&, const CtxEval& eval,
+                                           CtxShader& shader, GeometryRaytraceCtx& ctx) {
+        Inner& built = *static_cast<Inner*>(user);
+        support::QuietProgress progress(Split::sah);
+        built.tree.create(built.boxes, nullptr, &progress.bar, 1.0f);
+        EXPECT_TRUE(built.tree.refit(built.boxes));
+        built.tree.ray_hit_static(eval, shader, ctx, false);
+    };
+    const GMathBbox3<float> outer_boxes[2] = {{{-1, -1, -1}, {1, 1, 1}}, {{5, 5, 5}, {6, 6, 6}}};
+    GasTree outer;
+    outer.create(outer_boxes, 2, nullptr, nullptr, 1.0f);
+    outer.set_leaf_raytrace_callbacks(build_inner, nullptr, &inner);
+
+    run_on_a_small_stack([&] {
+        support::TestShader shader;
+        const CtxEval eval;
+        GeometryRayBatch batch(1);
+        batch.set_ray(0, {0.0, -1.0, 0.0}, {0.0, 1.0, 0.0}, 0.0, 1e39);
+        outer.ray_hit_static(eval, shader, batch.get_ctx(), false);
+    });
+    EXPECT_GT(inner.tree.get_depth(), 1600u);
+    EXPECT_EQ(support::find_flaw(inner.tree, boxes), "");
+    EXPECT_EQ(inner.calls, 3000u); // the ray runs along the sheet, across every line
 }

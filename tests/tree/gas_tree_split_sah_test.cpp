@@ -58,6 +58,27 @@ TEST(SahSplit, AreaIsTwiceTheSumOfTheFaces) {
               2.0 * static_cast<double>(1e30f) * static_cast<double>(1e30f));
 }
 
+// A scale of 15.9984 in double would put each of them one bin higher.
+TEST(SahSplit, TheScaleIsASinglePrecisionConstant) {
+    GMathVec3<float> centers[6] = {};
+    centers[1].x = 18.0f;
+    centers[2].x = 3.37533736f;
+    centers[3].x = 5.62556219f;
+    centers[4].x = 6.75067472f;
+    centers[5].x = 7.87578726f;
+    const GMathBbox3<float> boxes[6] = {};
+    GasSahWorkspace workspace(centers);
+    const GasTreeSplitContext context = {boxes, centers, &workspace, nullptr, 0};
+    const std::vector<unsigned> items = list_items(6);
+    const GMathBbox3<float> bounds = gas_center_bounds(items.data(), 6, centers);
+    GasSahCut best;
+    gas_try_binned_axis(context, items.data(), 6, 0, bounds, best, GasWinsIfCheaper());
+    for (unsigned bin = 0; bin < GasSahWorkspace::bin_count; ++bin) {
+        const bool taken = bin == 0 || bin == 2 || bin == 4 || bin == 5 || bin == 6 || bin == 15;
+        EXPECT_EQ(workspace.bin_counts[bin], taken ? 1.0f : 0.0f) << bin;
+    }
+}
+
 TEST(SahSplit, CoincidentCentresAreHalvedInTheirOrder) {
     for (const auto split : both_sah_splits) {
         for (const unsigned count : {3u, 16u, 17u, 40u}) {
