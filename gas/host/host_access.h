@@ -18,6 +18,9 @@ template <typename T> const T* get_items(const CoreArray<T>& array) { return arr
 template <typename T> unsigned get_count(const CoreVector<T>& vector) { return vector.get_count(); }
 template <typename T> const T* get_items(const CoreVector<T>& vector) { return vector.get_items(); }
 
+template <typename T> void clear(CoreVector<T>& vector) { vector.clear(); }
+template <typename T> void append(CoreVector<T>& vector, const T& item) { vector.add(item); }
+
 /// Progress bars: the two words that a build writes, and the setting of the bar's application.
 inline void set_progress_steps(AppProgressBar& bar, unsigned interval, float increment) {
     bar.set_step_interval(interval);
@@ -84,6 +87,20 @@ inline GeometryIntersectionMap& get_intersection_map(GeometryRaytraceData& data)
 }
 inline double get_hit_distance(const GeometryIntersectionPath& path) {
     return path.get_hit_distance();
+}
+
+/// A region that holds every ray of the batch, or null.
+inline const GMathFrustum* get_frustum(const GeometryRaytraceData& data) {
+    return data.get_frustum();
+}
+
+/// Frustums: planes whose inside is where normal . p + offset >= 0.
+inline unsigned get_plane_count(const GMathFrustum& frustum) { return frustum.get_plane_count(); }
+inline const GMathVec3<double>& get_plane_normal(const GMathFrustum& frustum, unsigned plane) {
+    return frustum.get_plane(plane).normal;
+}
+inline double get_plane_offset(const GMathFrustum& frustum, unsigned plane) {
+    return frustum.get_plane(plane).offset;
 }
 
 /// Lines.

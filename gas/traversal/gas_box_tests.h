@@ -65,3 +65,41 @@ inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
     const SimdF exits = SimdF::min(SimdF::min(far_xy, far_xy.move_high()), far_zw);
     return (entries <= exits).get_mask() & 3;
 }
+
+/// The slab test of one box: whether the ray is inside it somewhere between its near distance and
+/// `far_distance`.
+inline bool gas_test_box(const GasLaneRay& ray, float far_distance, const SimdF& min,
+                         const SimdF& max) {
+    const SimdF t0 = (min - ray.origin) * ray.inverse_direction;
+    const SimdF t1 = (max - ray.origin) * ray.inverse_direction;
+    const SimdF near = SimdF::max(SimdF::min(t1, t0), ray.near_distance);
+    const SimdF far = SimdF::min(SimdF::max(t0, t1), SimdF(far_distance));
+    const SimdF entry = SimdF::max(SimdF::max(near, near.broadcast<1>()), near.broadcast<2>());
+    const SimdF exit = SimdF::min(SimdF::min(far, far.broadcast<1>()), far.broadcast<2>());
+    return ((entry <= exit).get_mask() & 1) != 0;
+}
+
+/// Whether two boxes share a point; touching boxes do. Lanes x, y, z; a NaN separates nothing.
+inline bool gas_test_overlap(const SimdF& first_min, const SimdF& first_max,
+                             const SimdF& second_min, const SimdF& second_max) {
+    return (((first_max < second_min) | (second_max < first_min)).get_mask() & 7) == 0;
+}
+
+/// Whether a box lies outside a convex region: beyond one of its planes with every corner, which
+/// the corner furthest along the plane's normal decides. In doubles, so that rounding never drops a
+/// box that a ray of the region can hit.
+inline bool gas_is_outside(const GMathFrustum& frustum, const SimdF& min, const SimdF& max) {
+    const auto get_furthest = [&](double normal, unsigned axis) {
+        return normal * static_cast<double>(normal > 0.0 ? max.get(axis) : min.get(axis));
+    };
+    const unsigned count = gas_host::get_plane_count(frustum);
+    for (unsigned plane = 0; plane < count; ++plane) {
+        const GMathVec3<double>& normal = gas_host::get_plane_normal(frustum, plane);
+        const double distance = get_furthest(normal.x, 0) + get_furthest(normal.y, 1) +
+                                get_furthest(normal.z, 2) +
+                                gas_host::get_plane_offset(frustum, plane);
+        if (distance < 0.0)
+            return true;
+    }
+    return false;
+}

@@ -2,12 +2,14 @@
 
 #include <cassert>
 
+#include <gas/traversal/gas_packet_walk.h>
 #include <gas/traversal/gas_ray_walk.h>
 #include <gas/traversal/gas_raytrace_frame.h>
 
 /// Before the walk: the shortcut for one leaf, missing frames, one ray or a batch.
 
-/// Walks the tree for every ray of the range, in ascending order. A callback always sees a context
+/// Walks the tree for the rays of the range. Several rays of a static nearest-hit query go together
+/// as packets; otherwise they go one by one, in ascending order, and a callback sees a context
 /// whose range is the one ray being traced: the caller's own where that is a single ray, else one
 /// over a private copy of the batch's view.
 template <template <typename> typename Nodes, typename Query, GasTraversable Tree, typename Probe>
@@ -31,13 +33,17 @@ void gas_walk_batch(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         gas_walk_ray<Nodes, Query>(tree, eval, shader, rays, static_cast<unsigned>(first), probe);
         return;
     }
-    const GasRaytraceFrameLease lease(shader);
-    GeometryRaytraceData& view = lease.get().data;
-    view = data;
-    for (int ray = first; ray <= last; ++ray) {
-        gas_host::set_range(view, ray, ray);
-        gas_walk_ray<Nodes, Query>(tree, eval, shader, gas_host::get_ctx(view),
-                                   static_cast<unsigned>(ray), probe);
+    if constexpr (Query::goes_in_packets && !Nodes<Tree>::is_motion) {
+        gas_walk_packets(tree, eval, shader, rays, probe);
+    } else {
+        const GasRaytraceFrameLease lease(shader);
+        GeometryRaytraceData& view = lease.get().data;
+        view = data;
+        for (int ray = first; ray <= last; ++ray) {
+            gas_host::set_range(view, ray, ray);
+            gas_walk_ray<Nodes, Query>(tree, eval, shader, gas_host::get_ctx(view),
+                                       static_cast<unsigned>(ray), probe);
+        }
     }
 }
 

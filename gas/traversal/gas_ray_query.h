@@ -17,6 +17,9 @@ inline unsigned gas_get_cache_slot(const GeometryRaytraceData& data, unsigned ra
 /// Every leaf whose box the ray crosses, until a callback sets the ray's hit flag.
 class GasAllHits {
   public:
+    /// Whether the rays of a batch share a walk.
+    static constexpr bool goes_in_packets = false;
+
     GasAllHits(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
         : m_cached(ctx.all_hits_cache[gas_get_cache_slot(data, ray)]),
           m_hit_flag(gas_host::get_hit_flags(data)[ray]),
@@ -71,6 +74,8 @@ class GasAllHits {
 /// hit distance has found one.
 class GasNearestHit {
   public:
+    static constexpr bool goes_in_packets = true;
+
     GasNearestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
         : m_cached(ctx.nearest_cache[gas_get_cache_slot(data, ray)]),
           m_hit_flag(gas_host::get_hit_flags(data)[ray]),

@@ -15,6 +15,10 @@ class GAS_EXPORT GasRaytraceFrame {
     /// Frees the frame and all that follow it in the chain.
     ~GasRaytraceFrame();
 
+    /// Gives the packet buffer room for `count` packets of 128 bytes. A buffer that has to grow
+    /// starts out as zeros.
+    void reserve_packets(unsigned count);
+
     /// The caller's batch, narrowed to the rays being traced.
     GeometryRaytraceData data;
 

@@ -147,6 +147,27 @@ class GAS_EXPORT GasTree {
     /// the sample was never filled.
     GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const;
 
+    /// Collects in `leaves`, whose old contents go, the leaf position of every leaf whose box
+    /// overlaps `box`; touching boxes overlap. In the order of the tree's nodes: the same whenever
+    /// the tree and the box are. Leaf positions are items as `create` numbers them; an index array
+    /// is not applied. `ctx` lends its stack.
+    void get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
+                            CoreVector<unsigned>& leaves) const;
+    /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
+    /// of half-width `max_distance` around it, by the distance from the point to their box's
+    /// centre, nearest first. Once the arrays are full the cube shrinks to the largest distance
+    /// held. A leaf whose box touches the cube counts even where its centre lies beyond
+    /// `max_distance`. `leaves` and `distances` hold `max_count` elements each; returns how many
+    /// were written. The walk takes the child whose box is nearer to the point first; of leaves at
+    /// the same distance the one that it meets first stays in front, which is the same whenever the
+    /// tree and the arguments are, but says nothing about their positions. An empty tree has none.
+    unsigned get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& point,
+                                const float& max_distance, const unsigned& max_count,
+                                unsigned* leaves, float* distances) const;
+
+    /// Writes bounds, counts and memory use to the host's log.
+    void print() const;
+
     /// Sets the traversal order code of `node` from its two children and leaves the other flags
     /// alone. When no separation of the children compares (NaN boxes) the code stays as it was.
     static void compute_node_traversal_order(Node& node, const Node& first, const Node& second);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <gas/host/host.h>
+
+/// A packet of four rays: lane j of packet k holds ray 4k + j of the batch. Lanes that no ray of
+/// the batch has filled hold whatever the buffer held before; ranges decide which rays count.
+struct GasSimdRays {
+    SimdF origin_x;
+    SimdF origin_y;
+    SimdF origin_z;
+    SimdF inverse_direction_x;
+    SimdF inverse_direction_y;
+    SimdF inverse_direction_z;
+    SimdF tnear;
+    /// The far distance; in a nearest-hit query the hit distance so far.
+    SimdF tfar;
+};
+
+static_assert(sizeof(GasSimdRays) == 128, "eight four-lane vectors");

@@ -1,0 +1,162 @@
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+#include <gas/traversal/gas_box_tests.h>
+#include <gas/traversal/gas_numeric.h>
+#include <gas/traversal/gas_traversal_access.h>
+
+/// Queries without rays: leaves that overlap a box, leaves near a point. They run on a frame that
+/// the caller hands over and report leaf positions.
+
+/// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
+/// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
+/// children that do, whether the second comes first. The tree has a root and the frame's stack room
+/// for twice its depth.
+template <GasTraversable Tree, typename Search, typename Visit>
+void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit) {
+    GasTraversalAccess::init_traversal(tree, ctx);
+    unsigned stack_size = 0;
+    unsigned node = 0;
+    bool walking = true;
+    while (walking) {
+        SimdF min;
+        SimdF max;
+        GasTraversalAccess::get_node_bbox(tree, ctx, node, min, max);
+        bool descended = false;
+        if (search.overlaps(min, max)) {
+            if (GasTraversalAccess::is_node_a_leaf(tree, ctx, node)) {
+                visit(GasTraversalAccess::get_leaf_value(tree, ctx, node), min, max);
+            } else {
+                unsigned first;
+                unsigned second;
+                GasTraversalAccess::get_node_children(tree, ctx, node, first, second);
+                SimdF first_min, first_max, second_min, second_max;
+                GasTraversalAccess::get_node_bbox(tree, ctx, first, first_min, first_max);
+                GasTraversalAccess::get_node_bbox(tree, ctx, second, second_min, second_max);
+                const bool first_hit = search.overlaps(first_min, first_max);
+                const bool second_hit = search.overlaps(second_min, second_max);
+                descended = first_hit || second_hit;
+                node = first_hit ? first : second;
+                if (first_hit && second_hit) {
+                    unsigned pending = second;
+                    if (search.prefers_second(first_min, first_max, second_min, second_max)) {
+                        node = second;
+                        pending = first;
+                    }
+                    ctx.stack[stack_size++].node = pending;
+                }
+            }
+        }
+        if (!descended) {
+            walking = stack_size > 0;
+            if (walking)
+                node = ctx.stack[--stack_size].node;
+        }
+    }
+    GasTraversalAccess::deinit_traversal(tree, ctx);
+}
+
+/// All leaves that overlap a box, in the order of the tree's nodes.
+class GasBoxSearch {
+  public:
+    explicit GasBoxSearch(const GMathBbox3<float>& box)
+        : m_min(box.min.x, box.min.y, box.min.z, 0.0f),
+          m_max(box.max.x, box.max.y, box.max.z, 0.0f) {}
+
+    bool overlaps(const SimdF& min, const SimdF& max) const {
+        return gas_test_overlap(min, max, m_min, m_max);
+    }
+    static bool prefers_second(const SimdF&, const SimdF&, const SimdF&, const SimdF&) {
+        return false;
+    }
+
+  private:
+    SimdF m_min;
+    SimdF m_max;
+};
+
+/// Leaves in a cube around a point, the nearer box first. The cube may shrink on the way.
+class GasPointSearch {
+  public:
+    GasPointSearch(const GMathVec3<float>& point, float distance)
+        : m_point(point.x, point.y, point.z, 0.0f) {
+        set_distance(distance);
+    }
+
+    /// The cube becomes point - distance to point + distance.
+    void set_distance(float distance) {
+        m_min = m_point - SimdF(distance);
+        m_max = m_point + SimdF(distance);
+    }
+
+    bool overlaps(const SimdF& min, const SimdF& max) const {
+        return gas_test_overlap(min, max, m_min, m_max);
+    }
+
+    /// Whether the second box is as near to the point as the first, or nearer.
+    bool prefers_second(const SimdF& first_min, const SimdF& first_max, const SimdF& second_min,
+                        const SimdF& second_max) const {
+        return !(get_squared_distance(second_min, second_max) >
+                 get_squared_distance(first_min, first_max));
+    }
+
+    /// From the point to the centre of a box.
+    float get_center_distance(const SimdF& min, const SimdF& max) const {
+        return std::sqrt(get_squared_length((min + max) * SimdF(0.5f) - m_point));
+    }
+
+  private:
+    float get_squared_distance(const SimdF& min, const SimdF& max) const {
+        const SimdF outside = SimdF::max(SimdF::max(min - m_point, m_point - max), SimdF(0.0f));
+        return get_squared_length(outside);
+    }
+
+    /// Summed x, y, z in that order.
+    static float get_squared_length(const SimdF& vector) {
+        const SimdF squares = vector * vector;
+        return (squares.get(0) + squares.get(1)) + squares.get(2);
+    }
+
+    SimdF m_point;
+    SimdF m_min;
+    SimdF m_max;
+};
+
+/// The nearest leaves so far, in the caller's two arrays of `capacity` (at least 1) entries, sorted
+/// by ascending distance.
+class GasNearestLeaves {
+  public:
+    GasNearestLeaves(unsigned* leaves, float* distances, unsigned capacity)
+        : m_leaves(leaves), m_distances(distances), m_capacity(capacity) {}
+
+    unsigned get_count() const { return m_count; }
+    bool is_full() const { return m_count == m_capacity; }
+    float get_largest_distance() const { return m_distances[m_count - 1]; }
+
+    /// Takes a leaf unless the arrays are full of nearer ones; where they are full, the last drops
+    /// out. Of equal distances the earlier stays in front.
+    bool insert(unsigned leaf, float distance) {
+        if (is_full()) {
+            if (distance >= get_largest_distance())
+                return false;
+        } else {
+            ++m_count;
+        }
+        unsigned place = m_count - 1;
+        for (; place > 0 && m_distances[place - 1] > distance; --place) {
+            m_leaves[place] = m_leaves[place - 1];
+            m_distances[place] = m_distances[place - 1];
+        }
+        m_leaves[place] = leaf;
+        m_distances[place] = distance;
+        return true;
+    }
+
+  private:
+    unsigned* m_leaves;
+    float* m_distances;
+    unsigned m_capacity;
+    unsigned m_count = 0;
+};
