@@ -18,6 +18,7 @@ template <typename T> const T* get_items(const CoreArray<T>& array) { return arr
 template <typename T> unsigned get_count(const CoreVector<T>& vector) { return vector.get_count(); }
 template <typename T> const T* get_items(const CoreVector<T>& vector) { return vector.get_items(); }
 
+/// Vectors that collect results.
 template <typename T> void clear(CoreVector<T>& vector) { vector.clear(); }
 template <typename T> void append(CoreVector<T>& vector, const T& item) { vector.add(item); }
 

@@ -5,98 +5,26 @@
 #include <type_traits>
 
 #include <gas/host/host.h>
+#include <gas/host/host_contract_values.h>
 
 /// Everything the library asks of the host that is present: a concept per record, then a check per
 /// record that names what is missing. It can only speak of types; what an operation must do stands
 /// beside each concept and is tested by tests/host. Included by sources of the library only.
 namespace gas_host_contract {
 
-/// Copied as bytes; holds nothing that wants releasing.
-template <typename Record>
-concept PlainValue = std::is_trivially_copyable_v<Record> && std::is_standard_layout_v<Record>;
-
-/// Three coordinates in order, no padding; indexed by axis 0..2.
-template <typename Vec3, typename Number>
-concept Vec3Record = PlainValue<Vec3> && sizeof(Vec3) == 3 * sizeof(Number) &&
-                     offsetof(Vec3, x) == 0 && offsetof(Vec3, y) == sizeof(Number) &&
-                     offsetof(Vec3, z) == 2 * sizeof(Number) &&
-                     requires(Vec3 value, const Vec3 fixed, unsigned axis) {
-    Vec3{Number(), Number(), Number()};
-    { (value.x) } -> std::same_as<Number&>;
-    { (value.y) } -> std::same_as<Number&>;
-    { (value.z) } -> std::same_as<Number&>;
-    { fixed[axis] } -> std::convertible_to<Number>;
-};
-
-/// Two corners, min then max, no padding: six numbers in a row.
-template <typename Bbox3, typename Number>
-concept Bbox3Record = PlainValue<Bbox3> && sizeof(Bbox3) == 6 * sizeof(Number) &&
-                      offsetof(Bbox3, min) == 0 && offsetof(Bbox3, max) == 3 * sizeof(Number) &&
-                      requires(Bbox3 box) {
-    { (box.min) } -> std::same_as<GMathVec3<Number>&>;
-    { (box.max) } -> std::same_as<GMathVec3<Number>&>;
-    Bbox3{{Number(), Number(), Number()}, {Number(), Number(), Number()}};
-};
-
-/// A ray's origin and inverse direction (an infinity where the direction is 0), and per axis 1
-/// where the direction is negative, else 0.
-template <typename Line>
-concept LineRecord = requires(const Line& line, unsigned axis) {
-    { gas_host::get_origin(line) } -> std::convertible_to<const GMathVec3<double>&>;
-    { gas_host::get_inverse_direction(line) } -> std::convertible_to<const GMathVec3<double>&>;
-    { gas_host::get_sign(line, axis) } -> std::same_as<unsigned>;
-};
-
-/// Four float lanes at a 16-byte boundary.
-template <typename Lanes>
-concept LanesRecord = std::is_trivially_copyable_v<Lanes> && std::default_initializable<Lanes> &&
-                          sizeof(Lanes) == 16 &&
-                      alignof(Lanes) == 16 &&
-                      std::constructible_from<Lanes, float>&& std::constructible_from<
-                          Lanes, float, float, float, float>;
-
-/// Each lane rounds once and nothing fuses; `min` is a < b ? a : b and `max` is a > b ? a : b, NaN
-/// included; comparisons set all bits of a lane or none.
-template <typename Lanes>
-concept LanesArithmetic = requires(const Lanes& a, const Lanes& b) {
-    { a + b } -> std::same_as<Lanes>;
-    { a - b } -> std::same_as<Lanes>;
-    { a* b } -> std::same_as<Lanes>;
-    { a& b } -> std::same_as<Lanes>;
-    { a | b } -> std::same_as<Lanes>;
-    { a < b } -> std::same_as<Lanes>;
-    { a <= b } -> std::same_as<Lanes>;
-    { a > b } -> std::same_as<Lanes>;
-    { a >= b } -> std::same_as<Lanes>;
-    { Lanes::min(a, b) } -> std::same_as<Lanes>;
-    { Lanes::max(a, b) } -> std::same_as<Lanes>;
-    { Lanes::select(a, a, b) } -> std::same_as<Lanes>;
-};
-
-/// Loads (`load` from a 16-byte boundary), stores, and moves between lanes; `s_mask_xyz` keeps
-/// x, y, z under & and clears w.
-template <typename Lanes>
-concept LanesMoves = requires(const Lanes& a, const Lanes& b, const float* source, float* target,
-                              unsigned lane) {
-    { Lanes::load(source) } -> std::same_as<Lanes>;
-    { Lanes::load_unaligned(source) } -> std::same_as<Lanes>;
-    a.store(target);
-    { a.get(lane) } -> std::same_as<float>;
-    { a.get_first() } -> std::same_as<float>;
-    { a.get_mask() } -> std::same_as<int>;
-    { Lanes::interleave_low(a, b) } -> std::same_as<Lanes>;
-    { Lanes::interleave_high(a, b) } -> std::same_as<Lanes>;
-    { a.move_high() } -> std::same_as<Lanes>;
-    { a.template broadcast<0>() } -> std::same_as<Lanes>;
-    { a.template broadcast<3>() } -> std::same_as<Lanes>;
-    { (Lanes::s_mask_xyz) } -> std::same_as<const Lanes&>;
-};
-
 /// A count and the first of that many elements, which may be null only at a count of 0.
 template <typename Container, typename Item>
 concept ItemContainer = requires(const Container& container) {
     { gas_host::get_count(container) } -> std::same_as<unsigned>;
     { gas_host::get_items(container) } -> std::same_as<const Item*>;
+};
+
+/// Forgets its elements; takes one more at its end.
+template <typename Container, typename Item>
+concept ItemCollector = ItemContainer<Container, Item> &&
+    requires(Container& container, const Item& item) {
+    gas_host::clear(container);
+    gas_host::append(container, item);
 };
 
 template <typename String>
@@ -165,7 +93,8 @@ concept MotionBlurTimes = requires(const MotionBlur& motion, const float& time, 
 };
 
 /// A view over per-ray arrays: a copy shares the rays and their hits; its range (inclusive) and
-/// its context are its own.
+/// its context are its own. Its frustum, null where there is none, holds every ray between its near
+/// and far distance.
 template <typename Data>
 concept RayBatch = std::default_initializable<Data> && std::is_copy_assignable_v<Data> &&
     requires(Data& data, const Data& fixed, unsigned ray, int first, int last) {
@@ -182,6 +111,7 @@ concept RayBatch = std::default_initializable<Data> && std::is_copy_assignable_v
     gas_host::drop_intersection_map(data);
     { gas_host::take_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
     { gas_host::get_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
+    { gas_host::get_frustum(fixed) } -> std::same_as<const GMathFrustum*>;
 };
 
 /// The batch as callbacks see it.
@@ -240,22 +170,14 @@ struct ResourceProbe : ResourceData {
     bool deserialize(void* data, const std::size_t& size) override;
 };
 
-static_assert(Vec3Record<GMathVec3<float>, float>, "GMathVec3<float> is three floats x, y, z");
-static_assert(Vec3Record<GMathVec3<double>, double>, "GMathVec3<double> is three doubles x, y, z");
-static_assert(Bbox3Record<GMathBbox3<float>, float>, "GMathBbox3<float> is min, then max");
-static_assert(Bbox3Record<GMathBbox3<double>, double>, "GMathBbox3<double> is min, then max");
-static_assert(LineRecord<GMathBasicRay>, "GMathBasicRay needs gas_host::get_origin, "
-                                         "get_inverse_direction and get_sign");
-static_assert(LanesRecord<SimdF>, "SimdF is four float lanes at a 16-byte boundary");
-static_assert(LanesArithmetic<SimdF>, "SimdF lacks an operator, min, max or select");
-static_assert(LanesMoves<SimdF>, "SimdF lacks a load, a store, a move or s_mask_xyz");
-
 static_assert(ItemContainer<CoreArray<GMathBbox3<float>>, GMathBbox3<float>>,
               "CoreArray needs gas_host::get_count and get_items");
 static_assert(ItemContainer<CoreArray<GMathBbox3<double>>, GMathBbox3<double>>,
               "CoreArray needs gas_host::get_count and get_items");
 static_assert(ItemContainer<CoreVector<GMathBbox3<float>>, GMathBbox3<float>>,
               "CoreVector needs gas_host::get_count and get_items");
+static_assert(ItemCollector<CoreVector<unsigned>, unsigned>,
+              "CoreVector<unsigned> needs gas_host::clear and append");
 static_assert(TextRecord<CoreString>, "CoreString copies and adds text and numbers");
 static_assert(LogStream<CoreLogStream>, "CoreLogStream takes text, char, int, unsigned and float");
 static_assert(LogHandler<CoreLogHandler>, "core_main_log_handler() gives the CoreLogHandler, whose "
@@ -271,7 +193,7 @@ static_assert(MotionBlurTimes<CtxMotionBlur>, "CtxMotionBlur needs get_time_span
 
 static_assert(RayBatch<GeometryRaytraceData>,
               "GeometryRaytraceData copies by assignment and needs the gas_host functions of its "
-              "rays, its range and its intersection map");
+              "rays, its range, its intersection map and its frustum");
 static_assert(RayCtx<GeometryRaytraceCtx>, "GeometryRaytraceCtx needs gas_host::get_data, "
                                            "get_tnear and get_intersection_path");
 static_assert(IntersectionMap<GeometryIntersectionMap>,

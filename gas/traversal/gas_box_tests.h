@@ -67,7 +67,7 @@ inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
 }
 
 /// The slab test of one box: whether the ray is inside it somewhere between its near distance and
-/// `far_distance`.
+/// `far_distance`, as the test of a pair says it of either box.
 inline bool gas_test_box(const GasLaneRay& ray, float far_distance, const SimdF& min,
                          const SimdF& max) {
     const SimdF t0 = (min - ray.origin) * ray.inverse_direction;

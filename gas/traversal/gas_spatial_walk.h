@@ -12,8 +12,8 @@
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
 /// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
-/// children that do, whether the second comes first. The tree has a root and the frame's stack room
-/// for twice its depth.
+/// children that do, whether the second comes first. The tree has a root, and the frame's stack room
+/// for as many entries as the tree has levels.
 template <GasTraversable Tree, typename Search, typename Visit>
 void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit) {
     GasTraversalAccess::init_traversal(tree, ctx);
@@ -58,7 +58,7 @@ void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, con
     GasTraversalAccess::deinit_traversal(tree, ctx);
 }
 
-/// All leaves that overlap a box, in the order of the tree's nodes.
+/// All leaves that overlap a box; whatever lies below a first child comes before its sibling.
 class GasBoxSearch {
   public:
     explicit GasBoxSearch(const GMathBbox3<float>& box)

@@ -124,6 +124,10 @@ class GAS_EXPORT GasTree {
     /// The batch has an intersection map whose hit distances were set to the far distances
     /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that); one without a map breaks the
     /// contract, and a release build then traces nothing.
+    ///
+    /// Several static rays go through the tree together: each leaf is called at most once, for a
+    /// range of rays that holds all that reach its box and may hold others that miss it. A frustum
+    /// of the batch lets boxes be dropped for all rays at once.
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                                 const bool& single_leaf_shortcut) const;
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -148,9 +152,10 @@ class GAS_EXPORT GasTree {
     GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const;
 
     /// Collects in `leaves`, whose old contents go, the leaf position of every leaf whose box
-    /// overlaps `box`; touching boxes overlap. In the order of the tree's nodes: the same whenever
-    /// the tree and the box are. Leaf positions are items as `create` numbers them; an index array
-    /// is not applied. `ctx` lends its stack.
+    /// overlaps `box`; touching boxes overlap. Whatever lies below a first child comes before what
+    /// lies below its sibling: the same order whenever the tree is the same, whatever `ctx` did
+    /// before, but neither sorted by position nor by place. Leaf positions are items as `create`
+    /// numbers them; an index array is not applied. `ctx` lends its stack.
     void get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
                             CoreVector<unsigned>& leaves) const;
     /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
@@ -160,7 +165,8 @@ class GAS_EXPORT GasTree {
     /// `max_distance`. `leaves` and `distances` hold `max_count` elements each; returns how many
     /// were written. The walk takes the child whose box is nearer to the point first; of leaves at
     /// the same distance the one that it meets first stays in front, which is the same whenever the
-    /// tree and the arguments are, but says nothing about their positions. An empty tree has none.
+    /// tree and the arguments are, whatever `ctx` did before, but says nothing about their
+    /// positions. An empty tree has none. `ctx` lends its stack, which takes an entry per node.
     unsigned get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& point,
                                 const float& max_distance, const unsigned& max_count,
                                 unsigned* leaves, float* distances) const;

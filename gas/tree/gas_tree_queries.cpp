@@ -1,4 +1,5 @@
 #include <cassert>
+#include <cstddef>
 
 #include <gas/traversal/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>
@@ -9,8 +10,15 @@ void GasTree::get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
     gas_host::clear(leaves);
     if (m_node_count == 0)
         return;
+    // A box away from the tree needs no stack.
+    const GasBoxSearch search(box);
+    SimdF root_min;
+    SimdF root_max;
+    get_node_bbox(ctx, 0u, root_min, root_max);
+    if (!search.overlaps(root_min, root_max))
+        return;
     ctx.reserve_stack(2 * std::size_t{m_depth});
-    gas_walk_boxes(*this, ctx, GasBoxSearch(box), [&](unsigned leaf, const SimdF&, const SimdF&) {
+    gas_walk_boxes(*this, ctx, search, [&](unsigned leaf, const SimdF&, const SimdF&) {
         gas_host::append(leaves, leaf);
     });
 }

@@ -42,4 +42,7 @@ TEST(HostContract, RefusesRecordsThatLackAnOperation) {
     EXPECT_FALSE(gas_host_contract::ProgressBar<CoreString>);
     EXPECT_FALSE(gas_host_contract::RayBatch<CtxShader>);
     EXPECT_FALSE((gas_host_contract::ItemContainer<CoreArray<int>, float>));
+    EXPECT_FALSE((gas_host_contract::ItemCollector<CoreArray<unsigned>, unsigned>));
+    EXPECT_FALSE((gas_host_contract::ItemCollector<CoreVector<unsigned>, float>));
+    EXPECT_FALSE(gas_host_contract::FrustumRecord<GMathBbox3<double>>);
 }

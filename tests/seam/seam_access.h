@@ -13,6 +13,8 @@ template <typename T> unsigned get_count(const CoreVector<T>& vector) {
     return static_cast<unsigned>(vector.end - vector.first);
 }
 template <typename T> const T* get_items(const CoreVector<T>& vector) { return vector.first; }
+template <typename T> void clear(CoreVector<T>& vector) { vector.end = vector.first; }
+template <typename T> void append(CoreVector<T>& vector, const T& item) { vector.push(item); }
 
 inline void set_progress_steps(AppProgressBar& bar, unsigned interval, float increment) {
     bar.interval = interval;
@@ -72,6 +74,18 @@ inline GeometryIntersectionMap& get_intersection_map(GeometryRaytraceData& data)
     return *data.map;
 }
 inline double get_hit_distance(const GeometryIntersectionPath& path) { return path.distance; }
+
+inline const GMathFrustum* get_frustum(const GeometryRaytraceData& data) {
+    return data.rays->has_frustum ? &data.rays->frustum : nullptr;
+}
+inline unsigned get_plane_count(const GMathFrustum& frustum) { return frustum.used; }
+inline GMathVec3<double> get_plane_normal(const GMathFrustum& frustum, unsigned plane) {
+    return {-frustum.coefficients[0][plane], -frustum.coefficients[1][plane],
+            -frustum.coefficients[2][plane]};
+}
+inline double get_plane_offset(const GMathFrustum& frustum, unsigned plane) {
+    return frustum.coefficients[3][plane];
+}
 
 inline GMathVec3<double> get_origin(const GMathBasicRay& line) {
     return {static_cast<double>(line.origin.x), static_cast<double>(line.origin.y),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <type_traits>
@@ -25,16 +26,52 @@ class GMathBasicRay {
     GMathVec3<float> origin;
 };
 
+/// Planes that look outward: inside is where a x + b y + c z <= d. Kept by coefficient, with room
+/// for eight.
+class GMathFrustum {
+  public:
+    void add(double a, double b, double c, double d) {
+        coefficients[0][used] = a;
+        coefficients[1][used] = b;
+        coefficients[2][used] = c;
+        coefficients[3][used] = d;
+        ++used;
+    }
+
+    double coefficients[4][8] = {};
+    unsigned char used = 0;
+};
+
 /// Containers and text.
 
 template <typename T> class CoreArray {
   public:
     std::vector<T> items;
 };
+/// Three pointers; grows by three elements at a time.
 template <typename T> class CoreVector {
   public:
+    CoreVector() = default;
+    CoreVector(const CoreVector&) = delete;
+    CoreVector& operator=(const CoreVector&) = delete;
+    ~CoreVector() { delete[] first; }
+
+    void push(const T& item) {
+        if (end == limit) {
+            const std::size_t size = static_cast<std::size_t>(end - first);
+            T* const grown = new T[size + 3];
+            std::copy(first, end, grown);
+            delete[] first;
+            first = grown;
+            end = grown + size;
+            limit = end + 3;
+        }
+        *end++ = item;
+    }
+
     T* first = nullptr;
     T* end = nullptr;
+    T* limit = nullptr;
 };
 class CoreString {
   public:
@@ -136,6 +173,8 @@ struct SeamRays {
     std::vector<double> far_distances;
     std::vector<unsigned char> hits;
     GeometryIntersectionMap map;
+    GMathFrustum frustum;
+    bool has_frustum = false;
 };
 
 class GeometryRaytraceCtx {

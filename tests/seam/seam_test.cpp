@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include <gas/object/gas_object_empty.h>
+#include <gas/traversal/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 #include <tests/seam/seam_scene.h>
 
@@ -75,9 +77,8 @@ TEST(Seam, EveryContainerGivesTheSameTree) {
     const Scene scene;
     const std::vector<GMathBbox3<float>>& items = scene.tree_boxes.items;
     CoreVector<GMathBbox3<float>> vector;
-    std::vector<GMathBbox3<float>> copy = items;
-    vector.first = copy.data();
-    vector.end = copy.data() + copy.size();
+    for (const GMathBbox3<float>& box : items)
+        vector.push(box);
     CoreArray<GMathBbox3<double>> wide;
     const auto widen = [](const GMathVec3<float>& corner) -> GMathVec3<double> {
         return {static_cast<double>(corner.x), static_cast<double>(corner.y),
@@ -173,4 +174,82 @@ TEST(Seam, RefitMovesTheTree) {
     }
     GasObject::destroy_ctx(shader);
     EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, APlaneOfTheFrustumDropsWhatLiesBeyondIt) {
+    const Scene scene;
+    SeamRays rays = make_rays();
+    // Rays that miss every box ahead of those that hit: boxes are then held against the frustum.
+    for (unsigned ray = 0; ray < 4; ++ray)
+        rays.set(ray, {{0.0f, 0.0f, 1.0f}, {50.0f, 50.0f, -20.0f}}, 0.0f, 0);
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    {
+        GasTree tree;
+        tree.create(scene.tree_boxes, nullptr, nullptr, 1.0f);
+        void* user = const_cast<Boxes*>(&scene.boxes);
+        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        rays.has_frustum = true;
+        rays.frustum.add(0.0, 0.0, -1.0, 25.0); // all boxes are inside
+        expect_same_as_search(tree, scene.boxes, shader, rays);
+
+        rays.frustum.add(0.0, 0.0, 1.0, -15.0); // none is
+        GeometryRaytraceData data;
+        data.rays = &rays;
+        gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
+        SceneObject(tree).ray_hit_nearest(CtxEval(), shader, data);
+        EXPECT_EQ(rays.hits, std::vector<unsigned char>(ray_count, 0));
+    }
+    GasObject::destroy_ctx(shader);
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, SpatialQueriesFindWhatASearchFinds) {
+    const Scene scene;
+    {
+        GasTree tree;
+        tree.create(scene.boxes, nullptr, nullptr, 1.0f);
+        GasTreeCtx ctx;
+        const GMathBbox3<float> query = {{-3.0f, -2.0f, -4.0f}, {1.0f, 5.0f, 2.0f}};
+        CoreVector<unsigned> leaves;
+        leaves.push(4711);
+        tree.get_leaves_in_bbox(ctx, query, leaves);
+        std::vector<unsigned> expected;
+        for (unsigned item = 0; item < item_count; ++item) {
+            const GMathBbox3<float>& box = scene.boxes.items[item];
+            bool overlaps = true;
+            for (unsigned axis = 0; axis < 3; ++axis)
+                overlaps = overlaps && box.min[axis] <= query.max[axis] &&
+                           query.min[axis] <= box.max[axis];
+            if (overlaps)
+                expected.push_back(item);
+        }
+        std::sort(leaves.first, leaves.end);
+        EXPECT_EQ(std::vector<unsigned>(leaves.first, leaves.end), expected);
+        EXPECT_GT(expected.size(), 3u);
+
+        const GMathBbox3<float>& box = scene.boxes.items[17];
+        const GMathVec3<float> center = {(box.min.x + box.max.x) * 0.5f,
+                                         (box.min.y + box.max.y) * 0.5f,
+                                         (box.min.z + box.max.z) * 0.5f};
+        unsigned nearest[2];
+        float distances[2];
+        EXPECT_EQ(tree.get_nearest_leaves(ctx, center, 5.0f, 2, nearest, distances), 2u);
+        EXPECT_EQ(nearest[0], 17u);
+        EXPECT_EQ(distances[0], 0.0f);
+    }
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
+TEST(Seam, PrintingGoesToTheHostsLog) {
+    std::vector<std::string>& messages = core_main_log_handler().messages;
+    messages.clear();
+    const GasTree empty;
+    empty.print();
+    EXPECT_EQ(messages, std::vector<std::string>{"---- empty\n"});
+    GasTree tree;
+    tree.create(Scene().boxes, nullptr, nullptr, 1.0f);
+    tree.print();
+    ASSERT_EQ(messages.size(), 12u);
+    EXPECT_EQ(messages[6], "---- nodes 399\n");
 }
