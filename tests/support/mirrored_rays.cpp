@@ -34,9 +34,9 @@ Reaction choose_reaction(const RaySpec& ray, unsigned item) {
     return reaction;
 }
 
-/// One ray or a few from the ray's origin in directions of their own.
+/// One ray or several from the ray's origin in directions of their own.
 struct NestedQuery {
-    std::vector<RaySpec> rays;
+    BatchSpec batch;
     RayQuery query;
     unsigned tree;
 };
@@ -46,8 +46,9 @@ NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_
     NestedQuery nested;
     nested.query = all_ray_queries[random.below(4)];
     nested.tree = random.below(tree_count);
-    nested.rays.assign(1 + random.below(3), outer);
-    for (RaySpec& ray : nested.rays) {
+    const unsigned most_rays = random.below(4) == 0 ? 9 : 3;
+    std::vector<RaySpec> rays(1 + random.below(most_rays), outer);
+    for (RaySpec& ray : rays) {
         for (double& component : ray.direction) {
             if (random.below(4) != 0)
                 component *= random.uniform_double() * 2.0 - 1.0;
@@ -57,6 +58,7 @@ NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_
         ray.cache_slot = static_cast<int>(random.below(6));
         ray.seed = random.next();
     }
+    nested.batch = make_batch(std::move(rays));
     return nested;
 }
 
@@ -87,13 +89,14 @@ template <RayQuery callback>
 void Mirror::receive(void* user, const unsigned& item, const CtxEval&, CtxShader& shader,
                      GeometryRaytraceCtx& rays) {
     Mirror& self = *static_cast<Mirror*>(user);
+    const int first = rays.get_first_ray();
+    const int last = rays.get_last_ray();
     self.m_library_events.push_back(
-        {static_cast<unsigned>(self.m_levels.size()) - 1, callback, item});
-    if (rays.get_first_ray() != rays.get_last_ray())
-        self.m_contract_breach = "a callback saw more than one ray";
+        {static_cast<unsigned>(self.m_levels.size()) - 1, callback, item, first, last});
     if (&shader != &self.m_shader)
         self.m_contract_breach = "a callback saw another shader";
-    self.react_in_library(item, rays);
+    for (int ray = first; ray <= last; ++ray)
+        self.react_in_library(item, static_cast<unsigned>(ray), rays);
 }
 
 void Mirror::set_samples(unsigned tree) {
@@ -102,20 +105,29 @@ void Mirror::set_samples(unsigned tree) {
                                            m_trees[tree]->get_sample_count()));
 }
 
-std::vector<RayResult> Mirror::trace_library(const std::vector<RaySpec>& rays, RayQuery query,
-                                             unsigned tree) {
-    GeometryRayBatch batch(static_cast<unsigned>(rays.size()));
-    for (unsigned i = 0; i < rays.size(); ++i) {
-        const RaySpec& ray = rays[i];
+RayQuery Mirror::get_effective_query(RayQuery query, unsigned tree) const {
+    return m_trees[tree]->get_sample_count() < 2 ? without_motion(query) : query;
+}
+
+std::vector<RayResult> Mirror::trace_library(const BatchSpec& spec, RayQuery query, unsigned tree) {
+    GeometryRayBatch batch(static_cast<unsigned>(spec.rays.size()));
+    for (unsigned i = 0; i < spec.rays.size(); ++i) {
+        const RaySpec& ray = spec.rays[i];
         batch.set_ray(i, {ray.origin[0], ray.origin[1], ray.origin[2]},
                       {ray.direction[0], ray.direction[1], ray.direction[2]}, ray.near_distance,
                       ray.far_distance, ray.time, ray.cache_slot);
         if (ray.is_hit_before)
             batch.get_ctx().set_hit(i);
     }
+    batch.get_data().set_range(spec.first_ray, spec.last_ray);
+    GMathFrustum frustum;
+    for (const naive::Plane& plane : spec.planes)
+        frustum.add_plane({plane.normal[0], plane.normal[1], plane.normal[2]}, plane.offset);
+    if (!spec.planes.empty())
+        batch.set_frustum(frustum);
     const void* const tree_ctx = m_shader.tree_ctx_slot;
     const void* const ray_frame = m_shader.ray_frame_slot;
-    m_levels.push_back({&rays, query});
+    m_levels.push_back({&spec, query});
     // The outer walk has resolved its time when a nested one sets the samples of its own tree.
     const CtxMotionBlur outer_samples = m_shader.get_motion_blur();
     set_samples(tree);
@@ -126,16 +138,15 @@ std::vector<RayResult> Mirror::trace_library(const std::vector<RaySpec>& rays, R
         m_contract_breach = "a query kept its frames";
 
     std::vector<RayResult> results;
-    for (unsigned i = 0; i < rays.size(); ++i)
+    for (unsigned i = 0; i < spec.rays.size(); ++i)
         results.push_back(
             {batch.get_ctx().get_tfar(i), batch.get_hit_distance(i), batch.is_hit(i)});
     return results;
 }
 
-void Mirror::react_in_library(unsigned item, GeometryRaytraceCtx& rays) {
+void Mirror::react_in_library(unsigned item, unsigned ray, GeometryRaytraceCtx& rays) {
     const Level level = m_levels.back();
-    const unsigned ray = get_only_ray(rays);
-    const RaySpec& spec = (*level.rays)[ray];
+    const RaySpec& spec = level.batch->rays[ray];
     const Reaction reaction = choose_reaction(spec, item);
     const double distance = spec.scale * reaction.share;
     GeometryIntersectionPath& path = rays.get_intersection_path(ray);
@@ -162,22 +173,19 @@ void Mirror::react_in_library(unsigned item, GeometryRaytraceCtx& rays) {
             ++m_library_nested;
             const NestedQuery nested =
                 make_nested(spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
-            m_nested_ray_count += static_cast<unsigned>(nested.rays.size());
-            trace_library(nested.rays, nested.query, nested.tree);
+            m_nested_ray_count += static_cast<unsigned>(nested.batch.rays.size());
+            trace_library(nested.batch, nested.query, nested.tree);
         }
         break;
     }
 }
 
-std::vector<RayResult> Mirror::trace_reference(const std::vector<RaySpec>& rays, RayQuery query,
+std::vector<RayResult> Mirror::trace_reference(const BatchSpec& batch, RayQuery query,
                                                unsigned tree, unsigned depth) {
-    const naive::Tree& traced = m_trees[tree]->reference;
-    const unsigned sample_count = m_trees[tree]->get_sample_count();
-    const RayQuery effective = sample_count < 2 ? without_motion(query) : query;
-    naive::Cache& cache = m_caches[depth];
-    std::vector<RayResult> results;
-    for (const RaySpec& spec : rays) {
-        naive::Ray ray;
+    std::vector<naive::Ray> rays(batch.rays.size());
+    for (std::size_t i = 0; i < rays.size(); ++i) {
+        const RaySpec& spec = batch.rays[i];
+        naive::Ray& ray = rays[i];
         for (unsigned axis = 0; axis < 3; ++axis) {
             ray.origin[axis] = spec.origin[axis];
             ray.direction[axis] = spec.direction[axis];
@@ -188,35 +196,79 @@ std::vector<RayResult> Mirror::trace_reference(const std::vector<RaySpec>& rays,
         ray.hit_flag = spec.is_hit_before;
         ray.time = spec.time;
         ray.cache_slot = spec.cache_slot;
-        const naive::TimeSpan span = naive::time_span(spec.time, m_shutter.get_shutter_open(),
-                                                      m_shutter.get_shutter_close(), sample_count);
-        const naive::LeafCallback callback = [&](unsigned item, naive::Ray& current) {
-            m_reference_events.push_back({depth, effective, item});
-            react_in_reference(spec, query, depth, item, current);
-        };
-        switch (effective) {
-        case RayQuery::hit_static:
-            naive::ray_hit_static(traced, cache, ray, callback);
-            break;
-        case RayQuery::hit_motion:
-            naive::ray_hit_motion(traced, cache, ray, span, callback);
-            break;
-        case RayQuery::nearest_static:
-            naive::ray_hit_nearest_static(traced, cache, ray, callback);
-            break;
-        case RayQuery::nearest_motion:
-            naive::ray_hit_nearest_motion(traced, cache, ray, span, callback);
-            break;
-        }
-        results.push_back({ray.far_distance, ray.hit_distance, ray.hit_flag});
     }
+
+    // A batch of several rays takes a frame of packets, whether it goes together or not.
+    m_packets_in_use += batch.has_several_rays();
+    if (batch.has_several_rays() && get_effective_query(query, tree) == RayQuery::nearest_static) {
+        trace_reference_together(batch, rays, query, tree, depth);
+    } else {
+        for (int i = batch.first_ray; i <= batch.last_ray; ++i) {
+            const std::size_t ray = static_cast<std::size_t>(i);
+            trace_reference_alone({batch.rays[ray], query, tree, depth}, i, rays[ray]);
+        }
+    }
+    m_packets_in_use -= batch.has_several_rays();
+
+    std::vector<RayResult> results;
+    for (const naive::Ray& ray : rays)
+        results.push_back({ray.far_distance, ray.hit_distance, ray.hit_flag});
     return results;
 }
 
-void Mirror::react_in_reference(const RaySpec& spec, RayQuery query, unsigned depth, unsigned item,
-                                naive::Ray& ray) {
-    const Reaction reaction = choose_reaction(spec, item);
-    const double distance = spec.scale * reaction.share;
+void Mirror::trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
+                                      RayQuery query, unsigned tree, unsigned depth) {
+    naive::Batch traced;
+    traced.rays.swap(rays);
+    traced.first = batch.first_ray;
+    traced.last = batch.last_ray;
+    if (!batch.planes.empty())
+        traced.frustum = &batch.planes;
+    const naive::RangeCallback callback = [&](unsigned item, int first, int last) {
+        m_reference_events.push_back({depth, RayQuery::nearest_static, item, first, last});
+        for (int i = first; i <= last; ++i) {
+            const std::size_t ray = static_cast<std::size_t>(i);
+            react_in_reference({batch.rays[ray], query, tree, depth}, item, traced.rays[ray]);
+        }
+    };
+    const naive::PacketCounts counts = naive::ray_hit_nearest_batch(
+        m_trees[tree]->reference, m_packets[m_packets_in_use - 1], traced, callback);
+    m_packet_counts.nodes += counts.nodes;
+    m_packet_counts.culled_by_frustum += counts.culled_by_frustum;
+    rays.swap(traced.rays);
+}
+
+void Mirror::trace_reference_alone(const Traced& traced, int index, naive::Ray& ray) {
+    const naive::Tree& tree = m_trees[traced.tree]->reference;
+    const RayQuery effective = get_effective_query(traced.query, traced.tree);
+    naive::Cache& cache = m_caches[traced.depth];
+    const naive::TimeSpan span =
+        naive::time_span(ray.time, m_shutter.get_shutter_open(), m_shutter.get_shutter_close(),
+                         m_trees[traced.tree]->get_sample_count());
+    const naive::LeafCallback callback = [&](unsigned item, naive::Ray& current) {
+        m_reference_events.push_back({traced.depth, effective, item, index, index});
+        react_in_reference(traced, item, current);
+    };
+    switch (effective) {
+    case RayQuery::hit_static:
+        naive::ray_hit_static(tree, cache, ray, callback);
+        break;
+    case RayQuery::hit_motion:
+        naive::ray_hit_motion(tree, cache, ray, span, callback);
+        break;
+    case RayQuery::nearest_static:
+        naive::ray_hit_nearest_static(tree, cache, ray, callback);
+        break;
+    case RayQuery::nearest_motion:
+        naive::ray_hit_nearest_motion(tree, cache, ray, span, callback);
+        break;
+    }
+}
+
+void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray) {
+    const RayQuery query = traced.query;
+    const Reaction reaction = choose_reaction(traced.spec, item);
+    const double distance = traced.spec.scale * reaction.share;
     double& bound = is_nearest(query) ? ray.hit_distance : ray.far_distance;
     switch (reaction.action) {
     case Action::nothing:
@@ -239,23 +291,23 @@ void Mirror::react_in_reference(const RaySpec& spec, RayQuery query, unsigned de
         ray.hit_flag = true;
         break;
     case Action::nested_query:
-        if (depth < deepest && m_reference_nested < most_nested) {
+        if (traced.depth < deepest && m_reference_nested < most_nested) {
             ++m_reference_nested;
             const NestedQuery nested =
-                make_nested(spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
-            trace_reference(nested.rays, nested.query, nested.tree, depth + 1);
+                make_nested(traced.spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
+            trace_reference(nested.batch, nested.query, nested.tree, traced.depth + 1);
         }
         break;
     }
 }
 
-std::string Mirror::compare(const std::vector<RaySpec>& rays, RayQuery query, unsigned tree) {
+std::string Mirror::compare(const BatchSpec& batch, RayQuery query, unsigned tree) {
     m_library_events.clear();
     m_reference_events.clear();
     m_library_nested = 0;
     m_reference_nested = 0;
-    const std::vector<RayResult> library = trace_library(rays, query, tree);
-    const std::vector<RayResult> reference = trace_reference(rays, query, tree, 0);
+    const std::vector<RayResult> library = trace_library(batch, query, tree);
+    const std::vector<RayResult> reference = trace_reference(batch, query, tree, 0);
     m_leaf_call_count += m_library_events.size();
     return find_difference(library, reference);
 }

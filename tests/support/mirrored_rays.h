@@ -6,6 +6,7 @@
 
 #include <gas/tree/gas_tree.h>
 
+#include "naive_packets.h"
 #include "naive_tree.h"
 #include "recording_callbacks.h"
 #include "test_shader.h"
@@ -50,6 +51,8 @@ struct LeafEvent {
     unsigned depth;
     RayQuery callback;
     unsigned item;
+    int first_ray;
+    int last_ray;
 
     bool operator==(const LeafEvent&) const = default;
 };
@@ -61,9 +64,28 @@ struct RayResult {
     bool hit_flag;
 };
 
+/// A batch as both implementations receive it.
+struct BatchSpec {
+    std::vector<RaySpec> rays;
+    /// The rays to trace.
+    int first_ray = 0;
+    int last_ray = -1;
+    /// At most six planes, whatever they are; none: no frustum.
+    naive::Frustum planes;
+
+    bool has_several_rays() const { return first_ray < last_ray; }
+};
+
+/// A batch of these rays, all to be traced, without a frustum.
+inline BatchSpec make_batch(std::vector<RaySpec> rays) {
+    const int last_ray = static_cast<int>(rays.size()) - 1;
+    return {std::move(rays), 0, last_ray, {}};
+}
+
 /// Traces rays through the trees with the library and with the naive walks. Callbacks on both sides
-/// do the same, chosen by ray and item: nothing, a hit, a shorter ray without a flag, a flag alone,
-/// or a nested query. The library's shader and the naive caches live as long as the mirror.
+/// do the same for each ray of their range, chosen by ray and item: nothing, a hit, a shorter ray
+/// without a flag, a flag alone, or a nested query. The library's shader and the naive caches and
+/// packets live as long as the mirror.
 class Mirror {
   public:
     /// The shutter is that of `shutter`; each query takes the sample count of its tree.
@@ -71,12 +93,13 @@ class Mirror {
     Mirror(const Mirror&) = delete;
     Mirror& operator=(const Mirror&) = delete;
 
-    /// Traces the rays, as one batch where they are several. Empty when both sides agree, else what
-    /// differs.
-    std::string compare(const std::vector<RaySpec>& rays, RayQuery query, unsigned tree);
+    /// Traces the batch. Empty when both sides agree, else what differs.
+    std::string compare(const BatchSpec& batch, RayQuery query, unsigned tree);
 
     unsigned get_nested_ray_count() const { return m_nested_ray_count; }
     std::size_t get_leaf_call_count() const { return m_leaf_call_count; }
+    /// Nodes that packet and range walks visited, and of these the ones that a frustum took.
+    const naive::PacketCounts& get_packet_counts() const { return m_packet_counts; }
 
   private:
     static constexpr unsigned deepest = 2;
@@ -85,8 +108,16 @@ class Mirror {
 
     /// A batch being traced by the library.
     struct Level {
-        const std::vector<RaySpec>* rays;
+        const BatchSpec* batch;
         RayQuery query;
+    };
+
+    /// One ray of the naive side on its way through a tree.
+    struct Traced {
+        const RaySpec& spec;
+        RayQuery query;
+        unsigned tree;
+        unsigned depth;
     };
 
     template <RayQuery callback>
@@ -94,13 +125,15 @@ class Mirror {
                         GeometryRaytraceCtx& rays);
 
     void set_samples(unsigned tree);
-    std::vector<RayResult> trace_library(const std::vector<RaySpec>& rays, RayQuery query,
-                                         unsigned tree);
-    std::vector<RayResult> trace_reference(const std::vector<RaySpec>& rays, RayQuery query,
-                                           unsigned tree, unsigned depth);
-    void react_in_library(unsigned item, GeometryRaytraceCtx& rays);
-    void react_in_reference(const RaySpec& spec, RayQuery query, unsigned depth, unsigned item,
-                            naive::Ray& ray);
+    std::vector<RayResult> trace_library(const BatchSpec& batch, RayQuery query, unsigned tree);
+    std::vector<RayResult> trace_reference(const BatchSpec& batch, RayQuery query, unsigned tree,
+                                           unsigned depth);
+    void trace_reference_alone(const Traced& traced, int index, naive::Ray& ray);
+    void trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
+                                  RayQuery query, unsigned tree, unsigned depth);
+    void react_in_library(unsigned item, unsigned ray, GeometryRaytraceCtx& rays);
+    void react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray);
+    RayQuery get_effective_query(RayQuery query, unsigned tree) const;
     std::string find_difference(const std::vector<RayResult>& library,
                                 const std::vector<RayResult>& reference) const;
     bool is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry& reference) const;
@@ -110,6 +143,10 @@ class Mirror {
     CtxMotionBlur m_shutter;
     TestShader m_shader;
     naive::Cache m_caches[deepest + 1];
+    /// One buffer per batch of several rays that is under way.
+    naive::PacketBuffer m_packets[deepest + 1];
+    unsigned m_packets_in_use = 0;
+    naive::PacketCounts m_packet_counts;
     std::vector<Level> m_levels;
     std::vector<LeafEvent> m_library_events;
     std::vector<LeafEvent> m_reference_events;
