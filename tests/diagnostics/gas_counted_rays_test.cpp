@@ -109,11 +109,26 @@ TEST_P(CountedRays, CountsAddUpOverRaysAndCalls) {
     GeometryRayBatch three(3);
     for (unsigned ray = 0; ray < 3; ++ray)
         three.set_ray(ray, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
+    // Rays on their own expand 7 inner nodes each; together they test the boxes of all 15 nodes.
+    const bool together = support::goes_together(GetParam());
     GasWalkCounts counts;
     for (unsigned repeat = 1; repeat <= 2; ++repeat) {
         trace_counted(tree, GetParam(), shader, three.get_ctx(), false, counts);
-        EXPECT_EQ(counts.visited_nodes, 3u * 7u * repeat);
-        EXPECT_EQ(counts.leaf_calls, 3u * 8u * repeat);
+        EXPECT_EQ(counts.visited_nodes, (together ? 15u : 3u * 7u) * repeat);
+        EXPECT_EQ(counts.leaf_calls, (together ? 8u : 3u * 8u) * repeat);
+    }
+}
+
+TEST_P(CountedRays, ABatchThatMissesTheRootTestsTheRootAlone) {
+    for (const unsigned count : {3u, 64u}) { // without packets and with them
+        build_row(count);
+        GeometryRayBatch three(3);
+        for (unsigned ray = 0; ray < 3; ++ray)
+            three.set_ray(ray, {-1.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 0.0, 1000.0);
+        GasWalkCounts counts;
+        trace_counted(tree, GetParam(), shader, three.get_ctx(), false, counts);
+        EXPECT_EQ(counts.visited_nodes, support::goes_together(GetParam()) ? 1u : 3u);
+        EXPECT_EQ(counts.leaf_calls, 0u);
     }
 }
 

@@ -29,6 +29,10 @@ inline RayQuery without_motion(RayQuery query) {
     return is_nearest(query) ? RayQuery::nearest_static : RayQuery::hit_static;
 }
 
+/// Whether a batch of several rays goes through the tree together, a leaf callback for a range of
+/// them. The tree has motion samples.
+inline bool goes_together(RayQuery query) { return query == RayQuery::nearest_static; }
+
 /// Runs one query.
 inline void trace(const GasTree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
                   bool single_leaf_shortcut = false, const CtxEval& eval = CtxEval()) {
@@ -71,6 +75,15 @@ class RecordingCallbacks {
                                          record<RayQuery::nearest_motion>, this);
     }
 
+    /// Rays that callbacks were asked about, each as often as it was; forgets the calls.
+    unsigned take_ray_count() {
+        int count = 0;
+        for (const LeafCall& call : calls)
+            count += call.last_ray - call.first_ray + 1;
+        calls.clear();
+        return static_cast<unsigned>(count);
+    }
+
     /// The recorded items in order; forgets the calls.
     std::vector<unsigned> take_items() {
         std::vector<unsigned> items;
@@ -94,6 +107,12 @@ class RecordingCallbacks {
     std::vector<LeafCall> calls;
     React react;
 };
+
+/// Calls `visit(ray)` for each ray that a callback is asked about.
+template <typename Visit> void for_each_ray(const GeometryRaytraceCtx& rays, const Visit& visit) {
+    for (int ray = rays.get_first_ray(); ray <= rays.get_last_ray(); ++ray)
+        visit(static_cast<unsigned>(ray));
+}
 
 /// The ray that a callback is asked about, when it is one.
 inline unsigned get_only_ray(const GeometryRaytraceCtx& rays) {

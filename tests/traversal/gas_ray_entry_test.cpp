@@ -42,6 +42,12 @@ class RayEntry : public testing::TestWithParam<RayQuery> {
     GeometryRayBatch batch;
 };
 
+/// Queries whose rays go alone even in a batch.
+class RayByRayEntry : public RayEntry {};
+
+/// Batches whose rays go together.
+class TogetherEntry : public RayEntry {};
+
 TEST_P(RayEntry, TheShortcutCallsOneLeafOnceForTheWholeRangeWithoutBoxOrFrames) {
     build_row(1);
     // Rays that miss the box, and a shader that has no frames.
@@ -78,7 +84,7 @@ TEST_P(RayEntry, TheShortcutIgnoresSamplesHitFlagsAndCaches) {
     EXPECT_EQ(shader.get_tree_ctx().next, nullptr);
 }
 
-TEST_P(RayEntry, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
+TEST_P(RayByRayEntry, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
     build_row(1);
     // The root's box is not tested: these rays miss it.
     for (unsigned ray = 0; ray < 4; ++ray)
@@ -90,10 +96,26 @@ TEST_P(RayEntry, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
+TEST_P(TogetherEntry, WithoutTheShortcutALoneLeafIsWalkedToByThoseThatHitIt) {
+    build_row(1);
+    for (const unsigned ray : {0u, 3u})
+        batch.set_ray(ray, {-1.0, 50.0, 0.5}, {-1.0, 0.0, 0.0}, 0.0, 1.0);
+    run(shader);
+    ASSERT_EQ(calls.calls.size(), 1u);
+    EXPECT_EQ(calls.calls[0].item, 0u);
+    EXPECT_EQ(calls.calls[0].first_ray, 1);
+    EXPECT_EQ(calls.calls[0].last_ray, 2);
+    calls.calls.clear();
+    CtxShader bare;
+    run(bare);
+    EXPECT_TRUE(calls.calls.empty());
+}
+
 TEST_P(RayEntry, TheShortcutIsForOneLeafOnly) {
     build_row(2);
     run(shader, true);
-    EXPECT_EQ(calls.take_items(), (Items{0, 1, 0, 1, 0, 1, 0, 1}));
+    EXPECT_EQ(calls.take_items(),
+              support::goes_together(GetParam()) ? (Items{0, 1}) : (Items{0, 1, 0, 1, 0, 1, 0, 1}));
     CtxShader bare;
     run(bare, true);
     EXPECT_TRUE(calls.calls.empty());
@@ -126,7 +148,7 @@ TEST_P(RayEntry, AMissingFrameOfEitherChainIsSilent) {
         shader.ray_frame_slot = ray_frame;
         EXPECT_TRUE(calls.calls.empty());
         run(shader);
-        EXPECT_EQ(calls.take_items().size(), single ? 3u : 12u);
+        EXPECT_EQ(calls.take_ray_count(), single ? 3u : 12u);
     }
 }
 
@@ -156,7 +178,7 @@ TEST_P(RayEntry, ASingleRayUsesTheCallersContext) {
     }
 }
 
-TEST_P(RayEntry, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
+TEST_P(RayByRayEntry, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
     build_row(2);
     batch.get_data().set_range(1, 3);
     calls.react = [&](unsigned, CtxShader&, GeometryRaytraceCtx& rays) {
@@ -180,12 +202,39 @@ TEST_P(RayEntry, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
     EXPECT_EQ(batch.get_data().get_last_ray(), 3);
 }
 
+TEST_P(TogetherEntry, ABatchIsTracedAtOnceThroughAPrivateView) {
+    for (const unsigned count : {2u, 32u}) { // without packets and with them
+        build_row(count);
+        batch.get_data().set_range(1, 3);
+        calls.react = [&](unsigned, CtxShader&, GeometryRaytraceCtx& rays) {
+            EXPECT_NE(&rays, &batch.get_ctx());
+            EXPECT_EQ(&rays, &rays.get_data().get_ctx());
+            EXPECT_EQ(rays.get_data().get_ray_count(), 4u);
+        };
+        run(shader);
+        EXPECT_EQ(calls.calls.size(), count);
+        for (unsigned item = 0; item < calls.calls.size(); ++item) {
+            const LeafCall& call = calls.calls[item];
+            EXPECT_EQ(call.callback, RayQuery::nearest_static);
+            EXPECT_EQ(call.item, item);
+            EXPECT_EQ(call.first_ray, 1);
+            EXPECT_EQ(call.last_ray, 3);
+            EXPECT_EQ(call.eval, &eval);
+            EXPECT_EQ(call.shader, &shader);
+        }
+        EXPECT_EQ(batch.get_data().get_first_ray(), 1);
+        EXPECT_EQ(batch.get_data().get_last_ray(), 3);
+        calls.calls.clear();
+    }
+}
+
 TEST_P(RayEntry, HitsWrittenThroughTheViewReachTheCallersRays) {
     build_row(2);
     calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
-        const unsigned ray = support::get_only_ray(rays);
-        if (item == 0 && ray % 2 == 1)
-            rays.record_nearest_hit(ray, 0.5 + ray, item);
+        support::for_each_ray(rays, [&](unsigned ray) {
+            if (item == 0 && ray % 2 == 1)
+                rays.record_nearest_hit(ray, 0.5 + ray, item);
+        });
     };
     run(shader);
     for (unsigned ray = 0; ray < 4; ++ray) {
@@ -204,12 +253,13 @@ TEST_P(RayEntry, FewerThanTwoTreeSamplesFallBackToStaticRays) {
         for (const bool single : {true, false}) {
             batch.get_data().set_range(0, single ? 0 : 3);
             run(shader);
-            EXPECT_EQ(calls.calls.size(), single ? 3u : 12u);
             const RayQuery expected =
                 sample_count < 2 ? support::without_motion(GetParam()) : GetParam();
+            const bool together = !single && support::goes_together(expected);
+            EXPECT_EQ(calls.calls.size(), single || together ? 3u : 12u);
             for (const LeafCall& call : calls.calls)
                 EXPECT_EQ(call.callback, expected) << sample_count;
-            calls.calls.clear();
+            EXPECT_EQ(calls.take_ray_count(), single ? 3u : 12u);
         }
     }
 }
@@ -242,6 +292,12 @@ TEST_P(RayEntry, ARangeBeyondTheBatchAsserts) {
 }
 #endif
 
+INSTANTIATE_TEST_SUITE_P(Queries, RayByRayEntry,
+                         testing::Values(RayQuery::hit_static, RayQuery::hit_motion,
+                                         RayQuery::nearest_motion),
+                         [](const auto& query) { return support::name(query.param); });
+INSTANTIATE_TEST_SUITE_P(Queries, TogetherEntry, testing::Values(RayQuery::nearest_static),
+                         [](const auto& query) { return support::name(query.param); });
 INSTANTIATE_TEST_SUITE_P(Queries, RayEntry, testing::ValuesIn(support::all_ray_queries),
                          [](const auto& query) { return support::name(query.param); });
 

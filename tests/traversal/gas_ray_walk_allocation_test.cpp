@@ -43,7 +43,8 @@ struct Tracer {
                          GeometryRaytraceCtx& ctx) {
         ++static_cast<Tracer*>(user)->called;
         if (item % 7 == 0)
-            ctx.record_nearest_hit(support::get_only_ray(ctx), 100.0, item);
+            support::for_each_ray(ctx,
+                                  [&](unsigned ray) { ctx.record_nearest_hit(ray, 100.0, item); });
     }
 
     static void trace_nested(void* user, const unsigned& item, const CtxEval& eval,

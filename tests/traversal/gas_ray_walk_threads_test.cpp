@@ -29,10 +29,11 @@ constexpr unsigned batch_count = 40;
 void hit_or_miss(void*, const unsigned& item, const CtxEval& eval, CtxShader&,
                  GeometryRaytraceCtx& rays) {
     static_cast<std::vector<unsigned>*>(eval.user_data)->push_back(item);
-    const unsigned ray = support::get_only_ray(rays);
-    SeededRandom random((std::uint64_t{item} << 32) + ray);
-    if (random.below(4) == 0)
-        rays.record_nearest_hit(ray, 20.0 + 100.0 * random.uniform_double(), item);
+    support::for_each_ray(rays, [&](unsigned ray) {
+        SeededRandom random((std::uint64_t{item} << 32) + ray);
+        if (random.below(4) == 0)
+            rays.record_nearest_hit(ray, 20.0 + 100.0 * random.uniform_double(), item);
+    });
 }
 
 struct Outcome {

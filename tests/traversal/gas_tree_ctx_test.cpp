@@ -186,7 +186,7 @@ TEST_F(GasTreeCtxQueries, EveryQueryGivesItsFramesBack) {
         batch.reset_hits();
         trace(tree, query, shader, batch.get_ctx());
         expect_slots_as_before();
-        EXPECT_EQ(tree_calls.take_items().size(), 24u);
+        EXPECT_EQ(tree_calls.take_ray_count(), 24u);
     }
 }
 
@@ -217,7 +217,7 @@ TEST_F(GasTreeCtxQueries, ThrowingCallbacksGiveTheFramesBack) {
 
         tree_calls.react = nullptr;
         trace(tree, query, shader, batch.get_ctx());
-        EXPECT_EQ(tree_calls.take_items().size(), 24u);
+        EXPECT_EQ(tree_calls.take_ray_count(), 24u);
     }
 }
 
@@ -238,12 +238,12 @@ TEST_F(GasTreeCtxQueries, AnExceptionThroughNestedQueriesGivesAllFramesBack) {
 TEST_F(GasTreeCtxQueries, CallbacksFindTheNextFramesInTheSlots) {
     GasTreeCtx* const outer_ctx = &shader.get_tree_ctx();
     GasRaytraceFrame* const outer_frame = &shader.get_ray_frame();
-    unsigned nested_calls = 0;
+    unsigned nested_rays = 0;
     GasTree nested_tree;
     support::build(nested_tree, support::row_of_boxes(1));
     RecordingCallbacks nested(nested_tree);
-    nested.react = [&](unsigned, CtxShader& inside, GeometryRaytraceCtx&) {
-        ++nested_calls;
+    nested.react = [&](unsigned, CtxShader& inside, GeometryRaytraceCtx& rays) {
+        support::for_each_ray(rays, [&](unsigned) { ++nested_rays; });
         EXPECT_EQ(inside.tree_ctx_slot, outer_ctx->next->next);
         EXPECT_EQ(inside.ray_frame_slot, outer_frame->next->next);
     };
@@ -263,7 +263,8 @@ TEST_F(GasTreeCtxQueries, CallbacksFindTheNextFramesInTheSlots) {
         trace(tree, query, shader, batch.get_ctx());
         expect_slots_as_before();
     }
-    EXPECT_EQ(nested_calls, 4u * 24u * 2u);
+    // Two nested rays for each call: 24 of three single rays, 8 of the three together.
+    EXPECT_EQ(nested_rays, (3u * 24u + 8u) * 2u);
 }
 
 TEST_F(GasTreeCtxQueries, ASingleRayTakesNoRayFrame) {
