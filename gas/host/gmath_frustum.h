@@ -3,7 +3,8 @@
 #include <gas/host/gmath_vec3.h>
 
 /// A convex region as up to six planes; a point p is inside when normal . p + offset >= 0 for
-/// every plane. No planes: everything is inside.
+/// every plane. No planes: everything is inside. gmath_make_pinhole_frustum makes one for the rays
+/// of a camera's tile.
 class GMathFrustum {
   public:
     static constexpr unsigned max_plane_count = 6;

@@ -32,6 +32,7 @@ static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 #include <gas/host/gmath_basic_ray.h>
 #include <gas/host/gmath_bbox3.h>
 #include <gas/host/gmath_frustum.h>
+#include <gas/host/gmath_pinhole_frustum.h>
 #include <gas/host/gmath_vec3.h>
 #include <gas/host/host_access.h>
 #include <gas/host/resource_data.h>

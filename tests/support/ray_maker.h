@@ -24,6 +24,9 @@ class RayMaker {
         m_reach *= 1.25;
     }
 
+    /// A bit more than the largest coordinate.
+    double get_reach() const { return m_reach; }
+
     RaySpec make(float shutter_open, float shutter_close) {
         RaySpec ray;
         aim(ray);
