@@ -8,8 +8,8 @@
 /// shipped ones with the same walk and the same results; the library itself carries no counters.
 struct GasWalkCounts {
     /// For rays that go alone: inner nodes whose two children were tested. For rays that go
-    /// together (static nearest-hit batches): nodes, leaves included, whose own box was tested, each
-    /// once however many packets or rays the test took.
+    /// together (static nearest-hit batches): nodes, leaves included, whose own box was tested,
+    /// each once however many packets or rays the test took.
     std::uint64_t visited_nodes = 0;
     /// Leaf callbacks, each for one ray or for a range of rays that go together.
     std::uint64_t leaf_calls = 0;

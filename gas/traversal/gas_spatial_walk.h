@@ -12,8 +12,8 @@
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
 /// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
-/// children that do, whether the second comes first. The tree has a root, and the frame's stack room
-/// for as many entries as the tree has levels.
+/// children that do, whether the second comes first. The tree has a root, and the frame's stack
+/// room for as many entries as the tree has levels.
 template <GasTraversable Tree, typename Search, typename Visit>
 void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit) {
     GasTraversalAccess::init_traversal(tree, ctx);
