@@ -204,6 +204,43 @@ TEST(Seam, APlaneOfTheFrustumDropsWhatLiesBeyondIt) {
     EXPECT_EQ(seam_live_blocks, 0);
 }
 
+TEST(Seam, RaysInFacesHitWhateverTheSignOfTheirInfiniteInverses) {
+    const Scene scene;
+    constexpr unsigned count = 40;
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    {
+        GasTree tree;
+        tree.create(scene.boxes, nullptr, nullptr, 1.0f);
+        void* user = const_cast<Boxes*>(&scene.boxes);
+        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        for (const bool together : {true, false}) {
+            SeamRays rays(count);
+            for (unsigned ray = 0; ray < count; ++ray) {
+                const GMathBbox3<float>& box = scene.boxes.items[ray];
+                const float x = ray % 2 ? box.max.x : box.min.x;
+                const float zero = ray % 4 < 2 ? 0.0f : -0.0f;
+                rays.set(ray, {{zero, -0.0f, 1.0f}, {x, box.min.y, -20.0f}}, 0.0f, 0);
+            }
+            GeometryRaytraceData data;
+            data.rays = &rays;
+            data.map = &rays.map;
+            const int length = together ? static_cast<int>(count) : 1;
+            for (int ray = 0; ray < static_cast<int>(count); ray += length) {
+                gas_host::set_range(data, ray, ray + length - 1);
+                tree.ray_hit_nearest_static(CtxEval(), shader, data.ctx, false);
+            }
+            for (unsigned ray = 0; ray < count; ++ray) {
+                const float own = enter(data, ray, scene.boxes.items[ray]);
+                EXPECT_LE(rays.map.get_path(ray).distance, static_cast<double>(own)) << ray;
+                EXPECT_EQ(rays.hits[ray], 1) << ray;
+            }
+        }
+    }
+    GasObject::destroy_ctx(shader);
+    EXPECT_EQ(seam_live_blocks, 0);
+}
+
 TEST(Seam, SpatialQueriesFindWhatASearchFinds) {
     const Scene scene;
     {
