@@ -82,6 +82,11 @@ inline void set_intersection_settings(GeometryIntersectionMap& map, unsigned fla
     map.intersection_flags = flags;
     map.intersection_bias = bias;
 }
+/// Whether there is a map with a path for every ray.
+inline bool has_intersection_map(const GeometryRaytraceData& data) {
+    const GeometryIntersectionMap* map = data.get_intersection_map();
+    return map && map->get_count() >= data.get_ray_count();
+}
 inline GeometryIntersectionMap& get_intersection_map(GeometryRaytraceData& data) {
     assert(data.get_intersection_map() && "a nearest-hit query needs an intersection map");
     return *data.get_intersection_map();

@@ -110,6 +110,7 @@ concept RayBatch = std::default_initializable<Data> && std::is_copy_assignable_v
     { gas_host::get_cache_slot(fixed, ray) } -> std::same_as<int>;
     gas_host::drop_intersection_map(data);
     { gas_host::take_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
+    { gas_host::has_intersection_map(fixed) } -> std::same_as<bool>;
     { gas_host::get_intersection_map(data) } -> std::same_as<GeometryIntersectionMap&>;
     { gas_host::get_frustum(fixed) } -> std::same_as<const GMathFrustum*>;
 };

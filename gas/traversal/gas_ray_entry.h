@@ -26,7 +26,9 @@ void gas_walk_batch(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         return;
     const bool valid = first >= 0 && static_cast<unsigned>(last) < gas_host::get_ray_count(data);
     assert(valid && "a batch's range lies within its rays");
-    if (!valid)
+    const bool traceable = Query::can_trace(data);
+    assert(traceable && "a nearest-hit query needs an intersection map with a path for each ray");
+    if (!valid || !traceable)
         return;
 
     if (first == last) {

@@ -20,6 +20,9 @@ class GasAllHits {
     /// Whether the rays of a batch share a walk.
     static constexpr bool goes_in_packets = false;
 
+    /// Whether the batch holds what the query writes to.
+    static bool can_trace(const GeometryRaytraceData&) { return true; }
+
     GasAllHits(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
         : m_cached(ctx.all_hits_cache[gas_get_cache_slot(data, ray)]),
           m_hit_flag(gas_host::get_hit_flags(data)[ray]),
@@ -75,6 +78,10 @@ class GasAllHits {
 class GasNearestHit {
   public:
     static constexpr bool goes_in_packets = true;
+
+    static bool can_trace(const GeometryRaytraceData& data) {
+        return gas_host::has_intersection_map(data);
+    }
 
     GasNearestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
         : m_cached(ctx.nearest_cache[gas_get_cache_slot(data, ray)]),

@@ -70,6 +70,7 @@ inline void set_intersection_settings(GeometryIntersectionMap& map, unsigned fla
     map.settings[0] = static_cast<double>(flags);
     map.settings[1] = static_cast<double>(bias);
 }
+inline bool has_intersection_map(const GeometryRaytraceData& data) { return data.map != nullptr; }
 inline GeometryIntersectionMap& get_intersection_map(GeometryRaytraceData& data) {
     return *data.map;
 }
