@@ -33,7 +33,7 @@ constexpr unsigned largest_of_all = 64;
 const std::vector<unsigned> larger_counts = {65, 100, 129, 300};
 constexpr unsigned large_count = 3000;
 #else
-constexpr unsigned groups_per_tree = 20;
+constexpr unsigned groups_per_tree = 8;
 constexpr unsigned largest_of_all = 9;
 const std::vector<unsigned> larger_counts = {17, 64, 150};
 constexpr unsigned large_count = 600;

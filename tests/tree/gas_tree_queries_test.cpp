@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include <gas/traversal/gas_tree_ctx.h>
@@ -94,9 +95,11 @@ Nearest search_nearest(const std::vector<Box>& boxes, const GMathVec3<float>& po
         if (overlap(boxes[leaf], cube))
             all.leaves.push_back(leaf);
     }
-    std::stable_sort(all.leaves.begin(), all.leaves.end(), [&](unsigned a, unsigned b) {
-        return centre_distance(boxes[a], point) < centre_distance(boxes[b], point);
-    });
+    const auto rank = [&](unsigned leaf) {
+        return std::pair(centre_distance(boxes[leaf], point), leaf);
+    };
+    std::sort(all.leaves.begin(), all.leaves.end(),
+              [&](unsigned a, unsigned b) { return rank(a) < rank(b); });
     for (const unsigned leaf : all.leaves)
         all.distances.push_back(centre_distance(boxes[leaf], point));
     return all;
