@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "query_command.h"
 #include "render_command.h"
 #include "stats_command.h"
 #include "user_error.h"
@@ -31,11 +32,13 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int parse_and_run(int argument_count, const char* const* arguments) {
-    CLI::App app("Renders pictures through trees of boxes, and says what the trees are like.",
+    CLI::App app("Renders pictures through trees of boxes, says what the trees are like, and "
+                 "searches them.",
                  "gas");
     app.require_subcommand(1);
     RenderCommand render(app);
     StatsCommand stats(app);
+    QueryCommand query(app);
     try {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
@@ -47,6 +50,8 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         render.run();
     if (stats.is_chosen())
         stats.run();
+    if (query.is_chosen())
+        query.run();
     return exit_done;
 }
 

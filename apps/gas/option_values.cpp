@@ -3,6 +3,8 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <limits>
+#include <vector>
 
 #include "user_error.h"
 
@@ -27,6 +29,25 @@ std::string format(double number) {
     char text[32];
     std::snprintf(text, sizeof text, "%g", number);
     return text;
+}
+
+std::vector<std::string> split_at_commas(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find(',', start), text.size());
+        parts.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return parts;
+}
+
+/// `parts` from `first` on as the coordinates of a point.
+Vec3f to_point(const std::vector<std::string>& parts, std::size_t first, std::string_view option) {
+    constexpr double largest = std::numeric_limits<float>::max();
+    Vec3 point{0.0, 0.0, 0.0};
+    for (unsigned axis = 0; axis < 3; ++axis)
+        point[axis] = parse_number(parts[first + axis], option, -largest, largest);
+    return to_float(point);
 }
 
 } // namespace
@@ -59,22 +80,34 @@ double parse_number(const std::string& text, std::string_view option, double low
 
 ViewPoint parse_view(const std::string& text) {
     constexpr std::string_view option = "--camera";
-    std::array<std::string, 3> parts;
-    std::size_t count = 0;
-    for (std::size_t start = 0; start <= text.size(); ++count) {
-        const std::size_t end = std::min(text.find(',', start), text.size());
-        if (count < parts.size())
-            parts[count] = text.substr(start, end - start);
-        start = end + 1;
-    }
-    if (count != 2 && count != 3)
+    const std::vector<std::string> parts = split_at_commas(text);
+    if (parts.size() != 2 && parts.size() != 3)
         fail(option, text, "expected AZIMUTH,ELEVATION or AZIMUTH,ELEVATION,ZOOM");
     ViewPoint view;
     view.azimuth = parse_number(parts[0], option, -3600.0, 3600.0);
     view.elevation = parse_number(parts[1], option, -90.0, 90.0);
-    if (count == 3)
+    if (parts.size() == 3)
         view.zoom = parse_number(parts[2], option, 0.01, 1000.0);
     return view;
+}
+
+Vec3f parse_point(const std::string& text, std::string_view option) {
+    const std::vector<std::string> parts = split_at_commas(text);
+    if (parts.size() != 3)
+        fail(option, text, "expected X,Y,Z");
+    return to_point(parts, 0, option);
+}
+
+GMathBbox3<float> parse_box(const std::string& text, std::string_view option) {
+    const std::vector<std::string> parts = split_at_commas(text);
+    if (parts.size() != 6)
+        fail(option, text, "expected X0,Y0,Z0,X1,Y1,Z1");
+    const GMathBbox3<float> box = {to_point(parts, 0, option), to_point(parts, 3, option)};
+    for (unsigned axis = 0; axis < 3; ++axis)
+        if (box.min[axis] > box.max[axis])
+            fail(option, text,
+                 std::string("its smallest ") + "xyz"[axis] + " is above its largest");
+    return box;
 }
 
 std::uint64_t parse_seed(const std::string& text) {

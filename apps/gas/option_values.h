@@ -29,6 +29,12 @@ ViewPoint parse_view(const std::string& text);
 /// A number of `low` to `high`.
 double parse_number(const std::string& text, std::string_view option, double low, double high);
 
+/// `X,Y,Z`, as floats.
+Vec3f parse_point(const std::string& text, std::string_view option);
+
+/// `X0,Y0,Z0,X1,Y1,Z1`: two corners, the lower one first.
+GMathBbox3<float> parse_box(const std::string& text, std::string_view option);
+
 /// A whole number of 0 to 2^64 - 1.
 std::uint64_t parse_seed(const std::string& text);
 

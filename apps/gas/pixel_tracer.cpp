@@ -4,18 +4,8 @@ namespace gas_app {
 
 namespace {
 
-constexpr double far_away = 1e30;
 /// Camera rays may be mirrored so many times.
 constexpr unsigned most_mirrors = 2;
-
-/// Dimensions of the sampler: what a random number is for.
-enum Dimension : std::uint64_t { pixel_area, shutter_time, sun_disc, ambient_sky, per_depth = 4 };
-
-// Rays of one kind share a cached leaf in each tree.
-constexpr int camera_slot = 0;
-constexpr int mirror_slot = 1;
-constexpr int shadow_slot = 2;
-constexpr int ambient_slot = 3;
 
 /// A direction around `normal`, the more likely the closer to it (as the cosine of the angle).
 Vec3 sample_cosine(const Vec3& normal, const SquarePoint& point) {
@@ -43,57 +33,70 @@ Vec3 sample_sun(const Sky& sky, const SquarePoint& point) {
 } // namespace
 
 PixelTracer::PixelTracer(const Stage& stage, const RenderSettings& settings)
-    : m_stage(stage), m_settings(settings), m_state(settings.walk, batch_size),
+    : m_stage(stage), m_settings(settings), m_camera_rays(stage, settings),
+      m_state(settings.walk, std::max(batch_size, settings.packet_size)),
       m_holder(stage.scene->get_motion_blur()), m_batch(batch_size) {
     constexpr double bias = 1e-6;
     m_holder.shader.intersection_bias = bias * get_reach(stage.scene->get_bbox());
 }
 
-Vec3 PixelTracer::trace_light(unsigned x, unsigned y) {
-    const std::uint64_t pixel = std::uint64_t{y} * m_settings.width + x;
-    const PixelSampler sampler(m_settings.seed, pixel);
-    m_light = {0.0, 0.0, 0.0};
+void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {
+    light.assign(tile.get_pixel_count(), {0.0, 0.0, 0.0});
     for (unsigned first = 0; first < m_settings.samples; first += batch_size) {
-        start_samples(x, y, first, std::min(batch_size, m_settings.samples - first), sampler);
-        m_ray_counts.camera += m_paths.size();
-        while (!m_paths.empty()) {
-            trace_paths();
-            shade_paths();
-            gather_sun_light(sampler);
-            for (const Lit& lit : m_lit)
-                gather_ambient_light(sampler, lit);
-            m_paths.swap(m_next_paths);
-            m_ray_counts.mirror += m_paths.size();
+        const unsigned count = std::min(batch_size, m_settings.samples - first);
+        trace_camera_rays(tile, first, count);
+        for (unsigned pixel = 0; pixel < light.size(); ++pixel) {
+            // Whatever the packets were: from here on each pixel has its rays to itself, and its
+            // light is summed in one order.
+            m_light = light[pixel];
+            start_paths(pixel, first, count);
+            const PixelSampler sampler(m_settings.seed,
+                                       tile.get_picture_pixel(pixel, m_settings.width));
+            while (!m_paths.empty()) {
+                shade_paths();
+                gather_sun_light(sampler);
+                for (const Lit& lit : m_lit)
+                    gather_ambient_light(sampler, lit);
+                m_paths.swap(m_next_paths);
+                trace_paths();
+            }
+            light[pixel] = m_light;
         }
     }
-    return m_light * (1.0 / m_settings.samples);
+    for (Vec3& sum : light)
+        sum = sum * (1.0 / m_settings.samples);
 }
 
-double PixelTracer::trace_costs(unsigned x, unsigned y) {
-    const std::uint64_t pixel = std::uint64_t{y} * m_settings.width + x;
-    const PixelSampler sampler(m_settings.seed, pixel);
-    m_state.counts = GasWalkCounts();
+void PixelTracer::trace_costs(const Tile& tile, std::vector<double>& costs) {
+    costs.assign(tile.get_pixel_count(), 0.0);
     for (unsigned first = 0; first < m_settings.samples; first += batch_size) {
-        start_samples(x, y, first, std::min(batch_size, m_settings.samples - first), sampler);
-        m_ray_counts.camera += m_paths.size();
-        trace_paths();
+        const unsigned count = std::min(batch_size, m_settings.samples - first);
+        trace_camera_rays(tile, first, count);
+        for (unsigned pixel = 0; pixel < costs.size(); ++pixel)
+            for (unsigned sample = 0; sample < count; ++sample)
+                costs[pixel] += m_camera_rays.get_ray(pixel, sample).cost;
     }
-    const std::uint64_t costs = m_state.counts.visited_nodes + m_state.counts.leaf_calls;
-    return static_cast<double>(costs) / m_settings.samples;
+    for (double& sum : costs)
+        sum /= m_settings.samples;
 }
 
-void PixelTracer::start_samples(unsigned x, unsigned y, unsigned first, unsigned count,
-                                const PixelSampler& sampler) {
+void PixelTracer::trace_camera_rays(const Tile& tile, unsigned first, unsigned count) {
+    m_camera_rays.trace(tile, first, count, m_state, m_holder.shader);
+    m_ray_counts.camera += std::uint64_t{tile.get_pixel_count()} * count;
+}
+
+void PixelTracer::start_paths(unsigned pixel, unsigned first, unsigned count) {
     m_paths.clear();
-    for (unsigned sample = first; sample < first + count; ++sample) {
-        const SquarePoint place = sampler.get_square(sample, pixel_area);
-        const float time = static_cast<float>(sampler.get_line(sample, shutter_time));
+    for (unsigned sample = 0; sample < count; ++sample) {
+        const CameraRay& ray = m_camera_rays.get_ray(pixel, sample);
         m_paths.push_back({m_stage.camera.get_position(),
-                           m_stage.camera.get_direction(x + place.u, y + place.v),
+                           ray.direction,
                            {1.0, 1.0, 1.0},
-                           sample,
-                           time,
-                           0});
+                           first + sample,
+                           ray.time,
+                           0,
+                           ray.hit,
+                           ray.distance});
     }
 }
 
@@ -102,34 +105,34 @@ void PixelTracer::set_ray(unsigned ray, const Vec3& origin, const Vec3& directio
     m_batch.set_ray(ray, origin, direction, 0.0, far_distance, time, cache_slot);
 }
 
+/// Traces mirrored rays, one by one: few pixels have many, and they scatter.
 void PixelTracer::trace_paths() {
-    const unsigned count = static_cast<unsigned>(m_paths.size());
-    for (unsigned ray = 0; ray < count; ++ray) {
-        const Path& path = m_paths[ray];
-        set_ray(ray, path.origin, path.direction, far_away, path.time,
-                path.depth == 0 ? camera_slot : mirror_slot);
-        m_state.hits[ray] = SceneHit();
+    m_ray_counts.mirror += m_paths.size();
+    m_batch.get_data().set_range(0, 0);
+    for (Path& path : m_paths) {
+        set_ray(0, path.origin, path.direction, far_away, path.time, mirror_slot);
+        m_state.hits[0] = SceneHit();
+        m_stage.scene->ray_hit_nearest(m_state.eval, m_holder.shader, m_batch.get_data());
+        path.hit = m_state.hits[0];
+        path.distance = m_batch.get_hit_distance(0);
     }
-    m_batch.get_data().set_range(0, static_cast<int>(count) - 1);
-    m_stage.scene->ray_hit_nearest(m_state.eval, m_holder.shader, m_batch.get_data());
 }
 
 void PixelTracer::shade_paths() {
     m_next_paths.clear();
     m_lit.clear();
-    for (unsigned ray = 0; ray < m_paths.size(); ++ray) {
-        const Path& path = m_paths[ray];
-        const SceneHit& hit = m_state.hits[ray];
-        if (hit.is_hit())
-            shade_hit(path, hit, m_batch.get_hit_distance(ray));
+    for (const Path& path : m_paths) {
+        if (path.hit.is_hit())
+            shade_hit(path);
         else
             m_light = m_light + multiply(path.weight, m_stage.sky.get_light(path.direction));
     }
 }
 
-void PixelTracer::shade_hit(const Path& path, const SceneHit& hit, double distance) {
+void PixelTracer::shade_hit(const Path& path) {
+    const double distance = path.distance;
     const Surface surface =
-        m_stage.scene->get_surface(hit, path.origin, path.direction, distance, path.time);
+        m_stage.scene->get_surface(path.hit, path.origin, path.direction, distance, path.time);
     Vec3 weight = path.weight;
 
     const double haze_depth = m_stage.haze_end - m_stage.haze_start;
@@ -165,7 +168,7 @@ void PixelTracer::add_mirror(const Path& path, const Surface& surface, Vec3& wei
         return;
     }
     m_next_paths.push_back({leave_surface(surface, surface.point), direction, mirrored_weight,
-                            path.sample, path.time, path.depth + 1});
+                            path.sample, path.time, path.depth + 1, SceneHit(), 0.0});
 }
 
 Vec3 PixelTracer::leave_surface(const Surface& surface, const Vec3& point) const {

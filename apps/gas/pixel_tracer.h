@@ -2,9 +2,7 @@
 
 #include <cstdint>
 
-#include "render_settings.h"
-#include "sample_hash.h"
-#include "stage.h"
+#include "camera_rays.h"
 
 namespace gas_app {
 
@@ -25,24 +23,25 @@ struct RayCounts {
 };
 
 /// Computes pixels, one thread's share of them. A pixel depends on nothing but the stage, the
-/// settings and its place.
+/// settings and its place; its light, moreover, not on the packets of the settings.
 class PixelTracer {
   public:
     PixelTracer(const Stage& stage, const RenderSettings& settings);
 
-    /// The mean light that reaches pixel (x, y).
-    Vec3 trace_light(unsigned x, unsigned y);
-    /// Nodes visited and leaf callbacks called for a camera ray of pixel (x, y), nested trees
-    /// included; the mean over the samples.
-    double trace_costs(unsigned x, unsigned y);
+    /// The mean light that reaches each pixel of the tile, row by row.
+    void trace_light(const Tile& tile, std::vector<Vec3>& light);
+    /// Of each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
+    /// ray, nested trees included; the mean over the samples. Rays of a packet share its costs
+    /// evenly.
+    void trace_costs(const Tile& tile, std::vector<double>& costs);
 
-    /// Forgets what makes later rays cheaper, so that costs do not depend on earlier pixels.
+    /// Forgets what makes later rays cheaper, so that costs do not depend on earlier tiles.
     void forget_leaves() { m_holder.forget_leaves(); }
     const RayCounts& get_ray_counts() const { return m_ray_counts; }
 
-    static constexpr unsigned batch_size = 16;
-
   private:
+    static constexpr unsigned batch_size = CameraRays::sample_limit;
+
     /// A ray on its way from the camera, and what its light counts in the pixel.
     struct Path {
         Vec3 origin;
@@ -51,6 +50,9 @@ class PixelTracer {
         unsigned sample;
         float time;
         unsigned depth;
+        /// When it was traced.
+        SceneHit hit;
+        double distance;
     };
     /// A path's hit, while its light is gathered.
     struct Lit {
@@ -60,11 +62,11 @@ class PixelTracer {
         Vec3 weight;
     };
 
-    void start_samples(unsigned x, unsigned y, unsigned first, unsigned count,
-                       const PixelSampler& sampler);
+    void trace_camera_rays(const Tile& tile, unsigned first, unsigned count);
+    void start_paths(unsigned pixel, unsigned first, unsigned count);
     void trace_paths();
     void shade_paths();
-    void shade_hit(const Path& path, const SceneHit& hit, double distance);
+    void shade_hit(const Path& path);
     void add_mirror(const Path& path, const Surface& surface, Vec3& weight);
     void gather_sun_light(const PixelSampler& sampler);
     void gather_ambient_light(const PixelSampler& sampler, const Lit& lit);
@@ -75,6 +77,7 @@ class PixelTracer {
 
     const Stage& m_stage;
     const RenderSettings& m_settings;
+    CameraRays m_camera_rays;
     TraceState m_state;
     ShaderHolder m_holder;
     GeometryRayBatch m_batch;

@@ -70,6 +70,11 @@ RenderCommand::RenderCommand(CLI::App& app)
         m_command->add_flag("--heatmap", m_heat_map,
                             "Show what each pixel's camera rays cost instead of what they see");
     m_command
+        ->add_option("--packet", m_packet_size,
+                     "Camera rays traced together, from neighbouring pixels; 1: one by one; "
+                     "usually 64, for a heat map 1")
+        ->check(CLI::Range(1u, largest_packet));
+    m_command
         ->add_flag("--brute-force", m_brute_force,
                    "Test every item instead of walking trees: the same picture, slowly")
         ->excludes(heat_map);
@@ -85,6 +90,8 @@ RenderSettings RenderCommand::get_render_settings() const {
     settings.threads =
         m_threads > 0 ? m_threads : std::max(1u, std::thread::hardware_concurrency());
     settings.seed = parse_seed(m_seed);
+    constexpr unsigned usual_packet = 64;
+    settings.packet_size = m_packet_size > 0 ? m_packet_size : m_heat_map ? 1 : usual_packet;
     settings.walk = m_brute_force ? Walk::brute_force : m_heat_map ? Walk::counting : Walk::engine;
     return settings;
 }
@@ -147,6 +154,7 @@ void RenderCommand::print_json(const Stage& stage, const RenderSettings& setting
         {"samples_per_pixel", settings.samples},
         {"ambient_rays", settings.ambient_rays},
         {"threads", settings.threads},
+        {"packet", settings.packet_size},
         {"build_method", m_scene.build_method},
         {"motion_samples", stage.scene->get_sample_count()},
         {"heat_map", m_heat_map},

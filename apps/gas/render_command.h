@@ -39,6 +39,8 @@ class RenderCommand {
     unsigned m_samples = 12;
     unsigned m_ambient_rays = 3;
     unsigned m_threads = 0;
+    /// 0: not chosen.
+    unsigned m_packet_size = 0;
     std::string m_seed = "1";
     bool m_motion = false;
     bool m_heat_map = false;

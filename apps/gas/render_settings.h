@@ -16,6 +16,8 @@ struct RenderSettings {
     /// 1 or more.
     unsigned threads = 1;
     std::uint64_t seed = 1;
+    /// Camera rays traced together, 1 to `largest_packet`.
+    unsigned packet_size = 1;
     Walk walk = Walk::engine;
 };
 

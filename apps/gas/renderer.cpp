@@ -10,13 +10,12 @@ namespace gas_app {
 
 namespace {
 
-constexpr unsigned tile_size = 16;
-
 /// The tiles of a picture, handed out to threads.
 class TileQueue {
   public:
     TileQueue(const RenderSettings& settings, AppProgressBar& progress_bar)
-        : m_columns((settings.width + tile_size - 1) / tile_size),
+        : m_width(settings.width), m_height(settings.height),
+          m_columns((settings.width + tile_size - 1) / tile_size),
           m_count(m_columns * ((settings.height + tile_size - 1) / tile_size)),
           m_progress_bar(progress_bar) {
         const unsigned interval = std::max(1u, m_count / 100);
@@ -26,13 +25,15 @@ class TileQueue {
 
     unsigned get_count() const { return m_count; }
 
-    /// Gives the upper left corner of a tile that nobody has; false when there is none left.
-    bool take(unsigned& left, unsigned& top) {
-        const unsigned tile = m_next.fetch_add(1);
-        if (tile >= m_count || m_stopped)
+    /// Gives a tile that nobody has; false when there is none left.
+    bool take(Tile& tile) {
+        const unsigned index = m_next.fetch_add(1);
+        if (index >= m_count || m_stopped)
             return false;
-        left = tile % m_columns * tile_size;
-        top = tile / m_columns * tile_size;
+        tile.left = index % m_columns * tile_size;
+        tile.top = index / m_columns * tile_size;
+        tile.right = std::min(m_width, tile.left + tile_size);
+        tile.bottom = std::min(m_height, tile.top + tile_size);
         return true;
     }
 
@@ -62,6 +63,8 @@ class TileQueue {
     }
 
   private:
+    unsigned m_width;
+    unsigned m_height;
     unsigned m_columns;
     unsigned m_count;
     AppProgressBar& m_progress_bar;
@@ -86,23 +89,19 @@ void run_on_threads(unsigned count, const std::function<void()>& work, TileQueue
     work();
 }
 
-} // namespace
-
-RenderResult render_pixels(const Stage& stage, const RenderSettings& settings,
-                           AppProgressBar& progress_bar,
-                           const std::function<void(PixelTracer&, unsigned, unsigned)>& shade) {
+/// Has every tile of the picture computed on the threads of the settings; `compute` is called once
+/// per tile, with a tracer that no other thread uses.
+template <typename Compute>
+RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
+                           AppProgressBar& progress_bar, const Compute& compute) {
     const auto start = std::chrono::steady_clock::now();
     TileQueue queue(settings, progress_bar);
     const auto work = [&] {
         try {
             PixelTracer tracer(stage, settings);
-            for (unsigned left = 0, top = 0; queue.take(left, top);) {
+            for (Tile tile; queue.take(tile);) {
                 tracer.forget_leaves();
-                const unsigned right = std::min(settings.width, left + tile_size);
-                const unsigned bottom = std::min(settings.height, top + tile_size);
-                for (unsigned y = top; y < bottom; ++y)
-                    for (unsigned x = left; x < right; ++x)
-                        shade(tracer, x, y);
+                compute(tracer, tile);
                 queue.finish_tile();
             }
             queue.add(tracer.get_ray_counts());
@@ -120,23 +119,30 @@ RenderResult render_pixels(const Stage& stage, const RenderSettings& settings,
     return result;
 }
 
+} // namespace
+
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
                             AppProgressBar& progress_bar, Picture& picture) {
-    return render_pixels(stage, settings, progress_bar,
-                         [&](PixelTracer& tracer, unsigned x, unsigned y) {
-                             const std::uint64_t pixel = std::uint64_t{y} * settings.width + x;
-                             const double noise = hash_unit(~settings.seed, pixel);
-                             picture.at(x, y) = encode_light(tracer.trace_light(x, y), noise);
-                         });
+    return compute_tiles(stage, settings, progress_bar, [&](PixelTracer& tracer, const Tile& tile) {
+        std::vector<Vec3> light;
+        tracer.trace_light(tile, light);
+        for (unsigned pixel = 0; pixel < light.size(); ++pixel) {
+            const double noise =
+                hash_unit(~settings.seed, tile.get_picture_pixel(pixel, settings.width));
+            picture.at(tile.get_x(pixel), tile.get_y(pixel)) = encode_light(light[pixel], noise);
+        }
+    });
 }
 
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           AppProgressBar& progress_bar, std::vector<double>& costs) {
     costs.assign(std::size_t{settings.width} * settings.height, 0.0);
-    return render_pixels(stage, settings, progress_bar,
-                         [&](PixelTracer& tracer, unsigned x, unsigned y) {
-                             costs[std::size_t{y} * settings.width + x] = tracer.trace_costs(x, y);
-                         });
+    return compute_tiles(stage, settings, progress_bar, [&](PixelTracer& tracer, const Tile& tile) {
+        std::vector<double> tile_costs;
+        tracer.trace_costs(tile, tile_costs);
+        for (unsigned pixel = 0; pixel < tile_costs.size(); ++pixel)
+            costs[tile.get_picture_pixel(pixel, settings.width)] = tile_costs[pixel];
+    });
 }
 
 } // namespace gas_app

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <vector>
 
 #include "picture.h"
 #include "pixel_tracer.h"
@@ -12,12 +12,8 @@ struct RenderResult {
     double seconds = 0.0;
 };
 
-/// Computes every pixel of the stage, built before, tile by tile on the threads of the settings.
-/// `shade` is called once per pixel with a tracer that no other thread uses. Fills the progress
-/// bar.
-RenderResult render_pixels(const Stage& stage, const RenderSettings& settings,
-                           AppProgressBar& progress_bar,
-                           const std::function<void(PixelTracer&, unsigned x, unsigned y)>& shade);
+/// Both compute a stage whose trees were built, tile by tile on the threads of the settings, and
+/// fill the progress bar.
 
 /// The picture of the stage.
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,

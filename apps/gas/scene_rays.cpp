@@ -2,6 +2,22 @@
 
 namespace gas_app {
 
+namespace {
+
+/// The frustum in the space of which `placement` is the place; normals lose their length, which
+/// nobody asks for.
+GMathFrustum to_local(const GMathFrustum& frustum, const Transform& placement) {
+    GMathFrustum local;
+    for (unsigned index = 0; index < frustum.get_plane_count(); ++index) {
+        const GMathFrustum::Plane& plane = frustum.get_plane(index);
+        local.add_plane(placement.apply_inverse_to_normal(plane.normal),
+                        dot(plane.normal, placement.origin) + plane.offset);
+    }
+    return local;
+}
+
+} // namespace
+
 void Scene::trace_any_hit(const GasObject* object, const CtxEval& eval, CtxShader& shader,
                           GeometryRaytraceCtx& ctx) {
     static_cast<const Scene*>(object)->m_tree.trace(Query::any_hit, eval, shader, ctx);
@@ -39,6 +55,12 @@ bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
     }
     state.instance = instance;
     state.local_batch.get_data().set_range(0, static_cast<int>(count) - 1);
+    const std::vector<Transform>& placements = m_instances[instance].placements;
+    const GMathFrustum* frustum = ctx.get_data().get_frustum();
+    if (frustum && count > 1 && placements.size() == 1)
+        state.local_batch.set_frustum(to_local(*frustum, placements.front()));
+    else
+        state.local_batch.clear_frustum();
     return count > 0;
 }
 

@@ -24,7 +24,8 @@ void StatsCommand::run() const {
 
     std::vector<Entry> entries;
     const auto add = [&entries](const std::string& name, const TracedTree& tree) {
-        entries.push_back({name, tree.get_build_seconds(), get_tree_statistics(tree.get_tree())});
+        entries.push_back({name, &tree.get_tree(), tree.get_build_seconds(),
+                           get_tree_statistics(tree.get_tree())});
     };
     for (const auto& shape : stage.scene->get_shapes())
         add(shape->get_name(), shape->get_tree());
@@ -67,6 +68,7 @@ void StatsCommand::print_json(const std::vector<Entry>& entries) const {
 void StatsCommand::print_text(const Entry& entry) {
     const TreeStatistics& tree = entry.statistics;
     std::printf("%s\n", entry.name.c_str());
+    entry.tree->print(); // to standard output, too
     std::printf("  leaves           %u\n", tree.leaf_count);
     std::printf("  nodes            %u\n", tree.node_count);
     std::printf("  depth            %u, leaves at %.2f on average\n", tree.depth,

@@ -16,6 +16,7 @@ class StatsCommand {
   private:
     struct Entry {
         std::string name;
+        const GasTree* tree;
         double build_seconds;
         TreeStatistics statistics;
     };

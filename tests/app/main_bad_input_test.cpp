@@ -103,29 +103,16 @@ TEST_F(MainBadInput, RefusesOutputsThatCannotBeWritten) {
 }
 
 TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
-    const std::vector<std::vector<std::string>> wrong = {{"--size", "0x100"},
-                                                         {"--size", "100"},
-                                                         {"--size", "99999x99999"},
-                                                         {"--size", "-5x5"},
-                                                         {"--spp", "0"},
-                                                         {"--spp", "-1"},
-                                                         {"--spp", "many"},
-                                                         {"--spp", "99999999999"},
-                                                         {"--ao", "-1"},
-                                                         {"--ao", "5000"},
-                                                         {"--threads", "-1"},
-                                                         {"--threads", "100000"},
-                                                         {"--build", "best"},
-                                                         {"--camera", "1"},
-                                                         {"--camera", "nan,0"},
-                                                         {"--camera", "0,200"},
-                                                         {"--up", "w"},
-                                                         {"--detail", "0"},
-                                                         {"--detail", "nan"},
-                                                         {"--seed", "-1"},
-                                                         {"--seed", "x"},
-                                                         {"--unknown", "1"},
-                                                         {"--heatmap", "--brute-force"}};
+    const std::vector<std::vector<std::string>> wrong = {
+        {"--size", "0x100"},   {"--size", "100"},        {"--size", "99999x99999"},
+        {"--size", "-5x5"},    {"--spp", "0"},           {"--spp", "-1"},
+        {"--spp", "many"},     {"--spp", "99999999999"}, {"--ao", "-1"},
+        {"--ao", "5000"},      {"--threads", "-1"},      {"--threads", "100000"},
+        {"--build", "best"},   {"--packet", "0"},        {"--packet", "257"},
+        {"--packet", "-4"},    {"--packet", "4x4"},      {"--camera", "1"},
+        {"--camera", "nan,0"}, {"--camera", "0,200"},    {"--up", "w"},
+        {"--detail", "0"},     {"--detail", "nan"},      {"--seed", "-1"},
+        {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
         expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);
@@ -146,8 +133,10 @@ TEST_F(MainBadInput, ReportsAFullStandardOutput) {
 }
 
 TEST_F(MainBadInput, HelpsWhenAsked) {
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"--help"}, {"render", "--help"}, {"stats", "-h"}}) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                      {"render", "--help"},
+                                                      {"stats", "-h"},
+                                                      {"query", "-h"}}) {
         const ProgramResult result = run_program(arguments);
         EXPECT_EQ(result.exit_code, 0);
         EXPECT_THAT(result.output, HasSubstr("Options:"));

@@ -1,52 +1,17 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "program.h"
+#include "small_pictures.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-const std::vector<std::string> small = {"--size", "24x15", "--spp",    "2",
-                                        "--ao",   "1",     "--detail", "0.001"};
-
-/// Renders a small picture and returns the bytes of the file.
-std::string render(const TemporaryFolder& folder, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"render", "--quiet", "-o", folder.get_path("a.png")});
-    arguments.insert(arguments.end(), small.begin(), small.end());
-    const ProgramResult result = run_program(arguments);
-    EXPECT_EQ(result.exit_code, 0) << result.errors;
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "");
-    return folder.read("a.png");
-}
-
-/// A lumpy sheet over a grid; some of its faces stand in the file twice.
-std::string make_mesh() {
-    std::string text;
-    constexpr int side = 12;
-    for (int y = 0; y < side; ++y)
-        for (int x = 0; x < side; ++x)
-            text += "v " + std::to_string(x) + " " + std::to_string((x * 7 + y * y * 3) % 5) + " " +
-                    std::to_string(y) + "\n";
-    for (int y = 0; y + 1 < side; ++y)
-        for (int x = 0; x + 1 < side; ++x) {
-            const int corner = y * side + x + 1;
-            const std::string face =
-                "f " + std::to_string(corner) + " " + std::to_string(corner + 1) + " " +
-                std::to_string(corner + side + 1) + " " + std::to_string(corner + side) + "\n";
-            text += face;
-            if (x % 3 == 0)
-                text += face;
-        }
-    return text;
-}
-
 /// Every build method on one and on two threads, and no tree at all, give one picture.
 void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::string>& scene) {
     const auto render_with = [&](std::vector<std::string> options) {
         options.insert(options.end(), scene.begin(), scene.end());
-        return render(folder, options);
+        return render_small(folder, options);
     };
     const std::string expected = render_with({"--brute-force"});
     EXPECT_THAT(expected, HasSubstr("PNG"));
@@ -68,35 +33,35 @@ TEST(MainPictures, AreTheSameInMotion) {
 
 TEST(MainPictures, AreTheSameOfAMesh) {
     const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_mesh());
+    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
     expect_one_picture(folder, {mesh});
     expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
 }
 
 TEST(MainPictures, DifferWhereTheyAreMeantTo) {
     const TemporaryFolder folder;
-    const std::string usual = render(folder, {});
-    EXPECT_EQ(render(folder, {}), usual);
+    const std::string usual = render_small(folder, {});
+    EXPECT_EQ(render_small(folder, {}), usual);
     for (const std::vector<std::string>& options : {std::vector<std::string>{"--motion"},
                                                     {"--seed", "2"},
                                                     {"--camera", "10,40"},
                                                     {"--camera", "22,9.5,2"},
                                                     {"--heatmap"}})
-        EXPECT_NE(render(folder, options), usual) << options[0];
+        EXPECT_NE(render_small(folder, options), usual) << options[0];
 }
 
 TEST(MainPictures, HeatMapsDoNotDependOnThreads) {
     const TemporaryFolder folder;
-    const std::string one = render(folder, {"--heatmap", "--threads", "1"});
-    EXPECT_EQ(render(folder, {"--heatmap", "--threads", "3"}), one);
-    EXPECT_NE(render(folder, {"--heatmap", "--build", "median"}), one);
+    const std::string one = render_small(folder, {"--heatmap", "--threads", "1"});
+    EXPECT_EQ(render_small(folder, {"--heatmap", "--threads", "3"}), one);
+    EXPECT_NE(render_small(folder, {"--heatmap", "--build", "median"}), one);
 }
 
 TEST(MainPictures, CountsAreReportedAsJson) {
     const TemporaryFolder folder;
     const std::string picture = folder.get_path("a.png");
     std::vector<std::string> arguments = {"render", "--json", "-o", picture};
-    arguments.insert(arguments.end(), small.begin(), small.end());
+    arguments.insert(arguments.end(), small_picture.begin(), small_picture.end());
     const ProgramResult result = run_program(arguments);
     ASSERT_EQ(result.exit_code, 0) << result.errors;
     const nlohmann::json report = nlohmann::json::parse(result.output);
@@ -131,10 +96,16 @@ TEST(MainPictures, StatisticsDifferByBuildMethod) {
 
 TEST(MainPictures, StatisticsOfAMeshAreAboutTheMesh) {
     const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_mesh());
+    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
     const ProgramResult text = run_program({"stats", mesh});
     EXPECT_EQ(text.exit_code, 0) << text.errors;
     EXPECT_THAT(text.output, HasSubstr("SAH cost"));
+    EXPECT_THAT(text.output, testing::ContainsRegex(
+                                 "mesh\n---- bbox\n-------- min \\(-1.*\n-------- max "
+                                 "\\(1.*\n---- nodes 659\n---- tree depth [0-9]+\n---- memory "
+                                 "usage 2[0-9]KB\n---- total memory usage 2[0-9.]+KB\n"));
+    const std::string quiet = run_program({"stats", mesh, "--quiet"}).output;
+    EXPECT_EQ(quiet, "");
     const ProgramResult result = run_program({"stats", mesh, "--json", "--quiet"});
     const nlohmann::json report = nlohmann::json::parse(result.output);
     ASSERT_EQ(report["trees"].size(), 1u);

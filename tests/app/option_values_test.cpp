@@ -37,6 +37,22 @@ TEST(OptionValues, RefusesOtherViewPoints) {
         EXPECT_THROW(parse_view(text), UserError) << text;
 }
 
+TEST(OptionValues, ReadsPointsAndBoxes) {
+    EXPECT_EQ(parse_point("-1,0.1,3e38", "--nearest"), (Vec3f{-1.0f, 0.1f, 3e38f}));
+    const GMathBbox3<float> box = parse_box("0,1,2,0,3,4.5", "--box");
+    EXPECT_EQ(box.min, (Vec3f{0.0f, 1.0f, 2.0f}));
+    EXPECT_EQ(box.max, (Vec3f{0.0f, 3.0f, 4.5f}));
+}
+
+TEST(OptionValues, RefusesOtherPointsAndBoxes) {
+    for (const char* text :
+         {"", ",,", "1,2", "1,2,", "1,2,3,4", "1,2,x", "1,nan,3", "-inf,2,3", "1,2,1e39", "1, 2,3"})
+        EXPECT_THROW(parse_point(text, "--nearest"), UserError) << text;
+    for (const char* text :
+         {"", "0,0,0", "0,0,0,1,1", "0,0,0,1,1,1,1", "0,0,0,1,1,", "0,0,0,1,1,nan", "0,0,2,1,1,1"})
+        EXPECT_THROW(parse_box(text, "--box"), UserError) << text;
+}
+
 TEST(OptionValues, NamesTheOption) {
     try {
         parse_number("nan", "--detail", 0.5, 20.0);

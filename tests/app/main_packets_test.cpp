@@ -1,0 +1,76 @@
+#include "small_pictures.h"
+
+namespace {
+
+/// Every packet size with every build method, on one and on two threads, gives the picture of one
+/// ray at a time without trees.
+void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::string>& scene) {
+    const auto render_with = [&](std::vector<std::string> options) {
+        options.insert(options.end(), scene.begin(), scene.end());
+        return render_small(folder, options);
+    };
+    const std::string expected = render_with({"--packet", "1", "--brute-force"});
+    for (const char* packet : {"1", "3", "4", "16", "64", "256"}) {
+        EXPECT_TRUE(render_with({"--packet", packet, "--brute-force"}) == expected) << packet;
+        for (const char* method : {"median", "hybrid", "sah-fast", "sah"})
+            for (const char* threads : {"1", "2"})
+                EXPECT_TRUE(render_with({"--packet", packet, "--build", method, "--threads",
+                                         threads}) == expected)
+                    << packet << ", " << method << ", threads: " << threads;
+    }
+    EXPECT_TRUE(render_with({}) == expected) << "the usual packet";
+}
+
+TEST(MainPackets, GiveOnePicture) {
+    const TemporaryFolder folder;
+    expect_one_picture(folder, {});
+}
+
+TEST(MainPackets, GiveOnePictureInMotion) {
+    const TemporaryFolder folder;
+    expect_one_picture(folder, {"--motion"});
+}
+
+TEST(MainPackets, GiveOnePictureOfAMesh) {
+    const TemporaryFolder folder;
+    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
+    expect_one_picture(folder, {mesh});
+    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
+}
+
+/// Of a triangle that lies in the axes' planes, seen along an axis.
+TEST(MainPackets, GiveOnePictureOfFacesSeenEdgeOn) {
+    const TemporaryFolder folder;
+    const std::string box =
+        "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
+        "f 1 2 3 4\nf 5 6 7 8\nf 1 2 6 5\nf 4 3 7 8\nf 1 4 8 5\nf 2 3 7 6\n";
+    const std::string mesh = folder.write("box.obj", box);
+    expect_one_picture(folder, {mesh, "--camera", "0,0"});
+    expect_one_picture(folder, {mesh, "--camera", "90,90,3"});
+}
+
+TEST(MainPackets, GiveOnePictureOfManySamples) {
+    const TemporaryFolder folder;
+    const auto render_with = [&](const char* packet) {
+        const std::string path = folder.get_path("many.png");
+        const ProgramResult result =
+            run_program({"render", "--quiet", "-o", path, "--size", "5x3", "--spp", "21", "--ao",
+                         "0", "--detail", "0.001", "--packet", packet});
+        EXPECT_EQ(result.exit_code, 0) << result.errors;
+        return folder.read("many.png");
+    };
+    const std::string expected = render_with("1");
+    for (const char* packet : {"5", "16", "64", "256"})
+        EXPECT_TRUE(render_with(packet) == expected) << packet;
+}
+
+TEST(MainPackets, ShareTheirCostsInHeatMaps) {
+    const TemporaryFolder folder;
+    const std::string single = render_small(folder, {"--heatmap"});
+    EXPECT_TRUE(render_small(folder, {"--heatmap", "--packet", "1"}) == single) << "the usual";
+    const std::string packets = render_small(folder, {"--heatmap", "--packet", "16"});
+    EXPECT_FALSE(packets == single);
+    EXPECT_TRUE(render_small(folder, {"--heatmap", "--packet", "16", "--threads", "3"}) == packets);
+}
+
+} // namespace

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "program.h"
+
+/// Options of a picture that takes a moment: of several tiles, some of them cut off by its border.
+inline const std::vector<std::string> small_picture = {"--size", "24x15", "--spp",    "2",
+                                                       "--ao",   "1",     "--detail", "0.001"};
+
+/// Renders a small picture and returns the bytes of the file.
+inline std::string render_small(const TemporaryFolder& folder, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"render", "--quiet", "-o", folder.get_path("a.png")});
+    arguments.insert(arguments.end(), small_picture.begin(), small_picture.end());
+    const ProgramResult result = run_program(arguments);
+    EXPECT_EQ(result.exit_code, 0) << result.errors;
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "");
+    return folder.read("a.png");
+}
+
+inline constexpr int lumpy_sheet_side = 12;
+
+/// Height of the sheet's vertex in column x, row y.
+inline int get_lumpy_height(int x, int y) { return (x * 7 + y * y * 3) % 5; }
+
+/// An OBJ file: a lumpy sheet over a grid; some of its faces stand in the file twice.
+inline std::string make_lumpy_sheet() {
+    constexpr int side = lumpy_sheet_side;
+    std::string text;
+    for (int y = 0; y < side; ++y)
+        for (int x = 0; x < side; ++x)
+            text += "v " + std::to_string(x) + " " + std::to_string(get_lumpy_height(x, y)) + " " +
+                    std::to_string(y) + "\n";
+    for (int y = 0; y + 1 < side; ++y)
+        for (int x = 0; x + 1 < side; ++x) {
+            const int corner = y * side + x + 1;
+            const std::string face =
+                "f " + std::to_string(corner) + " " + std::to_string(corner + 1) + " " +
+                std::to_string(corner + side + 1) + " " + std::to_string(corner + side) + "\n";
+            text += face;
+            if (x % 3 == 0)
+                text += face;
+        }
+    return text;
+}
