@@ -1,43 +1,33 @@
 #include <gas/diagnostics/gas_counted_rays.h>
 
+#include <gas/diagnostics/gas_counting_probe.h>
 #include <gas/traversal/gas_ray_entry.h>
 #include <gas/tree/gas_tree_traversal.h>
-
-namespace {
-
-struct CountingProbe {
-    GasWalkCounts& counts;
-
-    void visit_node() const { ++counts.visited_nodes; }
-    void call_leaf() const { ++counts.leaf_calls; }
-};
-
-} // namespace
 
 void gas_counted_ray_hit_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
                                 GasWalkCounts& counts) {
-    CountingProbe probe = {counts};
+    GasCountingProbe probe = {counts};
     gas_trace_static<GasAllHits>(tree, eval, shader, ctx, single_leaf_shortcut, probe);
 }
 
 void gas_counted_ray_hit_motion(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
                                 GasWalkCounts& counts) {
-    CountingProbe probe = {counts};
+    GasCountingProbe probe = {counts};
     gas_trace_motion<GasAllHits>(tree, eval, shader, ctx, single_leaf_shortcut, probe);
 }
 
 void gas_counted_ray_hit_nearest_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                         GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
                                         GasWalkCounts& counts) {
-    CountingProbe probe = {counts};
+    GasCountingProbe probe = {counts};
     gas_trace_static<GasNearestHit>(tree, eval, shader, ctx, single_leaf_shortcut, probe);
 }
 
 void gas_counted_ray_hit_nearest_motion(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                         GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
                                         GasWalkCounts& counts) {
-    CountingProbe probe = {counts};
+    GasCountingProbe probe = {counts};
     gas_trace_motion<GasNearestHit>(tree, eval, shader, ctx, single_leaf_shortcut, probe);
 }

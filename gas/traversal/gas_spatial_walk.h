@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 
@@ -12,10 +13,11 @@
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
 /// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
-/// children that do, whether the second comes first. The tree has a root, and the frame's stack
-/// room for as many entries as the tree has levels.
-template <GasTraversable Tree, typename Search, typename Visit>
-void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit) {
+/// children that do, whether the second comes first; `probe` hears of every node. The tree has a
+/// root, and the frame's stack room for as many entries as the tree has levels.
+template <GasTraversable Tree, typename Search, typename Visit, typename Probe>
+void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit,
+                    Probe& probe) {
     GasTraversalAccess::init_traversal(tree, ctx);
     unsigned stack_size = 0;
     unsigned node = 0;
@@ -25,8 +27,10 @@ void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, con
         SimdF max;
         GasTraversalAccess::get_node_bbox(tree, ctx, node, min, max);
         bool descended = false;
+        probe.visit_node();
         if (search.overlaps(min, max)) {
             if (GasTraversalAccess::is_node_a_leaf(tree, ctx, node)) {
+                probe.call_leaf();
                 visit(GasTraversalAccess::get_leaf_value(tree, ctx, node), min, max);
             } else {
                 unsigned first;
@@ -160,3 +164,44 @@ class GasNearestLeaves {
     unsigned m_capacity;
     unsigned m_count = 0;
 };
+
+/// The whole of GasTree::get_leaves_in_bbox.
+template <GasTraversable Tree, typename Probe>
+void gas_find_leaves_in_box(const Tree& tree, GasTreeCtx& ctx, const GMathBbox3<float>& box,
+                            CoreVector<unsigned>& leaves, Probe& probe) {
+    gas_host::clear(leaves);
+    if (tree.get_node_count() == 0)
+        return;
+    // A box away from the tree needs no stack.
+    const GasBoxSearch search(box);
+    SimdF root_min;
+    SimdF root_max;
+    GasTraversalAccess::get_node_bbox(tree, ctx, 0u, root_min, root_max);
+    if (!search.overlaps(root_min, root_max))
+        return;
+    ctx.reserve_stack(2 * std::size_t{tree.get_depth()});
+    const auto visit = [&](unsigned leaf, const SimdF&, const SimdF&) {
+        gas_host::append(leaves, leaf);
+    };
+    gas_walk_boxes(tree, ctx, search, visit, probe);
+}
+
+/// The whole of GasTree::get_nearest_leaves.
+template <GasTraversable Tree, typename Probe>
+unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathVec3<float>& point,
+                                 float max_distance, unsigned max_count, unsigned* leaves,
+                                 float* distances, Probe& probe) {
+    assert(max_count > 0 && "room for at least one leaf");
+    if (tree.get_node_count() == 0 || max_count == 0)
+        return 0;
+    // Sized by nodes, not by depth: callers that keep a frame for this query see it grow once.
+    ctx.reserve_stack(tree.get_node_count());
+    GasPointSearch search(point, max_distance);
+    GasNearestLeaves nearest(leaves, distances, max_count);
+    const auto visit = [&](unsigned leaf, const SimdF& min, const SimdF& max) {
+        if (nearest.insert(leaf, search.get_center_distance(min, max)) && nearest.is_full())
+            search.set_distance(nearest.get_largest_distance());
+    };
+    gas_walk_boxes(tree, ctx, search, visit, probe);
+    return nearest.get_count();
+}

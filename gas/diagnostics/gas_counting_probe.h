@@ -1,0 +1,11 @@
+#pragma once
+
+#include <gas/diagnostics/gas_counted_rays.h>
+
+/// The probe of the counting walks.
+struct GasCountingProbe {
+    GasWalkCounts& counts;
+
+    void visit_node() const { ++counts.visited_nodes; }
+    void call_leaf() const { ++counts.leaf_calls; }
+};

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include <gas/diagnostics/gas_counted_queries.h>
+#include <gas/traversal/gas_tree_ctx.h>
+
+#include "../support/seeded_random.h"
+
+namespace {
+
+/// Small boxes at random places of the unit cube.
+class CountedQueries : public testing::Test {
+  protected:
+    CountedQueries() {
+        support::SeededRandom random(5);
+        CoreArray<GMathBbox3<float>> boxes(500);
+        for (GMathBbox3<float>& box : boxes) {
+            box.min = make_point(random);
+            box.max = box.min + GMathVec3<float>{0.05f, 0.05f, 0.05f};
+        }
+        tree.create(boxes, nullptr, nullptr, 1.0f);
+    }
+
+    static GMathVec3<float> make_point(support::SeededRandom& random) {
+        const float x = random.uniform();
+        const float y = random.uniform();
+        return {x, y, random.uniform()};
+    }
+
+    GasTree tree;
+    GasTreeCtx ctx;
+};
+
+TEST_F(CountedQueries, FindWhatTheOthersFindInABox) {
+    support::SeededRandom random(6);
+    for (unsigned round = 0; round < 50; ++round) {
+        const GMathVec3<float> corner = make_point(random);
+        const GMathBbox3<float> box = {corner, corner + GMathVec3<float>{0.2f, 0.2f, 0.2f}};
+        CoreVector<unsigned> plain;
+        tree.get_leaves_in_bbox(ctx, box, plain);
+        CoreVector<unsigned> counted;
+        GasWalkCounts counts;
+        gas_counted_get_leaves_in_bbox(tree, ctx, box, counted, counts);
+        EXPECT_EQ(std::vector<unsigned>(counted.begin(), counted.end()),
+                  std::vector<unsigned>(plain.begin(), plain.end()));
+        EXPECT_EQ(counts.leaf_calls, plain.get_count());
+        EXPECT_GE(counts.visited_nodes, counts.leaf_calls);
+    }
+}
+
+TEST_F(CountedQueries, FindWhatTheOthersFindNearAPoint) {
+    support::SeededRandom random(7);
+    for (const unsigned room : {1u, 8u, 64u}) {
+        const GMathVec3<float> point = make_point(random);
+        std::vector<unsigned> plain(room);
+        std::vector<unsigned> counted(room);
+        std::vector<float> distances(room);
+        const unsigned found =
+            tree.get_nearest_leaves(ctx, point, 2.0f, room, plain.data(), distances.data());
+        EXPECT_EQ(found, room);
+        GasWalkCounts counts;
+        EXPECT_EQ(gas_counted_get_nearest_leaves(tree, ctx, point, 2.0f, room, counted.data(),
+                                                 distances.data(), counts),
+                  found);
+        EXPECT_EQ(counted, plain);
+        EXPECT_GE(counts.leaf_calls, room);
+        EXPECT_LT(counts.visited_nodes, tree.get_node_count());
+    }
+}
+
+TEST_F(CountedQueries, CountEveryNodeOfABoxThatHoldsAll) {
+    CoreVector<unsigned> leaves;
+    GasWalkCounts counts;
+    gas_counted_get_leaves_in_bbox(tree, ctx, {{-1.0f, -1.0f, -1.0f}, {2.0f, 2.0f, 2.0f}}, leaves,
+                                   counts);
+    EXPECT_EQ(counts.visited_nodes, tree.get_node_count());
+    EXPECT_EQ(counts.leaf_calls, 500u);
+}
+
+} // namespace
