@@ -1,5 +1,7 @@
 #include "bench_tracer.h"
 
+#include <algorithm>
+
 #include <gas/object/gas_object.h>
 
 namespace gas_bench {
@@ -11,10 +13,16 @@ GMathVec3<double> widen(const GMathVec3<float>& vector) {
             static_cast<double>(vector.z)};
 }
 
+void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray) {
+    batch.set_ray(index, widen(ray.origin), widen(ray.direction),
+                  static_cast<double>(ray.near_distance), static_cast<double>(ray.far_distance),
+                  ray.time);
+}
+
 } // namespace
 
 Tracer::Tracer(const Scene& scene)
-    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, 0} {
+    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, 0, 0} {
     m_tree.create(scene.boxes, nullptr, nullptr, 1.0f);
     m_tree.set_motion_blur_sample_count(2);
     m_tree.refit_motion_blur_sample(scene.boxes, 0);
@@ -30,12 +38,8 @@ void Tracer::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) 
     m_in_motion = in_motion;
     m_target.rays = rays.data();
     m_batch.resize(static_cast<unsigned>(rays.size()));
-    for (unsigned i = 0; i < m_batch.get_ray_count(); ++i) {
-        const Ray& ray = rays[i];
-        m_batch.set_ray(i, widen(ray.origin), widen(ray.direction),
-                        static_cast<double>(ray.near_distance),
-                        static_cast<double>(ray.far_distance), ray.time);
-    }
+    for (unsigned i = 0; i < m_batch.get_ray_count(); ++i)
+        set_ray(m_batch, i, rays[i]);
     if (in_motion)
         choose_query<true>(query);
     else
@@ -81,6 +85,66 @@ GasWalkCounts Tracer::trace_counted() {
     return counts;
 }
 
+void Tracer::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
+                             const std::vector<GMathFrustum>& frusta) {
+    prepare({}, Query::nearest, false);
+    m_target.rays = rays.data();
+    m_packets.clear();
+    for (std::size_t first = 0; first < rays.size(); first += packet_size) {
+        const std::size_t count = std::min<std::size_t>(packet_size, rays.size() - first);
+        auto packet = std::make_unique<GeometryRayBatch>(static_cast<unsigned>(count));
+        for (unsigned i = 0; i < count; ++i)
+            set_ray(*packet, i, rays[first + i]);
+        if (!frusta.empty())
+            packet->set_frustum(frusta[m_packets.size()]);
+        m_packets.push_back(std::move(packet));
+    }
+}
+
+/// Calls `trace_range` with each packet's context; its range is the whole packet, or one ray.
+template <typename Trace> void Tracer::run_packets(bool together, const Trace& trace_range) {
+    m_target.test_count = 0;
+    const Ray* const first_ray = m_target.rays;
+    for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets) {
+        packet->reset_hits();
+        GeometryRaytraceData& data = packet->get_data();
+        const int last = static_cast<int>(packet->get_ray_count()) - 1;
+        if (together) {
+            data.set_range(0, last);
+            trace_range(data.get_ctx());
+        } else {
+            for (int ray = 0; ray <= last; ++ray) {
+                data.set_range(ray, ray);
+                trace_range(data.get_ctx());
+            }
+        }
+        m_target.rays += packet->get_ray_count();
+    }
+    m_target.rays = first_ray;
+}
+
+void Tracer::trace_packets(bool together) {
+    run_packets(together, [this](GeometryRaytraceCtx& ctx) {
+        m_tree.ray_hit_nearest_static(m_eval, m_shader, ctx, false);
+    });
+}
+
+GasWalkCounts Tracer::trace_packets_counted(bool together) {
+    GasWalkCounts counts;
+    run_packets(together, [this, &counts](GeometryRaytraceCtx& ctx) {
+        gas_counted_ray_hit_nearest_static(m_tree, m_eval, m_shader, ctx, false, counts);
+    });
+    return counts;
+}
+
+std::uint64_t Tracer::get_packet_hit_count() const {
+    std::uint64_t count = 0;
+    for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets)
+        for (unsigned ray = 0; ray < packet->get_ray_count(); ++ray)
+            count += packet->is_hit(ray) ? 1 : 0;
+    return count;
+}
+
 std::uint64_t Tracer::get_hit_count() const {
     if (m_query == Query::all)
         return m_target.hit_count;
@@ -112,7 +176,8 @@ bool Tracer::Target::meets(unsigned item, unsigned ray, float& distance) const {
 template <bool in_motion>
 void Tracer::hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                          GeometryRaytraceCtx& ctx) {
-    const Target& target = *static_cast<const Target*>(user);
+    Target& target = *static_cast<Target*>(user);
+    target.test_count += static_cast<unsigned>(ctx.get_last_ray() - ctx.get_first_ray()) + 1;
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
         auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include <gas/diagnostics/gas_counted_rays.h>
@@ -33,8 +34,21 @@ class Tracer {
     /// As `trace`, through the counting engines.
     GasWalkCounts trace_counted();
 
+    /// Says which rays are traced for their nearest hits in batches of `packet_size`, each with its
+    /// frustum unless there are none. Rays and frusta outlive their use.
+    void prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
+                         const std::vector<GMathFrustum>& frusta);
+    /// Forgets the hits and traces all packets: each by one call, or by a call per ray.
+    void trace_packets(bool together);
+    /// As `trace_packets`, through the counting engines.
+    GasWalkCounts trace_packets_counted(bool together);
+    std::uint64_t get_packet_hit_count() const;
+    /// Rays that the last `trace_packets` tested against items.
+    std::uint64_t get_packet_test_count() const { return m_target.test_count; }
+
     /// Hits of the last `trace`: rays that hit, or with Query::all every hit.
     std::uint64_t get_hit_count() const;
+    const GasTree& get_tree() const { return m_tree; }
     GeometryRayBatch& get_batch() { return m_batch; }
     /// Bytes of the tree, with its sample boxes if the prepared query needs them.
     std::size_t get_memory_size() const;
@@ -46,6 +60,7 @@ class Tracer {
                                   const bool&, GasWalkCounts&);
 
     template <bool in_motion> void choose_query(Query query);
+    template <typename Trace> void run_packets(bool together, const Trace& trace_range);
 
     /// What the leaf callbacks see.
     struct Target {
@@ -53,6 +68,8 @@ class Tracer {
         const Triangle* later_triangles;
         const Ray* rays;
         std::uint64_t hit_count;
+        /// Intersections tried by the nearest-hit callback.
+        std::uint64_t test_count;
 
         template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
     };
@@ -70,6 +87,7 @@ class Tracer {
     CtxEval m_eval;
     CtxShader m_shader;
     GeometryRayBatch m_batch;
+    std::vector<std::unique_ptr<GeometryRayBatch>> m_packets;
     Target m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;

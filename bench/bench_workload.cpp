@@ -23,24 +23,15 @@ float get_size(const GMathBbox3<float>& box) {
     return std::sqrt(dot(extent, extent));
 }
 
-/// An eye outside of the box, and the pixels of a square picture that the box fills.
-std::vector<Ray> make_camera_rays(const GMathBbox3<float>& bounds, unsigned count) {
+std::vector<Ray> make_camera_rays(const PictureCamera& camera) {
     support::SeededRandom random(11);
-    const Point middle = (bounds.min + bounds.max) * 0.5f;
-    const Point forward = normalize({-0.7f, -0.6f, -0.4f});
-    const Point right = normalize(cross(forward, {0.0f, 0.0f, 1.0f}));
-    const Point up = cross(right, forward);
-    const Point eye = middle - forward * (1.1f * get_size(bounds));
-    const auto side = static_cast<unsigned>(std::sqrt(static_cast<float>(count)));
     std::vector<Ray> rays;
-    for (unsigned row = 0; row < side; ++row) {
-        for (unsigned column = 0; column < side; ++column) {
-            const float x =
-                (static_cast<float>(column) + random.uniform()) / static_cast<float>(side) - 0.5f;
-            const float y =
-                (static_cast<float>(row) + random.uniform()) / static_cast<float>(side) - 0.5f;
-            const Point direction = normalize(forward + right * (0.6f * x) + up * (0.6f * y));
-            rays.push_back({eye, direction, 0.0f, far_away, random.uniform()});
+    for (unsigned row = 0; row < camera.side; ++row) {
+        for (unsigned column = 0; column < camera.side; ++column) {
+            const float x = static_cast<float>(column) + random.uniform();
+            const float y = static_cast<float>(row) + random.uniform();
+            const Point direction = normalize(camera.get_direction(x, y));
+            rays.push_back({camera.eye, direction, 0.0f, far_away, random.uniform()});
         }
     }
     return rays;
@@ -57,7 +48,70 @@ Point make_direction(support::SeededRandom& random, const Point& normal) {
     return normalize(dot(direction, normal) < 0.0f ? direction * -1.0f : direction);
 }
 
+GMathVec3<double> widen(const Point& vector) {
+    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
+            static_cast<double>(vector.z)};
+}
+
+/// Of the pixels from (column, row) on.
+GMathFrustum make_tile_frustum(const PictureCamera& camera, unsigned column, unsigned row,
+                               unsigned side) {
+    const auto left = static_cast<float>(column);
+    const auto top = static_cast<float>(row);
+    const auto right = static_cast<float>(column + side);
+    const auto bottom = static_cast<float>(row + side);
+    const GMathVec3<double> corners[4] = {
+        widen(camera.get_direction(left, top)), widen(camera.get_direction(right, top)),
+        widen(camera.get_direction(right, bottom)), widen(camera.get_direction(left, bottom))};
+    return gmath_make_pinhole_frustum(widen(camera.eye), corners);
+}
+
+/// The even bits of a number, moved together.
+unsigned take_even_bits(unsigned bits) {
+    unsigned number = 0;
+    for (unsigned bit = 0; bit < 16; ++bit)
+        number |= (bits >> (2 * bit) & 1u) << bit;
+    return number;
+}
+
 } // namespace
+
+PictureCamera::PictureCamera(const GMathBbox3<float>& bounds, unsigned pixel_count)
+    : forward(normalize({-0.7f, -0.6f, -0.4f})),
+      right(normalize(cross(forward, {0.0f, 0.0f, 1.0f}))), up(cross(right, forward)),
+      side(static_cast<unsigned>(std::sqrt(static_cast<float>(pixel_count)))) {
+    eye = (bounds.min + bounds.max) * 0.5f - forward * (1.1f * get_size(bounds));
+}
+
+GMathVec3<float> PictureCamera::get_direction(float x, float y) const {
+    const float u = x / static_cast<float>(side) - 0.5f;
+    const float v = y / static_cast<float>(side) - 0.5f;
+    return forward + right * (0.6f * u) + up * (0.6f * v);
+}
+
+Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_rays,
+                   unsigned tile_side, bool with_frusta) {
+    Packets packets{tile_side * tile_side, {}, {}};
+    for (unsigned row = 0; row + tile_side <= camera.side; row += tile_side) {
+        for (unsigned column = 0; column + tile_side <= camera.side; column += tile_side) {
+            for (unsigned step = 0; step < packets.size; ++step) {
+                const unsigned x = column + take_even_bits(step);
+                const unsigned y = row + take_even_bits(step >> 1);
+                packets.rays.push_back(camera_rays[y * camera.side + x]);
+            }
+            if (with_frusta)
+                packets.frusta.push_back(make_tile_frustum(camera, column, row, tile_side));
+        }
+    }
+    return packets;
+}
+
+Packets make_packets(Workload& workload, const PacketQuestion& question) {
+    const std::vector<Ray>& rays = workload.get_rays(question.rays);
+    if (question.rays == RayKind::camera)
+        return make_tiles(workload.get_camera(), rays, question.tile_side, question.with_frusta);
+    return {question.tile_side * question.tile_side, rays, {}};
+}
 
 const Scene& Workload::get_scene() {
     if (!m_scene)
@@ -86,7 +140,7 @@ const std::vector<Ray>& Workload::get_rays(RayKind kind) {
 
 void Workload::make_rays() {
     const Scene& scene = get_scene();
-    m_camera_rays = make_camera_rays(scene.bounds, m_ray_count);
+    m_camera_rays = make_camera_rays(get_camera());
     Tracer& tracer = get_tracer();
     tracer.prepare(m_camera_rays, Query::nearest, false);
     tracer.trace();

@@ -15,6 +15,32 @@ enum class RayKind {
     shadow, ///< from where camera rays end to one light
 };
 
+/// A pinhole camera outside of a scene, and a square picture of `side` pixels that the scene fills.
+struct PictureCamera {
+    GMathVec3<float> eye;
+    GMathVec3<float> forward;
+    GMathVec3<float> right;
+    GMathVec3<float> up;
+    unsigned side;
+
+    PictureCamera(const GMathBbox3<float>& bounds, unsigned pixel_count);
+    /// Through the pixel coordinates (x, y); of no particular length.
+    GMathVec3<float> get_direction(float x, float y) const;
+};
+
+/// Rays that are traced packet by packet: `size` of them at a time.
+struct Packets {
+    unsigned size;
+    std::vector<Ray> rays;
+    /// Around each packet's rays; empty where packets go without.
+    std::vector<GMathFrustum> frusta;
+};
+
+/// The camera's rays regrouped: squares of `tile_side` x `tile_side` pixels (a power of two) in
+/// Z-order. `camera_rays` are its rays row by row; tiles that the border cuts off are left out.
+Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_rays,
+                   unsigned tile_side, bool with_frusta);
+
 /// A scene to measure on, with its rays and its tracer. Each is made when it is first asked for
 /// and kept, so that benchmarks may run in any order.
 class Workload {
@@ -26,6 +52,7 @@ class Workload {
     const std::string& get_name() const { return m_name; }
     const Scene& get_scene();
     const std::vector<Ray>& get_rays(RayKind kind);
+    PictureCamera get_camera() { return {get_scene().bounds, m_ray_count}; }
     Tracer& get_tracer();
     unsigned get_item_count() { return get_scene().boxes.get_count(); }
 
@@ -64,11 +91,35 @@ inline constexpr TraceQuestion trace_questions[] = {
     {"any_motion/shadow", Query::any, RayKind::shadow, true},
 };
 
+/// A question to packets of rays, likewise.
+struct PacketQuestion {
+    const char* name;
+    /// Of the packets, whose size is its square.
+    unsigned tile_side;
+    /// Tiles of camera rays, or runs of bounce rays.
+    RayKind rays;
+    bool with_frusta;
+};
+
+inline constexpr PacketQuestion packet_questions[] = {
+    {"packet/camera_8x8", 8, RayKind::camera, false},
+    {"packet/camera_8x8_frustum", 8, RayKind::camera, true},
+    {"packet/camera_16x16", 16, RayKind::camera, false},
+    {"packet/camera_16x16_frustum", 16, RayKind::camera, true},
+    {"packet/bounce_64", 8, RayKind::bounce, false},
+};
+
+/// The rays of a question, in its packets.
+Packets make_packets(Workload& workload, const PacketQuestion& question);
+
 /// One file each; a benchmark is named question/scene/items/who.
 void register_build(const Workloads& workloads);
 void register_refit(const Workloads& workloads);
 void register_trace_single(const Workloads& workloads);
+void register_trace_packet(const Workloads& workloads);
+void register_queries(const Workloads& workloads);
 /// Only where GAS_BENCH_PEER is defined.
 void register_peer(const Workloads& workloads);
+void register_peer_packets(const Workloads& workloads);
 
 } // namespace gas_bench

@@ -92,9 +92,12 @@ def describe(one):
     for name in ("rays/s", "items/s"):
         if name in one:
             parts.append(f"{one[name] / 1e6:8.2f} M{name}")
-    for name in ("nodes/ray", "leaves/ray", "sah_cost"):
+    for name in ("nodes/ray", "fetches/ray", "leaves/ray", "sah_cost", "us/query", "nodes/query"):
         if name in one:
             parts.append(f"{one[name]:8.1f} {name}")
+    for name in ("times_single", "times_brute_force"):
+        if name in one:
+            parts.append(f"{one[name]:8.2f} {name}")
     return "  ".join(parts)
 
 
@@ -109,7 +112,7 @@ def report(medians, counters):
             ratios.setdefault(question, []).append((ratio, workload))
         text = f"{ratio:6.2f}" if ratio else "     -"
         details = describe(counters[(question, workload)]["gas"])
-        print(f"{question:24}{workload:24}{text}  {details}")
+        print(f"{question:30}{workload:20}{text}  {details}")
 
     if not ratios:
         print("\nNo peer took part: only the library's own figures.")

@@ -115,9 +115,12 @@ void run(int argument_count, char** arguments) {
     const gas_bench::Workloads workloads = make_workloads(settings);
     gas_bench::register_build(workloads);
     gas_bench::register_trace_single(workloads);
+    gas_bench::register_trace_packet(workloads);
+    gas_bench::register_queries(workloads);
     gas_bench::register_refit(workloads);
 #ifdef GAS_BENCH_PEER
     gas_bench::register_peer(workloads);
+    gas_bench::register_peer_packets(workloads);
 #endif
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

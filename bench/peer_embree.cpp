@@ -2,29 +2,16 @@
 /// function in its callbacks, one thread, a call per ray. Only what the benchmarks need; built
 /// where the library is installed.
 
-#include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
-#include <stdexcept>
 
 #include <benchmark/benchmark.h>
-#include <embree3/rtcore.h>
 
-#include "bench_workload.h"
+#include "peer_embree.h"
 
 namespace gas_bench {
 
 namespace {
-
-/// The fastest instruction set differs from machine to machine, so two are measured: what the
-/// library chooses, and AVX2.
-struct PeerKind {
-    const char* name;
-    const char* configuration;
-};
-
-constexpr PeerKind peer_kinds[] = {{"peer", "threads=1"}, {"peer_avx2", "threads=1,isa=avx2"}};
 
 /// What the callbacks see beside the ray: the library hands back the pointer to its context.
 struct PeerContext {
@@ -34,13 +21,6 @@ struct PeerContext {
 };
 
 static_assert(offsetof(PeerContext, base) == 0, "the callbacks cast back");
-
-/// What the callbacks see of the scene.
-struct PeerTarget {
-    const Scene& scene;
-    /// Whether the boxes are those of the closing shutter.
-    bool is_later;
-};
 
 template <bool in_motion>
 bool meets(const Scene& scene, unsigned item, const RTCRay& ray, float& distance) {
@@ -82,92 +62,10 @@ template <bool in_motion> void hit_any(const RTCOccludedFunctionNArguments* argu
         ray.tfar = -std::numeric_limits<float>::infinity();
 }
 
-RTCBounds to_bounds(const GMathBbox3<float>& box) {
-    RTCBounds bounds = {};
-    bounds.lower_x = box.min.x;
-    bounds.lower_y = box.min.y;
-    bounds.lower_z = box.min.z;
-    bounds.upper_x = box.max.x;
-    bounds.upper_y = box.max.y;
-    bounds.upper_z = box.max.z;
-    return bounds;
+PeerCallbacks get_callbacks(bool in_motion) {
+    return in_motion ? PeerCallbacks{hit_nearest<true>, hit_any<true>}
+                     : PeerCallbacks{hit_nearest<false>, hit_any<false>};
 }
-
-/// A device with one geometry over a scene's items.
-class Peer {
-  public:
-    /// Throws where the machine lacks the instruction set. Nothing is built yet.
-    Peer(const PeerKind& kind, const Scene& scene, bool in_motion, RTCBuildQuality quality)
-        : m_target{scene, false}, m_device(rtcNewDevice(kind.configuration)) {
-        if (!m_device)
-            throw std::runtime_error("no peer with " + std::string(kind.configuration));
-        rtcSetDeviceMemoryMonitorFunction(m_device, count_memory, this);
-        m_rtc_scene = rtcNewScene(m_device);
-        rtcSetSceneBuildQuality(m_rtc_scene, quality);
-        m_geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
-        rtcSetGeometryUserPrimitiveCount(m_geometry, scene.boxes.get_count());
-        rtcSetGeometryUserData(m_geometry, &m_target);
-        rtcSetGeometryTimeStepCount(m_geometry, in_motion ? 2 : 1);
-        rtcSetGeometryBoundsFunction(m_geometry, get_bounds, nullptr);
-        rtcSetGeometryIntersectFunction(m_geometry,
-                                        in_motion ? hit_nearest<true> : hit_nearest<false>);
-        rtcSetGeometryOccludedFunction(m_geometry, in_motion ? hit_any<true> : hit_any<false>);
-        rtcSetGeometryBuildQuality(m_geometry, quality);
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-    ~Peer() {
-        rtcReleaseGeometry(m_geometry);
-        rtcReleaseScene(m_rtc_scene);
-        rtcReleaseDevice(m_device);
-    }
-
-    void build() {
-        rtcCommitGeometry(m_geometry);
-        if (!m_is_attached)
-            rtcAttachGeometry(m_rtc_scene, m_geometry);
-        m_is_attached = true;
-        rtcCommitScene(m_rtc_scene);
-    }
-
-    /// The first `build` after this makes the tree, later ones keep its topology. Only scenes of
-    /// low quality hold their geometries' trees apart, so that one of them can be refitted.
-    void keep_topology() {
-        rtcSetSceneBuildQuality(m_rtc_scene, RTC_BUILD_QUALITY_LOW);
-        rtcSetSceneFlags(m_rtc_scene, RTC_SCENE_FLAG_DYNAMIC);
-        rtcSetGeometryBuildQuality(m_geometry, RTC_BUILD_QUALITY_REFIT);
-    }
-
-    /// From now on the items' boxes are those of the closing shutter, or those of the opening one.
-    void set_later(bool is_later) { m_target.is_later = is_later; }
-
-    RTCScene get_scene() const { return m_rtc_scene; }
-    double get_bytes_per_item() const {
-        return static_cast<double>(m_bytes.load()) /
-               static_cast<double>(m_target.scene.boxes.get_count());
-    }
-
-  private:
-    static void get_bounds(const RTCBoundsFunctionArguments* arguments) {
-        const PeerTarget& target = *static_cast<const PeerTarget*>(arguments->geometryUserPtr);
-        const bool is_later = target.is_later || arguments->timeStep > 0;
-        const Scene& scene = target.scene;
-        *arguments->bounds_o = to_bounds(is_later ? scene.later_boxes[arguments->primID]
-                                                  : scene.boxes[arguments->primID]);
-    }
-
-    static bool count_memory(void* peer, ssize_t bytes, bool) {
-        static_cast<Peer*>(peer)->m_bytes += bytes;
-        return true;
-    }
-
-    PeerTarget m_target;
-    std::atomic<std::int64_t> m_bytes = 0;
-    bool m_is_attached = false;
-    RTCDevice m_device;
-    RTCScene m_rtc_scene;
-    RTCGeometry m_geometry;
-};
 
 RTCRayHit to_peer(const Ray& ray) {
     RTCRayHit pair = {};
@@ -196,7 +94,8 @@ PeerContext make_context(Query query) {
 
 void run_trace(benchmark::State& state, Workload& workload, const PeerKind& kind,
                const TraceQuestion& question) {
-    Peer peer(kind, workload.get_scene(), question.in_motion, RTC_BUILD_QUALITY_MEDIUM);
+    Peer peer(kind, workload.get_scene(), get_callbacks(question.in_motion), question.in_motion,
+              RTC_BUILD_QUALITY_MEDIUM);
     peer.build();
     std::vector<RTCRayHit> prepared;
     for (const Ray& ray : workload.get_rays(question.rays))
@@ -238,7 +137,7 @@ void set_item_counters(benchmark::State& state, Workload& workload, double bytes
 void run_build(benchmark::State& state, Workload& workload, const PeerKind& kind,
                RTCBuildQuality quality) {
     const Scene& scene = workload.get_scene();
-    Peer peer(kind, scene, false, quality);
+    Peer peer(kind, scene, get_callbacks(false), false, quality);
     // A changed geometry is built from scratch: nothing of the last tree is kept.
     for (auto _ : state)
         peer.build();
@@ -246,7 +145,7 @@ void run_build(benchmark::State& state, Workload& workload, const PeerKind& kind
 }
 
 void run_refit(benchmark::State& state, Workload& workload, const PeerKind& kind) {
-    Peer peer(kind, workload.get_scene(), false, RTC_BUILD_QUALITY_MEDIUM);
+    Peer peer(kind, workload.get_scene(), get_callbacks(false), false, RTC_BUILD_QUALITY_MEDIUM);
     peer.keep_topology();
     peer.build();
     bool is_later = false;
@@ -256,14 +155,6 @@ void run_refit(benchmark::State& state, Workload& workload, const PeerKind& kind
         peer.build();
     }
     set_item_counters(state, workload, peer.get_bytes_per_item());
-}
-
-/// Whether this machine has what the kind asks for.
-bool is_available(const PeerKind& kind) {
-    const RTCDevice device = rtcNewDevice(kind.configuration);
-    if (device)
-        rtcReleaseDevice(device);
-    return device != nullptr;
 }
 
 template <typename Run>

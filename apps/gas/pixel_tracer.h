@@ -32,7 +32,7 @@ class PixelTracer {
     void trace_light(const Tile& tile, std::vector<Vec3>& light);
     /// Of each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
     /// ray, nested trees included; the mean over the samples. Rays of a packet share its costs
-    /// evenly.
+    /// evenly: a visit of a node counts once for all of them.
     void trace_costs(const Tile& tile, std::vector<double>& costs);
 
     /// Forgets what makes later rays cheaper, so that costs do not depend on earlier tiles.

@@ -66,9 +66,10 @@ RenderCommand::RenderCommand(CLI::App& app)
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     m_command->add_flag("--motion", m_motion, "Blur what moves while the shutter is open");
-    CLI::Option* heat_map =
-        m_command->add_flag("--heatmap", m_heat_map,
-                            "Show what each pixel's camera rays cost instead of what they see");
+    CLI::Option* heat_map = m_command->add_flag(
+        "--heatmap", m_heat_map,
+        "Show what each pixel's camera rays cost instead of what they see; rays of "
+        "a packet share its cost evenly");
     m_command
         ->add_option("--packet", m_packet_size,
                      "Camera rays traced together, from neighbouring pixels; 1: one by one; "

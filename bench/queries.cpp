@@ -1,0 +1,165 @@
+/// How fast are leaves found in a box, and near a point? Beside the same by looking at every box.
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <benchmark/benchmark.h>
+#include <gas/diagnostics/gas_counted_queries.h>
+#include <gas/traversal/gas_tree_ctx.h>
+
+#include "bench_workload.h"
+#include "processor_clock.h"
+#include "support/seeded_random.h"
+
+namespace gas_bench {
+
+namespace {
+
+using Point = GMathVec3<float>;
+
+constexpr unsigned query_count = 1024;
+/// Looking at every box takes so long that fewer queries must do.
+constexpr unsigned brute_force_count = 4;
+
+Point make_point(support::SeededRandom& random, const GMathBbox3<float>& bounds) {
+    const float x = random.between(bounds.min.x, bounds.max.x);
+    const float y = random.between(bounds.min.y, bounds.max.y);
+    const float z = random.between(bounds.min.z, bounds.max.z);
+    return {x, y, z};
+}
+
+/// Middles of random items, moved a little: where a tool asks, there usually is something.
+std::vector<Point> make_points(const Scene& scene) {
+    support::SeededRandom random(21);
+    std::vector<Point> points;
+    for (unsigned i = 0; i < query_count; ++i) {
+        const GMathBbox3<float>& box = scene.boxes[random.below(scene.boxes.get_count())];
+        const Point offset =
+            make_point(random, scene.bounds) - (scene.bounds.min + scene.bounds.max) * 0.5f;
+        points.push_back((box.min + box.max) * 0.5f + offset * 0.01f);
+    }
+    return points;
+}
+
+bool overlap(const GMathBbox3<float>& a, const GMathBbox3<float>& b) {
+    return a.min.x <= b.max.x && b.min.x <= a.max.x && a.min.y <= b.max.y && b.min.y <= a.max.y &&
+           a.min.z <= b.max.z && b.min.z <= a.max.z;
+}
+
+/// Times `ask(tree query)` for all queries, counts with `count`, and looks at all boxes with
+/// `search` a few times.
+template <typename Ask, typename Count, typename Search>
+void run(benchmark::State& state, const Ask& ask, const Count& count, const Search& search) {
+    double seconds = 0.0;
+    std::uint64_t asked_count = 0;
+    for (auto _ : state) {
+        const double start = get_thread_seconds();
+        for (unsigned query = 0; query < query_count; ++query)
+            ask(query);
+        seconds += get_thread_seconds() - start;
+        asked_count += query_count;
+    }
+    GasWalkCounts counts;
+    std::uint64_t found_count = 0;
+    for (unsigned query = 0; query < query_count; ++query)
+        found_count += count(query, counts);
+    std::uint64_t all_count = 0;
+    const double start = get_thread_seconds();
+    for (unsigned query = 0; query < brute_force_count; ++query)
+        all_count += search(query);
+    benchmark::DoNotOptimize(all_count);
+    const double search_seconds = (get_thread_seconds() - start) / brute_force_count;
+
+    const double query_seconds = seconds / static_cast<double>(asked_count);
+    state.counters["queries/s"] =
+        benchmark::Counter(query_count, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["us/query"] = 1e6 * query_seconds;
+    state.counters["nodes/query"] = static_cast<double>(counts.visited_nodes) / query_count;
+    state.counters["leaves/query"] = static_cast<double>(counts.leaf_calls) / query_count;
+    state.counters["found/query"] = static_cast<double>(found_count) / query_count;
+    state.counters["times_brute_force"] = search_seconds / query_seconds;
+}
+
+/// `side`: of the query boxes, in scene sizes.
+void run_box(benchmark::State& state, Workload& workload, float side) {
+    const Scene& scene = workload.get_scene();
+    const GasTree& tree = workload.get_tracer().get_tree();
+    const Point half = (scene.bounds.max - scene.bounds.min) * (0.5f * side);
+    std::vector<GMathBbox3<float>> boxes;
+    for (const Point& point : make_points(scene))
+        boxes.push_back({point - half, point + half});
+
+    GasTreeCtx ctx;
+    CoreVector<unsigned> leaves;
+    const auto ask = [&](unsigned query) { tree.get_leaves_in_bbox(ctx, boxes[query], leaves); };
+    const auto count = [&](unsigned query, GasWalkCounts& counts) {
+        gas_counted_get_leaves_in_bbox(tree, ctx, boxes[query], leaves, counts);
+        return leaves.get_count();
+    };
+    const auto search = [&](unsigned query) {
+        leaves.clear();
+        for (unsigned item = 0; item < scene.boxes.get_count(); ++item)
+            if (overlap(scene.boxes[item], boxes[query]))
+                leaves.add(item);
+        return leaves.get_count();
+    };
+    run(state, ask, count, search);
+}
+
+float get_center_distance(const GMathBbox3<float>& box, const Point& point) {
+    const Point offset = (box.min + box.max) * 0.5f - point;
+    return std::sqrt(dot(offset, offset));
+}
+
+void run_nearest(benchmark::State& state, Workload& workload, unsigned room) {
+    const Scene& scene = workload.get_scene();
+    const GasTree& tree = workload.get_tracer().get_tree();
+    const std::vector<Point> points = make_points(scene);
+    constexpr float unlimited = std::numeric_limits<float>::infinity();
+
+    GasTreeCtx ctx;
+    std::vector<unsigned> leaves(room);
+    std::vector<float> distances(room);
+    const auto ask = [&](unsigned query) {
+        tree.get_nearest_leaves(ctx, points[query], unlimited, room, leaves.data(),
+                                distances.data());
+    };
+    const auto count = [&](unsigned query, GasWalkCounts& counts) {
+        return gas_counted_get_nearest_leaves(tree, ctx, points[query], unlimited, room,
+                                              leaves.data(), distances.data(), counts);
+    };
+    std::vector<float> all(scene.boxes.get_count());
+    const unsigned kept = std::min(room, scene.boxes.get_count());
+    const auto search = [&](unsigned query) {
+        for (unsigned item = 0; item < scene.boxes.get_count(); ++item)
+            all[item] = get_center_distance(scene.boxes[item], points[query]);
+        std::partial_sort(all.begin(), all.begin() + kept, all.end());
+        return kept;
+    };
+    run(state, ask, count, search);
+}
+
+template <typename Run>
+void add(const std::string& question, const std::shared_ptr<Workload>& workload, Run run) {
+    const std::string name = question + "/" + workload->get_name() + "/gas";
+    benchmark::RegisterBenchmark(name.c_str(), run)
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime();
+}
+
+} // namespace
+
+void register_queries(const Workloads& workloads) {
+    for (const std::shared_ptr<Workload>& workload : workloads) {
+        add("query/box_small", workload,
+            [workload](benchmark::State& state) { run_box(state, *workload, 0.01f); });
+        add("query/box_large", workload,
+            [workload](benchmark::State& state) { run_box(state, *workload, 0.2f); });
+        for (const unsigned room : {1u, 8u, 64u})
+            add("query/nearest_" + std::to_string(room), workload,
+                [workload, room](benchmark::State& state) { run_nearest(state, *workload, room); });
+    }
+}
+
+} // namespace gas_bench
