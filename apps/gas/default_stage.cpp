@@ -33,11 +33,11 @@ class Garden {
   private:
     /// A number of items, in step with the wanted detail.
     unsigned get_count(unsigned usual) const {
-        return std::max(2u, static_cast<unsigned>(usual * m_detail + 0.5));
+        return std::max(2u, static_cast<unsigned>(std::lround(usual * m_detail)));
     }
     /// A number of steps along one of two directions.
     unsigned get_steps(unsigned usual, unsigned least) const {
-        return std::max(least, static_cast<unsigned>(usual * std::sqrt(m_detail) + 0.5));
+        return std::max(least, static_cast<unsigned>(std::lround(usual * std::sqrt(m_detail))));
     }
     /// How often the triangles of a ball are cut in four.
     unsigned get_levels(unsigned usual) const {

@@ -1,6 +1,7 @@
 #include "heat_map.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 #include "bitmap_font.h"
@@ -41,7 +42,7 @@ Color8 get_heat_color(double fraction) {
     const Stop& low = stops[index];
     const Stop& high = stops[index + 1];
     const auto get = [rest](double from, double to) {
-        return static_cast<std::uint8_t>(from + (to - from) * rest + 0.5);
+        return static_cast<std::uint8_t>(std::lround(from + (to - from) * rest));
     };
     return {get(low.red, high.red), get(low.green, high.green), get(low.blue, high.blue)};
 }

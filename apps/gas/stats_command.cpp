@@ -1,5 +1,6 @@
 #include "stats_command.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include <nlohmann/json.hpp>
@@ -89,7 +90,7 @@ void StatsCommand::print_text(const Entry& entry) {
         if (count == 0)
             continue;
         const double share = static_cast<double>(count) / most;
-        const std::string bar(static_cast<std::size_t>(widest_bar * share + 0.5), '#');
+        const std::string bar(static_cast<std::size_t>(std::lround(widest_bar * share)), '#');
         std::printf("  %8zu  %9u  %s\n", level + 1, count, bar.c_str());
     }
     std::printf("\n");
