@@ -282,6 +282,14 @@ TEST_P(RayEntry, ARangeBeyondTheBatchTracesNothing) {
         EXPECT_TRUE(calls.calls.empty()) << first << ".." << last;
     }
 }
+
+TEST_P(RayEntry, ABatchWithoutAnIntersectionMapIsTracedForAllHitsOnly) {
+    build_row(3);
+    batch.get_data().use_intersection_map(false);
+    run(shader);
+    const bool all_hits = GetParam() == RayQuery::hit_static || GetParam() == RayQuery::hit_motion;
+    EXPECT_NE(calls.calls.empty(), all_hits);
+}
 #else
 TEST_P(RayEntry, ARangeBeyondTheBatchAsserts) {
     build_row(3);
