@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_register.h"
 #include "bench_workload.h"
 #include "processor_clock.h"
 
@@ -53,17 +54,7 @@ void run(benchmark::State& state, Workload& workload, const PacketQuestion& ques
 } // namespace
 
 void register_trace_packet(const Workloads& workloads) {
-    for (const std::shared_ptr<Workload>& workload : workloads) {
-        for (const PacketQuestion& question : packet_questions) {
-            const std::string name =
-                std::string(question.name) + "/" + workload->get_name() + "/gas";
-            benchmark::RegisterBenchmark(
-                name.c_str(),
-                [workload, &question](benchmark::State& state) { run(state, *workload, question); })
-                ->Unit(benchmark::kMillisecond)
-                ->MeasureProcessCPUTime();
-        }
-    }
+    register_questions(workloads, packet_questions, run);
 }
 
 } // namespace gas_bench

@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_register.h"
 #include "bench_workload.h"
 
 namespace gas_bench {
@@ -30,17 +31,7 @@ void run(benchmark::State& state, Workload& workload, const TraceQuestion& quest
 } // namespace
 
 void register_trace_single(const Workloads& workloads) {
-    for (const std::shared_ptr<Workload>& workload : workloads) {
-        for (const TraceQuestion& question : trace_questions) {
-            const std::string name =
-                std::string(question.name) + "/" + workload->get_name() + "/gas";
-            benchmark::RegisterBenchmark(
-                name.c_str(),
-                [workload, &question](benchmark::State& state) { run(state, *workload, question); })
-                ->Unit(benchmark::kMillisecond)
-                ->MeasureProcessCPUTime();
-        }
-    }
+    register_questions(workloads, trace_questions, run);
 }
 
 } // namespace gas_bench
