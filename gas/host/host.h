@@ -37,4 +37,5 @@ static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 #include <gas/host/host_access.h>
 #include <gas/host/resource_data.h>
 #include <gas/host/simd_f.h>
+#include <gas/host/simd_i.h>
 #endif

@@ -59,6 +59,9 @@ class SimdF {
     friend SimdF operator|(const SimdF& a, const SimdF& b) {
         return gas_simd::bit_or(a.m_lanes, b.m_lanes);
     }
+    friend SimdF operator^(const SimdF& a, const SimdF& b) {
+        return gas_simd::bit_xor(a.m_lanes, b.m_lanes);
+    }
     friend SimdF operator<(const SimdF& a, const SimdF& b) {
         return gas_simd::less(a.m_lanes, b.m_lanes);
     }

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include <gas/host/host.h>
+#include <gas/traversal/gas_box_pair.h>
 
 /// A ray as the box tests take it: floats, in lanes x, y, z; lane w is 0.
 struct GasLaneRay {
@@ -38,18 +39,17 @@ struct GasLaneRay {
 /// max(t0, t1), and the running value is the second operand of what follows, so that a NaN lane
 /// never culls; none is left when lanes are combined, so any order of combining gives the same.
 inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
-                             const SimdF& first_min, const SimdF& first_max,
-                             const SimdF& second_min, const SimdF& second_max, SimdF& entries) {
+                             const GasBoxPair& boxes, SimdF& entries) {
     const auto get_near = [&](const SimdF& t0, const SimdF& t1) {
         return SimdF::max(SimdF::min(t1, t0), ray.near_distance);
     };
     const auto get_far = [&](const SimdF& t0, const SimdF& t1) {
         return SimdF::min(SimdF::max(t0, t1), far_distance);
     };
-    const SimdF first_t0 = (first_min - ray.origin) * ray.inverse_direction;
-    const SimdF first_t1 = (first_max - ray.origin) * ray.inverse_direction;
-    const SimdF second_t0 = (second_min - ray.origin) * ray.inverse_direction;
-    const SimdF second_t1 = (second_max - ray.origin) * ray.inverse_direction;
+    const SimdF first_t0 = (boxes.first_min - ray.origin) * ray.inverse_direction;
+    const SimdF first_t1 = (boxes.first_max - ray.origin) * ray.inverse_direction;
+    const SimdF second_t0 = (boxes.second_min - ray.origin) * ray.inverse_direction;
+    const SimdF second_t1 = (boxes.second_max - ray.origin) * ray.inverse_direction;
 
     const SimdF first_near = get_near(first_t0, first_t1);
     const SimdF second_near = get_near(second_t0, second_t1);

@@ -160,6 +160,7 @@ void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                     tree, ctx, node, gas_host::get_line(data, static_cast<unsigned>(first)));
                 unsigned children[2];
                 GasTraversalAccess::get_node_children(tree, ctx, node, children[0], children[1]);
+                GasTraversalAccess::free_node(tree, ctx, node);
                 ctx.stack[stack_size++] = {children[1 - order], 0.0f, first, last, 0};
                 node = children[order];
                 continue;
@@ -171,6 +172,7 @@ void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                                                             gas_host::get_ctx(data));
             rays.read_hit_distances(first, last);
         }
+        GasTraversalAccess::free_node(tree, ctx, node);
         if (stack_size == 0)
             break;
         const GasStackEntry& top = ctx.stack[--stack_size];

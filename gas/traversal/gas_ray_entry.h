@@ -12,7 +12,7 @@
 /// as packets; otherwise they go one by one, in ascending order, and a callback sees a context
 /// whose range is the one ray being traced: the caller's own where that is a single ray, else one
 /// over a private copy of the batch's view.
-template <template <typename> typename Nodes, typename Query, GasTraversable Tree, typename Probe>
+template <typename Nodes, typename Query, GasTraversable Tree, typename Probe>
 void gas_walk_batch(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                     GeometryRaytraceCtx& rays, Probe& probe) {
     if (tree.get_node_count() == 0 || !gas_host::get_tree_ctx_slot(shader) ||
@@ -35,7 +35,7 @@ void gas_walk_batch(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         gas_walk_ray<Nodes, Query>(tree, eval, shader, rays, static_cast<unsigned>(first), probe);
         return;
     }
-    if constexpr (Query::goes_in_packets && !Nodes<Tree>::is_motion) {
+    if constexpr (Query::goes_in_packets && !Nodes::is_motion) {
         gas_walk_packets(tree, eval, shader, rays, probe);
     } else {
         const GasRaytraceFrameLease lease(shader);
@@ -68,7 +68,8 @@ template <typename Query, GasTraversable Tree, typename Probe>
 void gas_trace_static(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                       GeometryRaytraceCtx& rays, bool single_leaf_shortcut, Probe& probe) {
     if (!gas_call_single_leaf<false, Query>(tree, eval, shader, rays, single_leaf_shortcut, probe))
-        gas_walk_batch<GasStaticNodes, Query>(tree, eval, shader, rays, probe);
+        gas_walk_batch<typename GasNodeSources<Tree>::Static, Query>(tree, eval, shader, rays,
+                                                                     probe);
 }
 
 /// A motion query. A tree with fewer than two samples is traced as a static one, callback included.
@@ -78,7 +79,9 @@ void gas_trace_motion(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     if (gas_call_single_leaf<true, Query>(tree, eval, shader, rays, single_leaf_shortcut, probe))
         return;
     if (tree.get_motion_blur_sample_count() >= 2)
-        gas_walk_batch<GasMotionNodes, Query>(tree, eval, shader, rays, probe);
+        gas_walk_batch<typename GasNodeSources<Tree>::Motion, Query>(tree, eval, shader, rays,
+                                                                     probe);
     else
-        gas_walk_batch<GasStaticNodes, Query>(tree, eval, shader, rays, probe);
+        gas_walk_batch<typename GasNodeSources<Tree>::Static, Query>(tree, eval, shader, rays,
+                                                                     probe);
 }

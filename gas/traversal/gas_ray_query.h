@@ -14,6 +14,17 @@ inline unsigned gas_get_cache_slot(const GeometryRaytraceData& data, unsigned ra
     return valid ? static_cast<unsigned>(slot) : 0;
 }
 
+/// Whether a cache entry is of this tree and, with `checks_leaf`, names a leaf that it has.
+template <bool checks_leaf, typename Tree>
+bool gas_is_cached(const GasCachedLeaf& cached, const Tree& tree, GasTreeCtx& ctx) {
+    if (cached.tree != &tree)
+        return false;
+    if constexpr (checks_leaf)
+        return GasTraversalAccess::is_leaf_valid(tree, ctx, cached.leaf);
+    else
+        return true;
+}
+
 /// Every leaf whose box the ray crosses, until a callback sets the ray's hit flag.
 class GasAllHits {
   public:
@@ -44,9 +55,9 @@ class GasAllHits {
     }
 
     /// Tries the leaf that stopped the slot's last ray. True: it stopped this one, too.
-    template <typename Tree, typename CallLeaf>
+    template <bool checks_leaf, typename Tree, typename CallLeaf>
     bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call) {
-        if (m_cached.tree != &tree || !GasTraversalAccess::is_leaf_valid(tree, ctx, m_cached.leaf))
+        if (!gas_is_cached<checks_leaf>(m_cached, tree, ctx))
             return false;
         const unsigned leaf = m_cached.leaf;
         call(leaf);
@@ -107,9 +118,9 @@ class GasNearestHit {
 
     /// Tries the leaf that gave the slot's last hit, so that the walk starts with a short ray; the
     /// walk does not visit it again. Never stops the ray.
-    template <typename Tree, typename CallLeaf>
+    template <bool checks_leaf, typename Tree, typename CallLeaf>
     bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call) {
-        if (m_cached.tree != &tree || !GasTraversalAccess::is_leaf_valid(tree, ctx, m_cached.leaf))
+        if (!gas_is_cached<checks_leaf>(m_cached, tree, ctx))
             return false;
         m_pretested_leaf = m_cached.leaf;
         m_has_pretested_leaf = true;

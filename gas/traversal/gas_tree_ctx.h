@@ -41,6 +41,17 @@ class GAS_EXPORT GasTreeCtx {
 
     /// Gives the stack room for `entry_count` entries; what it held is lost if it has to grow.
     void reserve_stack(std::size_t entry_count);
+    /// The same for the decoded boxes.
+    void reserve_decoded_boxes(std::size_t count) {
+        if (count > decoded_box_capacity)
+            grow_decoded_boxes(count);
+    }
+    /// The same for all three slot buffers, one entry per stack entry.
+    void reserve_slots() {
+        reserve_decoded_boxes(stack_capacity);
+        if (stack_capacity > node_state_capacity || stack_capacity > index_capacity)
+            grow_slots();
+    }
 
     GasStackEntry* stack = nullptr;
     unsigned stack_capacity = 0;
@@ -49,6 +60,7 @@ class GAS_EXPORT GasTreeCtx {
     /// Buffers for trees whose boxes are decoded on the way down, one record per stack entry.
     GasBbox* decoded_boxes = nullptr;
     unsigned decoded_box_capacity = 0;
+    /// Eight bytes each.
     void* node_states = nullptr;
     unsigned node_state_capacity = 0;
     unsigned index_capacity = 0;
@@ -70,6 +82,10 @@ class GAS_EXPORT GasTreeCtx {
 
     /// The frame of the next nesting depth; owned, null until first needed.
     GasTreeCtx* next = nullptr;
+
+  private:
+    void grow_decoded_boxes(std::size_t count);
+    void grow_slots();
 };
 
 /// Holds the next free frame of a shader's chain from construction to destruction, with a stack of

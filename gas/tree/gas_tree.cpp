@@ -20,14 +20,11 @@ GasTree::GasTree(const GasTree& other) : GasTree() { *this = other; }
 GasTree& GasTree::operator=(const GasTree& other) {
     if (this == &other)
         return *this;
-    GMathBbox3<float>** samples = nullptr;
-    unsigned sample_count = 0;
-    gas_resize_sample_table(samples, sample_count, other.m_motion_blur_sample_count);
-    for (unsigned sample = 0; sample < sample_count; ++sample)
-        samples[sample] = other.m_motion_blur_bboxes[sample];
+    GMathBbox3<float>** const samples =
+        gas_copy_sample_table(other.m_motion_blur_bboxes, other.m_motion_blur_sample_count);
     delete[] m_motion_blur_bboxes;
     m_motion_blur_bboxes = samples;
-    m_motion_blur_sample_count = sample_count;
+    m_motion_blur_sample_count = other.m_motion_blur_sample_count;
 
     m_nodes = other.m_nodes;
     m_items = other.m_items;

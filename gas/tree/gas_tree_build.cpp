@@ -6,6 +6,7 @@
 #include <optional>
 
 #include <gas/traversal/gas_numeric.h>
+#include <gas/tree/gas_build_input.h>
 #include <gas/tree/gas_sah_workspace.h>
 #include <gas/tree/gas_split_choice.h>
 #include <gas/tree/gas_tree.h>
@@ -41,16 +42,6 @@ void unite_children(GasTree::Node& node, const GasTree::Node& first, const GasTr
     node.bbox_max = {high[0], high[1], high[2]};
 }
 
-/// Builds over an array or a vector; an empty one only clears the tree.
-template <typename Boxes>
-void create_over(GasTree& tree, const Boxes& bboxes, const unsigned* indices,
-                 AppProgressBar* progress_bar, const float& progress_share) {
-    if (const unsigned count = gas_host::get_count(bboxes))
-        tree.create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share);
-    else
-        tree.clear();
-}
-
 } // namespace
 
 void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
@@ -66,12 +57,7 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
     // Everything that can fail comes before the tree owns anything.
     const std::unique_ptr<unsigned[]> items(new unsigned[item_count]);
     const std::unique_ptr<GMathVec3<float>[]> centers(new GMathVec3<float>[item_count]);
-    std::unique_ptr<unsigned, void (*)(void*)> index_copy(nullptr, sys_free);
-    if (indices) {
-        index_copy.reset(
-            static_cast<unsigned*>(sys_malloc(std::size_t{item_count} * sizeof(unsigned))));
-        std::memcpy(index_copy.get(), indices, std::size_t{item_count} * sizeof(unsigned));
-    }
+    GasHeapArray<unsigned> index_copy = gas_copy_indices(indices, item_count);
     m_nodes =
         static_cast<Node*>(sys_aligned_malloc((2 * std::size_t{item_count} - 1) * sizeof(Node)));
     m_items = index_copy.release();
@@ -95,30 +81,17 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
 
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
-    create_over(*this, bboxes, indices, progress_bar, progress_share);
+    gas_create_over(*this, bboxes, indices, progress_bar, progress_share);
 }
 
 void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
-    create_over(*this, bboxes, indices, progress_bar, progress_share);
+    gas_create_over(*this, bboxes, indices, progress_bar, progress_share);
 }
 
 void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
-    clear(); // first of all: when memory runs out below, the tree is empty
-    const unsigned count = gas_host::get_count(bboxes);
-    if (count == 0)
-        return;
-    const GMathBbox3<double>* wide = gas_host::get_items(bboxes);
-    const std::unique_ptr<GMathBbox3<float>[]> narrow(new GMathBbox3<float>[count]);
-    for (unsigned i = 0; i < count; ++i) {
-        const auto round = [](const GMathVec3<double>& corner) -> GMathVec3<float> {
-            return {static_cast<float>(corner.x), static_cast<float>(corner.y),
-                    static_cast<float>(corner.z)};
-        };
-        narrow[i] = {round(wide[i].min), round(wide[i].max)};
-    }
-    create(narrow.get(), count, indices, progress_bar, progress_share);
+    gas_create_over_doubles(*this, bboxes, indices, progress_bar, progress_share);
 }
 
 void GasTree::choose_split(AppProgressBar* progress_bar, float progress_share) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <gas/host/simd_f.h>
+#include <gas/host/simd_i.h>
 
 /// A second host, as small as the library lets one be. Wherever the layout is the host's own it
 /// differs from the reference host's; only the lanes are borrowed.

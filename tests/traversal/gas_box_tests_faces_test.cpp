@@ -57,8 +57,9 @@ PairResult test_pair(const GasLaneRay& ray, float far_distance, const Box& first
         return SimdF(corner[0], corner[1], corner[2], 0.0f);
     };
     SimdF entries;
-    const int hits = gas_test_box_pair(ray, SimdF(far_distance), load(first.min), load(first.max),
-                                       load(second.min), load(second.max), entries);
+    const int hits = gas_test_box_pair(
+        ray, SimdF(far_distance),
+        {load(first.min), load(first.max), load(second.min), load(second.max)}, entries);
     return {hits, {entries.get(0), entries.get(1)}};
 }
 

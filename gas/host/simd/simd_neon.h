@@ -32,6 +32,9 @@ inline Lanes bit_and(Lanes a, Lanes b) {
 inline Lanes bit_or(Lanes a, Lanes b) {
     return vreinterpretq_f32_u32(vorrq_u32(vreinterpretq_u32_f32(a), vreinterpretq_u32_f32(b)));
 }
+inline Lanes bit_xor(Lanes a, Lanes b) {
+    return vreinterpretq_f32_u32(veorq_u32(vreinterpretq_u32_f32(a), vreinterpretq_u32_f32(b)));
+}
 inline Lanes less(Lanes a, Lanes b) { return vreinterpretq_f32_u32(vcltq_f32(a, b)); }
 inline Lanes less_equal(Lanes a, Lanes b) { return vreinterpretq_f32_u32(vcleq_f32(a, b)); }
 inline Lanes min(Lanes a, Lanes b) { return vbslq_f32(vcltq_f32(a, b), a, b); }
@@ -53,5 +56,26 @@ inline Lanes get_mask_xyz() {
     const uint32_t mask[4] = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, 0u};
     return vreinterpretq_f32_u32(vld1q_u32(mask));
 }
+
+using IntegerLanes = int32x4_t;
+
+inline IntegerLanes set_integers(int x, int y, int z, int w) {
+    const int32_t lanes[4] = {x, y, z, w};
+    return vld1q_s32(lanes);
+}
+inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerLanes& last) {
+    const uint16x8_t halves = vmovl_u8(vld1_u8(bytes));
+    first = vreinterpretq_s32_u32(vmovl_u16(vget_low_u16(halves)));
+    last = vreinterpretq_s32_u32(vmovl_u16(vget_high_u16(halves)));
+}
+inline void store_integers(int* lanes, IntegerLanes a) { vst1q_s32(lanes, a); }
+inline IntegerLanes bit_and_integers(IntegerLanes a, IntegerLanes b) { return vandq_s32(a, b); }
+inline Lanes equal_integers(IntegerLanes a, IntegerLanes b) {
+    return vreinterpretq_f32_u32(vceqq_s32(a, b));
+}
+template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
+    return vdupq_laneq_s32(a, lane);
+}
+inline Lanes to_floats(IntegerLanes a) { return vcvtq_f32_s32(a); }
 
 } // namespace gas_simd_neon

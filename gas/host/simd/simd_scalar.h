@@ -65,6 +65,12 @@ inline Lanes bit_or(const Lanes& a, const Lanes& b) {
         set_bits(result, i, get_bits(a, i) | get_bits(b, i));
     return result;
 }
+inline Lanes bit_xor(const Lanes& a, const Lanes& b) {
+    Lanes result;
+    for (unsigned i = 0; i < 4; ++i)
+        set_bits(result, i, get_bits(a, i) ^ get_bits(b, i));
+    return result;
+}
 inline Lanes less(const Lanes& a, const Lanes& b) {
     Lanes result;
     for (unsigned i = 0; i < 4; ++i)
@@ -125,6 +131,40 @@ inline Lanes get_mask_xyz() {
     Lanes result;
     for (unsigned i = 0; i < 4; ++i)
         set_bits(result, i, i < 3 ? 0xFFFFFFFFu : 0u);
+    return result;
+}
+
+struct IntegerLanes {
+    std::int32_t lane[4];
+};
+
+inline IntegerLanes set_integers(int x, int y, int z, int w) { return IntegerLanes{{x, y, z, w}}; }
+inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerLanes& last) {
+    first = set_integers(bytes[0], bytes[1], bytes[2], bytes[3]);
+    last = set_integers(bytes[4], bytes[5], bytes[6], bytes[7]);
+}
+inline void store_integers(int* lanes, const IntegerLanes& a) {
+    std::memcpy(lanes, a.lane, sizeof a.lane);
+}
+inline IntegerLanes bit_and_integers(const IntegerLanes& a, const IntegerLanes& b) {
+    IntegerLanes result;
+    for (unsigned i = 0; i < 4; ++i)
+        result.lane[i] = a.lane[i] & b.lane[i];
+    return result;
+}
+inline Lanes equal_integers(const IntegerLanes& a, const IntegerLanes& b) {
+    Lanes result;
+    for (unsigned i = 0; i < 4; ++i)
+        set_bits(result, i, a.lane[i] == b.lane[i] ? 0xFFFFFFFFu : 0u);
+    return result;
+}
+template <unsigned lane> IntegerLanes broadcast_integer(const IntegerLanes& a) {
+    return set_integers(a.lane[lane], a.lane[lane], a.lane[lane], a.lane[lane]);
+}
+inline Lanes to_floats(const IntegerLanes& a) {
+    Lanes result;
+    for (unsigned i = 0; i < 4; ++i)
+        result.lane[i] = static_cast<float>(a.lane[i]);
     return result;
 }
 

@@ -24,6 +24,7 @@ inline Lanes subtract(Lanes a, Lanes b) { return _mm_sub_ps(a, b); }
 inline Lanes multiply(Lanes a, Lanes b) { return _mm_mul_ps(a, b); }
 inline Lanes bit_and(Lanes a, Lanes b) { return _mm_and_ps(a, b); }
 inline Lanes bit_or(Lanes a, Lanes b) { return _mm_or_ps(a, b); }
+inline Lanes bit_xor(Lanes a, Lanes b) { return _mm_xor_ps(a, b); }
 inline Lanes less(Lanes a, Lanes b) { return _mm_cmplt_ps(a, b); }
 inline Lanes less_equal(Lanes a, Lanes b) { return _mm_cmple_ps(a, b); }
 inline Lanes min(Lanes a, Lanes b) { return _mm_min_ps(a, b); }
@@ -40,5 +41,27 @@ template <unsigned lane> Lanes broadcast_lane(Lanes a) {
     return _mm_shuffle_ps(a, a, _MM_SHUFFLE(lane, lane, lane, lane));
 }
 inline Lanes get_mask_xyz() { return _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0)); }
+
+using IntegerLanes = __m128i;
+
+inline IntegerLanes set_integers(int x, int y, int z, int w) { return _mm_setr_epi32(x, y, z, w); }
+inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerLanes& last) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i packed = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+    const __m128i halves = _mm_unpacklo_epi8(packed, zero);
+    first = _mm_unpacklo_epi16(halves, zero);
+    last = _mm_unpackhi_epi16(halves, zero);
+}
+inline void store_integers(int* lanes, IntegerLanes a) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), a);
+}
+inline IntegerLanes bit_and_integers(IntegerLanes a, IntegerLanes b) { return _mm_and_si128(a, b); }
+inline Lanes equal_integers(IntegerLanes a, IntegerLanes b) {
+    return _mm_castsi128_ps(_mm_cmpeq_epi32(a, b));
+}
+template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
+    return _mm_shuffle_epi32(a, _MM_SHUFFLE(lane, lane, lane, lane));
+}
+inline Lanes to_floats(IntegerLanes a) { return _mm_cvtepi32_ps(a); }
 
 } // namespace gas_simd_sse2

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <gas/host/simd_f.h>
+
+/// Four 32-bit integer lanes x, y, z, w with one meaning on every back end.
+class SimdI {
+  public:
+    using Lanes = gas_simd::IntegerLanes;
+
+    /// Lanes are left uninitialised.
+    SimdI() = default;
+    SimdI(int x, int y, int z, int w) : m_lanes(gas_simd::set_integers(x, y, z, w)) {}
+    SimdI(const Lanes& lanes) : m_lanes(lanes) {}
+
+    /// Eight bytes anywhere: the first four widened to the lanes of `first`, the others to those of
+    /// `last`.
+    static void load_bytes(const unsigned char* bytes, SimdI& first, SimdI& last) {
+        gas_simd::load_bytes(bytes, first.m_lanes, last.m_lanes);
+    }
+    void store(int* lanes) const { gas_simd::store_integers(lanes, m_lanes); }
+
+    friend SimdI operator&(const SimdI& a, const SimdI& b) {
+        return gas_simd::bit_and_integers(a.m_lanes, b.m_lanes);
+    }
+    /// A mask: all bits of a lane set where the two are equal.
+    friend SimdF operator==(const SimdI& a, const SimdI& b) {
+        return gas_simd::equal_integers(a.m_lanes, b.m_lanes);
+    }
+
+    /// Lane `lane` in all four.
+    template <unsigned lane> SimdI broadcast() const {
+        static_assert(lane < 4, "four lanes");
+        return gas_simd::broadcast_integer<lane>(m_lanes);
+    }
+    /// Each lane as a float, rounded to the nearest.
+    SimdF to_floats() const { return gas_simd::to_floats(m_lanes); }
+
+  private:
+    Lanes m_lanes;
+};

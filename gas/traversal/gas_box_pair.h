@@ -1,0 +1,11 @@
+#pragma once
+
+#include <gas/host/host.h>
+
+/// The boxes of two siblings, in lanes x, y, z; lane w is 0.
+struct GasBoxPair {
+    SimdF first_min;
+    SimdF first_max;
+    SimdF second_min;
+    SimdF second_max;
+};
