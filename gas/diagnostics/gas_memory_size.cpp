@@ -1,13 +1,21 @@
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_tree.h>
 
 namespace {
 
-/// What each entry of an index array is charged, in bytes.
-constexpr std::size_t index_charge = 8;
+/// What an index array is charged: 8 bytes per entry.
+std::size_t get_index_size(const unsigned* indices, unsigned count) {
+    return indices ? std::size_t{count} * 8 : 0;
+}
 
 } // namespace
 
 std::size_t GasTree::get_memory_size() const {
-    const std::size_t index_size = m_items ? std::size_t{m_leaf_count} * index_charge : 0;
-    return sizeof(GasTree) + std::size_t{m_node_count} * sizeof(Node) + index_size;
+    return sizeof(GasTree) + std::size_t{m_node_count} * sizeof(Node) +
+           get_index_size(m_items, m_leaf_count);
+}
+
+std::size_t GasCompressedTree::get_memory_size() const {
+    return sizeof(GasCompressedTree) + std::size_t{m_node_count} * sizeof(GasCompressedNode) +
+           get_index_size(m_items, m_leaf_count);
 }

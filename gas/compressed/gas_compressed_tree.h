@@ -1,0 +1,242 @@
+#pragma once
+
+#include <cstddef>
+
+#include <gas/compressed/gas_compressed_node.h>
+#include <gas/gas_export.h>
+#include <gas/host/host.h>
+#include <gas/traversal/gas_bbox.h>
+#include <gas/traversal/gas_leaf_callbacks.h>
+
+class GasTreeCtx;
+struct GasCompressedTreeComputeBboxContext;
+struct GasCompressedTreeQuantizeBboxContext;
+struct GasSahWorkspace;
+
+/// What a split function sees of the build of a GasCompressedTree.
+struct GasCompressedTreeSplitContext {
+    /// The item boxes being built over, indexed by item.
+    const GMathBbox3<float>* bboxes;
+    /// The centres of those boxes, indexed by item.
+    const GMathVec3<float>* centers;
+    /// Scratch of the binned SAH splits; null when the build splits by the median.
+    GasSahWorkspace* sah_workspace;
+    /// The bar given to `create`, or null.
+    AppProgressBar* progress_bar;
+    /// Leaves created so far; counted only with a progress bar.
+    unsigned built_leaf_count;
+};
+
+/// A binary bounding-volume hierarchy over item boxes in 16 bytes per item, and 7 per motion-blur
+/// sample: a node keeps the boxes of its two children as 8-bit distances from its own, and a walk
+/// decodes them on its way down. Leaves are references in their parents.
+///
+/// It answers the ray queries of GasTree with the same callbacks. Decoded boxes are a little larger
+/// than the items' own, so some leaves are called whose box the ray misses. The working range is
+/// a scene of up to about 200 units that shows detail of 1e-2 units and more: there every decoded
+/// box contains the boxes below it (gas_box_codec.h says what happens outside). Scale other scenes,
+/// boxes and rays alike, by a power of two.
+///
+/// A built tree is read-only during queries and may be traced by many threads at once, each with
+/// its own CtxShader. Everything that changes the tree needs exclusive access. The same boxes and
+/// build method give the same tree, bit for bit, on every machine.
+class GAS_EXPORT GasCompressedTree {
+  public:
+    /// Divides the `count` (3 or more) items of a node: reorders `items` in place and always sets
+    /// `left_count`; the first `left_count` entries go to the first child. 0 or `count` cuts the
+    /// list in half instead.
+    using SplitCallback = void (*)(const GasCompressedTreeSplitContext& context, unsigned* items,
+                                   unsigned count, unsigned& left_count);
+
+    static constexpr unsigned no_root = 0xFFFFFFFFu;
+
+    /// An empty tree. Its leaf callbacks do nothing until they are set.
+    GasCompressedTree();
+    /// Copies are shallow: the copy shares the nodes, the index copy and the sample records with
+    /// its source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
+    /// samples. Assignment releases nothing of what the target held but its tables of samples.
+    GasCompressedTree(const GasCompressedTree& other);
+    GasCompressedTree& operator=(const GasCompressedTree& other);
+    virtual ~GasCompressedTree();
+
+    /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Motion-blur
+    /// samples are not counted.
+    virtual std::size_t get_memory_size() const;
+
+    /// Builds the tree over `count` (at least 1) boxes; what it held before is cleared. `indices`,
+    /// when not null, holds `count` values that leaves report in place of their item's position;
+    /// they are copied. With a `progress_bar` (may be null) the build method setting of the bar's
+    /// application chooses the split function and the build fills the bar; without one it is the
+    /// fast binned SAH. A count of 0 breaks the contract; a release build then just clears. When
+    /// memory runs out std::bad_alloc passes through and the tree is empty. Beside the tree itself
+    /// a build needs 24 bytes per item.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                AppProgressBar* progress_bar);
+    /// As above over an array; an empty one only clears the tree.
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar);
+    /// Rounds every coordinate to the nearest float first, not outward.
+    void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar);
+
+    /// Releases everything but the samples' root boxes and leaves an empty tree. Callbacks stay.
+    void clear();
+
+    bool is_empty() const { return m_node_count == 0; }
+    const unsigned& get_leaf_count() const { return m_leaf_count; }
+    /// Nodes, that is inner nodes: one less than leaves, but 1 for a lone leaf.
+    const unsigned& get_node_count() const { return m_node_count; }
+    /// Levels, leaves included; 1 for a lone leaf.
+    const unsigned& get_depth() const { return m_depth; }
+    /// 0, or `no_root` for an empty tree.
+    const unsigned& get_root_index() const { return m_root_index; }
+    /// The exact box of everything; of an empty tree, whatever it was before.
+    const GMathBbox3<float>& get_bbox() const { return m_bbox; }
+    /// The same in motion-blur sample `sample`, which must exist.
+    const GMathBbox3<float>& get_blurred_bbox(const unsigned& sample) const;
+    unsigned get_motion_blur_sample_count() const { return m_motion_blur_sample_count; }
+
+    /// The nodes, `get_node_count()` of them, children after their parent; null when empty. Valid
+    /// until the tree changes.
+    const GasCompressedNode* get_nodes() const { return m_nodes; }
+    /// The nodes' boxes in motion-blur sample `sample`, at 7 bytes each and readable 9 bytes past
+    /// the last; null when there is no such sample or it was never filled.
+    const unsigned char* get_motion_blur_records(const unsigned& sample) const {
+        return sample < m_motion_blur_sample_count ? m_motion_blur_records[sample] : nullptr;
+    }
+    SplitCallback get_split_callback() const { return m_split_callback; }
+
+    /// Sets the leaf callbacks in pairs, static and motion alike. A null one leaves its pair as it
+    /// was; the user pointer is always replaced.
+    void set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest, void* user);
+    /// Sets each leaf callback on its own; a null one leaves its callback as it was.
+    void set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCallback hit_motion,
+                                     GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
+                                     void* user);
+
+    /// Ray queries, as GasTree's of these names: what they promise of leaves, how rays are stopped
+    /// and shortened, and what a batch, a shader or a motion ray needs is said there. A tree of one
+    /// leaf always calls its callback once for the whole range, with no box test and no need of
+    /// frames.
+    ///
+    /// A shader's cached leaf is looked up by the tree's address alone. After a rebuild with fewer
+    /// items, or of another tree at the same address, a ray may first be offered a leaf position of
+    /// the former tree: a callback that takes positions (no index array) checks them, or the
+    /// shader's frames are made anew.
+    void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx) const;
+    void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx) const;
+
+    /// Sets the number of motion-blur samples. Samples below it keep their boxes; new ones have
+    /// none until `refit_motion_blur_sample` fills them.
+    void set_motion_blur_sample_count(const unsigned& count);
+    /// Fills sample `sample` from the item boxes at its time. False, with nothing changed, when
+    /// their count is not the leaf count or there is no such sample. Needs 24 bytes per item while
+    /// it runs.
+    bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
+                                  const unsigned& sample);
+
+    /// Split functions, as GasTree's of these names.
+    static void split_median(const GasCompressedTreeSplitContext& context, unsigned* items,
+                             unsigned count, unsigned& left_count);
+    static void split_sah_bins(const GasCompressedTreeSplitContext& context, unsigned* items,
+                               unsigned count, unsigned& left_count);
+    static void split_sah_bins_fast(const GasCompressedTreeSplitContext& context, unsigned* items,
+                                    unsigned count, unsigned& left_count);
+    static void split_hybrid(const GasCompressedTreeSplitContext& context, unsigned* items,
+                             unsigned count, unsigned& left_count);
+    /// The bounds of the listed items' boxes, or of their centres; `count` is at least 1.
+    static GMathBbox3<float> compute_items_bbox(const unsigned* items, const unsigned& count,
+                                                const GMathBbox3<float>* bboxes);
+    static GMathBbox3<float> compute_items_bbox(const unsigned* items, const unsigned& count,
+                                                const GMathVec3<float>* centers);
+
+    /// The traversal interface, for walks of the caller's own; bodies in
+    /// gas_compressed_tree_traversal.h. Nodes are met as slots of a frame: slot 0 is the root, and
+    /// expanding a node gives its children slots of their own. Whoever drives a walk frees each
+    /// slot when done with it, that of an expanded node too. The frame's stack has room for twice
+    /// the tree's depth (GasTreeCtx::reserve_stack), which bounds the slots in use at any time; the
+    /// tree has two leaves or more.
+    ///
+    /// Starts a walk: gives the frame buffers for as many slots as its stack has entries.
+    void init_traversal(GasTreeCtx& ctx) const;
+    void deinit_traversal(GasTreeCtx&) const {}
+    /// Takes two slots, those freed last first.
+    void get_node_children(GasTreeCtx& ctx, const unsigned& slot, unsigned& first,
+                           unsigned& second) const;
+    void free_node(GasTreeCtx& ctx, const unsigned& slot) const;
+    bool is_node_a_leaf(GasTreeCtx& ctx, const unsigned& slot) const;
+    /// The leaf's position.
+    unsigned get_leaf_value(GasTreeCtx& ctx, const unsigned& slot) const;
+    bool is_leaf_valid(GasTreeCtx& ctx, const unsigned& leaf) const;
+    /// Of an inner node: which child lies nearer along the ray, 0 or 1.
+    unsigned get_node_traversal_order(GasTreeCtx& ctx, const unsigned& slot,
+                                      const GMathBasicRay& ray) const;
+    /// The decoded box; lanes w are 0.
+    void get_node_bbox(GasTreeCtx& ctx, const unsigned& slot, GasBbox& bbox) const;
+    void get_node_bbox(GasTreeCtx& ctx, const unsigned& slot, SimdF& min, SimdF& max) const;
+    /// The same as `get_node_bbox`, whatever the sample: slots hold the boxes of the built tree.
+    void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& slot, const unsigned& sample,
+                               GasBbox& bbox) const;
+    void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& slot, const unsigned& sample,
+                               SimdF& min, SimdF& max) const;
+    bool has_sample(const unsigned& sample) const {
+        return get_motion_blur_records(sample) != nullptr;
+    }
+
+    /// Leaf dispatch: maps the leaf's position to its item and calls the callback of that name. A
+    /// position beyond the index array is not called.
+    void leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                             GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_motion(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                             GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                                     CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_motion(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                                     GeometryRaytraceCtx& ctx) const;
+    void leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
+                                     CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+
+  private:
+    // Steps of the build.
+    void recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node, unsigned depth,
+                       unsigned* items, const unsigned& count);
+    void split_items(const GMathBbox3<float>* bboxes, AppProgressBar* progress_bar);
+    void create_single_leaf(const GMathBbox3<float>& bbox);
+    void compute_bboxes(GasCompressedTreeComputeBboxContext& context, const unsigned& node,
+                        GMathBbox3<float>& out) const;
+    void quantize_tree(GasCompressedTreeQuantizeBboxContext& context, const unsigned& node,
+                       const GMathBbox3<float>& node_decoded_box);
+    void quantize_motion_blur_bboxes(GasCompressedTreeQuantizeBboxContext& context,
+                                     const unsigned& sample, const unsigned& node,
+                                     const GMathBbox3<float>& node_decoded_box);
+
+    unsigned take_slot(GasTreeCtx& ctx) const;
+    void call_leaf(GasLeafCallback callback, const unsigned& leaf, const CtxEval& eval,
+                   CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+
+    GasCompressedNode* m_nodes;
+    unsigned m_motion_blur_sample_count;
+    unsigned char** m_motion_blur_records;
+    GMathBbox3<float> m_bbox;
+    unsigned m_blurred_bbox_count;
+    GMathBbox3<float>* m_blurred_bboxes;
+    unsigned m_root_index;
+    unsigned* m_items;
+    unsigned m_leaf_count;
+    unsigned m_node_count;
+    unsigned m_depth;
+    SplitCallback m_split_callback;
+    GasLeafCallbacks m_leaf_callbacks;
+};

@@ -1,0 +1,59 @@
+#include <cstring>
+#include <memory>
+
+#include <gas/compressed/gas_compressed_build_steps.h>
+#include <gas/compressed/gas_compressed_tree.h>
+#include <gas/tree/gas_build_input.h>
+#include <gas/tree/gas_sample_table.h>
+
+namespace {
+
+/// What follows the last record of a sample: records are read by wider loads.
+constexpr std::size_t record_slack = 9;
+
+} // namespace
+
+void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
+    const unsigned new_count = count;
+    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
+        sys_free(m_motion_blur_records[sample]);
+        m_motion_blur_records[sample] = nullptr;
+    }
+    if (new_count != m_motion_blur_sample_count)
+        gas_resize_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
+    if (new_count != m_blurred_bbox_count)
+        gas_resize_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
+}
+
+bool GasCompressedTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
+                                                 const unsigned& sample) {
+    if (gas_host::get_count(bboxes) != m_leaf_count)
+        return false;
+    if (sample >= m_motion_blur_sample_count)
+        return false;
+    if (m_node_count == 0)
+        return true;
+
+    // Everything that can fail comes before anything changes.
+    const std::size_t record_size = std::size_t{m_node_count} * sizeof(GasQuantizedPair);
+    const std::unique_ptr<GMathBbox3<float>[]> boxes(new GMathBbox3<float>[m_node_count]);
+    unsigned char*& records = m_motion_blur_records[sample];
+    if (!records) {
+        records = static_cast<unsigned char*>(sys_malloc(record_size + record_slack));
+        std::memset(records + record_size, 0, record_slack);
+    }
+
+    const GMathBbox3<float>* item_bboxes = gas_host::get_items(bboxes);
+    GMathBbox3<float>& root_bbox = m_blurred_bboxes[sample];
+    if (m_leaf_count == 1) {
+        root_bbox = item_bboxes[0];
+        const GasQuantizedPair pair = {{0xFF, 0xFF, 0xFF}, 0, {0xFF, 0xFF, 0xFF}};
+        std::memcpy(records, &pair, sizeof pair);
+        return true;
+    }
+    GasCompressedTreeComputeBboxContext exact = {item_bboxes, boxes.get()};
+    compute_bboxes(exact, m_root_index, root_bbox);
+    GasCompressedTreeQuantizeBboxContext context = {item_bboxes, boxes.get(), boxes.get()};
+    quantize_motion_blur_bboxes(context, sample, m_root_index, root_bbox);
+    return true;
+}

@@ -1,0 +1,42 @@
+#include <gas/compressed/gas_compressed_tree.h>
+
+#include <gas/tree/gas_split_items.h>
+#include <gas/tree/gas_split_median.h>
+#include <gas/tree/gas_split_sah.h>
+
+static_assert(GasSplitContext<GasCompressedTreeSplitContext>);
+
+void GasCompressedTree::split_median(const GasCompressedTreeSplitContext& context, unsigned* items,
+                                     unsigned count, unsigned& left_count) {
+    gas_split_median(context, items, count, left_count);
+}
+
+void GasCompressedTree::split_sah_bins(const GasCompressedTreeSplitContext& context,
+                                       unsigned* items, unsigned count, unsigned& left_count) {
+    gas_split_sah_bins(context, items, count, left_count);
+}
+
+void GasCompressedTree::split_sah_bins_fast(const GasCompressedTreeSplitContext& context,
+                                            unsigned* items, unsigned count, unsigned& left_count) {
+    gas_split_sah_bins_fast(context, items, count, left_count);
+}
+
+void GasCompressedTree::split_hybrid(const GasCompressedTreeSplitContext& context, unsigned* items,
+                                     unsigned count, unsigned& left_count) {
+    gas_split_hybrid(context, items, count, left_count);
+}
+
+GMathBbox3<float> GasCompressedTree::compute_items_bbox(const unsigned* items,
+                                                        const unsigned& count,
+                                                        const GMathBbox3<float>* bboxes) {
+    GMathBbox3<float> bounds = bboxes[items[0]];
+    for (unsigned i = 1; i < count; ++i)
+        gas_unite(bounds, bboxes[items[i]]);
+    return bounds;
+}
+
+GMathBbox3<float> GasCompressedTree::compute_items_bbox(const unsigned* items,
+                                                        const unsigned& count,
+                                                        const GMathVec3<float>* centers) {
+    return gas_center_bounds(items, count, centers);
+}
