@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_tree.h>
 
 /// What a query did: for heat maps and benchmarks. The counting engines are instantiations of the
@@ -27,4 +28,16 @@ void gas_counted_ray_hit_nearest_static(const GasTree& tree, const CtxEval& eval
                                         GasWalkCounts& counts);
 void gas_counted_ray_hit_nearest_motion(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                         GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
+                                        GasWalkCounts& counts);
+
+/// As GasCompressedTree's queries of these names; add to `counts`.
+void gas_counted_ray_hit_static(const GasCompressedTree& tree, const CtxEval& eval,
+                                CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
+void gas_counted_ray_hit_motion(const GasCompressedTree& tree, const CtxEval& eval,
+                                CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
+void gas_counted_ray_hit_nearest_static(const GasCompressedTree& tree, const CtxEval& eval,
+                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
+                                        GasWalkCounts& counts);
+void gas_counted_ray_hit_nearest_motion(const GasCompressedTree& tree, const CtxEval& eval,
+                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
                                         GasWalkCounts& counts);
