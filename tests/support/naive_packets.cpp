@@ -43,14 +43,8 @@ Packet& packet_of(PacketBuffer& buffer, int ray) {
     return buffer[static_cast<std::size_t>(ray) / 4];
 }
 
-/// The range of rays that a node is left with, and whether the frustum took it.
-struct Range {
-    int first;
-    int last;
-    bool culled;
-};
-
-Range narrow_by_packets(PacketBuffer& buffer, const Batch& batch, const Box& box, Range range) {
+RayRange narrow_by_packets(PacketBuffer& buffer, const Batch& batch, const Box& box,
+                           RayRange range) {
     unsigned mask = hit_lanes(packet_of(buffer, range.first), box);
     range.first = move_first(range.first, mask);
     if (mask == 0 && batch.frustum && is_outside(*batch.frustum, box)) {
@@ -69,7 +63,7 @@ Range narrow_by_packets(PacketBuffer& buffer, const Batch& batch, const Box& box
     return range;
 }
 
-Range narrow_by_rays(const Batch& batch, const Box& box, Range range) {
+RayRange narrow_by_rays(const Batch& batch, const Box& box, RayRange range) {
     const auto hits = [&](int index) {
         const Ray& ray = batch.rays[static_cast<std::size_t>(index)];
         Packet lanes;
@@ -92,16 +86,9 @@ Range narrow_by_rays(const Batch& batch, const Box& box, Range range) {
     return range;
 }
 
-/// Which child a ray visits first: 0 or 1.
-unsigned first_child(const Node& node, const Ray& ray) {
-    const unsigned axis = node.order_code & 3;
-    const bool reversed = (node.order_code & 4) != 0;
-    return (ray.direction[axis] < 0.0) != reversed ? 1 : 0;
-}
-
 struct Visit {
     unsigned node;
-    Range range;
+    RayRange range;
 };
 
 } // namespace
@@ -147,43 +134,60 @@ bool is_outside(const Frustum& frustum, const Box& box) {
     return false;
 }
 
+BatchRays::BatchRays(PacketBuffer& buffer, const Batch& batch, unsigned tree_depth)
+    : m_buffer(buffer), m_batch(batch), m_in_packets(tree_depth >= 4) {
+    if (!m_in_packets)
+        return;
+    const std::size_t packet_count = (batch.rays.size() + 3) / 4;
+    if (packet_count > buffer.size())
+        buffer.assign(packet_count, Packet());
+    for (int i = batch.first; i <= batch.last; ++i)
+        load(packet_of(buffer, i), static_cast<unsigned>(i % 4),
+             batch.rays[static_cast<std::size_t>(i)]);
+}
+
+RayRange BatchRays::narrow(const Box& box, const RayRange& range) const {
+    return m_in_packets ? narrow_by_packets(m_buffer, m_batch, box, range)
+                        : narrow_by_rays(m_batch, box, range);
+}
+
+bool BatchRays::starts_with_second(const RayRange& range, unsigned order_code) const {
+    const Ray& ray = m_batch.rays[static_cast<std::size_t>(range.first)];
+    const bool reversed = (order_code & 4) != 0;
+    return (ray.direction[order_code & 3] < 0.0) != reversed;
+}
+
+void BatchRays::read_distances(const RayRange& range) {
+    for (int i = range.first; m_in_packets && i <= range.last; ++i)
+        packet_of(m_buffer, i).far_distance[i % 4] =
+            static_cast<float>(m_batch.rays[static_cast<std::size_t>(i)].hit_distance);
+}
+
 PacketCounts ray_hit_nearest_batch(const Tree& tree, PacketBuffer& buffer, Batch& batch,
                                    const RangeCallback& callback) {
     PacketCounts counts;
     if (tree.nodes.empty())
         return counts;
-    const bool in_packets = tree.depth >= 4;
-    if (in_packets) {
-        const std::size_t packet_count = (batch.rays.size() + 3) / 4;
-        if (packet_count > buffer.size())
-            buffer.assign(packet_count, Packet());
-        for (int i = batch.first; i <= batch.last; ++i)
-            load(packet_of(buffer, i), static_cast<unsigned>(i % 4),
-                 batch.rays[static_cast<std::size_t>(i)]);
-    }
+    BatchRays rays(buffer, batch, tree.depth);
 
-    std::vector<Visit> stack = {{0, {batch.first, batch.last, false}}};
+    std::vector<Visit> stack = {{0, {batch.first, batch.last}}};
     while (!stack.empty()) {
         const Visit now = stack.back();
         stack.pop_back();
         ++counts.nodes;
         const Node& node = tree.nodes[now.node];
-        const Range range = in_packets ? narrow_by_packets(buffer, batch, node.box, now.range)
-                                       : narrow_by_rays(batch, node.box, now.range);
+        const RayRange range = rays.narrow(node.box, now.range);
         counts.culled_by_frustum += range.culled;
-        if (range.culled || range.first > range.last)
+        if (range.is_empty())
             continue;
         if (!node.leaf) {
-            const unsigned order =
-                first_child(node, batch.rays[static_cast<std::size_t>(range.first)]);
+            const unsigned order = rays.starts_with_second(range, node.order_code) ? 1 : 0;
             stack.push_back({node.index + 1 - order, range});
             stack.push_back({node.index + order, range});
             continue;
         }
         callback(tree.items.empty() ? node.index : tree.items[node.index], range.first, range.last);
-        for (int i = range.first; in_packets && i <= range.last; ++i)
-            packet_of(buffer, i).far_distance[i % 4] =
-                static_cast<float>(batch.rays[static_cast<std::size_t>(i)].hit_distance);
+        rays.read_distances(range);
     }
     return counts;
 }

@@ -46,6 +46,36 @@ struct Batch {
     const Frustum* frustum = nullptr;
 };
 
+/// The rays of a batch that a node is left with: none when `first` is beyond `last` or when the
+/// frustum took them.
+struct RayRange {
+    int first;
+    int last;
+    bool culled = false;
+
+    bool is_empty() const { return culled || first > last; }
+};
+
+/// The rays of a batch on their way through one tree: in packets, or one by one through a tree of
+/// fewer than four levels, which leaves the buffer alone.
+class BatchRays {
+  public:
+    BatchRays(PacketBuffer& buffer, const Batch& batch, unsigned tree_depth);
+
+    /// Moves the ends of the range inwards to rays that are inside the box.
+    RayRange narrow(const Box& box, const RayRange& range) const;
+    /// Whether the first ray of the range visits a node's second child first: by the axis in the
+    /// code, the other way around with 4 in it.
+    bool starts_with_second(const RayRange& range, unsigned order_code) const;
+    /// Takes up the hit distances that a callback left.
+    void read_distances(const RayRange& range);
+
+  private:
+    PacketBuffer& m_buffer;
+    const Batch& m_batch;
+    bool m_in_packets;
+};
+
 /// Receives the item of a reached leaf, already mapped through the index array, and the rays that
 /// it is asked about.
 using RangeCallback = std::function<void(unsigned item, int first, int last)>;
