@@ -3,6 +3,7 @@
 #include <functional>
 #include <vector>
 
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_tree.h>
 
 namespace support {
@@ -48,6 +49,20 @@ inline void trace(const GasTree& tree, RayQuery query, CtxShader& shader, Geomet
     }
 }
 
+inline void trace(const GasCompressedTree& tree, RayQuery query, CtxShader& shader,
+                  GeometryRaytraceCtx& rays, const CtxEval& eval = CtxEval()) {
+    switch (query) {
+    case RayQuery::hit_static:
+        return tree.ray_hit_static(eval, shader, rays);
+    case RayQuery::hit_motion:
+        return tree.ray_hit_motion(eval, shader, rays);
+    case RayQuery::nearest_static:
+        return tree.ray_hit_nearest_static(eval, shader, rays);
+    case RayQuery::nearest_motion:
+        return tree.ray_hit_nearest_motion(eval, shader, rays);
+    }
+}
+
 /// What a leaf callback was called with.
 struct LeafCall {
     RayQuery callback;
@@ -65,11 +80,11 @@ class RecordingCallbacks {
     using React = std::function<void(unsigned item, CtxShader& shader, GeometryRaytraceCtx& rays)>;
 
     RecordingCallbacks() = default;
-    explicit RecordingCallbacks(GasTree& tree) { attach(tree); }
+    template <typename Tree> explicit RecordingCallbacks(Tree& tree) { attach(tree); }
     RecordingCallbacks(const RecordingCallbacks&) = delete;
     RecordingCallbacks& operator=(const RecordingCallbacks&) = delete;
 
-    void attach(GasTree& tree) {
+    template <typename Tree> void attach(Tree& tree) {
         tree.set_leaf_raytrace_callbacks(record<RayQuery::hit_static>, record<RayQuery::hit_motion>,
                                          record<RayQuery::nearest_static>,
                                          record<RayQuery::nearest_motion>, this);

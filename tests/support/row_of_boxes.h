@@ -2,8 +2,6 @@
 
 #include <vector>
 
-#include <gas/tree/gas_tree.h>
-
 #include "box_conversion.h"
 #include "naive_tree.h"
 #include "tree_build.h"
@@ -21,7 +19,8 @@ inline std::vector<naive::Box> row_of_boxes(unsigned count, float offset = 0.0f)
 }
 
 /// Gives `tree` these motion-blur samples, each with one box per leaf.
-inline void fill_samples(GasTree& tree, const std::vector<std::vector<naive::Box>>& samples) {
+template <typename Tree>
+void fill_samples(Tree& tree, const std::vector<std::vector<naive::Box>>& samples) {
     tree.set_motion_blur_sample_count(static_cast<unsigned>(samples.size()));
     for (unsigned sample = 0; sample < samples.size(); ++sample)
         tree.refit_motion_blur_sample(to_boxes(samples[sample]), sample);

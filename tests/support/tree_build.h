@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/host/host.h>
 #include <gas/tree/gas_tree.h>
 
@@ -41,6 +42,12 @@ inline void build(GasTree& tree, const std::vector<naive::Box>& boxes,
                   const std::vector<unsigned>& indices = {}) {
     QuietProgress progress(split);
     tree.create(to_boxes(boxes), indices.empty() ? nullptr : indices.data(), &progress.bar, 1.0f);
+}
+inline void build(GasCompressedTree& tree, const std::vector<naive::Box>& boxes,
+                  naive::Split split = naive::Split::sah_fast,
+                  const std::vector<unsigned>& indices = {}) {
+    QuietProgress progress(split);
+    tree.create(to_boxes(boxes), indices.empty() ? nullptr : indices.data(), &progress.bar);
 }
 
 } // namespace support
