@@ -75,8 +75,8 @@ std::vector<Box> decoded_boxes(const CompressedTree& tree, unsigned sample);
 
 /// The walks of the plain tree over boxes that are decoded on the way down. A tree over one item
 /// calls back once, whatever the ray. A cached leaf is tried if its entry names this tree, even if
-/// the tree has fewer leaves now: then it gives the position as it is, or nothing at all through an
-/// index array.
+/// the tree has fewer leaves now: then it gives the position as it is, or calls nothing through an
+/// index array. Either way the ray's flag is looked at, which may have been set before.
 void ray_hit_static(const CompressedTree& tree, Cache& cache, Ray& ray,
                     const LeafCallback& callback);
 /// Over boxes blended between two filled samples; without two samples, the static walk.

@@ -105,8 +105,10 @@ struct AllHitsWalk {
     void run() {
         const CompressedTree& tree = source.tree;
         // The leaf that stopped the last ray of this slot often stops this one, too.
-        if (cached.tree == &tree && has_item(tree, cached.leaf)) {
-            callback(item_of(tree, cached.leaf), ray);
+        if (cached.tree == &tree) {
+            if (has_item(tree, cached.leaf)) {
+                callback(item_of(tree, cached.leaf), ray);
+            }
             if (ray.hit_flag) {
                 return;
             }

@@ -166,9 +166,16 @@ TEST(NaiveCompressedRays, StaleCacheEntriesAreTried) {
         ray.hit_flag = true;
         naive::ray_hit_static(*tree, cache, ray,
                               [&](unsigned item, Ray&) { order.push_back(item); });
-        // The position itself stops a ray whose flag is set; what has no item does not.
-        EXPECT_EQ(order, tree == &plain ? Items{9} : Items{5});
-        EXPECT_EQ(cache.all_hits[0].leaf, tree == &plain ? 9u : 0u);
+        // A ray whose flag is set stops here, whether the position has an item to call or not.
+        EXPECT_EQ(order, tree == &plain ? Items{9} : Items());
+        EXPECT_EQ(cache.all_hits[0].leaf, 9u);
+
+        order.clear();
+        ray = along_x();
+        naive::ray_hit_static(*tree, cache, ray,
+                              [&](unsigned item, Ray&) { order.push_back(item); });
+        EXPECT_EQ(order, tree == &plain ? (Items{9, 0, 1, 2}) : (Items{5, 6, 7}));
+        EXPECT_EQ(cache.all_hits[0].tree, nullptr);
 
         order.clear();
         ray = along_x();
