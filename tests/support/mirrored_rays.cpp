@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "row_of_boxes.h"
 #include "seeded_random.h"
 
 namespace support {
@@ -64,24 +63,12 @@ NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_
 
 } // namespace
 
-void MirroredTree::build(const std::vector<naive::Box>& boxes, naive::Split split,
-                         const std::vector<unsigned>& indices,
-                         const std::vector<std::vector<naive::Box>>& samples) {
-    m_boxes = boxes;
-    support::build(library, boxes, split, indices);
-    fill_samples(library, samples);
-    reference = naive::build(boxes, split, indices);
-    naive::set_sample_count(reference, static_cast<unsigned>(samples.size()));
-    for (unsigned sample = 0; sample < samples.size(); ++sample)
-        naive::refit_sample(reference, samples[sample], sample);
-}
-
 Mirror::Mirror(std::vector<MirroredTree*> trees, const CtxMotionBlur& shutter)
     : m_trees(std::move(trees)), m_shutter(shutter) {
     for (MirroredTree* tree : m_trees) {
-        tree->library.set_leaf_raytrace_callbacks(
-            receive<RayQuery::hit_static>, receive<RayQuery::hit_motion>,
-            receive<RayQuery::nearest_static>, receive<RayQuery::nearest_motion>, this);
+        tree->set_callbacks(receive<RayQuery::hit_static>, receive<RayQuery::hit_motion>,
+                            receive<RayQuery::nearest_static>, receive<RayQuery::nearest_motion>,
+                            this);
     }
 }
 
@@ -131,7 +118,7 @@ std::vector<RayResult> Mirror::trace_library(const BatchSpec& spec, RayQuery que
     // The outer walk has resolved its time when a nested one sets the samples of its own tree.
     const CtxMotionBlur outer_samples = m_shader.get_motion_blur();
     set_samples(tree);
-    trace(m_trees[tree]->library, query, m_shader, batch.get_ctx());
+    m_trees[tree]->trace(query, m_shader, batch.get_ctx());
     m_shader.set_motion_blur(outer_samples);
     m_levels.pop_back();
     if (m_shader.tree_ctx_slot != tree_ctx || m_shader.ray_frame_slot != ray_frame)
@@ -198,17 +185,24 @@ std::vector<RayResult> Mirror::trace_reference(const BatchSpec& batch, RayQuery 
         ray.cache_slot = spec.cache_slot;
     }
 
+    const Called called = {query, tree, depth};
+    const bool walks = !m_trees[tree]->calls_without_walk();
     // A batch of several rays takes a frame of packets, whether it goes together or not.
-    m_packets_in_use += batch.has_several_rays();
-    if (batch.has_several_rays() && get_effective_query(query, tree) == RayQuery::nearest_static) {
-        trace_reference_together(batch, rays, query, tree, depth);
+    const unsigned packets_taken = walks && batch.has_several_rays() ? 1 : 0;
+    m_packets_in_use += packets_taken;
+    m_caches_in_use += walks;
+    const bool together =
+        batch.has_several_rays() && goes_together(get_effective_query(query, tree));
+    if (!walks || together) {
+        trace_reference_together(batch, rays, called);
     } else {
         for (int i = batch.first_ray; i <= batch.last_ray; ++i) {
             const std::size_t ray = static_cast<std::size_t>(i);
-            trace_reference_alone({batch.rays[ray], query, tree, depth}, i, rays[ray]);
+            trace_reference_alone({batch.rays[ray], called}, i, rays[ray]);
         }
     }
-    m_packets_in_use -= batch.has_several_rays();
+    m_caches_in_use -= walks;
+    m_packets_in_use -= packets_taken;
 
     std::vector<RayResult> results;
     for (const naive::Ray& ray : rays)
@@ -217,56 +211,48 @@ std::vector<RayResult> Mirror::trace_reference(const BatchSpec& batch, RayQuery 
 }
 
 void Mirror::trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
-                                      RayQuery query, unsigned tree, unsigned depth) {
+                                      const Called& called) {
+    const MirroredTree& tree = *m_trees[called.tree];
     naive::Batch traced;
     traced.rays.swap(rays);
     traced.first = batch.first_ray;
     traced.last = batch.last_ray;
     if (!batch.planes.empty())
         traced.frustum = &batch.planes;
+    const RayQuery received =
+        tree.calls_without_walk() ? called.query : get_effective_query(called.query, called.tree);
     const naive::RangeCallback callback = [&](unsigned item, int first, int last) {
-        m_reference_events.push_back({depth, RayQuery::nearest_static, item, first, last});
+        m_reference_events.push_back({called.depth, received, item, first, last});
         for (int i = first; i <= last; ++i) {
             const std::size_t ray = static_cast<std::size_t>(i);
-            react_in_reference({batch.rays[ray], query, tree, depth}, item, traced.rays[ray]);
+            react_in_reference({batch.rays[ray], called}, item, traced.rays[ray]);
         }
     };
-    const naive::PacketCounts counts = naive::ray_hit_nearest_batch(
-        m_trees[tree]->reference, m_packets[m_packets_in_use - 1], traced, callback);
+    naive::PacketBuffer no_packets;
+    naive::PacketBuffer& packets =
+        tree.calls_without_walk() ? no_packets : m_packets[m_packets_in_use - 1];
+    const naive::PacketCounts counts = tree.trace_reference(packets, traced, callback);
     m_packet_counts.nodes += counts.nodes;
     m_packet_counts.culled_by_frustum += counts.culled_by_frustum;
     rays.swap(traced.rays);
 }
 
 void Mirror::trace_reference_alone(const Traced& traced, int index, naive::Ray& ray) {
-    const naive::Tree& tree = m_trees[traced.tree]->reference;
-    const RayQuery effective = get_effective_query(traced.query, traced.tree);
-    naive::Cache& cache = m_caches[traced.depth];
+    const Called& called = traced.called;
+    const MirroredTree& tree = *m_trees[called.tree];
+    const RayQuery received = get_effective_query(called.query, called.tree);
     const naive::TimeSpan span =
         naive::time_span(ray.time, m_shutter.get_shutter_open(), m_shutter.get_shutter_close(),
-                         m_trees[traced.tree]->get_sample_count());
+                         tree.get_sample_count());
     const naive::LeafCallback callback = [&](unsigned item, naive::Ray& current) {
-        m_reference_events.push_back({traced.depth, effective, item, index, index});
+        m_reference_events.push_back({called.depth, received, item, index, index});
         react_in_reference(traced, item, current);
     };
-    switch (effective) {
-    case RayQuery::hit_static:
-        naive::ray_hit_static(tree, cache, ray, callback);
-        break;
-    case RayQuery::hit_motion:
-        naive::ray_hit_motion(tree, cache, ray, span, callback);
-        break;
-    case RayQuery::nearest_static:
-        naive::ray_hit_nearest_static(tree, cache, ray, callback);
-        break;
-    case RayQuery::nearest_motion:
-        naive::ray_hit_nearest_motion(tree, cache, ray, span, callback);
-        break;
-    }
+    tree.trace_reference(received, m_caches[m_caches_in_use - 1], ray, span, callback);
 }
 
 void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray) {
-    const RayQuery query = traced.query;
+    const RayQuery query = traced.called.query;
     const Reaction reaction = choose_reaction(traced.spec, item);
     const double distance = traced.spec.scale * reaction.share;
     double& bound = is_nearest(query) ? ray.hit_distance : ray.far_distance;
@@ -291,11 +277,11 @@ void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray&
         ray.hit_flag = true;
         break;
     case Action::nested_query:
-        if (traced.depth < deepest && m_reference_nested < most_nested) {
+        if (traced.called.depth < deepest && m_reference_nested < most_nested) {
             ++m_reference_nested;
             const NestedQuery nested =
                 make_nested(traced.spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
-            trace_reference(nested.batch, nested.query, nested.tree, traced.depth + 1);
+            trace_reference(nested.batch, nested.query, nested.tree, traced.called.depth + 1);
         }
         break;
     }
@@ -339,8 +325,8 @@ bool Mirror::is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry
     if (!library.tree || !reference.tree)
         return library.tree == reference.tree;
     for (const MirroredTree* tree : m_trees) {
-        if (library.tree == &tree->library)
-            return reference.tree == &tree->reference && library.leaf == reference.leaf;
+        if (library.tree == tree->get_library())
+            return reference.tree == tree->get_reference() && library.leaf == reference.leaf;
     }
     return false;
 }

@@ -4,11 +4,7 @@
 #include <string>
 #include <vector>
 
-#include <gas/tree/gas_tree.h>
-
-#include "naive_packets.h"
-#include "naive_tree.h"
-#include "recording_callbacks.h"
+#include "mirrored_trees.h"
 #include "test_shader.h"
 
 namespace support {
@@ -27,23 +23,6 @@ struct RaySpec {
     double scale = 1.0;
     /// Decides, with the item, what callbacks do.
     std::uint64_t seed = 0;
-};
-
-/// The same tree twice: the library's and the naive one.
-class MirroredTree {
-  public:
-    void build(const std::vector<naive::Box>& boxes, naive::Split split,
-               const std::vector<unsigned>& indices,
-               const std::vector<std::vector<naive::Box>>& samples);
-
-    const std::vector<naive::Box>& get_boxes() const { return m_boxes; }
-    unsigned get_sample_count() const { return library.get_motion_blur_sample_count(); }
-
-    GasTree library;
-    naive::Tree reference;
-
-  private:
-    std::vector<naive::Box> m_boxes;
 };
 
 /// What both sides write down of a leaf callback.
@@ -112,12 +91,17 @@ class Mirror {
         RayQuery query;
     };
 
-    /// One ray of the naive side on its way through a tree.
-    struct Traced {
-        const RaySpec& spec;
+    /// A query of the naive side.
+    struct Called {
         RayQuery query;
         unsigned tree;
         unsigned depth;
+    };
+
+    /// One ray of it.
+    struct Traced {
+        const RaySpec& spec;
+        Called called;
     };
 
     template <RayQuery callback>
@@ -130,7 +114,7 @@ class Mirror {
                                            unsigned depth);
     void trace_reference_alone(const Traced& traced, int index, naive::Ray& ray);
     void trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
-                                  RayQuery query, unsigned tree, unsigned depth);
+                                  const Called& called);
     void react_in_library(unsigned item, unsigned ray, GeometryRaytraceCtx& rays);
     void react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray);
     RayQuery get_effective_query(RayQuery query, unsigned tree) const;
@@ -142,8 +126,10 @@ class Mirror {
     std::vector<MirroredTree*> m_trees;
     CtxMotionBlur m_shutter;
     TestShader m_shader;
+    /// One per walk that is under way: what calls without a walk takes none.
     naive::Cache m_caches[deepest + 1];
-    /// One buffer per batch of several rays that is under way.
+    unsigned m_caches_in_use = 0;
+    /// One buffer per walk of several rays that is under way.
     naive::PacketBuffer m_packets[deepest + 1];
     unsigned m_packets_in_use = 0;
     naive::PacketCounts m_packet_counts;

@@ -20,7 +20,7 @@ using naive::Box;
 using support::BatchMaker;
 using support::BatchSpec;
 using support::Mirror;
-using support::MirroredTree;
+using support::MirroredPlainTree;
 using support::RayQuery;
 using support::SeededRandom;
 
@@ -51,8 +51,8 @@ RayQuery choose_query(SeededRandom& random) {
 }
 
 /// A second tree for nested batches has the motion samples that the first one lacks.
-void build_trees(MirroredTree (&trees)[2], SeededRandom& random, scenes::Kind kind, unsigned count,
-                 naive::Split split) {
+void build_trees(MirroredPlainTree (&trees)[2], SeededRandom& random, scenes::Kind kind,
+                 unsigned count, naive::Split split) {
     const std::uint64_t seed = random.next();
     const std::vector<Box> boxes = scenes::make(kind, count, seed);
     std::vector<unsigned> indices;
@@ -70,9 +70,9 @@ void build_trees(MirroredTree (&trees)[2], SeededRandom& random, scenes::Kind ki
 void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, Totals& totals) {
     SeededRandom random(std::uint64_t{count} * 2000 + static_cast<unsigned>(kind) * 10 +
                         static_cast<unsigned>(split));
-    MirroredTree trees[2];
+    MirroredPlainTree trees[2];
     build_trees(trees, random, kind, count, split);
-    ++(trees[0].library.get_depth() < 4 ? totals.shallow_trees : totals.deep_trees);
+    ++(trees[0].get_depth() < 4 ? totals.shallow_trees : totals.deep_trees);
     Mirror mirror({&trees[0], &trees[1]}, CtxMotionBlur(0.0f, 1.0f, 0));
     BatchMaker maker(random, trees[0].get_boxes());
     for (unsigned i = 0; i < batches_per_scene; ++i) {

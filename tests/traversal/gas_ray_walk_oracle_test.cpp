@@ -21,6 +21,7 @@ namespace {
 
 using naive::Box;
 using support::Mirror;
+using support::MirroredPlainTree;
 using support::MirroredTree;
 using support::RayMaker;
 using support::RayQuery;
@@ -67,7 +68,7 @@ void build_both(MirroredTree& tree, SeededRandom& random, scenes::Kind kind, uns
 void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, Totals& totals) {
     SeededRandom random(std::uint64_t{count} * 1000 + static_cast<unsigned>(kind) * 10 +
                         static_cast<unsigned>(split));
-    MirroredTree trees[tree_count];
+    MirroredPlainTree trees[tree_count];
     build_both(trees[0], random, kind, count, split);
     build_both(trees[1], random, kind, 1 + count / 3, split);
     const std::vector<Box> boxes = trees[0].get_boxes();

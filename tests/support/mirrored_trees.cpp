@@ -1,0 +1,104 @@
+#include "mirrored_trees.h"
+
+#include "row_of_boxes.h"
+#include "tree_build.h"
+
+namespace support {
+
+namespace {
+
+void rebuild(naive::Tree& tree, const std::vector<naive::Box>& boxes, naive::Split split,
+             const std::vector<unsigned>& indices) {
+    tree = naive::build(boxes, split, indices);
+}
+
+void rebuild(naive::CompressedTree& tree, const std::vector<naive::Box>& boxes, naive::Split split,
+             const std::vector<unsigned>& indices) {
+    tree = naive::build_compressed(boxes, split, indices);
+}
+
+/// A plain tree takes the shortcut only when it is asked to.
+bool is_never_walked(const naive::Tree&) { return false; }
+
+bool is_never_walked(const naive::CompressedTree& tree) { return tree.leaf_count == 1; }
+
+} // namespace
+
+void MirroredTree::build(const std::vector<naive::Box>& boxes, naive::Split split,
+                         const std::vector<unsigned>& indices,
+                         const std::vector<std::vector<naive::Box>>& samples) {
+    m_boxes = boxes;
+    build_library(boxes, split, indices, samples);
+    build_reference(boxes, split, indices);
+    fill_reference(samples);
+}
+
+template <typename Library, typename Reference>
+bool MirroredTreeOf<Library, Reference>::calls_without_walk() const {
+    return is_never_walked(m_reference);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::set_callbacks(GasLeafCallback hit_static,
+                                                       GasLeafCallback hit_motion,
+                                                       GasLeafCallback nearest_static,
+                                                       GasLeafCallback nearest_motion, void* user) {
+    m_library.set_leaf_raytrace_callbacks(hit_static, hit_motion, nearest_static, nearest_motion,
+                                          user);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::trace(RayQuery query, CtxShader& shader,
+                                               GeometryRaytraceCtx& rays) const {
+    support::trace(m_library, query, shader, rays);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::trace_reference(
+    RayQuery query, naive::Cache& cache, naive::Ray& ray, naive::TimeSpan span,
+    const naive::LeafCallback& callback) const {
+    switch (query) {
+    case RayQuery::hit_static:
+        return naive::ray_hit_static(m_reference, cache, ray, callback);
+    case RayQuery::hit_motion:
+        return naive::ray_hit_motion(m_reference, cache, ray, span, callback);
+    case RayQuery::nearest_static:
+        return naive::ray_hit_nearest_static(m_reference, cache, ray, callback);
+    case RayQuery::nearest_motion:
+        return naive::ray_hit_nearest_motion(m_reference, cache, ray, span, callback);
+    }
+}
+
+template <typename Library, typename Reference>
+naive::PacketCounts MirroredTreeOf<Library, Reference>::trace_reference(
+    naive::PacketBuffer& buffer, naive::Batch& batch, const naive::RangeCallback& callback) const {
+    return naive::ray_hit_nearest_batch(m_reference, buffer, batch, callback);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::build_library(
+    const std::vector<naive::Box>& boxes, naive::Split split, const std::vector<unsigned>& indices,
+    const std::vector<std::vector<naive::Box>>& samples) {
+    support::build(m_library, boxes, split, indices);
+    fill_samples(m_library, samples);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::build_reference(const std::vector<naive::Box>& boxes,
+                                                         naive::Split split,
+                                                         const std::vector<unsigned>& indices) {
+    rebuild(m_reference, boxes, split, indices);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::fill_reference(
+    const std::vector<std::vector<naive::Box>>& samples) {
+    naive::set_sample_count(m_reference, static_cast<unsigned>(samples.size()));
+    for (unsigned sample = 0; sample < samples.size(); ++sample)
+        naive::refit_sample(m_reference, samples[sample], sample);
+}
+
+template class MirroredTreeOf<GasTree, naive::Tree>;
+template class MirroredTreeOf<GasCompressedTree, naive::CompressedTree>;
+
+} // namespace support
