@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cstdio>
-#include <limits>
 
 #include "../support/sanitizers.h"
 #include "../support/scenes.h"
 #include "../support/seeded_random.h"
 #include "../support/split_scene.h"
+#include "../support/spoiled_boxes.h"
 #include "../support/tree_build.h"
 #include "../support/tree_checker.h"
 
@@ -19,6 +18,7 @@ using naive::Box;
 using naive::Split;
 using scenes::Kind;
 using support::SeededRandom;
+using support::spoil;
 using support::to_boxes;
 
 /// How much is compared: everything, or a part where a sanitizer makes it slow.
@@ -79,38 +79,6 @@ naive::Tree compare(GasTree& tree, const std::vector<Box>& boxes, Split split, f
     EXPECT_EQ(progress.bar.get_step_increment(), settings.step_increment);
     EXPECT_EQ(progress.bar.get_value(), replay(expected, settings));
     return expected;
-}
-
-/// A value that arithmetic treats specially.
-float special_value(SeededRandom& random) {
-    constexpr float infinity = std::numeric_limits<float>::infinity();
-    constexpr float values[] = {std::numeric_limits<float>::quiet_NaN(),
-                                infinity,
-                                -infinity,
-                                FLT_MAX,
-                                -FLT_MAX,
-                                1.7e38f,
-                                -0.0f,
-                                0.0f,
-                                1e-45f,
-                                1e-8f,
-                                -1e-8f};
-    return values[random.below(std::size(values))];
-}
-
-/// Replaces coordinates by special values, about one in `rarity`, on one axis or on all.
-void spoil(std::vector<Box>& boxes, SeededRandom& random, unsigned rarity) {
-    const unsigned only_axis = random.below(6);
-    for (Box& box : boxes) {
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            if (only_axis < 3 && axis != only_axis)
-                continue;
-            if (random.below(rarity) == 0)
-                box.min[axis] = special_value(random);
-            if (random.below(rarity) == 0)
-                box.max[axis] = special_value(random);
-        }
-    }
 }
 
 std::string kind_name(const testing::TestParamInfo<Kind>& info) { return scenes::name(info.param); }
