@@ -23,10 +23,10 @@ namespace gas_app {
 /// skips boxes at or beyond the nearest hit finds everything that testing every item finds.
 inline double get_box_padding(double reach) { return reach * 0x1p-19; }
 
-/// The padded box in floats.
-inline GMathBbox3<float> pad_box(const Box& box, double padding) {
+/// The padded box in floats, then multiplied by `scale`, a power of two.
+inline GMathBbox3<float> pad_box(const Box& box, double padding, double scale = 1.0) {
     const Vec3 all{padding, padding, padding};
-    return {to_float(box.min - all), to_float(box.max + all)};
+    return {to_float((box.min - all) * scale), to_float((box.max + all) * scale)};
 }
 
 /// Whether a hit's point is close enough to the item's exact box to count. It nearly always is: the

@@ -127,6 +127,13 @@ unsigned parse_build_method(const std::string& name) {
     fail("--build", name, "expected median, hybrid, sah-fast or sah");
 }
 
+TreeKind parse_tree_kind(const std::string& name) {
+    for (unsigned kind = 0; kind < tree_kind_names.size(); ++kind)
+        if (tree_kind_names[kind] == name)
+            return static_cast<TreeKind>(kind);
+    fail("--tree", name, "expected plain or compressed");
+}
+
 unsigned parse_axis(const std::string& name) {
     constexpr std::string_view axes = "xyz";
     const std::size_t axis = name.size() == 1 ? axes.find(name) : std::string_view::npos;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "camera.h"
+#include "tree_kind.h"
 
 namespace gas_app {
 
@@ -40,6 +41,9 @@ std::uint64_t parse_seed(const std::string& text);
 
 /// The build method setting of a name: 0 median, 1 hybrid, 2 sah-fast, 3 sah.
 unsigned parse_build_method(const std::string& name);
+
+/// `plain` or `compressed`.
+TreeKind parse_tree_kind(const std::string& name);
 
 /// 0 for x, 1 for y, 2 for z.
 unsigned parse_axis(const std::string& name);

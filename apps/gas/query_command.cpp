@@ -9,6 +9,7 @@
 
 #include "obj_file.h"
 #include "option_values.h"
+#include "user_error.h"
 
 namespace gas_app {
 
@@ -66,6 +67,8 @@ QueryCommand::QueryCommand(CLI::App& app)
                      "With --nearest: looks at boxes that reach into the cube of this half side "
                      "around the point; without it at all")
         ->needs(nearest);
+    // Not offered: it stands here for the sake of its message.
+    m_command->add_option("--tree", m_tree_kind)->group("");
     m_command->add_flag("--json", m_json, "Write the answer as JSON, not as a line per leaf");
     m_command->final_callback([this] {
         if (m_box.empty() && m_point.empty())
@@ -89,6 +92,8 @@ QueryCommand::Question QueryCommand::read_question() const {
 }
 
 void QueryCommand::run() const {
+    if (!m_tree_kind.empty())
+        throw OptionError("--tree: only plain trees answer spatial queries");
     AppBase application(stderr);
     application.set_build_method(parse_build_method(m_build_method));
     const Question question = read_question();

@@ -47,6 +47,7 @@ class QueryCommand {
     std::string m_box;
     std::string m_point;
     std::string m_max_distance;
+    std::string m_tree_kind;
     unsigned m_count = 1;
     bool m_json = false;
 };

@@ -34,11 +34,10 @@ struct ItemCounts {
     std::uint64_t placed_items = 0;
     std::uint64_t tree_bytes = 0;
 
-    explicit ItemCounts(const Scene& scene)
-        : tree_bytes(scene.get_tree().get_tree().get_memory_size()) {
+    explicit ItemCounts(const Scene& scene) : tree_bytes(scene.get_tree().get_memory_size()) {
         for (const auto& shape : scene.get_shapes()) {
             items += shape->get_item_count();
-            tree_bytes += shape->get_tree().get_tree().get_memory_size();
+            tree_bytes += shape->get_tree().get_memory_size();
         }
         for (const Instance& instance : scene.get_instances())
             placed_items += instance.shape->get_item_count();
@@ -65,7 +64,6 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command->add_option("--camera", m_view,
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
-    m_command->add_flag("--motion", m_motion, "Blur what moves while the shutter is open");
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
         "Show what each pixel's camera rays cost instead of what they see; rays of "
@@ -104,10 +102,11 @@ void RenderCommand::run() const {
     m_scene.apply(stage_settings, application);
     stage_settings.width = settings.width;
     stage_settings.height = settings.height;
-    stage_settings.motion = m_motion;
     stage_settings.has_view = !m_view.empty();
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
+    TreeSettings tree_settings;
+    tree_settings.kind = m_scene.get_tree_kind();
     check_output_path(m_output_path, m_scene.mesh_path);
 
     Stopwatch stopwatch;
@@ -117,7 +116,7 @@ void RenderCommand::run() const {
 
     AppProgressBar& bar =
         *application.create_progress_bar("Building trees", m_scene.shows_progress());
-    stage.scene->build(stage.camera.get_position(), bar);
+    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
     bar.finish();
     timing.build = stopwatch.lap();
 
@@ -156,6 +155,7 @@ void RenderCommand::print_json(const Stage& stage, const RenderSettings& setting
         {"ambient_rays", settings.ambient_rays},
         {"threads", settings.threads},
         {"packet", settings.packet_size},
+        {"tree", m_scene.tree_kind},
         {"build_method", m_scene.build_method},
         {"motion_samples", stage.scene->get_sample_count()},
         {"heat_map", m_heat_map},
@@ -186,12 +186,12 @@ void RenderCommand::print_text(const Stage& stage, const RenderSettings& setting
                                const RenderResult& result) const {
     const ItemCounts counts(*stage.scene);
     const double rays = static_cast<double>(result.ray_counts.get_total());
-    std::printf("%s: %u x %u, %zu instances that place %llu items, %.2f million rays in %.2f s "
-                "(%.2f million per second)\n",
+    std::printf("%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
+                "%.2f s (%.2f million per second)\n",
                 m_output_path.c_str(), settings.width, settings.height,
                 stage.scene->get_instances().size(),
-                static_cast<unsigned long long>(counts.placed_items), rays * 1e-6, result.seconds,
-                rays * 1e-6 / result.seconds);
+                static_cast<unsigned long long>(counts.placed_items), m_scene.tree_kind.c_str(),
+                rays * 1e-6, result.seconds, rays * 1e-6 / result.seconds);
 }
 
 } // namespace gas_app

@@ -42,7 +42,6 @@ class RenderCommand {
     /// 0: not chosen.
     unsigned m_packet_size = 0;
     std::string m_seed = "1";
-    bool m_motion = false;
     bool m_heat_map = false;
     bool m_brute_force = false;
 };

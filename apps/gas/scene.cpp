@@ -66,7 +66,7 @@ GMathBbox3<double> Scene::get_bbox() const {
     return box;
 }
 
-void Scene::build(const Vec3& camera, AppProgressBar& progress_bar) {
+void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSettings& settings) {
     Box origins = get_bbox();
     grow(origins, camera);
     std::size_t total = m_instances.size();
@@ -74,7 +74,7 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar) {
         total += shape->get_item_count();
 
     for (const auto& shape : m_shapes)
-        shape->build(get_local_reach(*shape, origins), progress_bar,
+        shape->build(get_local_reach(*shape, origins), settings, progress_bar,
                      get_share(shape->get_item_count(), total));
 
     // The boxes of the shapes' trees are padded; so theirs may reach a little farther.
@@ -86,7 +86,7 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar) {
     const auto get_box = [this](unsigned instance, unsigned sample) {
         return get_instance_box(instance, sample);
     };
-    m_tree.build(count, m_sample_count, get_box, get_box_padding(get_reach(everything)),
+    m_tree.build({count, m_sample_count, get_box, get_box_padding(get_reach(everything))}, settings,
                  progress_bar, get_share(count, total));
 }
 

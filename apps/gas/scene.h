@@ -59,7 +59,7 @@ class Scene : public GasObject {
 
     /// Builds all trees for rays that start at `camera` or in the scene's box. At least one
     /// instance.
-    void build(const Vec3& camera, AppProgressBar& progress_bar);
+    void build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSettings& settings = {});
 
     const std::vector<std::unique_ptr<Shape>>& get_shapes() const { return m_shapes; }
     const std::vector<Instance>& get_instances() const { return m_instances; }
@@ -87,6 +87,8 @@ class Scene : public GasObject {
                              CtxShader& shader, GeometryRaytraceCtx& ctx);
     static void find_nearest_hit(void* user, const unsigned& instance, const CtxEval& eval,
                                  CtxShader& shader, GeometryRaytraceCtx& ctx);
+    void trace_instances(Query query, const CtxEval& eval, CtxShader& shader,
+                         GeometryRaytraceCtx& ctx) const;
     bool enter_instance(unsigned instance, Query query, TraceState& state,
                         const GeometryRaytraceCtx& ctx) const;
 

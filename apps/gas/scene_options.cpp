@@ -9,6 +9,12 @@ void SceneOptions::add_to(CLI::App& command) {
     command
         .add_option("--build", build_method, "How trees are built: median, hybrid, sah-fast or sah")
         ->capture_default_str();
+    command
+        .add_option("--tree", tree_kind,
+                    "The class of tree: plain, or compressed to half a node per item and half the "
+                    "bytes per node")
+        ->capture_default_str();
+    command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
         ->capture_default_str();
     command
@@ -21,9 +27,12 @@ void SceneOptions::add_to(CLI::App& command) {
 
 void SceneOptions::apply(StageSettings& settings, AppBase& application) const {
     settings.up_axis = parse_axis(up_axis);
+    settings.motion = motion;
     settings.detail = parse_number(detail, "--detail", 0.001, 20.0);
     application.set_build_method(parse_build_method(build_method));
 }
+
+TreeKind SceneOptions::get_tree_kind() const { return parse_tree_kind(tree_kind); }
 
 Stage SceneOptions::make_stage(const StageSettings& settings) const {
     return mesh_path.empty() ? make_default_stage(settings) : make_mesh_stage(settings, mesh_path);

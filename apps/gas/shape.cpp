@@ -11,13 +11,14 @@ Box Shape::get_exact_box(unsigned sample) const {
     return box;
 }
 
-void Shape::build(double reach, AppProgressBar& progress_bar, float progress_share) {
+void Shape::build(double reach, const TreeSettings& settings, AppProgressBar& progress_bar,
+                  float progress_share) {
     for (unsigned sample = 0; sample < get_sample_count(); ++sample)
         reach = std::max(reach, get_reach(get_exact_box(sample)));
     const auto get_box = [this](unsigned item, unsigned sample) {
         return get_item_box(item, sample);
     };
-    m_tree.build(get_item_count(), get_sample_count(), get_box, get_box_padding(reach),
+    m_tree.build({get_item_count(), get_sample_count(), get_box, get_box_padding(reach)}, settings,
                  progress_bar, progress_share);
 }
 

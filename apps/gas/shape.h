@@ -41,7 +41,8 @@ class Shape {
 
     /// Builds the tree for rays whose origins lie within `reach` of this space's origin, along each
     /// axis.
-    void build(double reach, AppProgressBar& progress_bar, float progress_share);
+    void build(double reach, const TreeSettings& settings, AppProgressBar& progress_bar,
+               float progress_share);
     const TracedTree& get_tree() const { return m_tree; }
 
   protected:

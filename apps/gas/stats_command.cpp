@@ -17,20 +17,17 @@ void StatsCommand::run() const {
     AppBase application(m_scene.json ? stderr : stdout);
     StageSettings settings;
     m_scene.apply(settings, application);
+    const TreeSettings tree_settings = {m_scene.get_tree_kind(), true};
     const Stage stage = m_scene.make_stage(settings);
     AppProgressBar& bar =
         *application.create_progress_bar("Building trees", m_scene.shows_progress());
-    stage.scene->build(stage.camera.get_position(), bar);
+    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
     bar.finish();
 
     std::vector<Entry> entries;
-    const auto add = [&entries](const std::string& name, const TracedTree& tree) {
-        entries.push_back({name, &tree.get_tree(), tree.get_build_seconds(),
-                           get_tree_statistics(tree.get_tree())});
-    };
     for (const auto& shape : stage.scene->get_shapes())
-        add(shape->get_name(), shape->get_tree());
-    add("instances", stage.scene->get_tree());
+        entries.push_back(make_entry(shape->get_name(), shape->get_tree()));
+    entries.push_back(make_entry("instances", stage.scene->get_tree()));
     // Of a mesh file, the mesh alone: the floor under it is the program's.
     if (!m_scene.mesh_path.empty())
         entries.resize(1);
@@ -42,23 +39,53 @@ void StatsCommand::run() const {
             print_text(entry);
 }
 
+StatsCommand::Entry StatsCommand::make_entry(const std::string& name, const TracedTree& tree) {
+    Entry entry{name, &tree, {}, std::nullopt};
+    entry.statistics =
+        std::visit([](const auto& any) { return get_tree_statistics(any); }, tree.get_tree());
+    if (const auto* compressed = std::get_if<GasCompressedTree>(&tree.get_tree()))
+        entry.tightness = get_tightness(*compressed, tree.get_built_boxes());
+    return entry;
+}
+
+namespace {
+
+nlohmann::ordered_json as_json(const std::optional<std::size_t>& number) {
+    return number ? nlohmann::ordered_json(*number) : nlohmann::ordered_json(nullptr);
+}
+
+} // namespace
+
 void StatsCommand::print_json(const std::vector<Entry>& entries) const {
     nlohmann::ordered_json trees = nlohmann::ordered_json::array();
     for (const Entry& entry : entries) {
         const TreeStatistics& tree = entry.statistics;
-        trees.push_back({{"name", entry.name},
-                         {"leaves", tree.leaf_count},
-                         {"nodes", tree.node_count},
-                         {"depth", tree.depth},
-                         {"mean_leaf_depth", tree.mean_leaf_depth},
-                         {"memory_bytes", tree.memory_bytes},
-                         {"node_bytes", tree.node_bytes},
-                         {"bytes_per_item", tree.bytes_per_item},
-                         {"sah_cost", tree.sah_cost},
-                         {"build_seconds", entry.build_seconds},
-                         {"leaves_per_level", tree.leaves_per_level}});
+        nlohmann::ordered_json report = {
+            {"name", entry.name},
+            {"leaves", tree.leaf_count},
+            {"nodes", tree.node_count},
+            {"depth", tree.depth},
+            {"mean_leaf_depth", tree.mean_leaf_depth},
+            {"memory_bytes", tree.memory_bytes},
+            {"node_bytes", tree.node_bytes},
+            {"bytes_per_item", tree.bytes_per_item},
+            {"motion_samples", tree.motion_sample_count},
+            {"motion_bytes", tree.motion_bytes},
+            {"total_bytes", tree.total_bytes},
+            {"build_peak_bytes", as_json(entry.tree->get_build_peak())},
+            {"sah_cost", tree.sah_cost},
+            {"build_seconds", entry.tree->get_build_seconds()},
+            {"leaves_per_level", tree.leaves_per_level}};
+        if (entry.tightness) {
+            report["scale"] = entry.tree->get_scale();
+            report["exact_sah_cost"] = entry.tightness->exact_sah_cost;
+            report["tightness"] = entry.tightness->mean_ratio;
+            report["tightness_per_level"] = entry.tightness->mean_ratio_per_level;
+        }
+        trees.push_back(std::move(report));
     }
     const nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
+                                           {"tree", m_scene.tree_kind},
                                            {"build_method", m_scene.build_method},
                                            {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
                                            {"sah_leaf_cost", TreeStatistics::leaf_cost},
@@ -69,31 +96,52 @@ void StatsCommand::print_json(const std::vector<Entry>& entries) const {
 void StatsCommand::print_text(const Entry& entry) {
     const TreeStatistics& tree = entry.statistics;
     std::printf("%s\n", entry.name.c_str());
-    entry.tree->print(); // to standard output, too
+    if (const auto* plain = std::get_if<GasTree>(&entry.tree->get_tree()))
+        plain->print(); // to standard output, too
+    std::printf("  tree             %s\n", get_name(entry.tree->get_kind()).data());
     std::printf("  leaves           %u\n", tree.leaf_count);
     std::printf("  nodes            %u\n", tree.node_count);
     std::printf("  depth            %u, leaves at %.2f on average\n", tree.depth,
                 tree.mean_leaf_depth);
     std::printf("  memory           %zu bytes, %zu of them nodes; %.1f per item\n",
                 tree.memory_bytes, tree.node_bytes, tree.bytes_per_item);
+    if (tree.motion_sample_count > 0)
+        std::printf("  with motion      %zu bytes, %zu of them for %u samples\n", tree.total_bytes,
+                    tree.motion_bytes, tree.motion_sample_count);
+    if (const std::optional<std::size_t> peak = entry.tree->get_build_peak())
+        std::printf("  build peak       %zu bytes, %.1f per item\n", *peak,
+                    static_cast<double>(*peak) / tree.leaf_count);
     std::printf("  SAH cost         %.3f (inner node %g, leaf %g)\n", tree.sah_cost,
                 TreeStatistics::inner_node_cost, TreeStatistics::leaf_cost);
-    std::printf("  build            %.1f ms\n", 1e3 * entry.build_seconds);
-    std::printf("  leaves per level\n");
+    if (entry.tightness) {
+        std::printf("  of exact boxes   %.3f\n", entry.tightness->exact_sah_cost);
+        std::printf("  tightness        %.4f, decoded over exact area on average\n",
+                    entry.tightness->mean_ratio);
+        std::printf("  scale            %g\n", entry.tree->get_scale());
+    }
+    std::printf("  build            %.1f ms\n", 1e3 * entry.tree->get_build_seconds());
+    print_levels(entry);
+    std::printf("\n");
+}
 
+/// A bar for the leaves of each level that has any; of compressed trees every level's tightness.
+void StatsCommand::print_levels(const Entry& entry) {
+    const std::vector<unsigned>& leaves = entry.statistics.leaves_per_level;
+    std::printf("  leaves per level%s\n", entry.tightness ? ", with its tightness" : "");
     constexpr double widest_bar = 50.0;
     unsigned most = 1;
-    for (const unsigned count : tree.leaves_per_level)
+    for (const unsigned count : leaves)
         most = std::max(most, count);
-    for (std::size_t level = 0; level < tree.leaves_per_level.size(); ++level) {
-        const unsigned count = tree.leaves_per_level[level];
-        if (count == 0)
+    for (std::size_t level = 0; level < leaves.size(); ++level) {
+        if (leaves[level] == 0 && !entry.tightness)
             continue;
-        const double share = static_cast<double>(count) / most;
+        const double share = static_cast<double>(leaves[level]) / most;
         const std::string bar(static_cast<std::size_t>(std::lround(widest_bar * share)), '#');
-        std::printf("  %8zu  %9u  %s\n", level + 1, count, bar.c_str());
+        std::printf("  %8zu  %9u  ", level + 1, leaves[level]);
+        if (entry.tightness)
+            std::printf("%7.4f  ", entry.tightness->mean_ratio_per_level[level]);
+        std::printf("%s\n", bar.c_str());
     }
-    std::printf("\n");
 }
 
 } // namespace gas_app

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
+
+#include "compressed_statistics.h"
 #include "scene_options.h"
-#include "tree_statistics.h"
 
 namespace gas_app {
 
@@ -16,13 +18,16 @@ class StatsCommand {
   private:
     struct Entry {
         std::string name;
-        const GasTree* tree;
-        double build_seconds;
+        const TracedTree* tree;
         TreeStatistics statistics;
+        /// Of compressed trees.
+        std::optional<Tightness> tightness;
     };
 
+    static Entry make_entry(const std::string& name, const TracedTree& tree);
     void print_json(const std::vector<Entry>& entries) const;
     static void print_text(const Entry& entry);
+    static void print_levels(const Entry& entry);
 
     CLI::App* m_command;
     SceneOptions m_scene;

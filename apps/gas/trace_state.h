@@ -39,7 +39,8 @@ struct SceneHit {
     }
 };
 
-/// A ray in the space of the instance that is being traced.
+/// A ray in the space of the instance that is being traced. Callbacks look at this one: the tree's
+/// own, in the batch, may be scaled.
 struct LocalRay {
     Vec3 origin{0.0, 0.0, 0.0};
     Vec3 direction{0.0, 0.0, 1.0};
@@ -54,7 +55,8 @@ class TraceState {
   public:
     /// For batches of at most `batch_size` rays.
     TraceState(Walk chosen_walk, unsigned batch_size)
-        : walk(chosen_walk), hits(batch_size), local_batch(batch_size), local_rays(batch_size) {
+        : walk(chosen_walk), hits(batch_size), local_batch(batch_size), local_rays(batch_size),
+          scaled_rays(batch_size) {
         eval.user_data = this;
     }
     TraceState(const TraceState&) = delete;
@@ -68,10 +70,17 @@ class TraceState {
     /// Per ray of the scene's batch.
     std::vector<SceneHit> hits;
 
+    /// The rays that the scene was given.
+    const GeometryRaytraceData* scene_batch = nullptr;
+
     /// The instance being traced, and the rays that reached it, in its space.
     unsigned instance = 0;
     GeometryRayBatch local_batch;
     std::vector<LocalRay> local_rays;
+
+    /// The scene's rays and their frustum as its tree sees them, where that has a scale.
+    std::vector<GeometryRay> scaled_rays;
+    GMathFrustum scaled_frustum;
 };
 
 /// A thread's shading context with its traversal frames.

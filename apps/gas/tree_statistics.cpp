@@ -1,52 +1,45 @@
 #include "tree_statistics.h"
 
-#include "vector_math.h"
-
 namespace gas_app {
 
-namespace {
-
-double get_area(const GasTree::Node& node) {
-    const Vec3 size = to_double(node.bbox_max) - to_double(node.bbox_min);
+double get_surface_area(const Box& box) {
+    const Vec3 size = box.max - box.min;
     return 2.0 * (size.x * size.y + size.y * size.z + size.z * size.x);
 }
 
-bool is_leaf(const GasTree::Node& node) { return (node.flags & 1u) != 0; }
-
-} // namespace
+TreeStatistics TreeSurvey::finish(std::size_t node_size, std::size_t sample_bytes) {
+    TreeStatistics& statistics = m_statistics;
+    statistics.node_bytes = statistics.node_count * node_size;
+    // A sample is found through a pointer.
+    statistics.motion_bytes = statistics.motion_sample_count * (sample_bytes + sizeof(void*));
+    statistics.total_bytes = statistics.memory_bytes + statistics.motion_bytes;
+    if (statistics.leaf_count > 0) {
+        statistics.bytes_per_item =
+            static_cast<double>(statistics.memory_bytes) / statistics.leaf_count;
+        statistics.mean_leaf_depth = m_depth_sum / statistics.leaf_count;
+    }
+    return statistics;
+}
 
 TreeStatistics get_tree_statistics(const GasTree& tree) {
-    TreeStatistics statistics;
-    statistics.leaf_count = tree.get_leaf_count();
-    statistics.node_count = tree.get_node_count();
-    statistics.depth = tree.get_depth();
-    statistics.memory_bytes = tree.get_memory_size();
-    if (tree.is_empty())
-        return statistics;
-    statistics.node_bytes = std::size_t{tree.get_node_count()} * sizeof(GasTree::Node);
-    statistics.bytes_per_item =
-        static_cast<double>(statistics.memory_bytes) / statistics.leaf_count;
-
+    TreeSurvey survey(tree, to_double(tree.get_bbox()));
     // Children stand after their parent, so one pass over the nodes meets every parent first.
     const GasTree::Node* nodes = tree.get_nodes();
     std::vector<unsigned> levels(tree.get_node_count(), 0);
-    statistics.leaves_per_level.assign(tree.get_depth(), 0);
-    const double root_area = get_area(nodes[0]);
-    double depth_sum = 0.0;
     for (unsigned index = 0; index < tree.get_node_count(); ++index) {
         const GasTree::Node& node = nodes[index];
-        const double chance = root_area > 0.0 ? get_area(node) / root_area : 1.0;
-        if (is_leaf(node)) {
-            statistics.sah_cost += chance * TreeStatistics::leaf_cost;
-            ++statistics.leaves_per_level[levels[index]];
-            depth_sum += levels[index] + 1.0;
+        const Box box = to_double({node.bbox_min, node.bbox_max});
+        if (node.flags & GasTree::Node::leaf_flag) {
+            survey.add_leaf(box, levels[index]);
         } else {
-            statistics.sah_cost += chance * TreeStatistics::inner_node_cost;
+            survey.add_inner_node(box);
             levels[node.index] = levels[node.index + 1] = levels[index] + 1;
         }
     }
-    statistics.mean_leaf_depth = depth_sum / statistics.leaf_count;
-    return statistics;
+    // A sample has a box for each node, and a float behind the last.
+    const std::size_t sample_bytes =
+        std::size_t{tree.get_node_count()} * sizeof(GMathBbox3<float>) + sizeof(float);
+    return survey.finish(sizeof(GasTree::Node), sample_bytes);
 }
 
 } // namespace gas_app
