@@ -119,7 +119,8 @@ Box TracedTree::get_bounds() const {
     for (unsigned sample = 0; sample < m_items.sample_count; ++sample)
         for (unsigned item = 0; item < m_items.item_count; ++item)
             grow(bounds, m_items.get_box(item, sample));
-    return to_double(pad_box(bounds, m_items.padding));
+    const Vec3 all{m_items.padding, m_items.padding, m_items.padding};
+    return {bounds.min - all, bounds.max + all};
 }
 
 void TracedTree::fill_boxes(unsigned sample, ItemBoxes& boxes) const {

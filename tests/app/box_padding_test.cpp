@@ -30,6 +30,16 @@ TEST(BoxPadding, PadsEverySideEvenWhenRounded) {
     }
 }
 
+TEST(BoxPadding, KeepsEveryBitAtAScale) {
+    const Box box{{0.1, -0.3, 7.7}, {0.2, 1e-7, 9.1}};
+    const GMathBbox3<float> padded = pad_box(box, 1e-5);
+    for (const float scale : {0.25f, 4096.0f}) {
+        const GMathBbox3<float> scaled = pad_box(box, 1e-5, static_cast<double>(scale));
+        EXPECT_EQ(scaled.min, padded.min * scale);
+        EXPECT_EQ(scaled.max, padded.max * scale);
+    }
+}
+
 TEST(BoxPadding, AcceptsPointsWithinAQuarter) {
     const Box box{{0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}};
     EXPECT_TRUE(is_within(box, {1.0, 0.0, 0.5}, 0.0));

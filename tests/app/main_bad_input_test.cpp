@@ -112,7 +112,8 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
         {"--packet", "-4"},    {"--packet", "4x4"},      {"--camera", "1"},
         {"--camera", "nan,0"}, {"--camera", "0,200"},    {"--up", "w"},
         {"--detail", "0"},     {"--detail", "nan"},      {"--seed", "-1"},
-        {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"}};
+        {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"},
+        {"--tree", "grid"},    {"--tree", "Plain"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
         expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);
@@ -125,6 +126,7 @@ TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
     expect_failure(folder, {"paint"}, bad_usage, "paint: there is no such");
     expect_failure(folder, {"render"}, bad_usage, "--output");
     expect_failure(folder, {"stats", "-o", picture}, bad_usage, "-o");
+    expect_failure(folder, {"stats", mesh_path, "--tree", "tall"}, bad_usage, "--tree tall: ");
 }
 
 TEST_F(MainBadInput, ReportsAFullStandardOutput) {

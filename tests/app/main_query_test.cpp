@@ -197,6 +197,7 @@ TEST_F(MainQuery, NamesWhatIsWrong) {
         {"--max-distance", "far", "--nearest", "0,0,0"},
         {"--max-distance", "1", "--box", "0,0,0,1,1,1"},
         {"--build", "best", "--nearest", "0,0,0"},
+        {"--tree", "compressed", "--nearest", "0,0,0"},
         {"--nearest", "0,0,0", "--box", "0,0,0,1,1,1"}};
     for (std::vector<std::string> arguments : wrong) {
         const std::string option = arguments[0];

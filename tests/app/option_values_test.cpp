@@ -76,6 +76,10 @@ TEST(OptionValues, ReadsNames) {
     EXPECT_EQ(parse_build_method("sah"), 3u);
     EXPECT_THROW(parse_build_method("SAH"), UserError);
     EXPECT_THROW(parse_build_method(""), UserError);
+    EXPECT_EQ(parse_tree_kind("plain"), TreeKind::plain);
+    EXPECT_EQ(parse_tree_kind("compressed"), TreeKind::compressed);
+    EXPECT_THROW(parse_tree_kind("Plain"), UserError);
+    EXPECT_THROW(parse_tree_kind(""), UserError);
     EXPECT_EQ(parse_axis("x"), 0u);
     EXPECT_EQ(parse_axis("z"), 2u);
     for (const char* text : {"", "w", "xy", "-z"})

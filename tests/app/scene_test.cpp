@@ -20,22 +20,31 @@ Vec3 get_random_point(support::SeededRandom& random, double size) {
             size * (random.uniform_double() - 0.5)};
 }
 
-/// Meshes and spheres of very different sizes, some of them exactly in one place.
-std::unique_ptr<Scene> make_scene(unsigned sample_count) {
+TriangleMesh multiply_mesh(TriangleMesh mesh, double size) {
+    for (Vec3& vertex : mesh.vertices)
+        vertex = vertex * size;
+    return mesh;
+}
+
+/// Meshes and spheres of very different sizes, some of them exactly in one place. All lengths are
+/// multiplied by `unit`, a power of two.
+std::unique_ptr<Scene> make_scene(unsigned sample_count, double unit = 1.0) {
     auto scene = std::make_unique<Scene>(sample_count);
-    const Shape& ball = scene->add_shape(std::make_unique<MeshShape>("ball", make_ball(2)));
-    const Shape& gear = scene->add_shape(std::make_unique<MeshShape>("gear", make_gear(8, 0.3)));
+    const Shape& ball =
+        scene->add_shape(std::make_unique<MeshShape>("ball", multiply_mesh(make_ball(2), unit)));
+    const Shape& gear = scene->add_shape(
+        std::make_unique<MeshShape>("gear", multiply_mesh(make_gear(8, 0.3), unit)));
     support::SeededRandom random(21);
     for (unsigned index = 0; index < 40; ++index) {
         const double size = std::pow(10.0, -2.0 * random.uniform_double());
         Instance instance{index % 3 ? &ball : &gear, {}, {}};
-        const Transform place = translate(get_random_point(random, 6.0)) *
+        const Transform place = translate(get_random_point(random, 6.0) * unit) *
                                 rotate(normalized(get_random_point(random, 1.0)), 1.0) *
                                 scale(size, size, size * (index % 5 ? 1.0 : 0.3));
         // The turn is the instance's own; every other one stands still.
         const unsigned placements = index % 2 ? sample_count : 1;
         for (unsigned sample = 0; sample < placements; ++sample)
-            instance.placements.push_back(translate(upward * (0.1 * sample)) * place *
+            instance.placements.push_back(translate(upward * (0.1 * sample * unit)) * place *
                                           rotate(upward, 0.3 * sample));
         scene->add_instance(instance);
         if (index % 4 == 0)
@@ -48,18 +57,19 @@ std::unique_ptr<Scene> make_scene(unsigned sample_count) {
         const Vec3 step = get_random_point(random, 0.5);
         for (unsigned sample = 0; sample < sample_count; ++sample)
             for (unsigned copy = 0; copy < 1 + index % 2; ++copy)
-                spheres[sample].push_back(
-                    {center + step * sample, 0.02 + 0.01 * (index % 9), {1.0, 1.0, 1.0}});
+                spheres[sample].push_back({(center + step * sample) * unit,
+                                           (0.02 + 0.01 * (index % 9)) * unit,
+                                           {1.0, 1.0, 1.0}});
     }
     const Shape& swarm = scene->add_shape(std::make_unique<SphereShape>("swarm", spheres));
     scene->add_instance({&swarm, {Transform()}, {}});
 
     std::vector<std::vector<Vec3>> waves;
-    const TriangleMesh disc = make_disc(6, 16);
+    const TriangleMesh disc = multiply_mesh(make_disc(6, 16), unit);
     for (unsigned sample = 0; sample < sample_count; ++sample) {
         waves.push_back(disc.vertices);
         for (Vec3& vertex : waves.back())
-            vertex.y = 0.1 * std::sin(9.0 * vertex.x + sample);
+            vertex.y = 0.1 * std::sin(9.0 * vertex.x / unit + sample) * unit;
     }
     const Shape& water = scene->add_shape(std::make_unique<MeshShape>("water", disc, waves));
     scene->add_instance({&water, {scale(3.0)}, {}});
@@ -79,8 +89,9 @@ struct Answer {
     }
 };
 
-/// Traces the same random rays in every way, in batches.
-std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count) {
+/// Traces the same random rays in every way, in batches. Their lengths are multiplied by `unit`,
+/// so that distances are not.
+std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count, double unit = 1.0) {
     TraceState state(walk, batch_size);
     ShaderHolder holder(scene.get_motion_blur());
     GeometryRayBatch batch(batch_size);
@@ -99,7 +110,8 @@ std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count) {
         }
         const auto set_rays = [&](double far_distance) {
             for (unsigned ray = 0; ray < batch_size; ++ray) {
-                batch.set_ray(ray, origins[ray], directions[ray], 0.0, far_distance, times[ray]);
+                batch.set_ray(ray, origins[ray] * unit, directions[ray] * unit, 0.0, far_distance,
+                              times[ray]);
                 state.hits[ray] = SceneHit();
             }
         };
@@ -130,16 +142,17 @@ INSTANTIATE_TEST_SUITE_P(Samples, SceneWalks, testing::Values(1u, 2u, 4u));
 TEST_P(SceneWalks, FindWhatBruteForceFinds) {
     constexpr unsigned ray_count = 600;
     std::vector<Answer> expected;
-    for (unsigned method = 0; method < 4; ++method) {
-        const auto scene = make_scene(GetParam());
-        AppBase application(nullptr);
-        application.set_build_method(method);
-        scene->build({5.0, 5.0, 5.0}, *application.create_progress_bar("", false));
-        if (method == 0)
-            expected = trace(*scene, Walk::brute_force, ray_count);
-        EXPECT_TRUE(trace(*scene, Walk::engine, ray_count) == expected) << method;
-        EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected) << method;
-    }
+    for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed})
+        for (unsigned method = 0; method < 4; ++method) {
+            const auto scene = make_scene(GetParam());
+            AppBase application(nullptr);
+            application.set_build_method(method);
+            scene->build({5.0, 5.0, 5.0}, *application.create_progress_bar("", false), {kind});
+            if (expected.empty())
+                expected = trace(*scene, Walk::brute_force, ray_count);
+            EXPECT_TRUE(trace(*scene, Walk::engine, ray_count) == expected) << method;
+            EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected) << method;
+        }
     unsigned hit_count = 0;
     for (const Answer& answer : expected) {
         hit_count += answer.hit.is_hit() ? 1 : 0;
@@ -148,6 +161,45 @@ TEST_P(SceneWalks, FindWhatBruteForceFinds) {
     }
     EXPECT_GT(hit_count, ray_count / 4);
     EXPECT_LT(hit_count, ray_count);
+}
+
+TEST_P(SceneWalks, FindTheSameInScenesOfAllSizes) {
+    constexpr unsigned ray_count = 600;
+    const auto trace_scene = [&](TreeKind kind, Walk walk, double unit) {
+        const auto scene = make_scene(GetParam(), unit);
+        AppBase application(nullptr);
+        scene->build(Vec3{5.0, 5.0, 5.0} * unit, *application.create_progress_bar("", false),
+                     {kind});
+        return trace(*scene, walk, ray_count, unit);
+    };
+    const std::vector<Answer> expected = trace_scene(TreeKind::plain, Walk::brute_force, 1.0);
+    for (const int exponent : {-40, -12, -3, 0, 3, 12, 40})
+        for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed})
+            EXPECT_TRUE(trace_scene(kind, Walk::engine, std::ldexp(1.0, exponent)) == expected)
+                << exponent << ", " << get_name(kind);
+}
+
+TEST(Scene, ScalesItsCompressedTreesAlone) {
+    for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed}) {
+        constexpr double unit = 4096.0;
+        const auto scene = make_scene(1, unit);
+        AppBase application(nullptr);
+        scene->build({0.0, 0.0, 0.0}, *application.create_progress_bar("", false), {kind});
+        const bool scales = kind == TreeKind::compressed;
+        EXPECT_EQ(scene->get_tree().get_kind(), kind);
+        EXPECT_EQ(scene->get_tree().get_scale() < 1.0, scales);
+        for (const auto& shape : scene->get_shapes()) {
+            EXPECT_EQ(shape->get_tree().get_kind(), kind);
+            EXPECT_EQ(shape->get_tree().get_scale() < 1.0, scales) << shape->get_name();
+            const Box box = shape->get_tree().get_box(0);
+            const Box exact = shape->get_exact_box(0);
+            const double slack = 2.0 * shape->get_tree().get_padding();
+            for (unsigned axis = 0; axis < 3; ++axis) {
+                EXPECT_NEAR(box.min[axis], exact.min[axis], slack);
+                EXPECT_NEAR(box.max[axis], exact.max[axis], slack);
+            }
+        }
+    }
 }
 
 TEST(Scene, PrefersTheFirstInstanceAtEqualDistance) {

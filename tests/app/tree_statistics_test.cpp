@@ -45,6 +45,18 @@ TEST(TreeStatistics, AddsUpASmallTreeByHand) {
     EXPECT_EQ(statistics.memory_bytes, tree.get_memory_size());
 }
 
+TEST(TreeStatistics, CountsMotionSamples) {
+    GasTree tree;
+    build(tree,
+          {{{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}}, {{1.0f, 0.0f, 0.0f}, {2.0f, 1.0f, 1.0f}}});
+    EXPECT_EQ(get_tree_statistics(tree).motion_bytes, 0u);
+    tree.set_motion_blur_sample_count(2);
+    const TreeStatistics statistics = get_tree_statistics(tree);
+    EXPECT_EQ(statistics.motion_sample_count, 2u);
+    EXPECT_EQ(statistics.motion_bytes, 2 * (3 * 24 + 4 + sizeof(void*)));
+    EXPECT_EQ(statistics.total_bytes, statistics.memory_bytes + statistics.motion_bytes);
+}
+
 TEST(TreeStatistics, CountsNodesInFullWhereTheRootHasNoArea) {
     GasTree tree;
     build(tree,
