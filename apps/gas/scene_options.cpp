@@ -11,8 +11,7 @@ void SceneOptions::add_to(CLI::App& command) {
         ->capture_default_str();
     command
         .add_option("--tree", tree_kind,
-                    "The class of tree: plain, or compressed to half a node per item and half the "
-                    "bytes per node")
+                    "The kind of trees: plain, or compressed to a quarter of the memory")
         ->capture_default_str();
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
