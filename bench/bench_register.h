@@ -8,14 +8,15 @@
 
 namespace gas_bench {
 
-/// Registers `run(state, workload, question)` for every question on every workload, timed by the
-/// processor time of the whole process. `questions` outlive the benchmarks.
-template <typename Questions, typename Run>
+/// Registers `run(state, workload, question)` for every question on every workload under the name
+/// of the tree class, timed by the processor time of the whole process. `questions` outlive the
+/// benchmarks.
+template <typename Tree, typename Questions, typename Run>
 void register_questions(const Workloads& workloads, const Questions& questions, const Run& run) {
     for (const auto& workload : workloads) {
         for (const auto& question : questions) {
-            const std::string name =
-                std::string(question.name) + "/" + workload->get_name() + "/gas";
+            const std::string name = std::string(question.name) + "/" + workload->get_name() + "/" +
+                                     TreeKind<Tree>::name;
             benchmark::RegisterBenchmark(name.c_str(),
                                          [workload, &question, run](benchmark::State& state) {
                                              run(state, *workload, question);

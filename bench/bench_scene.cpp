@@ -162,9 +162,27 @@ Point move(const Point& point, const GMathBbox3<float>& bounds) {
             point.z};
 }
 
+/// Brings a scene into the range that compressed boxes are made for, 64 to 128 units. A power of
+/// two rounds nothing: trees and hits stay what they were.
+void scale(std::vector<Triangle>& triangles) {
+    GMathBbox3<float> bounds = {triangles[0].corners[0], triangles[0].corners[0]};
+    for (const Triangle& triangle : triangles)
+        for (const Point& corner : triangle.corners)
+            grow(bounds, corner);
+    const Point extent = bounds.max - bounds.min;
+    const float largest = std::max({extent.x, extent.y, extent.z});
+    if (!(largest > 0.0f))
+        return;
+    const float factor = std::ldexp(1.0f, 6 - std::ilogb(largest));
+    for (Triangle& triangle : triangles)
+        for (Point& corner : triangle.corners)
+            corner = corner * factor;
+}
+
 Scene finish_scene(std::vector<Triangle> triangles) {
     Scene scene;
     scene.triangles = std::move(triangles);
+    scale(scene.triangles);
     scene.boxes = get_boxes(scene.triangles);
     scene.bounds = scene.boxes[0];
     for (const GMathBbox3<float>& box : scene.boxes) {

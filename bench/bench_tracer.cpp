@@ -6,6 +6,19 @@
 
 namespace gas_bench {
 
+template <bool in_motion>
+bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
+    const Ray& line = rays[ray];
+    if constexpr (in_motion) {
+        const Triangle triangle = blend(triangles[item], later_triangles[item], line.time);
+        return intersect(triangle, line.origin, line.direction, line.near_distance, distance,
+                         distance);
+    } else {
+        return intersect(triangles[item], line.origin, line.direction, line.near_distance, distance,
+                         distance);
+    }
+}
+
 namespace {
 
 GMathVec3<double> widen(const GMathVec3<float>& vector) {
@@ -19,11 +32,49 @@ void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray) {
                   ray.time);
 }
 
+template <bool in_motion>
+void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                 GeometryRaytraceCtx& ctx) {
+    TraceTarget& target = *static_cast<TraceTarget*>(user);
+    target.test_count += static_cast<unsigned>(ctx.get_last_ray() - ctx.get_first_ray()) + 1;
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
+        if (target.meets<in_motion>(item, ray, distance))
+            ctx.record_nearest_hit(ray, static_cast<double>(distance), item);
+    }
+}
+
+template <bool in_motion>
+void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+             GeometryRaytraceCtx& ctx) {
+    const TraceTarget& target = *static_cast<const TraceTarget*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        float distance = target.rays[ray].far_distance;
+        if (target.meets<in_motion>(item, ray, distance))
+            ctx.set_hit(ray);
+    }
+}
+
+template <bool in_motion>
+void hit_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+             GeometryRaytraceCtx& ctx) {
+    TraceTarget& target = *static_cast<TraceTarget*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        float distance = target.rays[ray].far_distance;
+        if (target.meets<in_motion>(item, ray, distance))
+            ++target.hit_count;
+    }
+}
+
 } // namespace
 
-Tracer::Tracer(const Scene& scene)
+template <typename Tree>
+Tracer<Tree>::Tracer(const Scene& scene)
     : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, 0, 0} {
-    m_tree.create(scene.boxes, nullptr, nullptr, 1.0f);
+    TreeKind<Tree>::create(m_tree, scene.boxes, nullptr);
     m_tree.set_motion_blur_sample_count(2);
     m_tree.refit_motion_blur_sample(scene.boxes, 0);
     m_tree.refit_motion_blur_sample(scene.later_boxes, 1);
@@ -31,9 +82,10 @@ Tracer::Tracer(const Scene& scene)
     m_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
 }
 
-Tracer::~Tracer() { GasObject::destroy_ctx(m_shader); }
+template <typename Tree> Tracer<Tree>::~Tracer() { GasObject::destroy_ctx(m_shader); }
 
-void Tracer::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) {
+template <typename Tree>
+void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) {
     m_query = query;
     m_in_motion = in_motion;
     m_target.rays = rays.data();
@@ -46,33 +98,31 @@ void Tracer::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) 
         choose_query<false>(query);
 }
 
-template <bool in_motion> void Tracer::choose_query(Query query) {
+template <typename Tree> template <bool in_motion> void Tracer<Tree>::choose_query(Query query) {
     if (query == Query::nearest) {
         m_tree.set_leaf_raytrace_callbacks(nullptr, hit_nearest<in_motion>, &m_target);
-        m_tree_query =
-            in_motion ? &GasTree::ray_hit_nearest_motion : &GasTree::ray_hit_nearest_static;
-        m_counted_query =
-            in_motion ? gas_counted_ray_hit_nearest_motion : gas_counted_ray_hit_nearest_static;
+        m_tree_query = ask_tree<Tree, true, in_motion>;
+        m_counted_query = ask_tree_counted<Tree, true, in_motion>;
         return;
     }
     const GasLeafCallback callback = query == Query::any ? hit_any<in_motion> : hit_all<in_motion>;
     m_tree.set_leaf_raytrace_callbacks(callback, nullptr, &m_target);
-    m_tree_query = in_motion ? &GasTree::ray_hit_motion : &GasTree::ray_hit_static;
-    m_counted_query = in_motion ? gas_counted_ray_hit_motion : gas_counted_ray_hit_static;
+    m_tree_query = ask_tree<Tree, false, in_motion>;
+    m_counted_query = ask_tree_counted<Tree, false, in_motion>;
 }
 
-void Tracer::trace() {
+template <typename Tree> void Tracer<Tree>::trace() {
     m_target.hit_count = 0;
     m_batch.reset_hits();
     GeometryRaytraceData& data = m_batch.get_data();
     const auto count = static_cast<int>(m_batch.get_ray_count());
     for (int ray = 0; ray < count; ++ray) {
         data.set_range(ray, ray);
-        (m_tree.*m_tree_query)(m_eval, m_shader, data.get_ctx(), false);
+        m_tree_query(m_tree, m_eval, m_shader, data.get_ctx());
     }
 }
 
-GasWalkCounts Tracer::trace_counted() {
+template <typename Tree> GasWalkCounts Tracer<Tree>::trace_counted() {
     m_target.hit_count = 0;
     m_batch.reset_hits();
     GasWalkCounts counts;
@@ -80,13 +130,14 @@ GasWalkCounts Tracer::trace_counted() {
     const auto count = static_cast<int>(m_batch.get_ray_count());
     for (int ray = 0; ray < count; ++ray) {
         data.set_range(ray, ray);
-        m_counted_query(m_tree, m_eval, m_shader, data.get_ctx(), false, counts);
+        m_counted_query(m_tree, m_eval, m_shader, data.get_ctx(), counts);
     }
     return counts;
 }
 
-void Tracer::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
-                             const std::vector<GMathFrustum>& frusta) {
+template <typename Tree>
+void Tracer<Tree>::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
+                                   const std::vector<GMathFrustum>& frusta) {
     prepare({}, Query::nearest, false);
     m_target.rays = rays.data();
     m_packets.clear();
@@ -102,7 +153,9 @@ void Tracer::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
 }
 
 /// Calls `trace_range` with each packet's context; its range is the whole packet, or one ray.
-template <typename Trace> void Tracer::run_packets(bool together, const Trace& trace_range) {
+template <typename Tree>
+template <typename Trace>
+void Tracer<Tree>::run_packets(bool together, const Trace& trace_range) {
     m_target.test_count = 0;
     const Ray* const first_ray = m_target.rays;
     for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets) {
@@ -123,21 +176,20 @@ template <typename Trace> void Tracer::run_packets(bool together, const Trace& t
     m_target.rays = first_ray;
 }
 
-void Tracer::trace_packets(bool together) {
-    run_packets(together, [this](GeometryRaytraceCtx& ctx) {
-        m_tree.ray_hit_nearest_static(m_eval, m_shader, ctx, false);
-    });
+template <typename Tree> void Tracer<Tree>::trace_packets(bool together) {
+    run_packets(together,
+                [this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
 }
 
-GasWalkCounts Tracer::trace_packets_counted(bool together) {
+template <typename Tree> GasWalkCounts Tracer<Tree>::trace_packets_counted(bool together) {
     GasWalkCounts counts;
     run_packets(together, [this, &counts](GeometryRaytraceCtx& ctx) {
-        gas_counted_ray_hit_nearest_static(m_tree, m_eval, m_shader, ctx, false, counts);
+        m_counted_query(m_tree, m_eval, m_shader, ctx, counts);
     });
     return counts;
 }
 
-std::uint64_t Tracer::get_packet_hit_count() const {
+template <typename Tree> std::uint64_t Tracer<Tree>::get_packet_hit_count() const {
     std::uint64_t count = 0;
     for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets)
         for (unsigned ray = 0; ray < packet->get_ray_count(); ++ray)
@@ -145,7 +197,7 @@ std::uint64_t Tracer::get_packet_hit_count() const {
     return count;
 }
 
-std::uint64_t Tracer::get_hit_count() const {
+template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
     if (m_query == Query::all)
         return m_target.hit_count;
     std::uint64_t count = 0;
@@ -154,60 +206,13 @@ std::uint64_t Tracer::get_hit_count() const {
     return count;
 }
 
-std::size_t Tracer::get_memory_size() const {
-    const std::size_t sample_bytes = std::size_t{m_tree.get_motion_blur_sample_count()} *
-                                     m_tree.get_node_count() * sizeof(GMathBbox3<float>);
+template <typename Tree> std::size_t Tracer<Tree>::get_memory_size() const {
+    const std::size_t sample_bytes =
+        m_tree.get_motion_blur_sample_count() * TreeKind<Tree>::get_sample_size(m_tree);
     return m_tree.get_memory_size() + (m_in_motion ? sample_bytes : 0);
 }
 
-template <bool in_motion>
-bool Tracer::Target::meets(unsigned item, unsigned ray, float& distance) const {
-    const Ray& line = rays[ray];
-    if constexpr (in_motion) {
-        const Triangle triangle = blend(triangles[item], later_triangles[item], line.time);
-        return intersect(triangle, line.origin, line.direction, line.near_distance, distance,
-                         distance);
-    } else {
-        return intersect(triangles[item], line.origin, line.direction, line.near_distance, distance,
-                         distance);
-    }
-}
-
-template <bool in_motion>
-void Tracer::hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                         GeometryRaytraceCtx& ctx) {
-    Target& target = *static_cast<Target*>(user);
-    target.test_count += static_cast<unsigned>(ctx.get_last_ray() - ctx.get_first_ray()) + 1;
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
-        if (target.meets<in_motion>(item, ray, distance))
-            ctx.record_nearest_hit(ray, static_cast<double>(distance), item);
-    }
-}
-
-template <bool in_motion>
-void Tracer::hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                     GeometryRaytraceCtx& ctx) {
-    const Target& target = *static_cast<const Target*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        float distance = target.rays[ray].far_distance;
-        if (target.meets<in_motion>(item, ray, distance))
-            ctx.set_hit(ray);
-    }
-}
-
-template <bool in_motion>
-void Tracer::hit_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                     GeometryRaytraceCtx& ctx) {
-    Target& target = *static_cast<Target*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        float distance = target.rays[ray].far_distance;
-        if (target.meets<in_motion>(item, ray, distance))
-            ++target.hit_count;
-    }
-}
+template class Tracer<GasTree>;
+template class Tracer<GasCompressedTree>;
 
 } // namespace gas_bench

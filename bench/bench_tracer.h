@@ -4,9 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include <gas/diagnostics/gas_counted_rays.h>
-#include <gas/tree/gas_tree.h>
-
+#include "bench_trees.h"
 #include "bench_triangle.h"
 
 namespace gas_bench {
@@ -17,9 +15,21 @@ enum class Query {
     all,     ///< every hit
 };
 
+/// What the leaf callbacks see.
+struct TraceTarget {
+    const Triangle* triangles;
+    const Triangle* later_triangles;
+    const Ray* rays;
+    std::uint64_t hit_count;
+    /// Intersections tried by the nearest-hit callback.
+    std::uint64_t test_count;
+
+    template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
+};
+
 /// A tree over a scene, and all that a thread needs to trace it: the shortest way from rays to
-/// hits, a call per ray.
-class Tracer {
+/// hits, a call per ray. Instantiated for the tree classes of bench_trees.h.
+template <typename Tree> class Tracer {
   public:
     /// The scene outlives the tracer. Builds with the default method and two motion-blur samples.
     explicit Tracer(const Scene& scene);
@@ -48,47 +58,25 @@ class Tracer {
 
     /// Hits of the last `trace`: rays that hit, or with Query::all every hit.
     std::uint64_t get_hit_count() const;
-    const GasTree& get_tree() const { return m_tree; }
+    const Tree& get_tree() const { return m_tree; }
     GeometryRayBatch& get_batch() { return m_batch; }
     /// Bytes of the tree, with its sample boxes if the prepared query needs them.
     std::size_t get_memory_size() const;
 
   private:
-    using TreeQuery = void (GasTree::*)(const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
-                                        const bool&) const;
-    using CountedQuery = void (*)(const GasTree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
-                                  const bool&, GasWalkCounts&);
+    using TreeQuery = void (*)(const Tree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&);
+    using CountedQuery = void (*)(const Tree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
+                                  GasWalkCounts&);
 
     template <bool in_motion> void choose_query(Query query);
     template <typename Trace> void run_packets(bool together, const Trace& trace_range);
 
-    /// What the leaf callbacks see.
-    struct Target {
-        const Triangle* triangles;
-        const Triangle* later_triangles;
-        const Ray* rays;
-        std::uint64_t hit_count;
-        /// Intersections tried by the nearest-hit callback.
-        std::uint64_t test_count;
-
-        template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
-    };
-    template <bool in_motion>
-    static void hit_nearest(void* user, const unsigned& item, const CtxEval& eval,
-                            CtxShader& shader, GeometryRaytraceCtx& ctx);
-    template <bool in_motion>
-    static void hit_any(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
-                        GeometryRaytraceCtx& ctx);
-    template <bool in_motion>
-    static void hit_all(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
-                        GeometryRaytraceCtx& ctx);
-
-    GasTree m_tree;
+    Tree m_tree;
     CtxEval m_eval;
     CtxShader m_shader;
     GeometryRayBatch m_batch;
     std::vector<std::unique_ptr<GeometryRayBatch>> m_packets;
-    Target m_target;
+    TraceTarget m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;
     TreeQuery m_tree_query = nullptr;

@@ -119,12 +119,6 @@ const Scene& Workload::get_scene() {
     return *m_scene;
 }
 
-Tracer& Workload::get_tracer() {
-    if (!m_tracer)
-        m_tracer = std::make_unique<Tracer>(get_scene());
-    return *m_tracer;
-}
-
 const std::vector<Ray>& Workload::get_rays(RayKind kind) {
     if (m_camera_rays.empty())
         make_rays();
@@ -141,7 +135,7 @@ const std::vector<Ray>& Workload::get_rays(RayKind kind) {
 void Workload::make_rays() {
     const Scene& scene = get_scene();
     m_camera_rays = make_camera_rays(get_camera());
-    Tracer& tracer = get_tracer();
+    Tracer<GasTree>& tracer = get_tracer<GasTree>();
     tracer.prepare(m_camera_rays, Query::nearest, false);
     tracer.trace();
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "bench_tracer.h"
@@ -41,8 +42,8 @@ struct Packets {
 Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_rays,
                    unsigned tile_side, bool with_frusta);
 
-/// A scene to measure on, with its rays and its tracer. Each is made when it is first asked for
-/// and kept, so that benchmarks may run in any order.
+/// A scene to measure on, with its rays and a tracer for each tree class. Each is made when it is
+/// first asked for and kept, so that benchmarks may run in any order.
 class Workload {
   public:
     Workload(std::string name, std::function<Scene()> make_scene, unsigned ray_count)
@@ -53,7 +54,12 @@ class Workload {
     const Scene& get_scene();
     const std::vector<Ray>& get_rays(RayKind kind);
     PictureCamera get_camera() { return {get_scene().bounds, m_ray_count}; }
-    Tracer& get_tracer();
+    template <typename Tree> Tracer<Tree>& get_tracer() {
+        auto& tracer = std::get<std::unique_ptr<Tracer<Tree>>>(m_tracers);
+        if (!tracer)
+            tracer = std::make_unique<Tracer<Tree>>(get_scene());
+        return *tracer;
+    }
     unsigned get_item_count() { return get_scene().boxes.get_count(); }
 
   private:
@@ -63,7 +69,8 @@ class Workload {
     std::function<Scene()> m_make_scene;
     unsigned m_ray_count;
     std::unique_ptr<Scene> m_scene;
-    std::unique_ptr<Tracer> m_tracer;
+    std::tuple<std::unique_ptr<Tracer<GasTree>>, std::unique_ptr<Tracer<GasCompressedTree>>>
+        m_tracers;
     std::vector<Ray> m_camera_rays;
     std::vector<Ray> m_bounce_rays;
     std::vector<Ray> m_shadow_rays;
@@ -118,6 +125,7 @@ void register_refit(const Workloads& workloads);
 void register_trace_single(const Workloads& workloads);
 void register_trace_packet(const Workloads& workloads);
 void register_queries(const Workloads& workloads);
+void register_codec();
 /// Only where GAS_BENCH_PEER is defined.
 void register_peer(const Workloads& workloads);
 void register_peer_packets(const Workloads& workloads);

@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <gas/tree/gas_tree.h>
+#include <gas/compressed/gas_box_codec.h>
 
 #include "bench_workload.h"
 
@@ -13,8 +13,8 @@ namespace {
 /// By the value of the application's build method setting.
 constexpr const char* method_names[] = {"median", "hybrid", "sah_fast", "sah"};
 
-double get_area(const GasTree::Node& node) {
-    const GMathVec3<float> extent = node.bbox_max - node.bbox_min;
+double get_area(const GMathVec3<float>& min, const GMathVec3<float>& max) {
+    const GMathVec3<float> extent = max - min;
     return static_cast<double>(extent.x * extent.y + extent.y * extent.z + extent.z * extent.x);
 }
 
@@ -24,22 +24,51 @@ double get_sah_cost(const GasTree& tree) {
     double area = 0.0;
     for (unsigned i = 0; i < tree.get_node_count(); ++i) {
         const GasTree::Node& node = tree.get_nodes()[i];
-        area += (node.flags & 1) != 0 ? get_area(node) : 2.0 * get_area(node);
+        area += ((node.flags & 1) != 0 ? 1.0 : 2.0) * get_area(node.bbox_min, node.bbox_max);
     }
-    const double root_area = get_area(tree.get_nodes()[0]);
+    const GasTree::Node& root = tree.get_nodes()[0];
+    const double root_area = get_area(root.bbox_min, root.bbox_max);
     return root_area > 0.0 ? area / root_area : 0.0;
 }
 
-void run(benchmark::State& state, Workload& workload, unsigned method) {
+GMathBbox3<float> to_box(const SimdF& min, const SimdF& max) {
+    return {{min.get(0), min.get(1), min.get(2)}, {max.get(0), max.get(1), max.get(2)}};
+}
+
+/// The same of the boxes that rays see, the decoded ones.
+double get_sah_cost(const GasCompressedTree& tree) {
+    std::vector<GMathBbox3<float>> boxes(tree.get_node_count());
+    boxes[0] = tree.get_bbox();
+    const double root_area = get_area(boxes[0].min, boxes[0].max);
+    double area = 2.0 * root_area;
+    for (unsigned i = 0; i < tree.get_node_count() && tree.get_leaf_count() > 1; ++i) {
+        const GasCompressedNode& node = tree.get_nodes()[i];
+        GasBoxPair pair;
+        gas_decode_box_pair(node.get_bytes(),
+                            SimdF(boxes[i].min.x, boxes[i].min.y, boxes[i].min.z, 0.0f),
+                            SimdF(boxes[i].max.x, boxes[i].max.y, boxes[i].max.z, 0.0f), pair);
+        const GMathBbox3<float> children[2] = {to_box(pair.first_min, pair.first_max),
+                                               to_box(pair.second_min, pair.second_max)};
+        for (unsigned child = 0; child < 2; ++child) {
+            const bool is_leaf = (node.flags & GasCompressedNode::first_leaf << child) != 0;
+            area += (is_leaf ? 1.0 : 2.0) * get_area(children[child].min, children[child].max);
+            if (!is_leaf)
+                boxes[node.children[child]] = children[child];
+        }
+    }
+    return root_area > 0.0 ? area / root_area : 0.0;
+}
+
+template <typename Tree> void run(benchmark::State& state, Workload& workload, unsigned method) {
     const CoreArray<GMathBbox3<float>>& boxes = workload.get_scene().boxes;
     // The setting is the application's, and a build hears of it through a progress bar.
     AppBase app(nullptr);
     app.set_build_method(method);
     AppProgressBar* bar = app.create_progress_bar("build", false);
 
-    GasTree tree;
+    Tree tree;
     for (auto _ : state) {
-        tree.create(boxes, nullptr, bar, 1.0f);
+        TreeKind<Tree>::create(tree, boxes, bar);
         benchmark::DoNotOptimize(tree.get_nodes());
     }
 
@@ -51,18 +80,23 @@ void run(benchmark::State& state, Workload& workload, unsigned method) {
     state.counters["sah_cost"] = get_sah_cost(tree);
 }
 
+template <typename Tree> void add(const std::shared_ptr<Workload>& workload, unsigned method) {
+    const std::string name = std::string("build/") + method_names[method] + "/" +
+                             workload->get_name() + "/" + TreeKind<Tree>::name;
+    benchmark::RegisterBenchmark(
+        name.c_str(),
+        [workload, method](benchmark::State& state) { run<Tree>(state, *workload, method); })
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime();
+}
+
 } // namespace
 
 void register_build(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
         for (unsigned method = 0; method < std::size(method_names); ++method) {
-            const std::string name =
-                std::string("build/") + method_names[method] + "/" + workload->get_name() + "/gas";
-            benchmark::RegisterBenchmark(
-                name.c_str(),
-                [workload, method](benchmark::State& state) { run(state, *workload, method); })
-                ->Unit(benchmark::kMillisecond)
-                ->MeasureProcessCPUTime();
+            add<GasTree>(workload, method);
+            add<GasCompressedTree>(workload, method);
         }
     }
 }

@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks beside the peer and prints how many times as fast the library is.
+"""Runs the benchmarks and prints how many times as fast as its peer and as GasTree something is.
 
-Library and peer take turns within one run, so that a change of the machine's speed meets both. A
-ratio is the peer's median CPU time over the library's; where several peers were measured, the
-fastest of them counts. Above 1 the library is faster.
+All take turns within one run, so that a change of the machine's speed meets all of them. A ratio is
+the other's median CPU time over one's own. First comes GasTree beside the peer (where several peers
+were measured, the fastest of them counts), then GasCompressedTree beside GasTree. Above 1 the one
+named first is faster.
 
     bench/compare.py build/release/bench/gas_bench --items=100000,1000000 --obj=mesh.obj
+    bench/compare.py build/release/bench/gas_bench --items=30000 --filter='/(gas|compressed)/'
 """
 
 import argparse
@@ -16,6 +18,10 @@ import subprocess
 import sys
 
 SCENES = ["uniform", "clustered", "long_thin", "coincident", "surface"]
+
+# Participants that are tree classes of the library; all others are peers.
+PLAIN = "gas"
+COMPRESSED = "compressed"
 
 # The library's build methods and what the peer has to set against them: binned SAH, or a cheaper
 # build where speed is all that is asked for.
@@ -82,14 +88,14 @@ def collect(runs):
 
 def get_peer_time(medians, question, workload):
     key = (PEER_QUESTIONS.get(question, question), workload)
-    peers = [time for who, time in medians.get(key, {}).items() if who != "gas"]
+    peers = [time for who, time in medians.get(key, {}).items() if who not in (PLAIN, COMPRESSED)]
     return min(peers, default=None)
 
 
 def describe(one):
     """What the library's own run did: speed and cause."""
     parts = []
-    for name in ("rays/s", "items/s"):
+    for name in ("rays/s", "items/s", "pairs/s"):
         if name in one:
             parts.append(f"{one[name] / 1e6:8.2f} M{name}")
     for name in ("nodes/ray", "fetches/ray", "leaves/ray", "sah_cost", "us/query", "nodes/query"):
@@ -98,30 +104,73 @@ def describe(one):
     for name in ("times_single", "times_brute_force"):
         if name in one:
             parts.append(f"{one[name]:8.2f} {name}")
+    if "bytes/item" in one:
+        parts.append(f"{one['bytes/item']:6.1f} bytes/item")
     return "  ".join(parts)
 
 
-def report(medians, counters):
-    ratios = {}
-    for (question, workload), participants in sorted(medians.items()):
-        if "gas" not in participants:
-            continue
-        peer_time = get_peer_time(medians, question, workload)
-        ratio = peer_time / participants["gas"] if peer_time else None
-        if ratio:
-            ratios.setdefault(question, []).append((ratio, workload))
-        text = f"{ratio:6.2f}" if ratio else "     -"
-        details = describe(counters[(question, workload)]["gas"])
-        print(f"{question:30}{workload:20}{text}  {details}")
-
-    if not ratios:
-        print("\nNo peer took part: only the library's own figures.")
-        return
-    print(f"\n{'times as fast as the peer':40}{'mean':>6}{'worst':>8}")
+def summarise(title, ratios):
+    """One line for each question: the geometric mean over the workloads, and the worst of them."""
+    print(f"\n{title:40}{'mean':>6}{'worst':>8}")
     for question, entries in ratios.items():
         mean = math.exp(statistics.fmean(math.log(ratio) for ratio, _ in entries))
         worst, where = min(entries)
         print(f"{question:40}{mean:6.2f}{worst:8.2f}  {where}")
+
+
+def report_peer(medians, counters):
+    """GasTree: its own figures, and its speed over the peer's."""
+    ratios = {}
+    for (question, workload), participants in sorted(medians.items()):
+        if PLAIN not in participants:
+            continue
+        peer_time = get_peer_time(medians, question, workload)
+        ratio = peer_time / participants[PLAIN] if peer_time else None
+        if ratio:
+            ratios.setdefault(question, []).append((ratio, workload))
+        text = f"{ratio:6.2f}" if ratio else "     -"
+        details = describe(counters[(question, workload)][PLAIN])
+        print(f"{question:30}{workload:20}{text}  {details}")
+
+    if ratios:
+        summarise("times as fast as the peer", ratios)
+    else:
+        print("\nNo peer took part: only the library's own figures.")
+
+
+def report_compressed(medians, counters):
+    """GasCompressedTree: its own figures, and its speed over GasTree's."""
+    ratios = {}
+    workloads = []
+    print("\nGasCompressedTree")
+    for (question, workload), participants in sorted(medians.items()):
+        if COMPRESSED not in participants:
+            continue
+        ratio = None
+        if PLAIN in participants:
+            ratio = participants[PLAIN] / participants[COMPRESSED]
+            ratios.setdefault(question, {})[workload] = ratio
+            if workload not in workloads:
+                workloads.append(workload)
+        text = f"{ratio:6.2f}" if ratio else "     -"
+        details = describe(counters[(question, workload)][COMPRESSED])
+        print(f"{question:30}{workload:20}{text}  {details}")
+
+    if not ratios:
+        return
+    summarise(
+        "GasCompressedTree, times as fast as GasTree",
+        {
+            question: [(ratio, workload) for workload, ratio in row.items()]
+            for question, row in ratios.items()
+        },
+    )
+    # The same by workload, as a table of the documentation.
+    print("\n| question | " + " | ".join(f"`{workload}`" for workload in workloads) + " |")
+    print("|---" * (len(workloads) + 1) + "|")
+    for question, row in ratios.items():
+        cells = [f"{row[workload]:.2f}" if workload in row else "" for workload in workloads]
+        print(f"| `{question}` | " + " | ".join(cells) + " |")
 
 
 def main():
@@ -136,7 +185,9 @@ def main():
     for number, options in enumerate(workloads, 1):
         print(f"{number} of {len(workloads)}: {' '.join(options)}", file=sys.stderr)
         runs += run(arguments, options)
-    report(*collect(runs))
+    medians, counters = collect(runs)
+    report_peer(medians, counters)
+    report_compressed(medians, counters)
 
 
 if __name__ == "__main__":

@@ -118,6 +118,7 @@ void run(int argument_count, char** arguments) {
     gas_bench::register_trace_packet(workloads);
     gas_bench::register_queries(workloads);
     gas_bench::register_refit(workloads);
+    gas_bench::register_codec();
 #ifdef GAS_BENCH_PEER
     gas_bench::register_peer(workloads);
     gas_bench::register_peer_packets(workloads);

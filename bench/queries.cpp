@@ -84,7 +84,7 @@ void run(benchmark::State& state, const Ask& ask, const Count& count, const Sear
 /// `side`: of the query boxes, in scene sizes.
 void run_box(benchmark::State& state, Workload& workload, float side) {
     const Scene& scene = workload.get_scene();
-    const GasTree& tree = workload.get_tracer().get_tree();
+    const GasTree& tree = workload.get_tracer<GasTree>().get_tree();
     const Point half = (scene.bounds.max - scene.bounds.min) * (0.5f * side);
     std::vector<GMathBbox3<float>> boxes;
     for (const Point& point : make_points(scene))
@@ -114,7 +114,7 @@ float get_center_distance(const GMathBbox3<float>& box, const Point& point) {
 
 void run_nearest(benchmark::State& state, Workload& workload, unsigned room) {
     const Scene& scene = workload.get_scene();
-    const GasTree& tree = workload.get_tracer().get_tree();
+    const GasTree& tree = workload.get_tracer<GasTree>().get_tree();
     const std::vector<Point> points = make_points(scene);
     constexpr float unlimited = std::numeric_limits<float>::infinity();
 

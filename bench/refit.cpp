@@ -2,30 +2,25 @@
 
 #include <benchmark/benchmark.h>
 
-#include <gas/tree/gas_tree.h>
-
 #include "bench_workload.h"
 
 namespace gas_bench {
 
 namespace {
 
-enum class Target { tree, motion_sample };
-
-void run(benchmark::State& state, Workload& workload, Target target) {
+/// `refit(tree, boxes)` fits a prepared tree to other boxes.
+template <typename Tree, typename Refit>
+void run(benchmark::State& state, Workload& workload, const Refit& refit) {
     const Scene& scene = workload.get_scene();
-    GasTree tree;
-    tree.create(scene.boxes, nullptr, nullptr, 1.0f);
-    if (target == Target::motion_sample)
-        tree.set_motion_blur_sample_count(1);
+    Tree tree;
+    TreeKind<Tree>::create(tree, scene.boxes, nullptr);
+    tree.set_motion_blur_sample_count(1);
 
     // There and back, so that every round moves the boxes.
     bool is_later = false;
     for (auto _ : state) {
         is_later = !is_later;
-        const CoreArray<GMathBbox3<float>>& boxes = is_later ? scene.later_boxes : scene.boxes;
-        const bool done =
-            target == Target::tree ? tree.refit(boxes) : tree.refit_motion_blur_sample(boxes, 0);
+        const bool done = refit(tree, is_later ? scene.later_boxes : scene.boxes);
         benchmark::DoNotOptimize(done);
     }
 
@@ -35,21 +30,33 @@ void run(benchmark::State& state, Workload& workload, Target target) {
     state.counters["bytes/item"] = static_cast<double>(tree.get_memory_size()) / item_count;
 }
 
-void add(const std::string& question, const std::shared_ptr<Workload>& workload, Target target) {
-    const std::string name = question + "/" + workload->get_name() + "/gas";
+using Boxes = CoreArray<GMathBbox3<float>>;
+
+template <typename Tree, typename Refit>
+void add(const std::string& question, const std::shared_ptr<Workload>& workload,
+         const Refit& refit) {
+    const std::string name = question + "/" + workload->get_name() + "/" + TreeKind<Tree>::name;
     benchmark::RegisterBenchmark(
         name.c_str(),
-        [workload, target](benchmark::State& state) { run(state, *workload, target); })
+        [workload, refit](benchmark::State& state) { run<Tree>(state, *workload, refit); })
         ->Unit(benchmark::kMillisecond)
         ->MeasureProcessCPUTime();
+}
+
+template <typename Tree> void add_sample(const std::shared_ptr<Workload>& workload) {
+    add<Tree>("refit/motion_sample", workload, [](Tree& tree, const Boxes& boxes) {
+        return tree.refit_motion_blur_sample(boxes, 0);
+    });
 }
 
 } // namespace
 
 void register_refit(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
-        add("refit/tree", workload, Target::tree);
-        add("refit/motion_sample", workload, Target::motion_sample);
+        add<GasTree>("refit/tree", workload,
+                     [](GasTree& tree, const Boxes& boxes) { return tree.refit(boxes); });
+        add_sample<GasTree>(workload);
+        add_sample<GasCompressedTree>(workload);
     }
 }
 

@@ -10,13 +10,14 @@ namespace gas_bench {
 
 namespace {
 
+template <typename Tree>
 void run(benchmark::State& state, Workload& workload, const PacketQuestion& question) {
     const Packets packets = make_packets(workload, question);
     if (packets.rays.empty()) {
         state.SkipWithError("the picture is smaller than a tile");
         return;
     }
-    Tracer& tracer = workload.get_tracer();
+    Tracer<Tree>& tracer = workload.get_tracer<Tree>();
     tracer.prepare_packets(packets.rays, packets.size, packets.frusta);
 
     // The same rays one by one take turns with the packets, so that both meet the same machine.
@@ -54,7 +55,8 @@ void run(benchmark::State& state, Workload& workload, const PacketQuestion& ques
 } // namespace
 
 void register_trace_packet(const Workloads& workloads) {
-    register_questions(workloads, packet_questions, run);
+    register_questions<GasTree>(workloads, packet_questions, run<GasTree>);
+    register_questions<GasCompressedTree>(workloads, packet_questions, run<GasCompressedTree>);
 }
 
 } // namespace gas_bench

@@ -9,9 +9,10 @@ namespace gas_bench {
 
 namespace {
 
+template <typename Tree>
 void run(benchmark::State& state, Workload& workload, const TraceQuestion& question) {
     const std::vector<Ray>& rays = workload.get_rays(question.rays);
-    Tracer& tracer = workload.get_tracer();
+    Tracer<Tree>& tracer = workload.get_tracer<Tree>();
     tracer.prepare(rays, question.query, question.in_motion);
     for (auto _ : state)
         tracer.trace();
@@ -31,7 +32,8 @@ void run(benchmark::State& state, Workload& workload, const TraceQuestion& quest
 } // namespace
 
 void register_trace_single(const Workloads& workloads) {
-    register_questions(workloads, trace_questions, run);
+    register_questions<GasTree>(workloads, trace_questions, run<GasTree>);
+    register_questions<GasCompressedTree>(workloads, trace_questions, run<GasCompressedTree>);
 }
 
 } // namespace gas_bench
