@@ -15,33 +15,48 @@ GAS_EXPORT GasQuantizedPair gas_encode_box_pair(const GMathBbox3<float>& parent,
                                                 const GMathBbox3<float>& first,
                                                 const GMathBbox3<float>& second);
 
+/// All bits of the lanes in which a box's extent is a finite number. What is decoded below a box
+/// with min <= max has finite extents in the same lanes, and takes no steps in the others: a walk
+/// asks its root alone.
+inline SimdF gas_find_finite_lanes(const SimdF& min, const SimdF& max) {
+    // Zero times a number is zero; times an infinity or a NaN it is a NaN, which compares false.
+    const SimdF zero(0.0f);
+    return (max - min) * zero <= zero;
+}
+
 /// Decodes the pair at the start of `bytes`, of which eight are read: what the eighth holds does
 /// not matter. The parent's box comes in lanes x, y, z; its lanes w are 0. Children stay within
-/// their parent. On an axis with an infinite or unordered extent both get the parent's bounds.
+/// their parent. In lanes that are not `finite` (gas_find_finite_lanes) both get the parent's
+/// bounds.
 inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_min,
-                                const SimdF& parent_max, GasBoxPair& boxes) {
+                                const SimdF& parent_max, const SimdF& finite, GasBoxPair& boxes) {
     const SimdF step_factor(0.003921568859368563f); // 1/255, 0x3B808081
-    const SimdF zero(0.0f);
     const SimdI min_owners(1, 2, 4, 0);
     const SimdI max_owners(8, 16, 32, 0);
+    const SimdI none(0, 0, 0, 0);
 
     SimdI min_steps;
     SimdI max_steps;
     SimdI::load_bytes(bytes, min_steps, max_steps);
     const SimdI owners = min_steps.broadcast<3>();
 
-    // Zero times a number is zero; times an infinity or a NaN it is a NaN, which compares false.
-    const SimdF extent = parent_max - parent_min;
-    const SimdF step = (extent * step_factor) & (extent * zero <= zero);
     // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
+    const SimdF step = ((parent_max - parent_min) * step_factor) & finite;
     const SimdF lower = SimdF::min(parent_min + min_steps.to_floats() * step, parent_max);
     const SimdF upper = SimdF::max(parent_max - max_steps.to_floats() * step, parent_min);
 
-    // Where the first child owns the stored bound, exchange it with the parent's.
-    const SimdF min_exchange = (lower ^ parent_min) & ((owners & min_owners) == min_owners);
-    const SimdF max_exchange = (upper ^ parent_max) & ((owners & max_owners) == max_owners);
-    boxes.first_min = parent_min ^ min_exchange;
-    boxes.second_min = lower ^ min_exchange;
-    boxes.first_max = parent_max ^ max_exchange;
-    boxes.second_max = upper ^ max_exchange;
+    // Where the second child owns the stored bound, exchange it with the parent's.
+    const SimdF min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);
+    const SimdF max_exchange = (upper ^ parent_max) & ((owners & max_owners) == none);
+    boxes.first_min = lower ^ min_exchange;
+    boxes.second_min = parent_min ^ min_exchange;
+    boxes.first_max = upper ^ max_exchange;
+    boxes.second_max = parent_max ^ max_exchange;
+}
+
+/// The same where the finite lanes are not known yet.
+inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_min,
+                                const SimdF& parent_max, GasBoxPair& boxes) {
+    gas_decode_box_pair(bytes, parent_min, parent_max,
+                        gas_find_finite_lanes(parent_min, parent_max), boxes);
 }

@@ -31,10 +31,11 @@ struct GasLaneCorners {
 class GasDecodedBoxes {
   public:
     GasDecodedBoxes() = default;
-    explicit GasDecodedBoxes(const GMathBbox3<float>& root) : m_current(root) {}
+    explicit GasDecodedBoxes(const GMathBbox3<float>& root)
+        : m_current(root), m_finite(gas_find_finite_lanes(m_current.min, m_current.max)) {}
 
     void decode(const unsigned char* bytes) {
-        gas_decode_box_pair(bytes, m_current.min, m_current.max, m_children);
+        gas_decode_box_pair(bytes, m_current.min, m_current.max, m_finite, m_children);
     }
     const GasBoxPair& get_children() const { return m_children; }
 
@@ -50,6 +51,7 @@ class GasDecodedBoxes {
 
   private:
     GasLaneCorners m_current;
+    SimdF m_finite;
     GasBoxPair m_children;
 };
 
