@@ -10,19 +10,21 @@
 
 /// Two neighbouring motion-blur samples and how they blend at a ray's time.
 struct GasSampleBlend {
-    unsigned sample = 0;
+    unsigned sample;
     /// The share of the later sample, and of the earlier one.
     SimdF fraction;
     SimdF rest;
 
     /// Of a tree with `sample_count` (2 or more) samples.
     GasSampleBlend(const CtxShader& shader, float time, unsigned sample_count) {
+        // Filled in through locals: a node source whose own members were handed out by reference
+        // could not be kept in registers.
+        unsigned earlier = 0;
         float share = 0.0f;
-        gas_host::get_motion_blur(shader).get_time_spanf(time, sample, share);
+        gas_host::get_motion_blur(shader).get_time_spanf(time, earlier, share);
         const unsigned last = sample_count - 2;
-        assert(sample <= last && "the shader has more motion-blur samples than the tree");
-        if (sample > last)
-            sample = last;
+        assert(earlier <= last && "the shader has more motion-blur samples than the tree");
+        sample = earlier > last ? last : earlier;
         fraction = SimdF(share);
         rest = SimdF(1.0f - share);
     }
