@@ -4,28 +4,11 @@
 
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/compressed/gas_lane_corners.h>
 #include <gas/traversal/gas_ray_nodes.h>
 
 /// Node sources of GasCompressedTree for single rays: they keep the current node's decoded box at
 /// hand and those of waiting nodes at their place in the stack, without slots.
-
-/// A box in lanes x, y, z; lane w is 0.
-struct GasLaneCorners {
-    SimdF min;
-    SimdF max;
-
-    GasLaneCorners() = default;
-    explicit GasLaneCorners(const GMathBbox3<float>& bbox)
-        : min(bbox.min.x, bbox.min.y, bbox.min.z, 0.0f),
-          max(bbox.max.x, bbox.max.y, bbox.max.z, 0.0f) {}
-    explicit GasLaneCorners(const GasBbox& bbox)
-        : min(SimdF::load(bbox.min)), max(SimdF::load(bbox.max)) {}
-
-    void store(GasBbox& bbox) const {
-        min.store(bbox.min);
-        max.store(bbox.max);
-    }
-};
 
 /// One set of boxes on the way down: the current node's, and its children's once it is expanded.
 class GasDecodedBoxes {

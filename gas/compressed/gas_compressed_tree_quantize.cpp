@@ -3,11 +3,10 @@
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_build_steps.h>
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/compressed/gas_lane_corners.h>
 #include <gas/tree/gas_traversal_order.h>
 
 namespace {
-
-SimdF load(const GMathVec3<float>& corner) { return SimdF(corner.x, corner.y, corner.z, 0.0f); }
 
 GMathBbox3<float> store(const SimdF& min, const SimdF& max) {
     float low[4];
@@ -43,7 +42,8 @@ void quantize_nodes(const GasCompressedNode* nodes, unsigned root, unsigned node
         unsigned char bytes[sizeof(GasQuantizedPair) + 1] = {};
         std::memcpy(bytes, &pair, sizeof pair);
         GasBoxPair decoded;
-        gas_decode_box_pair(bytes, load(parent.min), load(parent.max), decoded);
+        const GasLaneCorners parent_corners(parent);
+        gas_decode_box_pair(bytes, parent_corners.min, parent_corners.max, decoded);
         if (!first_is_leaf)
             context.decoded_bboxes[node.children[0]] = store(decoded.first_min, decoded.first_max);
         if (!second_is_leaf)

@@ -53,6 +53,9 @@ class SimdF {
     friend SimdF operator*(const SimdF& a, const SimdF& b) {
         return gas_simd::multiply(a.m_lanes, b.m_lanes);
     }
+    friend SimdF operator/(const SimdF& a, const SimdF& b) {
+        return gas_simd::divide(a.m_lanes, b.m_lanes);
+    }
     friend SimdF operator&(const SimdF& a, const SimdF& b) {
         return gas_simd::bit_and(a.m_lanes, b.m_lanes);
     }
@@ -93,6 +96,8 @@ class SimdF {
     }
     /// (z, w, z, w)
     SimdF move_high() const { return gas_simd::move_high(m_lanes); }
+    /// (y, z, w, w)
+    SimdF move_down() const { return gas_simd::move_down(m_lanes); }
     /// Lane `lane` in all four.
     template <unsigned lane> SimdF broadcast() const {
         static_assert(lane < 4, "four lanes");
@@ -101,6 +106,8 @@ class SimdF {
 
     /// Keeps lanes x, y, z and clears lane w under `&`.
     static const SimdF s_mask_xyz;
+
+    const Lanes& get_lanes() const { return m_lanes; }
 
   private:
     Lanes m_lanes;

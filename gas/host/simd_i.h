@@ -17,8 +17,21 @@ class SimdI {
     static void load_bytes(const unsigned char* bytes, SimdI& first, SimdI& last) {
         gas_simd::load_bytes(bytes, first.m_lanes, last.m_lanes);
     }
+    /// The low bytes of eight lanes, to anywhere.
+    static void store_bytes(unsigned char* bytes, const SimdI& first, const SimdI& last) {
+        gas_simd::store_bytes(bytes, first.m_lanes, last.m_lanes);
+    }
+    /// Each lane truncated towards zero; -2^31 where no 32-bit integer holds it.
+    static SimdI truncate(const SimdF& a) { return gas_simd::truncate(a.get_lanes()); }
+    /// -1 in the lanes where a mask is set, 0 elsewhere.
+    static SimdI from_mask(const SimdF& mask) { return gas_simd::get_mask_bits(mask.get_lanes()); }
+
     void store(int* lanes) const { gas_simd::store_integers(lanes, m_lanes); }
 
+    /// Wraps.
+    friend SimdI operator+(const SimdI& a, const SimdI& b) {
+        return gas_simd::add_integers(a.m_lanes, b.m_lanes);
+    }
     friend SimdI operator&(const SimdI& a, const SimdI& b) {
         return gas_simd::bit_and_integers(a.m_lanes, b.m_lanes);
     }

@@ -2,6 +2,8 @@
 
 #include <arm_neon.h>
 
+#include <cstdint>
+
 /// Four float lanes on NEON (AArch64); `simd_f.h` says what each operation means. Minimum and
 /// maximum compare and select, since the machine's own treat NaN and signed zeros differently.
 namespace gas_simd_neon {
@@ -26,6 +28,7 @@ inline float get(Lanes a, unsigned lane) {
 inline Lanes add(Lanes a, Lanes b) { return vaddq_f32(a, b); }
 inline Lanes subtract(Lanes a, Lanes b) { return vsubq_f32(a, b); }
 inline Lanes multiply(Lanes a, Lanes b) { return vmulq_f32(a, b); }
+inline Lanes divide(Lanes a, Lanes b) { return vdivq_f32(a, b); }
 inline Lanes bit_and(Lanes a, Lanes b) {
     return vreinterpretq_f32_u32(vandq_u32(vreinterpretq_u32_f32(a), vreinterpretq_u32_f32(b)));
 }
@@ -51,6 +54,9 @@ inline int get_mask(Lanes a) {
 inline Lanes interleave_low(Lanes a, Lanes b) { return vzip1q_f32(a, b); }
 inline Lanes interleave_high(Lanes a, Lanes b) { return vzip2q_f32(a, b); }
 inline Lanes move_high(Lanes a) { return vcombine_f32(vget_high_f32(a), vget_high_f32(a)); }
+inline Lanes move_down(Lanes a) {
+    return vsetq_lane_f32(vgetq_lane_f32(a, 3), vextq_f32(a, a, 1), 3);
+}
 template <unsigned lane> Lanes broadcast_lane(Lanes a) { return vdupq_laneq_f32(a, lane); }
 inline Lanes get_mask_xyz() {
     const uint32_t mask[4] = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, 0u};
@@ -68,6 +74,11 @@ inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerL
     first = vreinterpretq_s32_u32(vmovl_u16(vget_low_u16(halves)));
     last = vreinterpretq_s32_u32(vmovl_u16(vget_high_u16(halves)));
 }
+inline void store_bytes(unsigned char* bytes, IntegerLanes first, IntegerLanes last) {
+    const uint16x8_t halves = vcombine_u16(vmovn_u32(vreinterpretq_u32_s32(first)),
+                                           vmovn_u32(vreinterpretq_u32_s32(last)));
+    vst1_u8(bytes, vmovn_u16(halves));
+}
 inline void store_integers(int* lanes, IntegerLanes a) { vst1q_s32(lanes, a); }
 inline IntegerLanes bit_and_integers(IntegerLanes a, IntegerLanes b) { return vandq_s32(a, b); }
 inline Lanes equal_integers(IntegerLanes a, IntegerLanes b) {
@@ -77,5 +88,13 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
     return vdupq_laneq_s32(a, lane);
 }
 inline Lanes to_floats(IntegerLanes a) { return vcvtq_f32_s32(a); }
+inline IntegerLanes truncate(Lanes a) {
+    // The machine's own conversion takes what does not fit to the nearest end, and a NaN to 0.
+    const float32x4_t limit = vdupq_n_f32(2147483648.0f);
+    const uint32x4_t fits = vandq_u32(vcgeq_f32(a, vnegq_f32(limit)), vcltq_f32(a, limit));
+    return vbslq_s32(fits, vcvtq_s32_f32(a), vdupq_n_s32(INT32_MIN));
+}
+inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return vaddq_s32(a, b); }
+inline IntegerLanes get_mask_bits(Lanes a) { return vreinterpretq_s32_f32(a); }
 
 } // namespace gas_simd_neon

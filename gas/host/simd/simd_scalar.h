@@ -53,6 +53,12 @@ inline Lanes multiply(const Lanes& a, const Lanes& b) {
         result.lane[i] = a.lane[i] * b.lane[i];
     return result;
 }
+inline Lanes divide(const Lanes& a, const Lanes& b) {
+    Lanes result;
+    for (unsigned i = 0; i < 4; ++i)
+        result.lane[i] = a.lane[i] / b.lane[i];
+    return result;
+}
 inline Lanes bit_and(const Lanes& a, const Lanes& b) {
     Lanes result;
     for (unsigned i = 0; i < 4; ++i)
@@ -124,6 +130,7 @@ inline Lanes interleave_high(const Lanes& a, const Lanes& b) {
     return pick(a, 2, b, 2, a, 3, b, 3);
 }
 inline Lanes move_high(const Lanes& a) { return pick(a, 2, a, 3, a, 2, a, 3); }
+inline Lanes move_down(const Lanes& a) { return pick(a, 1, a, 2, a, 3, a, 3); }
 template <unsigned lane> Lanes broadcast_lane(const Lanes& a) {
     return pick(a, lane, a, lane, a, lane, a, lane);
 }
@@ -142,6 +149,12 @@ inline IntegerLanes set_integers(int x, int y, int z, int w) { return IntegerLan
 inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerLanes& last) {
     first = set_integers(bytes[0], bytes[1], bytes[2], bytes[3]);
     last = set_integers(bytes[4], bytes[5], bytes[6], bytes[7]);
+}
+inline void store_bytes(unsigned char* bytes, const IntegerLanes& first, const IntegerLanes& last) {
+    for (unsigned i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<unsigned char>(first.lane[i] & 0xFF);
+        bytes[i + 4] = static_cast<unsigned char>(last.lane[i] & 0xFF);
+    }
 }
 inline void store_integers(int* lanes, const IntegerLanes& a) {
     std::memcpy(lanes, a.lane, sizeof a.lane);
@@ -165,6 +178,31 @@ inline Lanes to_floats(const IntegerLanes& a) {
     Lanes result;
     for (unsigned i = 0; i < 4; ++i)
         result.lane[i] = static_cast<float>(a.lane[i]);
+    return result;
+}
+
+inline IntegerLanes truncate(const Lanes& a) {
+    constexpr float limit = 2147483648.0f; // 2^31
+    IntegerLanes result;
+    for (unsigned i = 0; i < 4; ++i) {
+        const bool fits = a.lane[i] >= -limit && a.lane[i] < limit;
+        result.lane[i] = fits ? static_cast<std::int32_t>(a.lane[i]) : INT32_MIN;
+    }
+    return result;
+}
+inline IntegerLanes add_integers(const IntegerLanes& a, const IntegerLanes& b) {
+    IntegerLanes result;
+    for (unsigned i = 0; i < 4; ++i) {
+        // Unsigned, so that what overflows wraps as on other back ends.
+        const auto sum =
+            static_cast<std::uint32_t>(a.lane[i]) + static_cast<std::uint32_t>(b.lane[i]);
+        std::memcpy(&result.lane[i], &sum, sizeof sum);
+    }
+    return result;
+}
+inline IntegerLanes get_mask_bits(const Lanes& a) {
+    IntegerLanes result;
+    std::memcpy(result.lane, a.lane, sizeof result.lane);
     return result;
 }
 

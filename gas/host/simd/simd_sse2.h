@@ -22,6 +22,7 @@ inline float get(Lanes a, unsigned lane) {
 inline Lanes add(Lanes a, Lanes b) { return _mm_add_ps(a, b); }
 inline Lanes subtract(Lanes a, Lanes b) { return _mm_sub_ps(a, b); }
 inline Lanes multiply(Lanes a, Lanes b) { return _mm_mul_ps(a, b); }
+inline Lanes divide(Lanes a, Lanes b) { return _mm_div_ps(a, b); }
 inline Lanes bit_and(Lanes a, Lanes b) { return _mm_and_ps(a, b); }
 inline Lanes bit_or(Lanes a, Lanes b) { return _mm_or_ps(a, b); }
 inline Lanes bit_xor(Lanes a, Lanes b) { return _mm_xor_ps(a, b); }
@@ -37,6 +38,7 @@ inline int get_mask(Lanes a) { return _mm_movemask_ps(a); }
 inline Lanes interleave_low(Lanes a, Lanes b) { return _mm_unpacklo_ps(a, b); }
 inline Lanes interleave_high(Lanes a, Lanes b) { return _mm_unpackhi_ps(a, b); }
 inline Lanes move_high(Lanes a) { return _mm_movehl_ps(a, a); }
+inline Lanes move_down(Lanes a) { return _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 2, 1)); }
 template <unsigned lane> Lanes broadcast_lane(Lanes a) {
     return _mm_shuffle_ps(a, a, _MM_SHUFFLE(lane, lane, lane, lane));
 }
@@ -52,6 +54,12 @@ inline void load_bytes(const unsigned char* bytes, IntegerLanes& first, IntegerL
     first = _mm_unpacklo_epi16(halves, zero);
     last = _mm_unpackhi_epi16(halves, zero);
 }
+inline void store_bytes(unsigned char* bytes, IntegerLanes first, IntegerLanes last) {
+    const __m128i low_byte = _mm_set1_epi32(0xFF);
+    const __m128i halves =
+        _mm_packs_epi32(_mm_and_si128(first, low_byte), _mm_and_si128(last, low_byte));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), _mm_packus_epi16(halves, halves));
+}
 inline void store_integers(int* lanes, IntegerLanes a) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), a);
 }
@@ -63,5 +71,8 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
     return _mm_shuffle_epi32(a, _MM_SHUFFLE(lane, lane, lane, lane));
 }
 inline Lanes to_floats(IntegerLanes a) { return _mm_cvtepi32_ps(a); }
+inline IntegerLanes truncate(Lanes a) { return _mm_cvttps_epi32(a); }
+inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return _mm_add_epi32(a, b); }
+inline IntegerLanes get_mask_bits(Lanes a) { return _mm_castps_si128(a); }
 
 } // namespace gas_simd_sse2
