@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <memory>
 
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
@@ -21,14 +22,14 @@ GasCompressedTree::GasCompressedTree(const GasCompressedTree& other) : GasCompre
 GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) {
     if (this == &other)
         return *this;
-    unsigned char** const records =
-        gas_copy_sample_table(other.m_motion_blur_records, other.m_motion_blur_sample_count);
-    delete[] m_motion_blur_records;
-    m_motion_blur_records = records;
-    m_motion_blur_sample_count = other.m_motion_blur_sample_count;
-
+    // Both tables before anything changes: memory may run out.
+    std::unique_ptr<unsigned char*[]> records(
+        gas_copy_sample_table(other.m_motion_blur_records, other.m_motion_blur_sample_count));
     GMathBbox3<float>* const bboxes =
         gas_copy_sample_table(other.m_blurred_bboxes, other.m_blurred_bbox_count);
+    delete[] m_motion_blur_records;
+    m_motion_blur_records = records.release();
+    m_motion_blur_sample_count = other.m_motion_blur_sample_count;
     delete[] m_blurred_bboxes;
     m_blurred_bboxes = bboxes;
     m_blurred_bbox_count = other.m_blurred_bbox_count;

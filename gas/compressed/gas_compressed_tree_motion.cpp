@@ -19,9 +19,12 @@ void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
         sys_free(m_motion_blur_records[sample]);
         m_motion_blur_records[sample] = nullptr;
     }
+    // Every sample has a box, also when memory runs out between the two tables.
+    if (new_count > m_blurred_bbox_count)
+        gas_resize_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
     if (new_count != m_motion_blur_sample_count)
         gas_resize_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
-    if (new_count != m_blurred_bbox_count)
+    if (new_count < m_blurred_bbox_count)
         gas_resize_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
 }
 
