@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <new>
-
-#include "../support/allocation_counter.h"
+#include "../support/allocation_attempts.h"
 #include "../support/scenes.h"
 #include "../support/tree_build.h"
 #include "../support/tree_checker.h"
@@ -12,39 +10,11 @@ namespace {
 using naive::Box;
 using naive::Split;
 using scenes::Kind;
-using support::AllocationCounts;
-using support::FailingAllocation;
+using support::attempt;
+using support::Attempt;
+using support::count_allocations;
+using support::count_live_blocks;
 using support::to_boxes;
-
-/// Blocks of the calling thread that were allocated and not yet released.
-std::int64_t count_live_blocks() {
-    const AllocationCounts counts = support::get_allocation_counts();
-    return static_cast<std::int64_t>(counts.allocations - counts.releases);
-}
-
-/// How many allocations `action` makes.
-template <typename Action> std::uint64_t count_allocations(const Action& action) {
-    const std::uint64_t before = support::get_allocation_counts().allocations;
-    action();
-    return support::get_allocation_counts().allocations - before;
-}
-
-struct Attempt {
-    bool reached; // whether the action made as many allocations
-    bool thrown;
-};
-
-/// Runs `action` with its allocation number `nth` failing.
-template <typename Action> Attempt attempt(std::uint64_t nth, const Action& action) {
-    const FailingAllocation failing(nth);
-    bool thrown = false;
-    try {
-        action();
-    } catch (const std::bad_alloc&) {
-        thrown = true;
-    }
-    return {failing.has_failed(), thrown};
-}
 
 /// Rebuilds trees over `boxes`, 50 of them, with one of the build's allocations failing each time.
 template <typename Boxes>

@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <climits>
-#include <functional>
-#include <pthread.h>
 
-#include "../support/sanitizers.h"
 #include "../support/scenes.h"
+#include "../support/small_stack.h"
 #include "../support/test_shader.h"
 #include "../support/tree_build.h"
 #include "../support/tree_checker.h"
@@ -15,29 +12,7 @@ namespace {
 
 using naive::Box;
 using naive::Split;
-
-void* run(void* task) {
-    (*static_cast<const std::function<void()>*>(task))();
-    return nullptr;
-}
-
-/// Runs the task on a thread with as small a stack as the callbacks of a renderer may have left.
-/// Sanitizers need larger stacks, so with one of them it runs on this thread.
-void run_on_a_small_stack(std::function<void()> task) {
-    if (support::is_sanitized) {
-        task();
-        return;
-    }
-    const std::size_t stack_size =
-        std::max(std::size_t{64 * 1024}, static_cast<std::size_t>(PTHREAD_STACK_MIN));
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &task), 0);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    pthread_attr_destroy(&attributes);
-}
+using support::run_on_a_small_stack;
 
 /// Builds by every method on a small stack, checks the trees and returns the largest depth.
 unsigned build_deep_trees(const std::vector<Box>& boxes) {
