@@ -144,6 +144,8 @@ TEST(SimdF, BitOperationsAndSelectKeepEveryBit) {
         const scalar::Lanes t = to_scalar(b);
         ASSERT_EQ(to_bits(x & y), to_bits(scalar::bit_and(s, t)));
         ASSERT_EQ(to_bits(x | y), to_bits(scalar::bit_or(s, t)));
+        ASSERT_EQ(to_bits(x ^ y), (Bits{a[0] ^ b[0], a[1] ^ b[1], a[2] ^ b[2], a[3] ^ b[3]}));
+        ASSERT_EQ(to_bits(scalar::bit_xor(s, t)), to_bits(x ^ y));
         for (unsigned chosen = 0; chosen < 16; ++chosen) {
             Bits mask;
             Bits expected;

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include <gas/host/host.h>
+#include <gas/host/simd/simd_scalar.h>
+#include <tests/support/seeded_random.h>
+
+// The lanes in use and the portable back end against plain loops, as bits.
+
+namespace {
+
+namespace scalar = gas_simd_scalar;
+
+using Integers = std::array<int, 4>;
+using Bits = std::array<std::uint32_t, 4>;
+
+SimdI to_lanes(const Integers& values) { return {values[0], values[1], values[2], values[3]}; }
+scalar::IntegerLanes to_scalar(const Integers& values) {
+    return scalar::set_integers(values[0], values[1], values[2], values[3]);
+}
+
+Integers get(const SimdI& lanes) {
+    Integers values;
+    lanes.store(values.data());
+    return values;
+}
+Integers get(const scalar::IntegerLanes& lanes) {
+    Integers values;
+    scalar::store_integers(values.data(), lanes);
+    return values;
+}
+
+Bits to_bits(const SimdF& lanes) {
+    float floats[4];
+    lanes.store(floats);
+    Bits bits;
+    std::memcpy(bits.data(), floats, sizeof floats);
+    return bits;
+}
+Bits to_bits(const scalar::Lanes& lanes) {
+    Bits bits;
+    std::memcpy(bits.data(), lanes.lane, sizeof lanes.lane);
+    return bits;
+}
+
+template <typename Operation> Integers for_each_lane(const Operation& operation) {
+    Integers values;
+    for (unsigned lane = 0; lane < 4; ++lane)
+        values[lane] = operation(lane);
+    return values;
+}
+
+const std::vector<int>& get_values() {
+    static const std::vector<int> values = [] {
+        std::vector<int> list = {0,
+                                 1,
+                                 -1,
+                                 2,
+                                 4,
+                                 7,
+                                 8,
+                                 16,
+                                 32,
+                                 63,
+                                 127,
+                                 128,
+                                 255,
+                                 256,
+                                 -128,
+                                 65535,
+                                 16777215,
+                                 16777217,
+                                 33554434,
+                                 -16777219,
+                                 std::numeric_limits<int>::max(),
+                                 std::numeric_limits<int>::min(),
+                                 std::numeric_limits<int>::max() - 64};
+        support::SeededRandom random(20250102);
+        for (unsigned i = 0; i < 20; ++i)
+            list.push_back(static_cast<int>(random.next()));
+        return list;
+    }();
+    return values;
+}
+
+/// Calls `check` with four pairs at a time until every pair of values was in every lane.
+template <typename Check> void for_all_pairs(const Check& check) {
+    const std::vector<int>& values = get_values();
+    const std::size_t count = values.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t j = 0; j < count; ++j) {
+            Integers a;
+            Integers b;
+            for (std::size_t lane = 0; lane < 4; ++lane) {
+                a[lane] = values[(i + 7 * lane) % count];
+                b[lane] = values[(j + 7 * lane) % count];
+            }
+            check(a, b);
+        }
+    }
+}
+
+} // namespace
+
+TEST(SimdI, ConstructionAndStoreKeepTheLanesInOrder) {
+    EXPECT_EQ(get(SimdI(1, -2, 3, std::numeric_limits<int>::min())),
+              (Integers{1, -2, 3, std::numeric_limits<int>::min()}));
+    for_all_pairs([](const Integers& a, const Integers&) {
+        ASSERT_EQ(get(to_lanes(a)), a);
+        ASSERT_EQ(get(to_scalar(a)), a);
+        int shifted[5] = {}; // anywhere
+        to_lanes(a).store(shifted + 1);
+        ASSERT_EQ(std::memcmp(shifted + 1, a.data(), sizeof a), 0);
+    });
+}
+
+TEST(SimdI, BytesAreWidenedWithoutASign) {
+    support::SeededRandom random(9);
+    for (unsigned i = 0; i < 2000; ++i) {
+        unsigned char bytes[10] = {};
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(i < 256 ? i : random.below(256));
+        for (unsigned offset = 0; offset < 3; ++offset) { // anywhere
+            SimdI first;
+            SimdI last;
+            SimdI::load_bytes(bytes + offset, first, last);
+            scalar::IntegerLanes scalar_first;
+            scalar::IntegerLanes scalar_last;
+            scalar::load_bytes(bytes + offset, scalar_first, scalar_last);
+            const auto from = [&](unsigned start) {
+                return for_each_lane(
+                    [&](unsigned lane) { return int{bytes[offset + start + lane]}; });
+            };
+            ASSERT_EQ(get(first), from(0));
+            ASSERT_EQ(get(last), from(4));
+            ASSERT_EQ(get(scalar_first), from(0));
+            ASSERT_EQ(get(scalar_last), from(4));
+        }
+    }
+}
+
+TEST(SimdI, AndKeepsTheCommonBits) {
+    for_all_pairs([](const Integers& a, const Integers& b) {
+        const Integers expected = for_each_lane([&](unsigned lane) { return a[lane] & b[lane]; });
+        ASSERT_EQ(get(to_lanes(a) & to_lanes(b)), expected);
+        ASSERT_EQ(get(scalar::bit_and_integers(to_scalar(a), to_scalar(b))), expected);
+    });
+}
+
+TEST(SimdI, EqualLanesGiveAMaskOfAllBits) {
+    for_all_pairs([](const Integers& a, const Integers& b) {
+        Bits expected;
+        for (unsigned lane = 0; lane < 4; ++lane)
+            expected[lane] = a[lane] == b[lane] ? 0xFFFFFFFFu : 0u;
+        ASSERT_EQ(to_bits(to_lanes(a) == to_lanes(b)), expected);
+        ASSERT_EQ(to_bits(scalar::equal_integers(to_scalar(a), to_scalar(b))), expected);
+    });
+    EXPECT_EQ((SimdI(1, 2, 3, 4) == SimdI(1, 0, 3, 0)).get_mask(), 5);
+}
+
+TEST(SimdI, BroadcastRepeatsALane) {
+    for_all_pairs([](const Integers& a, const Integers&) {
+        const SimdI lanes = to_lanes(a);
+        ASSERT_EQ(get(lanes.broadcast<0>()), (Integers{a[0], a[0], a[0], a[0]}));
+        ASSERT_EQ(get(lanes.broadcast<1>()), (Integers{a[1], a[1], a[1], a[1]}));
+        ASSERT_EQ(get(lanes.broadcast<2>()), (Integers{a[2], a[2], a[2], a[2]}));
+        ASSERT_EQ(get(lanes.broadcast<3>()), (Integers{a[3], a[3], a[3], a[3]}));
+        ASSERT_EQ(get(scalar::broadcast_integer<2>(to_scalar(a))),
+                  (Integers{a[2], a[2], a[2], a[2]}));
+    });
+}
+
+TEST(SimdI, FloatsAreTheNearestAndTheEvenOnesOfTwo) {
+    for_all_pairs([](const Integers& a, const Integers&) {
+        Bits expected;
+        for (unsigned lane = 0; lane < 4; ++lane) {
+            const float value = static_cast<float>(a[lane]);
+            std::memcpy(&expected[lane], &value, sizeof value);
+        }
+        ASSERT_EQ(to_bits(to_lanes(a).to_floats()), expected);
+        ASSERT_EQ(to_bits(scalar::to_floats(to_scalar(a))), expected);
+    });
+    EXPECT_EQ(to_bits(SimdI(0, 255, 16777217, -1).to_floats()),
+              (Bits{0u, 0x437F0000u, 0x4B800000u, 0xBF800000u}));
+}
