@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include "../support/allocation_attempts.h"
+#include "../support/nested_tracer.h"
+
+// Frames grow with the first queries; from then on a query allocates nothing.
+
+namespace {
+
+using support::count_allocations;
+using support::RayQuery;
+using support::TestShader;
+using Tracer = support::NestedTracer<GasCompressedTree>;
+
+/// Traces rays along the row, alone or two at once.
+std::uint64_t count_of_rays(const GasCompressedTree& tree, RayQuery query, CtxShader& shader,
+                            unsigned ray_count) {
+    GeometryRayBatch batch(2);
+    for (unsigned ray = 0; ray < 2; ++ray)
+        batch.set_ray(ray, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0, 0.5f);
+    batch.get_data().set_range(0, static_cast<int>(ray_count) - 1);
+    return count_allocations([&] { trace(tree, query, shader, batch.get_ctx()); });
+}
+
+} // namespace
+
+TEST(CompressedRaysAllocation, GrownFramesServeEveryQueryWithoutAllocating) {
+    Tracer tracer(1);
+    const std::uint64_t first = count_allocations([&] { tracer.run(); });
+    const unsigned called = tracer.called;
+    const std::int64_t live = support::count_live_blocks();
+    EXPECT_GT(first, 0u);
+    EXPECT_EQ(count_allocations([&] { tracer.run(); }), 0u);
+    EXPECT_EQ(support::count_live_blocks(), live);
+    EXPECT_GT(called, 1000u);
+    EXPECT_GT(tracer.called, called);
+}
+
+TEST(CompressedRaysAllocation, ARayGrowsItsStackAndItsBoxesOnly) {
+    GasCompressedTree shallow;
+    GasCompressedTree deep;
+    support::build(shallow, support::row_of_boxes(4));
+    support::build(deep, support::row_of_boxes(64));
+    support::fill_samples(deep, {support::row_of_boxes(64), support::row_of_boxes(64)});
+    TestShader shader;
+    shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    const GasTreeCtx& frame = shader.get_tree_ctx();
+    // The next frame, this one's stack and its boxes.
+    EXPECT_EQ(count_of_rays(shallow, RayQuery::hit_static, shader, 1), 3u);
+    EXPECT_EQ(frame.decoded_box_capacity, frame.stack_capacity);
+    EXPECT_EQ(count_of_rays(shallow, RayQuery::nearest_static, shader, 1), 0u);
+    EXPECT_EQ(count_of_rays(deep, RayQuery::nearest_static, shader, 1), 2u);
+    EXPECT_EQ(count_of_rays(deep, RayQuery::hit_static, shader, 1), 0u);
+    EXPECT_EQ(count_of_rays(shallow, RayQuery::hit_static, shader, 1), 0u);
+    // A motion ray keeps two boxes for each waiting node.
+    EXPECT_EQ(count_of_rays(deep, RayQuery::nearest_motion, shader, 1), 1u);
+    EXPECT_EQ(frame.decoded_box_capacity, 2 * frame.stack_capacity);
+    EXPECT_EQ(count_of_rays(deep, RayQuery::hit_motion, shader, 1), 0u);
+    EXPECT_EQ(frame.node_state_capacity, 0u);
+    // A batch needs the two other slot buffers, the next batch frame and packets.
+    EXPECT_EQ(count_of_rays(deep, RayQuery::nearest_static, shader, 2), 4u);
+    EXPECT_EQ(frame.node_state_capacity, frame.stack_capacity);
+    EXPECT_EQ(frame.decoded_box_capacity, 2 * frame.stack_capacity);
+    for (const RayQuery query : support::all_ray_queries)
+        EXPECT_EQ(count_of_rays(deep, query, shader, 2), 0u);
+}
+
+TEST(CompressedRaysAllocation, ALoneItemNeedsNoMemory) {
+    GasCompressedTree tree;
+    support::build(tree, support::row_of_boxes(1));
+    CtxShader bare;
+    for (const RayQuery query : support::all_ray_queries)
+        EXPECT_EQ(count_of_rays(tree, query, bare, 2), 0u);
+}
+
+TEST(CompressedRaysAllocation, AFailedAllocationPassesThroughAndTheNextQueryWorks) {
+    Tracer tracer(2);
+    for (std::uint64_t nth = 0;; ++nth) {
+        const void* const tree_ctx = tracer.shader.tree_ctx_slot;
+        const void* const ray_frame = tracer.shader.ray_frame_slot;
+        const support::Attempt attempt = support::attempt(nth, [&] { tracer.run(); });
+        EXPECT_EQ(tracer.shader.tree_ctx_slot, tree_ctx);
+        EXPECT_EQ(tracer.shader.ray_frame_slot, ray_frame);
+        if (!attempt.reached)
+            break;
+        EXPECT_TRUE(attempt.thrown);
+        // The frames that were left half grown serve as well as new ones.
+        if (nth % 2)
+            tracer.run();
+        ASSERT_LT(nth, 100u);
+        GasObject::destroy_ctx(tracer.shader);
+        GasObject::create_ctx(tracer.shader);
+    }
+}
