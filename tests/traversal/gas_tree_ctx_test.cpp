@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <new>
@@ -13,6 +14,7 @@
 #include <gas/traversal/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 
+#include "../support/allocation_counter.h"
 #include "../support/recording_callbacks.h"
 #include "../support/row_of_boxes.h"
 #include "../support/test_shader.h"
@@ -156,6 +158,72 @@ TEST(GasTreeCtx, AStackTooLargeFailsAndLeavesTheFrameInPlace) {
     EXPECT_EQ(shader.tree_ctx_slot, &ctx);
     { const GasTreeCtxLease lease(shader, 4); }
     EXPECT_EQ(ctx.stack_capacity, 4u);
+}
+
+TEST(GasTreeCtx, DecodedBoxesGrowAlignedAndNeverShrink) {
+    GasTreeCtx ctx;
+    ctx.reserve_decoded_boxes(0);
+    EXPECT_EQ(ctx.decoded_boxes, nullptr);
+    ctx.reserve_decoded_boxes(5);
+    EXPECT_EQ(ctx.decoded_box_capacity, 5u);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(ctx.decoded_boxes) % 16, 0u);
+    const GasBbox* const boxes = ctx.decoded_boxes;
+    ctx.reserve_decoded_boxes(3);
+    ctx.reserve_decoded_boxes(5);
+    EXPECT_EQ(ctx.decoded_boxes, boxes);
+    EXPECT_EQ(ctx.decoded_box_capacity, 5u);
+    ctx.reserve_decoded_boxes(6);
+    EXPECT_EQ(ctx.decoded_box_capacity, 6u);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(ctx.decoded_boxes) % 16, 0u);
+    // Nothing else was asked for.
+    EXPECT_EQ(ctx.stack, nullptr);
+    EXPECT_EQ(ctx.node_states, nullptr);
+    EXPECT_EQ(ctx.indices, nullptr);
+}
+
+TEST(GasTreeCtx, SlotBuffersGrowToTheStackAndNeverShrink) {
+    GasTreeCtx ctx;
+    ctx.reserve_slots(); // for no stack
+    EXPECT_EQ(ctx.decoded_boxes, nullptr);
+    EXPECT_EQ(ctx.node_states, nullptr);
+    EXPECT_EQ(ctx.indices, nullptr);
+    ctx.reserve_decoded_boxes(40); // as a motion ray may have done
+    const GasBbox* const boxes = ctx.decoded_boxes;
+    ctx.reserve_stack(20);
+    EXPECT_EQ(ctx.node_states, nullptr);
+    ctx.reserve_slots();
+    EXPECT_EQ(ctx.decoded_boxes, boxes);
+    EXPECT_EQ(ctx.decoded_box_capacity, 40u);
+    EXPECT_EQ(ctx.node_state_capacity, 20u);
+    EXPECT_EQ(ctx.index_capacity, 20u);
+    const void* const states = ctx.node_states;
+    const unsigned* const indices = ctx.indices;
+    ctx.reserve_slots();
+    EXPECT_EQ(ctx.node_states, states);
+    EXPECT_EQ(ctx.indices, indices);
+    ctx.reserve_stack(50);
+    ctx.reserve_slots();
+    EXPECT_EQ(ctx.decoded_box_capacity, 50u);
+    EXPECT_EQ(ctx.node_state_capacity, 50u);
+    EXPECT_EQ(ctx.index_capacity, 50u);
+}
+
+TEST(GasTreeCtx, BuffersThatCannotBeHadLeaveAFrameThatWorks) {
+    GasTreeCtx ctx;
+    ctx.reserve_stack(8);
+    ctx.reserve_slots();
+    EXPECT_THROW(ctx.reserve_decoded_boxes(std::size_t{1} << 40), std::bad_alloc);
+    for (const unsigned nth : {0u, 1u, 2u}) {
+        ctx.reserve_stack(100 * (nth + 1));
+        {
+            const support::FailingAllocation failing(nth);
+            EXPECT_THROW(ctx.reserve_slots(), std::bad_alloc);
+        }
+        ctx.reserve_slots();
+        EXPECT_EQ(ctx.decoded_box_capacity, ctx.stack_capacity);
+        EXPECT_EQ(ctx.node_state_capacity, ctx.stack_capacity);
+        EXPECT_EQ(ctx.index_capacity, ctx.stack_capacity);
+    }
 }
 
 class GasTreeCtxQueries : public testing::Test {
