@@ -1,37 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <bit>
-#include <cinttypes>
-#include <cstdio>
 #include <cstdlib>
 
 #include "../support/scenes.h"
 #include "../support/tree_build.h"
+#include "golden_hash.h"
 #include "golden_trees.h"
 
 namespace {
 
 using naive::Split;
 using scenes::Kind;
-
-/// A 64-bit FNV-1a hash over little-endian words.
-class Hash {
-  public:
-    void add(std::uint32_t word) {
-        for (unsigned shift = 0; shift < 32; shift += 8) {
-            m_value ^= word >> shift & 0xff;
-            m_value *= 0x100000001b3u;
-        }
-    }
-    void add(const GMathVec3<float>& corner) {
-        for (unsigned axis = 0; axis < 3; ++axis)
-            add(std::bit_cast<std::uint32_t>(corner[axis]));
-    }
-    std::uint64_t get() const { return m_value; }
-
-  private:
-    std::uint64_t m_value = 0xcbf29ce484222325u;
-};
 
 /// Over everything in a tree that has a meaning: of the flags that is the lowest four bits.
 std::uint64_t hash_tree(const GasTree& tree) {
@@ -51,21 +30,6 @@ std::uint64_t hash_scene(Kind kind, Split split, unsigned count) {
     GasTree tree;
     support::build(tree, scenes::make(kind, count, golden_seed), split);
     return hash_tree(tree);
-}
-
-/// Prints the rows of the table as the program finds them now.
-void print_hashes() {
-    for (const Kind kind : scenes::all_kinds()) {
-        for (const Split split : support::all_splits) {
-            std::printf("    // %s, %s\n    {", scenes::name(kind), support::name(split));
-            const char* separator = "";
-            for (const unsigned count : golden_counts) {
-                std::printf("%s0x%016" PRIx64, separator, hash_scene(kind, split, count));
-                separator = ", ";
-            }
-            std::printf("},\n");
-        }
-    }
 }
 
 std::string kind_name(const testing::TestParamInfo<Kind>& info) { return scenes::name(info.param); }
@@ -93,5 +57,5 @@ TEST(GoldenTable, HasOneRowPerKindAndMethod) {
     EXPECT_EQ(std::size(golden_hashes),
               scenes::all_kinds().size() * std::size(support::all_splits));
     if (std::getenv("GAS_PRINT_GOLDEN_TREES"))
-        print_hashes();
+        print_hash_rows(golden_counts, hash_scene);
 }

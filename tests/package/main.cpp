@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <vector>
 
+#include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 
@@ -13,9 +15,58 @@ void hit_front(void*, const unsigned& item, const CtxEval&, CtxShader&, Geometry
 
 void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
 
+void trace(const GasTree& tree, CtxShader& shader, GeometryRayBatch& batch) {
+    tree.ray_hit_nearest_static(CtxEval(), shader, batch.get_ctx(), false);
+}
+void trace(const GasCompressedTree& tree, CtxShader& shader, GeometryRayBatch& batch) {
+    tree.ray_hit_nearest_static(CtxEval(), shader, batch.get_ctx());
+}
+
+// Whether a ray towards three boxes in a row finds the first of them.
+template <typename Tree> bool finds_first_box(Tree& tree) {
+    tree.set_leaf_raytrace_callbacks(ignore, hit_front, nullptr);
+    GeometryRayBatch batch(1);
+    batch.set_ray(0, {0.0, 0.0, -10.0}, {0.0, 0.0, 1.0}, 0.0, 100.0);
+    CtxShader shader;
+    GasObject::create_ctx(shader);
+    trace(tree, shader, batch);
+    GasObject::destroy_ctx(shader);
+    std::printf("hit item %u at %g\n", batch.get_item(0), batch.get_hit_distance(0));
+    return batch.is_hit(0) && batch.get_item(0) == 0 && batch.get_hit_distance(0) == 10.0;
+}
+
+// Visits every leaf by the traversal interface, nearer children first, and sums their positions.
+unsigned sum_leaves(const GasCompressedTree& tree) {
+    GasTreeCtx ctx;
+    ctx.reserve_stack(2 * std::size_t{tree.get_depth()});
+    tree.init_traversal(ctx);
+    const GMathBasicRay ray({0.0, 0.0, -10.0}, {0.0, 0.0, 1.0});
+    std::vector<unsigned> pending = {0};
+    unsigned sum = 0;
+    while (!pending.empty()) {
+        const unsigned slot = pending.back();
+        pending.pop_back();
+        GasBbox bbox;
+        tree.get_node_bbox(ctx, slot, bbox);
+        if (tree.is_node_a_leaf(ctx, slot)) {
+            const unsigned leaf = tree.get_leaf_value(ctx, slot);
+            std::printf("leaf %u from z = %g\n", leaf, static_cast<double>(bbox.min[2]));
+            sum += leaf;
+        } else {
+            const unsigned order = tree.get_node_traversal_order(ctx, slot, ray);
+            unsigned children[2];
+            tree.get_node_children(ctx, slot, children[0], children[1]);
+            pending.push_back(children[1 - order]);
+            pending.push_back(children[order]);
+        }
+        tree.free_node(ctx, slot);
+    }
+    tree.deinit_traversal(ctx);
+    return sum;
+}
+
 } // namespace
 
-// Succeeds when a ray towards three boxes in a row finds the first of them.
 int main() {
     const GMathBbox3<float> bboxes[] = {
         {{-1.0f, -1.0f, 0.0f}, {1.0f, 1.0f, 0.5f}},
@@ -23,17 +74,9 @@ int main() {
         {{-1.0f, -1.0f, 2.0f}, {1.0f, 1.0f, 2.5f}},
     };
     GasTree tree;
-    tree.set_leaf_raytrace_callbacks(ignore, hit_front, nullptr);
     tree.create(bboxes, 3, nullptr, nullptr, 1.0f);
-
-    GeometryRayBatch batch(1);
-    batch.set_ray(0, {0.0, 0.0, -10.0}, {0.0, 0.0, 1.0}, 0.0, 100.0);
-    CtxEval eval;
-    CtxShader shader;
-    GasObject::create_ctx(shader);
-    tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
-    GasObject::destroy_ctx(shader);
-
-    std::printf("hit item %u at %g\n", batch.get_item(0), batch.get_hit_distance(0));
-    return batch.is_hit(0) && batch.get_item(0) == 0 && batch.get_hit_distance(0) == 10.0 ? 0 : 1;
+    GasCompressedTree compressed;
+    compressed.create(bboxes, 3, nullptr, nullptr);
+    return finds_first_box(tree) && finds_first_box(compressed) && sum_leaves(compressed) == 3 ? 0
+                                                                                               : 1;
 }

@@ -112,16 +112,22 @@ CoreLogHandler& core_main_log_handler();
 class AppProgressBar {
   public:
     void increment_if_step(const unsigned& n) {
+        heard_counts.push_back(n);
         if (n % interval == 0)
             fraction += increment;
     }
-    void set_value(const float& value) { fraction = value; }
+    void set_value(const float& value) {
+        heard_values.push_back(value);
+        fraction = value;
+    }
     void finish() { fraction = 1.0f; }
 
     class AppBase* owner;
     float increment;
     float fraction;
     unsigned interval;
+    std::vector<unsigned> heard_counts = {};
+    std::vector<float> heard_values = {};
 };
 class AppBase {
   public:

@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <type_traits>
+#include <vector>
 
+#include <gtest/gtest.h>
+
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 #include <tests/support/seeded_random.h>
@@ -104,35 +109,58 @@ inline void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&
     }
 }
 
-/// An object over one tree and its boxes.
-class SceneObject : public GasObject {
+/// An object over one tree of either class.
+template <typename Tree> class SceneObject : public GasObject {
   public:
-    explicit SceneObject(const GasTree& tree) : m_tree(&tree) {
-        set_raytrace_callbacks(
-            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
-               GeometryRaytraceCtx& ctx) {
-                get_tree(self).ray_hit_static(eval, shader, ctx, true);
-            },
-            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
-               GeometryRaytraceCtx& ctx) {
-                get_tree(self).ray_hit_motion(eval, shader, ctx, true);
-            },
-            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
-               GeometryRaytraceCtx& ctx) {
-                get_tree(self).ray_hit_nearest_static(eval, shader, ctx, true);
-            },
-            [](const GasObject* self, const CtxEval& eval, CtxShader& shader,
-               GeometryRaytraceCtx& ctx) {
-                get_tree(self).ray_hit_nearest_motion(eval, shader, ctx, true);
-            });
+    explicit SceneObject(const Tree& tree) : m_tree(&tree) {
+        set_raytrace_callbacks(trace<&Tree::ray_hit_static>, trace<&Tree::ray_hit_motion>,
+                               trace<&Tree::ray_hit_nearest_static>,
+                               trace<&Tree::ray_hit_nearest_motion>);
     }
     GMathBbox3<double> get_bbox() const override { return {}; }
 
   private:
-    static const GasTree& get_tree(const GasObject* self) {
-        return *static_cast<const SceneObject*>(self)->m_tree;
+    template <auto query>
+    static void trace(const GasObject* self, const CtxEval& eval, CtxShader& shader,
+                      GeometryRaytraceCtx& ctx) {
+        const Tree& tree = *static_cast<const SceneObject*>(self)->m_tree;
+        if constexpr (std::is_same_v<Tree, GasTree>)
+            (tree.*query)(eval, shader, ctx, true);
+        else
+            (tree.*query)(eval, shader, ctx);
     }
-    const GasTree* m_tree;
+
+    const Tree* m_tree;
 };
+
+/// Traces a batch both ways and holds every ray against a search through all boxes.
+template <typename Tree>
+void expect_same_as_search(const Tree& tree, const Boxes& boxes, CtxShader& shader,
+                           SeamRays& rays) {
+    const SceneObject object(tree);
+    GeometryRaytraceData data;
+    data.rays = &rays;
+    gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
+
+    unsigned hit_count = 0;
+    object.ray_hit_nearest(CtxEval(), shader, data);
+    for (unsigned ray = 0; ray < ray_count; ++ray) {
+        float nearest = 1000.0f;
+        for (const GMathBbox3<float>& box : boxes.items)
+            nearest = std::min(nearest, enter(data, ray, box));
+        const GeometryIntersectionPath& path = rays.map.get_path(ray);
+        ASSERT_EQ(path.distance, static_cast<double>(nearest)) << ray;
+        ASSERT_EQ(path.item != no_item, nearest < 1000.0f) << ray;
+        ASSERT_EQ(rays.hits[ray] != 0, nearest < 1000.0f) << ray;
+        hit_count += rays.hits[ray];
+    }
+    EXPECT_GT(hit_count, ray_count / 4);
+    EXPECT_LT(hit_count, ray_count);
+
+    const std::vector<unsigned char> nearest_hits = rays.hits;
+    object.ray_hit(CtxEval(), shader, data);
+    EXPECT_EQ(data.map, nullptr);
+    EXPECT_EQ(rays.hits, nearest_hits);
+}
 
 } // namespace seam

@@ -15,39 +15,6 @@
 
 using namespace seam;
 
-namespace {
-
-// Traces a batch both ways and holds every ray against a search through all boxes.
-void expect_same_as_search(const GasTree& tree, const Boxes& boxes, CtxShader& shader,
-                           SeamRays& rays) {
-    const SceneObject object(tree);
-    GeometryRaytraceData data;
-    data.rays = &rays;
-    gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
-
-    unsigned hit_count = 0;
-    object.ray_hit_nearest(CtxEval(), shader, data);
-    for (unsigned ray = 0; ray < ray_count; ++ray) {
-        float nearest = 1000.0f;
-        for (const GMathBbox3<float>& box : boxes.items)
-            nearest = std::min(nearest, enter(data, ray, box));
-        const GeometryIntersectionPath& path = rays.map.get_path(ray);
-        ASSERT_EQ(path.distance, static_cast<double>(nearest)) << ray;
-        ASSERT_EQ(path.item != no_item, nearest < 1000.0f) << ray;
-        ASSERT_EQ(rays.hits[ray] != 0, nearest < 1000.0f) << ray;
-        hit_count += rays.hits[ray];
-    }
-    EXPECT_GT(hit_count, ray_count / 4);
-    EXPECT_LT(hit_count, ray_count);
-
-    const std::vector<unsigned char> nearest_hits = rays.hits;
-    object.ray_hit(CtxEval(), shader, data);
-    EXPECT_EQ(data.map, nullptr);
-    EXPECT_EQ(rays.hits, nearest_hits);
-}
-
-} // namespace
-
 TEST(Seam, EveryBuildMethodFindsWhatASearchFinds) {
     const Scene scene;
     SeamRays rays = make_rays();
