@@ -21,7 +21,7 @@ class SimdI {
     static void store_bytes(unsigned char* bytes, const SimdI& first, const SimdI& last) {
         gas_simd::store_bytes(bytes, first.m_lanes, last.m_lanes);
     }
-    /// Each lane truncated towards zero; -2^31 where no 32-bit integer holds it.
+    /// Each lane truncated towards zero; 0 where no 32-bit integer holds it.
     static SimdI truncate(const SimdF& a) { return gas_simd::truncate(a.get_lanes()); }
     /// -1 in the lanes where a mask is set, 0 elsewhere.
     static SimdI from_mask(const SimdF& mask) { return gas_simd::get_mask_bits(mask.get_lanes()); }

@@ -188,3 +188,72 @@ TEST(SimdI, FloatsAreTheNearestAndTheEvenOnesOfTwo) {
     EXPECT_EQ(to_bits(SimdI(0, 255, 16777217, -1).to_floats()),
               (Bits{0u, 0x437F0000u, 0x4B800000u, 0xBF800000u}));
 }
+
+TEST(SimdI, TruncationGoesTowardsZero) {
+    struct Case {
+        float value;
+        int expected;
+    };
+    constexpr int lowest = std::numeric_limits<int>::min();
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    const Case cases[] = {{0.0f, 0},
+                          {-0.0f, 0},
+                          {0.99f, 0},
+                          {-0.99f, 0},
+                          {1.5f, 1},
+                          {-1.5f, -1},
+                          {254.9999f, 254},
+                          {16777216.0f, 16777216},
+                          {2147483520.0f, 2147483520},
+                          {2147483648.0f, 0},
+                          {-2147483648.0f, lowest},
+                          {-2147483904.0f, 0},
+                          {3e38f, 0},
+                          {-3e38f, 0},
+                          {infinity, 0},
+                          {-infinity, 0},
+                          {nan, 0},
+                          {1e-40f, 0}};
+    for (const Case& test : cases) {
+        const Integers expected = {test.expected, test.expected, test.expected, test.expected};
+        EXPECT_EQ(get(SimdI::truncate(SimdF(test.value))), expected) << test.value;
+        EXPECT_EQ(get(scalar::truncate(scalar::broadcast(test.value))), expected) << test.value;
+    }
+    EXPECT_EQ(get(SimdI::truncate(SimdF(1.5f, -2.5f, nan, 7.0f))), (Integers{1, -2, 0, 7}));
+}
+
+TEST(SimdI, AdditionWraps) {
+    for_all_pairs([](const Integers& a, const Integers& b) {
+        const Integers expected = for_each_lane([&](unsigned lane) {
+            const unsigned sum = static_cast<unsigned>(a[lane]) + static_cast<unsigned>(b[lane]);
+            return static_cast<int>(sum);
+        });
+        ASSERT_EQ(get(to_lanes(a) + to_lanes(b)), expected);
+        ASSERT_EQ(get(scalar::add_integers(to_scalar(a), to_scalar(b))), expected);
+    });
+}
+
+TEST(SimdI, AMaskIsMinusOne) {
+    const SimdF mask = SimdF(1.0f, 2.0f, 3.0f, 4.0f) > SimdF(0.0f, 2.0f, 1.0f, 5.0f);
+    EXPECT_EQ(get(SimdI::from_mask(mask)), (Integers{-1, 0, -1, 0}));
+    EXPECT_EQ(get(scalar::get_mask_bits(
+                  scalar::less(scalar::broadcast(1.0f), scalar::set(0.0f, 2.0f, 1.0f, 5.0f)))),
+              (Integers{0, -1, 0, -1}));
+}
+
+TEST(SimdI, LowBytesAreStored) {
+    for_all_pairs([](const Integers& a, const Integers& b) {
+        unsigned char bytes[10] = {};
+        unsigned char scalar_bytes[8];
+        SimdI::store_bytes(bytes + 1, to_lanes(a), to_lanes(b)); // anywhere
+        scalar::store_bytes(scalar_bytes, to_scalar(a), to_scalar(b));
+        for (unsigned lane = 0; lane < 4; ++lane) {
+            ASSERT_EQ(bytes[1 + lane], a[lane] & 0xFF);
+            ASSERT_EQ(bytes[5 + lane], b[lane] & 0xFF);
+        }
+        ASSERT_EQ(std::memcmp(bytes + 1, scalar_bytes, 8), 0);
+        ASSERT_EQ(bytes[0], 0);
+        ASSERT_EQ(bytes[9], 0);
+    });
+}

@@ -2,8 +2,6 @@
 
 #include <arm_neon.h>
 
-#include <cstdint>
-
 /// Four float lanes on NEON (AArch64); `simd_f.h` says what each operation means. Minimum and
 /// maximum compare and select, since the machine's own treat NaN and signed zeros differently.
 namespace gas_simd_neon {
@@ -89,10 +87,10 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
 }
 inline Lanes to_floats(IntegerLanes a) { return vcvtq_f32_s32(a); }
 inline IntegerLanes truncate(Lanes a) {
-    // The machine's own conversion takes what does not fit to the nearest end, and a NaN to 0.
-    const float32x4_t limit = vdupq_n_f32(2147483648.0f);
+    // The machine's own conversion takes what does not fit to the nearest end.
+    const float32x4_t limit = vdupq_n_f32(2147483648.0f); // 2^31
     const uint32x4_t fits = vandq_u32(vcgeq_f32(a, vnegq_f32(limit)), vcltq_f32(a, limit));
-    return vbslq_s32(fits, vcvtq_s32_f32(a), vdupq_n_s32(INT32_MIN));
+    return vandq_s32(vreinterpretq_s32_u32(fits), vcvtq_s32_f32(a));
 }
 inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return vaddq_s32(a, b); }
 inline IntegerLanes get_mask_bits(Lanes a) { return vreinterpretq_s32_f32(a); }

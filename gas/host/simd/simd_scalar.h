@@ -186,7 +186,7 @@ inline IntegerLanes truncate(const Lanes& a) {
     IntegerLanes result;
     for (unsigned i = 0; i < 4; ++i) {
         const bool fits = a.lane[i] >= -limit && a.lane[i] < limit;
-        result.lane[i] = fits ? static_cast<std::int32_t>(a.lane[i]) : INT32_MIN;
+        result.lane[i] = fits ? static_cast<std::int32_t>(a.lane[i]) : 0;
     }
     return result;
 }

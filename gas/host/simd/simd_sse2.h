@@ -71,7 +71,13 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
     return _mm_shuffle_epi32(a, _MM_SHUFFLE(lane, lane, lane, lane));
 }
 inline Lanes to_floats(IntegerLanes a) { return _mm_cvtepi32_ps(a); }
-inline IntegerLanes truncate(Lanes a) { return _mm_cvttps_epi32(a); }
+inline IntegerLanes truncate(Lanes a) {
+    // What the instruction gives for a float out of range is not what compilers fold it to.
+    const Lanes limit = _mm_set1_ps(2147483648.0f); // 2^31
+    const Lanes lowest = _mm_set1_ps(-2147483648.0f);
+    const Lanes fits = _mm_and_ps(_mm_cmpge_ps(a, lowest), _mm_cmplt_ps(a, limit));
+    return _mm_cvttps_epi32(_mm_and_ps(a, fits));
+}
 inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return _mm_add_epi32(a, b); }
 inline IntegerLanes get_mask_bits(Lanes a) { return _mm_castps_si128(a); }
 
