@@ -188,6 +188,9 @@ TEST(BoxCodec, AnInvertedParentRoundsDown) {
     // Below zero 44.99996 steps are 45, and 49.99996 are 50.
     EXPECT_EQ(encode_x(255.0f, 0.0f, 300.0f, -50.0f), (X{256 - 45, 256 - 50, 0}));
     EXPECT_EQ(encode_x(255.0f, 0.0f, 100.0f, 100.0f), (X{0, 0, 0}));
+    // What is below every integer is a multiple of 256 again, or an infinity.
+    EXPECT_EQ(encode_x(255.0f, 0.0f, 1e30f, -1e30f), (X{0, 0, 0}));
+    EXPECT_EQ(encode_x(255.0f, 0.0f, infinity, -infinity), (X{0, 0, 0}));
 }
 
 TEST(BoxCodec, ExtentsThatAreInfiniteStoreZeros) {

@@ -273,6 +273,14 @@ TEST(SimdF, NothingFuses) {
     EXPECT_EQ(to_bits(value * value - rounded), (Bits{0u, 0u, 0u, 0u}));
 }
 
+TEST(SimdF, QuotientsAreRoundedOnceAndByZeroInfinite) {
+    const SimdF a(255.0f, 1.0f, -1.0f, 0.0f);
+    const SimdF b(3.0f, 0.0f, 0.0f, -2.0f);
+    EXPECT_EQ(to_bits(a / b), (Bits{0x42AA0000u, 0x7F800000u, 0xFF800000u, 0x80000000u}));
+    EXPECT_EQ(to_bits(SimdF(1.0f) / SimdF(3.0f)),
+              (Bits{0x3EAAAAABu, 0x3EAAAAABu, 0x3EAAAAABu, 0x3EAAAAABu}));
+}
+
 TEST(SimdF, DenormalsAreNotFlushed) {
     const SimdF smallest(1e-45f);
     EXPECT_EQ(to_bits(smallest + smallest), (Bits{2u, 2u, 2u, 2u}));
