@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include <gas/host/app_progress_bar.h>
@@ -22,11 +23,13 @@ class GAS_HOST_EXPORT AppBase {
     unsigned get_build_method() const { return m_build_method; }
     void set_build_method(unsigned method) { m_build_method = method; }
 
-    /// A new bar, owned by the application and kept until the application goes.
+    /// A new bar, owned by the application and kept until it is released or the application goes.
+    /// Any thread may ask for one.
     AppProgressBar* create_progress_bar(const CoreString& title, const bool& visible);
 
   private:
     std::FILE* m_output;
     unsigned m_build_method = 2;
+    std::mutex m_progress_bar_mutex;
     std::vector<std::unique_ptr<AppProgressBar>> m_progress_bars;
 };

@@ -12,7 +12,7 @@ bool is_terminal(std::FILE* output) { return output && isatty(fileno(output)) ==
 
 } // namespace
 
-AppProgressBar::AppProgressBar(const AppBase& app, const CoreString& title, bool visible,
+AppProgressBar::AppProgressBar(AppBase& app, const CoreString& title, bool visible,
                                std::FILE* output)
     : m_app(&app), m_title(title), m_output(output), m_visible(visible && output),
       m_terminal(is_terminal(output)), m_drawn_percent(m_terminal ? -1 : 0) {}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 
@@ -14,7 +15,7 @@ class GAS_HOST_EXPORT AppProgressBar {
   public:
     /// `app` outlives the bar and carries the build method setting. A bar that is not `visible`
     /// counts and draws nothing. `output` is not owned; null draws nothing either.
-    AppProgressBar(const AppBase& app, const CoreString& title, bool visible, std::FILE* output);
+    AppProgressBar(AppBase& app, const CoreString& title, bool visible, std::FILE* output);
 
     /// Adds the increment when `n` reaches the next multiple of the step interval: once per call,
     /// however many multiples `n` has passed; the next one is then the first above `n`.
@@ -23,6 +24,9 @@ class GAS_HOST_EXPORT AppProgressBar {
     void set_value(const float& value);
     /// Draws the full bar and closes its line. Further changes draw nothing.
     void finish();
+    /// Hands the bar back to its application, which may delete it from now on.
+    void release() { m_released.store(true, std::memory_order_release); }
+    bool is_released() const { return m_released.load(std::memory_order_acquire); }
 
     /// Sets how many steps make one increment (at least 1), counted from 0 again.
     void set_step_interval(unsigned interval);
@@ -33,18 +37,20 @@ class GAS_HOST_EXPORT AppProgressBar {
     unsigned get_step_interval() const { return m_step_interval; }
     float get_step_increment() const { return m_step_increment; }
     bool is_finished() const { return m_finished; }
-    const AppBase& get_app() const { return *m_app; }
+    AppBase& get_app() const { return *m_app; }
+    const CoreString& get_title() const { return m_title; }
 
   private:
     void draw();
     void write_terminal_line(int percent);
 
-    const AppBase* m_app;
+    AppBase* m_app;
     CoreString m_title;
     std::FILE* m_output;
     bool m_visible;
     bool m_terminal;
     bool m_finished = false;
+    std::atomic<bool> m_released{false};
     float m_value = 0.0f;
     float m_step_increment = 0.0f;
     unsigned m_step_interval = 1;

@@ -16,6 +16,13 @@ class GAS_HOST_EXPORT CtxMotionBlur {
     float get_shutter_open() const { return m_shutter_open; }
     float get_shutter_close() const { return m_shutter_close; }
     unsigned get_sample_count() const { return m_sample_count; }
+    /// From one sample's time to the next; 0 with fewer than two samples.
+    double get_time_step() const {
+        return m_sample_count < 2
+                   ? 0.0
+                   : (static_cast<double>(m_shutter_close) - static_cast<double>(m_shutter_open)) /
+                         (m_sample_count - 1);
+    }
 
     /// Maps `time` to the span between samples `sample` and `sample + 1` and to the fraction
     /// (0..1) of the way between them. Times outside the shutter count as its nearer end, a NaN as

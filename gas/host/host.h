@@ -38,4 +38,6 @@ static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 #include <gas/host/resource_data.h>
 #include <gas/host/simd_f.h>
 #include <gas/host/simd_i.h>
+#include <gas/host/sys_thread_lock.h>
+#include <gas/host/sys_thread_task.h>
 #endif

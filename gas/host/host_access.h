@@ -22,7 +22,8 @@ template <typename T> const T* get_items(const CoreVector<T>& vector) { return v
 template <typename T> void clear(CoreVector<T>& vector) { vector.clear(); }
 template <typename T> void append(CoreVector<T>& vector, const T& item) { vector.add(item); }
 
-/// Progress bars: the two words that a build writes, and the setting of the bar's application.
+/// Progress bars: the two words that a build writes, the bar's application and its setting, and the
+/// end of a bar that the library asked for.
 inline void set_progress_steps(AppProgressBar& bar, unsigned interval, float increment) {
     bar.set_step_interval(interval);
     bar.set_step_increment(increment);
@@ -30,6 +31,9 @@ inline void set_progress_steps(AppProgressBar& bar, unsigned interval, float inc
 inline unsigned get_build_method(const AppProgressBar& bar) {
     return bar.get_app().get_build_method();
 }
+inline AppBase* get_app(const AppProgressBar& bar) { return &bar.get_app(); }
+inline CoreString get_title(const AppProgressBar& bar) { return bar.get_title(); }
+inline void release_progress_bar(AppProgressBar& bar) { bar.release(); }
 
 /// Shading contexts: the two slots of the library, motion blur, and what a nearest-hit batch
 /// hands to its intersection map.
@@ -45,6 +49,13 @@ inline unsigned get_intersection_flags(const CtxShader& shader) {
     return shader.intersection_flags;
 }
 inline double get_intersection_bias(const CtxShader& shader) { return shader.intersection_bias; }
+
+/// Motion-blur settings: the number of samples, the first one's time and the step between two.
+inline unsigned get_sample_count(const CtxMotionBlur& motion) { return motion.get_sample_count(); }
+inline double get_first_time(const CtxMotionBlur& motion) {
+    return static_cast<double>(motion.get_shutter_open());
+}
+inline double get_time_step(const CtxMotionBlur& motion) { return motion.get_time_step(); }
 
 /// Ray batches.
 inline GeometryRaytraceCtx& get_ctx(GeometryRaytraceData& data) { return data.get_ctx(); }

@@ -55,7 +55,8 @@ concept LogHandler = requires(Handler& handler, const CoreLogStream& stream) {
 };
 
 /// `increment_if_step` adds the increment when the count reaches the next multiple of the interval;
-/// the build method setting is 0..3.
+/// the build method setting is 0..3. A bar that the library asked for is released once it is
+/// finished with; the application may then delete it.
 template <typename Bar>
 concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count,
                                const float& value, unsigned interval, float increment) {
@@ -64,9 +65,12 @@ concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count
     bar.finish();
     gas_host::set_progress_steps(bar, interval, increment);
     { gas_host::get_build_method(fixed) } -> std::same_as<unsigned>;
+    { gas_host::get_app(fixed) } -> std::same_as<AppBase*>;
+    { gas_host::get_title(fixed) } -> std::convertible_to<CoreString>;
+    gas_host::release_progress_bar(bar);
 };
 
-/// Makes progress bars, which stay the application's.
+/// Makes progress bars, which stay the application's, for any thread.
 template <typename Application>
 concept ProgressApplication = requires(Application& application, const CoreString& title,
                                        const bool& visible) {
@@ -90,6 +94,33 @@ template <typename MotionBlur>
 concept MotionBlurTimes = requires(const MotionBlur& motion, const float& time, unsigned& sample,
                                    float& fraction) {
     motion.get_time_spanf(time, sample, fraction);
+    { gas_host::get_sample_count(motion) } -> std::same_as<unsigned>;
+    { gas_host::get_first_time(motion) } -> std::same_as<double>;
+    { gas_host::get_time_step(motion) } -> std::same_as<double>;
+};
+
+/// A lock for structures with very many; what is written before `unlock` is seen after `lock`. The
+/// hint of value 1 tells that a piece of work is done under it.
+template <typename Lock>
+concept ThreadLock = std::default_initializable<Lock> && requires(Lock& lock) {
+    lock.lock(static_cast<typename Lock::DurationHint>(1));
+    lock.unlock();
+};
+
+/// Runs each task added, perhaps on other threads: the first flag says that the manager deletes it
+/// afterwards, the second that any thread may run it. The wait returns when all have run; it may
+/// run tasks of its own manager, but never another's, for the waiting thread may hold locks. It
+/// works on every thread, also on one that runs a task. Tasks may be added again after the wait.
+template <typename Manager>
+concept ThreadTaskManager = std::constructible_from<Manager, std::nullptr_t> &&
+    requires(Manager& manager, SysThreadTask& task, const bool& flag) {
+    manager.add_task(task, flag, flag);
+    manager.wait_until_completed();
+};
+
+template <typename Task>
+concept ThreadTask = std::has_virtual_destructor_v<Task> && requires(Task& task) {
+    task.run();
 };
 
 /// A view over per-ray arrays: a copy shares the rays and their hits; its range (inclusive) and
@@ -186,11 +217,20 @@ static_assert(LogHandler<CoreLogHandler>, "core_main_log_handler() gives the Cor
 
 static_assert(ProgressBar<AppProgressBar>,
               "AppProgressBar needs increment_if_step, set_value, finish, and "
-              "gas_host::set_progress_steps and get_build_method");
+              "gas_host::set_progress_steps, get_build_method, get_app, get_title and "
+              "release_progress_bar");
 static_assert(ProgressApplication<AppBase>, "AppBase needs create_progress_bar");
 static_assert(ShaderCtx<CtxShader>, "CtxShader needs the gas_host functions of its slots, its "
                                     "motion blur and its intersection settings");
-static_assert(MotionBlurTimes<CtxMotionBlur>, "CtxMotionBlur needs get_time_spanf");
+static_assert(MotionBlurTimes<CtxMotionBlur>,
+              "CtxMotionBlur needs get_time_spanf, and gas_host::get_sample_count, get_first_time "
+              "and get_time_step");
+
+static_assert(ThreadLock<SysThreadLock>, "SysThreadLock needs lock(DurationHint) and unlock");
+static_assert(ThreadTask<SysThreadTask>, "SysThreadTask needs run and a virtual destructor");
+static_assert(ThreadTaskManager<SysThreadTaskManager>,
+              "SysThreadTaskManager needs add_task and wait_until_completed, and is constructed "
+              "from a null thread manager");
 
 static_assert(RayBatch<GeometryRaytraceData>,
               "GeometryRaytraceData copies by assignment and needs the gas_host functions of its "

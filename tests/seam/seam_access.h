@@ -24,6 +24,16 @@ inline unsigned get_build_method(const AppProgressBar& bar) {
     return static_cast<unsigned>(bar.owner->build_method);
 }
 
+inline AppBase* get_app(const AppProgressBar& bar) { return bar.owner; }
+inline CoreString get_title(const AppProgressBar& bar) { return bar.title; }
+inline void release_progress_bar(AppProgressBar& bar) { bar.done = true; }
+
+inline unsigned get_sample_count(const CtxMotionBlur& motion) { return motion.count; }
+inline double get_first_time(const CtxMotionBlur&) { return 0.0; }
+inline double get_time_step(const CtxMotionBlur& motion) {
+    return motion.count < 2 ? 0.0 : 1.0 / (motion.count - 1);
+}
+
 inline void*& get_tree_ctx_slot(CtxShader& shader) { return shader.slots[7]; }
 inline void*& get_ray_frame_slot(CtxShader& shader) { return shader.slots[2]; }
 inline const CtxMotionBlur& get_motion_blur(const CtxShader& shader) { return *shader.motion_blur; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -126,14 +127,44 @@ class AppProgressBar {
     float increment;
     float fraction;
     unsigned interval;
+    char title[30];
+    bool done;
     std::vector<unsigned> heard_counts = {};
     std::vector<float> heard_values = {};
 };
 class AppBase {
   public:
     AppProgressBar* create_progress_bar(const CoreString&, const bool&) { return &bar; }
-    AppProgressBar bar = {this, 0.0f, 0.0f, 1};
+    AppProgressBar bar = {this, 0.0f, 0.0f, 1, "", false};
     short build_method = 2;
+};
+
+/// Threads: there are none but the caller's.
+
+class SysThreadLock {
+  public:
+    enum DurationHint { brief, lasting };
+    void lock(DurationHint) { mutex.lock(); }
+    void unlock() { mutex.unlock(); }
+
+    std::mutex mutex;
+};
+class SysThreadTask {
+  public:
+    virtual ~SysThreadTask() = default;
+    virtual void run() = 0;
+};
+class SysThreadTaskManager {
+  public:
+    explicit SysThreadTaskManager(void*) {}
+    void add_task(SysThreadTask& task, const bool&, const bool&) { tasks.push_back(&task); }
+    void wait_until_completed() {
+        for (SysThreadTask* task : tasks)
+            task->run();
+        tasks.clear();
+    }
+
+    std::vector<SysThreadTask*> tasks;
 };
 
 /// Contexts.

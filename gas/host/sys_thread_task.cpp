@@ -1,0 +1,151 @@
+#include <gas/host/sys_thread_task.h>
+
+#include <cassert>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+SysThreadTask::~SysThreadTask() = default;
+
+/// The threads that all managers share. One mutex guards every list of tasks: tasks are far larger
+/// than what is done under it.
+class SysThreadPool {
+  public:
+    static SysThreadPool& get() {
+        static SysThreadPool pool;
+        return pool;
+    }
+
+    ~SysThreadPool() {
+        {
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_is_closing = true;
+        }
+        m_task_added.notify_all();
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+
+    void add(SysThreadTaskManager& manager, const SysThreadTaskManager::Entry& entry,
+             bool is_parallel) {
+        {
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            if (!is_parallel) {
+                manager.m_waiting_thread_tasks.push_back(entry);
+                return;
+            }
+            manager.m_tasks.push_back(entry);
+            if (!manager.m_is_listed) {
+                m_managers.push_back(&manager);
+                manager.m_is_listed = true;
+            }
+        }
+        m_task_added.notify_one();
+    }
+
+    /// Runs tasks of `manager` until none is left or running.
+    void wait(SysThreadTaskManager& manager) {
+        std::unique_lock<std::mutex> guard(m_mutex);
+        for (;;) {
+            SysThreadTaskManager::Entry entry;
+            if (manager.take_task(entry)) {
+                run(manager, entry, guard);
+                continue;
+            }
+            if (manager.m_running_count == 0)
+                break;
+            m_task_finished.wait(guard);
+        }
+        unlist(manager);
+    }
+
+  private:
+    SysThreadPool() {
+        const unsigned thread_count = std::thread::hardware_concurrency();
+        for (unsigned i = 1; i < thread_count; ++i)
+            m_threads.emplace_back([this] { work(); });
+    }
+
+    void work() {
+        std::unique_lock<std::mutex> guard(m_mutex);
+        for (;;) {
+            m_task_added.wait(guard, [this] { return m_is_closing || !m_managers.empty(); });
+            if (m_is_closing)
+                return;
+            // Managers take turns.
+            SysThreadTaskManager& manager = *m_managers.front();
+            unlist(manager);
+            if (manager.m_tasks.empty())
+                continue;
+            const SysThreadTaskManager::Entry entry = manager.m_tasks.front();
+            manager.m_tasks.pop_front();
+            if (!manager.m_tasks.empty()) {
+                m_managers.push_back(&manager);
+                manager.m_is_listed = true;
+            }
+            run(manager, entry, guard);
+        }
+    }
+
+    void run(SysThreadTaskManager& manager, const SysThreadTaskManager::Entry& entry,
+             std::unique_lock<std::mutex>& guard) {
+        ++manager.m_running_count;
+        guard.unlock();
+        SysThreadTaskManager::run(entry);
+        guard.lock();
+        // From the last task's end on the manager may be gone.
+        if (--manager.m_running_count == 0 && manager.m_tasks.empty())
+            m_task_finished.notify_all();
+    }
+
+    void unlist(SysThreadTaskManager& manager) {
+        if (!manager.m_is_listed)
+            return;
+        for (auto listed = m_managers.begin(); listed != m_managers.end(); ++listed) {
+            if (*listed == &manager) {
+                m_managers.erase(listed);
+                break;
+            }
+        }
+        manager.m_is_listed = false;
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_task_added;
+    std::condition_variable m_task_finished;
+    /// Managers with tasks for any thread.
+    std::deque<SysThreadTaskManager*> m_managers;
+    std::vector<std::thread> m_threads;
+    bool m_is_closing = false;
+};
+
+SysThreadTaskManager::SysThreadTaskManager(SysThreadManager* manager) {
+    assert(!manager && "there are no threads but the shared ones");
+    static_cast<void>(manager);
+}
+
+SysThreadTaskManager::~SysThreadTaskManager() { wait_until_completed(); }
+
+void SysThreadTaskManager::add_task(SysThreadTask& task, const bool& is_owned,
+                                    const bool& is_parallel) {
+    SysThreadPool::get().add(*this, {&task, is_owned}, is_parallel);
+}
+
+void SysThreadTaskManager::wait_until_completed() { SysThreadPool::get().wait(*this); }
+
+void SysThreadTaskManager::run(const Entry& entry) {
+    entry.task->run();
+    if (entry.is_owned)
+        delete entry.task;
+}
+
+bool SysThreadTaskManager::take_task(Entry& entry) {
+    std::deque<Entry>& tasks = m_waiting_thread_tasks.empty() ? m_tasks : m_waiting_thread_tasks;
+    if (tasks.empty())
+        return false;
+    // The newest first: the pool takes the oldest.
+    entry = tasks.back();
+    tasks.pop_back();
+    return true;
+}

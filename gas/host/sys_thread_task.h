@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+
+#include <gas/host/host_export.h>
+
+/// A piece of work.
+class GAS_HOST_EXPORT SysThreadTask {
+  public:
+    SysThreadTask() = default;
+    SysThreadTask(const SysThreadTask&) = delete;
+    SysThreadTask& operator=(const SysThreadTask&) = delete;
+    virtual ~SysThreadTask();
+
+    /// Does the work; called once per `add_task`, on any thread. Lets no exception out.
+    virtual void run() = 0;
+};
+
+/// The threads that run tasks; a null pointer stands for the shared ones.
+class SysThreadManager;
+
+/// A group of tasks that one thread adds and waits for. Tasks run on a pool of threads that all
+/// managers of the process share, one fewer than the machine has; on a machine with one they run in
+/// the wait.
+///
+/// Whoever waits runs tasks meanwhile, but only its own manager's: it may hold a lock that somebody
+/// else's task would take. So waits nest, in tasks and on rendering threads, without deadlock.
+class GAS_HOST_EXPORT SysThreadTaskManager {
+  public:
+    /// `manager` is null.
+    explicit SysThreadTaskManager(SysThreadManager* manager);
+    SysThreadTaskManager(const SysThreadTaskManager&) = delete;
+    SysThreadTaskManager& operator=(const SysThreadTaskManager&) = delete;
+    /// Waits for the tasks first.
+    ~SysThreadTaskManager();
+
+    /// Adds a task, which stays the caller's unless `is_owned`: then it is deleted once it has run.
+    /// A task that is not `is_parallel` runs on the thread that waits. After a wait the same task
+    /// may be added again.
+    void add_task(SysThreadTask& task, const bool& is_owned, const bool& is_parallel);
+    /// Returns when every task has run; what they wrote is then seen.
+    void wait_until_completed();
+
+  private:
+    friend class SysThreadPool;
+
+    struct Entry {
+        SysThreadTask* task;
+        bool is_owned;
+    };
+
+    static void run(const Entry& entry);
+    bool take_task(Entry& entry);
+
+    // Guarded by the pool's mutex.
+    std::deque<Entry> m_tasks;
+    std::deque<Entry> m_waiting_thread_tasks;
+    std::size_t m_running_count = 0;
+    bool m_is_listed = false;
+};
