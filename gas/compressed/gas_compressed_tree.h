@@ -140,6 +140,8 @@ class GAS_EXPORT GasCompressedTree {
     /// it runs.
     bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                   const unsigned& sample);
+    bool refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const unsigned& count,
+                                  const unsigned& sample);
 
     /// Split functions, as GasTree's of these names.
     static void split_median(const GasCompressedTreeSplitContext& context, unsigned* items,

@@ -30,7 +30,13 @@ void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
 
 bool GasCompressedTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                                  const unsigned& sample) {
-    if (gas_host::get_count(bboxes) != m_leaf_count)
+    return refit_motion_blur_sample(gas_host::get_items(bboxes), gas_host::get_count(bboxes),
+                                    sample);
+}
+
+bool GasCompressedTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes,
+                                                 const unsigned& count, const unsigned& sample) {
+    if (count != m_leaf_count)
         return false;
     if (sample >= m_motion_blur_sample_count)
         return false;
@@ -46,17 +52,16 @@ bool GasCompressedTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<floa
         std::memset(records + record_size, 0, record_slack);
     }
 
-    const GMathBbox3<float>* item_bboxes = gas_host::get_items(bboxes);
     GMathBbox3<float>& root_bbox = m_blurred_bboxes[sample];
     if (m_leaf_count == 1) {
-        root_bbox = item_bboxes[0];
+        root_bbox = bboxes[0];
         const GasQuantizedPair pair = {{0xFF, 0xFF, 0xFF}, 0, {0xFF, 0xFF, 0xFF}};
         std::memcpy(records, &pair, sizeof pair);
         return true;
     }
-    GasCompressedTreeComputeBboxContext exact = {item_bboxes, boxes.get()};
+    GasCompressedTreeComputeBboxContext exact = {bboxes, boxes.get()};
     compute_bboxes(exact, m_root_index, root_bbox);
-    GasCompressedTreeQuantizeBboxContext context = {item_bboxes, boxes.get(), boxes.get()};
+    GasCompressedTreeQuantizeBboxContext context = {bboxes, boxes.get(), boxes.get()};
     quantize_motion_blur_bboxes(context, sample, m_root_index, root_bbox);
     return true;
 }

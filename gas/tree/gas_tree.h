@@ -144,6 +144,8 @@ class GAS_EXPORT GasTree {
     /// their count is not the leaf count or there is no such sample.
     bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                   const unsigned& sample);
+    bool refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const unsigned& count,
+                                  const unsigned& sample);
 
     /// The root's box; all zeros for an empty tree.
     GMathBbox3<float> get_bbox() const;

@@ -30,7 +30,13 @@ void GasTree::set_motion_blur_sample_count(const unsigned& count) {
 
 bool GasTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                        const unsigned& sample) {
-    if (gas_host::get_count(bboxes) != m_leaf_count)
+    return refit_motion_blur_sample(gas_host::get_items(bboxes), gas_host::get_count(bboxes),
+                                    sample);
+}
+
+bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const unsigned& count,
+                                       const unsigned& sample) {
+    if (count != m_leaf_count)
         return false;
     if (sample >= m_motion_blur_sample_count)
         return false;
@@ -41,11 +47,10 @@ bool GasTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxe
         boxes = static_cast<GMathBbox3<float>*>(
             sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
     }
-    const GMathBbox3<float>* leaf_boxes = gas_host::get_items(bboxes);
     for (unsigned i = m_node_count; i-- > 0;) {
         const Node& node = m_nodes[i];
         if (node.flags & Node::leaf_flag) {
-            boxes[i] = leaf_boxes[node.index];
+            boxes[i] = bboxes[node.index];
         } else {
             boxes[i] = boxes[node.index];
             gas_unite(boxes[i], boxes[node.index + 1]);

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <gas/grid/gas_grid_sub_tree.h>
+#include <gas/tree/gas_tree.h>
+
+class GasGridTree;
+
+/// An occupied cell: its tree, null until a ray first reaches it, and its share of the items.
+struct GasGridCell {
+    std::atomic<GasGridSubTree*> sub_tree{nullptr};
+    unsigned first_item = 0;
+    unsigned item_count = 0;
+};
+
+static_assert(sizeof(GasGridCell) == 16, "a pointer and two words");
+
+/// What a grid and its copies share; the last of them releases it.
+struct GasGridCells {
+    GasGridCells(unsigned cell_count_, unsigned item_count_)
+        : cell_count(cell_count_), item_count(item_count_), cells(new GasGridCell[cell_count_]),
+          locks(new SysThreadLock[cell_count_]), items(new unsigned[item_count_]) {}
+    GasGridCells(const GasGridCells&) = delete;
+    GasGridCells& operator=(const GasGridCells&) = delete;
+    ~GasGridCells() {
+        for (unsigned cell = 0; cell < cell_count; ++cell)
+            delete cells[cell].sub_tree.load(std::memory_order_acquire);
+    }
+
+    const unsigned* get_items(unsigned cell) const { return items.get() + cells[cell].first_item; }
+
+    const unsigned cell_count;
+    const unsigned item_count;
+    const std::unique_ptr<GasGridCell[]> cells;
+    /// One per cell, for building its tree and filling its samples.
+    const std::unique_ptr<SysThreadLock[]> locks;
+    /// Grouped by cell.
+    const std::unique_ptr<unsigned[]> items;
+    /// Owns the nodes and samples that the grids' own top trees look at.
+    GasTree top_tree;
+
+    /// The grids that share this; the list is guarded by the mutex.
+    std::mutex grids_mutex;
+    std::vector<GasGridTree*> grids;
+};
+
+/// Holds a cell's lock, and remembers that this thread does.
+class GasGridCellGuard {
+  public:
+    GasGridCellGuard(const GasGridCells& cells, unsigned cell);
+    GasGridCellGuard(const GasGridCellGuard&) = delete;
+    GasGridCellGuard& operator=(const GasGridCellGuard&) = delete;
+    ~GasGridCellGuard();
+
+    /// Whether this thread holds the cell's lock already and would wait for itself. It happens when
+    /// a box callback traces into the cell that it was called for, and breaks the contract.
+    static bool is_held(const GasGridCells& cells, unsigned cell);
+
+  private:
+    SysThreadLock& m_lock;
+    const GasGridCellGuard* m_outer;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <atomic>
+
+#include <gas/compressed/gas_compressed_tree.h>
+
+/// The tree of one cell of a GasGridTree; its leaves report the items as the grid was given them.
+class GasGridSubTree final : public GasCompressedTree {
+  public:
+    GasGridSubTree() = default;
+    GasGridSubTree(const GasGridSubTree&) = delete;
+    GasGridSubTree& operator=(const GasGridSubTree&) = delete;
+
+    /// Whether its motion-blur samples are yet to be filled. Who sees false may use the samples.
+    bool is_motion_update_pending() const {
+        return m_motion_update_pending.load(std::memory_order_acquire);
+    }
+    void set_motion_update_pending(bool pending) {
+        m_motion_update_pending.store(pending, std::memory_order_release);
+    }
+
+  private:
+    std::atomic<bool> m_motion_update_pending{true};
+};

@@ -1,0 +1,98 @@
+#include <gas/grid/gas_grid_tree.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <gas/grid/gas_grid_cells.h>
+
+GasGridTree::GasGridTree() : m_progress_owner(nullptr) { look_at_top_tree(); }
+
+GasGridTree::GasGridTree(const GasGridTree& other) : GasGridTree() { *this = other; }
+
+GasGridTree& GasGridTree::operator=(const GasGridTree& other) {
+    if (this == &other)
+        return *this;
+    detach();
+    m_progress_owner = other.m_progress_owner;
+    m_progress_label = other.m_progress_label;
+    m_bbox_callbacks = other.m_bbox_callbacks;
+    m_leaf_callbacks = other.m_leaf_callbacks;
+    if (other.m_cells)
+        attach(other.m_cells);
+    else
+        m_top_tree.set_motion_blur_sample_count(other.get_motion_blur_sample_count());
+    return *this;
+}
+
+GasGridTree::~GasGridTree() { detach(); }
+
+void GasGridTree::clear() { detach(); }
+
+void GasGridTree::attach(std::shared_ptr<GasGridCells> cells) {
+    {
+        const std::lock_guard<std::mutex> guard(cells->grids_mutex);
+        cells->grids.push_back(this);
+    }
+    m_cells = std::move(cells);
+    look_at_top_tree();
+}
+
+void GasGridTree::detach() {
+    if (m_cells) {
+        const std::lock_guard<std::mutex> guard(m_cells->grids_mutex);
+        std::vector<GasGridTree*>& grids = m_cells->grids;
+        grids.erase(std::find(grids.begin(), grids.end(), this));
+    }
+    if (m_cells)
+        m_top_tree = GasTree(); // lets go of what the shared tree owns
+    else
+        m_top_tree.clear();
+    m_cells.reset();
+    look_at_top_tree();
+}
+
+void GasGridTree::look_at_top_tree() {
+    if (m_cells)
+        m_top_tree = m_cells->top_tree;
+    m_top_tree.set_leaf_raytrace_callbacks(
+        grid_cell_ray_hit_static_callback, grid_cell_ray_hit_motion_callback,
+        grid_cell_ray_hit_nearest_static_callback, grid_cell_ray_hit_nearest_motion_callback, this);
+}
+
+unsigned GasGridTree::get_cell_count() const { return m_cells ? m_cells->cell_count : 0; }
+
+const unsigned* GasGridTree::get_cell_items(const unsigned& cell) const {
+    return m_cells->get_items(cell);
+}
+
+unsigned GasGridTree::get_cell_item_count(const unsigned& cell) const {
+    return m_cells->cells[cell].item_count;
+}
+
+const GasGridSubTree* GasGridTree::find_sub_tree(const unsigned& cell) const {
+    return m_cells->cells[cell].sub_tree.load(std::memory_order_acquire);
+}
+
+void GasGridTree::set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
+                                          GasLeafBboxesAtCallback leaf_bboxes_at, void* user) {
+    m_bbox_callbacks.set(leaf_bboxes, leaf_bboxes_at, nullptr, nullptr, user);
+}
+
+void GasGridTree::set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
+                                          GasLeafBboxesAtCallback leaf_bboxes_at,
+                                          GasLeavesBboxCallback leaves_bbox,
+                                          GasLeavesBboxAtCallback leaves_bbox_at, void* user) {
+    m_bbox_callbacks.set(leaf_bboxes, leaf_bboxes_at, leaves_bbox, leaves_bbox_at, user);
+}
+
+void GasGridTree::set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest,
+                                              void* user) {
+    m_leaf_callbacks.set(all_hits, all_hits, nearest, nearest, user);
+}
+
+void GasGridTree::set_leaf_raytrace_callbacks(GasLeafCallback hit_static,
+                                              GasLeafCallback hit_motion,
+                                              GasLeafCallback nearest_static,
+                                              GasLeafCallback nearest_motion, void* user) {
+    m_leaf_callbacks.set(hit_static, hit_motion, nearest_static, nearest_motion, user);
+}

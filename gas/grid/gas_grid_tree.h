@@ -1,0 +1,178 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include <gas/gas_export.h>
+#include <gas/grid/gas_grid_bbox_callbacks.h>
+#include <gas/host/host.h>
+#include <gas/traversal/gas_leaf_callbacks.h>
+#include <gas/tree/gas_tree.h>
+
+class GasGridSubTree;
+struct GasGridCells;
+
+/// A two-level hierarchy for very many items whose boxes are expensive: `create` sorts the items
+/// into the cells of a uniform grid by their boxes' centres and builds a GasTree over the occupied
+/// cells; a cell's own tree, a GasCompressedTree, is built when a ray first reaches the cell, from
+/// boxes that the host's box callback gives. A cell that no ray reaches never asks for its boxes.
+///
+/// Any number of threads may trace a grid at once, each with its own CtxShader: each cell is built
+/// once, under its own lock, by the thread that comes first, and different cells in parallel.
+/// Everything that changes the grid needs exclusive access to it and to its copies.
+///
+/// The host's box callbacks are called from tracing threads and, for large requests, from the
+/// host's task threads, several at once, each for items and boxes of its own. They may start tasks
+/// and wait for them, and trace rays elsewhere, but not into the cell that they are called for:
+/// that breaks the contract, and a release build then skips the cell for that ray. They let no
+/// exception out.
+class GAS_EXPORT GasGridTree {
+  public:
+    /// An empty grid. Its callbacks do nothing until they are set.
+    GasGridTree();
+    /// A copy answers queries as its source does and shares its cells, built or yet to be built;
+    /// callbacks are its own. A cell's tree keeps the callbacks of the grid whose ray built it. The
+    /// last grid that shares the cells releases them: copies are cleared, rebuilt and destroyed in
+    /// any order.
+    GasGridTree(const GasGridTree& other);
+    GasGridTree& operator=(const GasGridTree& other);
+    virtual ~GasGridTree();
+
+    /// Bytes held: the object, the trees of the cells built so far, a lock per cell, and the tree
+    /// over the cells. The lists of items and cells are not counted. May run beside queries.
+    virtual std::size_t get_memory_size() const;
+
+    /// Sorts `count` items into about `target_cell_count` (at least 1) cells by their boxes, which
+    /// are not kept. `indices`, when not null, holds `count` values that stand for the items in
+    /// place of their positions, in the box callbacks and the leaf callbacks alike. With a
+    /// `progress_bar` (may be null) the build fills the bar, its application's setting chooses how
+    /// the trees are built, and each cell's tree asks that application for a hidden bar of its own;
+    /// without one they use the fast binned SAH.
+    ///
+    /// A box without a finite centre is left out of the grid, as is one whose corners are so
+    /// inverted that its centre lies outside all boxes. With few items for the target, most of the
+    /// grid is empty: while building it takes 4 bytes for each cell, occupied or not, and 28 more
+    /// for an occupied one. The number of cells is kept in 32 bits; a grid of more (which takes a
+    /// target near the limit) folds cells together. When memory runs out std::bad_alloc passes
+    /// through and the grid is empty.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                const unsigned& target_cell_count, const unsigned* indices,
+                AppProgressBar* progress_bar);
+    /// As above over an array; an empty one only clears the grid.
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned& target_cell_count,
+                const unsigned* indices, AppProgressBar* progress_bar);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned& target_cell_count,
+                const unsigned* indices, AppProgressBar* progress_bar);
+    /// As above over boxes that the leaf box callback gives: it is asked for items 0 to `count` -
+    /// 1, whatever `indices` holds.
+    void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
+                AppProgressBar* progress_bar);
+
+    /// Leaves an empty grid. Callbacks stay.
+    void clear();
+
+    /// The box of everything, also at motion-blur sample `sample`; all zeros for an empty grid or a
+    /// sample that there is not.
+    GMathBbox3<float> get_bbox() const { return m_top_tree.get_bbox(); }
+    GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const {
+        return m_top_tree.get_blurred_bbox(sample);
+    }
+    unsigned get_motion_blur_sample_count() const {
+        return m_top_tree.get_motion_blur_sample_count();
+    }
+
+    /// Occupied cells, numbered in the order in which their first items came.
+    unsigned get_cell_count() const;
+    /// The items of a cell in the order of the input, `get_cell_item_count(cell)` of them.
+    const unsigned* get_cell_items(const unsigned& cell) const;
+    unsigned get_cell_item_count(const unsigned& cell) const;
+    /// A cell's tree, null while no ray has reached the cell. May run beside queries.
+    const GasGridSubTree* find_sub_tree(const unsigned& cell) const;
+    /// The tree over the cells; its leaves are cell numbers.
+    const GasTree& get_top_tree() const { return m_top_tree; }
+
+    /// Sets the box callbacks that the build and the cells' trees need; a null one leaves its
+    /// callback as it was, and the user pointer is always replaced.
+    void set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
+                                 GasLeafBboxesAtCallback leaf_bboxes_at, void* user);
+    /// The same, with those that give the union of the listed items' boxes. `leaves_bbox` is kept,
+    /// but the grid has no use for it.
+    void set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
+                                 GasLeafBboxesAtCallback leaf_bboxes_at,
+                                 GasLeavesBboxCallback leaves_bbox,
+                                 GasLeavesBboxAtCallback leaves_bbox_at, void* user);
+
+    /// Sets the leaf callbacks in pairs, static and motion alike. A null one leaves its pair as it
+    /// was; the user pointer is always replaced. Cells whose trees are built keep what they had.
+    void set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest, void* user);
+    /// Sets each leaf callback on its own; a null one leaves its callback as it was.
+    void set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCallback hit_motion,
+                                     GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
+                                     void* user);
+
+    /// Takes the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
+    /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
+    /// reaches their cell. Copies follow. Sample times start at the first and add the step.
+    void update_motion_blur(const CtxMotionBlur& motion);
+
+    /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: there to the
+    /// cells' trees, in each of them to the items. A motion ray's shader has the samples that
+    /// `update_motion_blur` was given; without any, motion rays are traced as static ones. Of hits
+    /// that are equally far it depends on the order of cells which comes first; a callback that
+    /// must not depend on it decides by the item.
+    void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx) const;
+    void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx) const;
+
+  private:
+    // What copies share.
+    void attach(std::shared_ptr<GasGridCells> cells);
+    void detach();
+    void look_at_top_tree();
+
+    // Boxes from the host, in tasks where there are many.
+    void get_leaf_bboxes(const unsigned& count, const unsigned* items,
+                         GMathBbox3<float>* bboxes) const;
+    void get_leaf_bboxes_at(const double& time, const unsigned& count, const unsigned* items,
+                            GMathBbox3<float>* bboxes) const;
+
+    // Cells on demand. A tree is null only where a thread would wait for itself.
+    GasGridSubTree* get_sub_tree(const unsigned& cell) const;
+    GasGridSubTree* create_sub_tree(const unsigned& cell) const;
+    void update_sub_tree_motion_blur(const CtxMotionBlur& motion, const unsigned& cell) const;
+
+    // Leaves of the top tree.
+    void grid_cell_ray_hit_static(const unsigned& cell, const CtxEval& eval, CtxShader& shader,
+                                  GeometryRaytraceCtx& ctx) const;
+    void grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& eval, CtxShader& shader,
+                                  GeometryRaytraceCtx& ctx) const;
+    void grid_cell_ray_hit_nearest_static(const unsigned& cell, const CtxEval& eval,
+                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void grid_cell_ray_hit_nearest_motion(const unsigned& cell, const CtxEval& eval,
+                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    static void grid_cell_ray_hit_static_callback(void* user, const unsigned& cell,
+                                                  const CtxEval& eval, CtxShader& shader,
+                                                  GeometryRaytraceCtx& ctx);
+    static void grid_cell_ray_hit_motion_callback(void* user, const unsigned& cell,
+                                                  const CtxEval& eval, CtxShader& shader,
+                                                  GeometryRaytraceCtx& ctx);
+    static void grid_cell_ray_hit_nearest_static_callback(void* user, const unsigned& cell,
+                                                          const CtxEval& eval, CtxShader& shader,
+                                                          GeometryRaytraceCtx& ctx);
+    static void grid_cell_ray_hit_nearest_motion_callback(void* user, const unsigned& cell,
+                                                          const CtxEval& eval, CtxShader& shader,
+                                                          GeometryRaytraceCtx& ctx);
+
+    /// Null when empty.
+    std::shared_ptr<GasGridCells> m_cells;
+    /// A view of the shared one that calls into this grid.
+    GasTree m_top_tree;
+    /// Makes the progress bars of the cells' trees; null for none.
+    AppBase* m_progress_owner;
+    CoreString m_progress_label;
+    GasGridBboxCallbacks m_bbox_callbacks;
+    GasLeafCallbacks m_leaf_callbacks;
+};

@@ -1,0 +1,46 @@
+#include <memory>
+
+#include <gas/grid/gas_grid_cells.h>
+#include <gas/grid/gas_grid_leaf_bboxes.h>
+#include <gas/grid/gas_grid_tree.h>
+
+void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
+    const unsigned sample_count = gas_host::get_sample_count(motion);
+    if (!m_cells) {
+        m_top_tree.set_motion_blur_sample_count(sample_count);
+        return;
+    }
+
+    GasGridCells& shared = *m_cells;
+    const unsigned cell_count = shared.cell_count;
+    const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[cell_count]());
+    const std::unique_ptr<GetLeavesBboxAtTask[]> tasks(new GetLeavesBboxAtTask[cell_count]);
+    for (unsigned cell = 0; cell < cell_count; ++cell) {
+        const GasGridCell& record = shared.cells[cell];
+        if (GasGridSubTree* const sub_tree = record.sub_tree.load(std::memory_order_acquire))
+            sub_tree->set_motion_update_pending(true);
+        GetLeavesBboxAtTask& task = tasks[cell];
+        task.callback = m_bbox_callbacks.leaves_bbox_at;
+        task.user = m_bbox_callbacks.user;
+        task.items = shared.get_items(cell);
+        task.count = record.item_count;
+        task.bbox = &bboxes[cell];
+    }
+
+    shared.top_tree.set_motion_blur_sample_count(sample_count);
+    SysThreadTaskManager manager(nullptr);
+    double time = gas_host::get_first_time(motion);
+    for (unsigned sample = 0; sample < sample_count; ++sample) {
+        for (unsigned cell = 0; cell < cell_count; ++cell) {
+            tasks[cell].time = time;
+            manager.add_task(tasks[cell], false, true);
+        }
+        manager.wait_until_completed();
+        shared.top_tree.refit_motion_blur_sample(bboxes.get(), cell_count, sample);
+        time += gas_host::get_time_step(motion);
+    }
+
+    const std::lock_guard<std::mutex> guard(shared.grids_mutex);
+    for (GasGridTree* grid : shared.grids)
+        grid->look_at_top_tree();
+}
