@@ -4,7 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <latch>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -82,6 +84,43 @@ std::string make_line(std::size_t filled, const char* end) {
 }
 
 AppProgressBar* make_silent_bar(AppBase& app) { return app.create_progress_bar("silent", false); }
+
+TEST(AppBase, DeletesReleasedBarsAndNoOthers) {
+    AppBase app(nullptr);
+    AppProgressBar* const kept = app.create_progress_bar("kept", false);
+    kept->set_value(0.5f);
+    for (unsigned i = 0; i < 100; ++i) {
+        AppProgressBar* const passing = app.create_progress_bar("passing", false);
+        EXPECT_FALSE(passing->is_released());
+        passing->finish();
+        passing->release();
+        EXPECT_TRUE(passing->is_released());
+    }
+    EXPECT_FALSE(kept->is_released());
+    EXPECT_EQ(kept->get_value(), 0.5f);
+    EXPECT_STREQ(kept->get_title().get_data(), "kept");
+}
+
+TEST(AppBase, GivesBarsToManyThreadsAtOnce) {
+    constexpr unsigned thread_count = 8;
+    AppBase app(nullptr);
+    std::latch start(thread_count);
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < thread_count; ++i) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (unsigned round = 0; round < 200; ++round) {
+                AppProgressBar* const bar = app.create_progress_bar("bar", false);
+                bar->set_value(0.25f);
+                bar->finish();
+                bar->release();
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_FALSE(app.create_progress_bar("last", false)->is_released());
+}
 
 } // namespace
 

@@ -17,6 +17,14 @@ void expect_span(const CtxMotionBlur& motion, float time, unsigned sample, float
     EXPECT_EQ(got_fraction, fraction) << "time " << time;
 }
 
+TEST(CtxMotionBlur, StepsFromSampleToSample) {
+    EXPECT_EQ(CtxMotionBlur().get_time_step(), 0.0);
+    EXPECT_EQ(CtxMotionBlur(0.25f, 0.75f, 1).get_time_step(), 0.0);
+    EXPECT_EQ(CtxMotionBlur(0.25f, 0.75f, 2).get_time_step(), 0.5);
+    EXPECT_EQ(CtxMotionBlur(-1.0f, 1.0f, 5).get_time_step(), 0.5);
+    EXPECT_EQ(CtxMotionBlur(1.0f, 0.0f, 3).get_time_step(), -0.5);
+}
+
 } // namespace
 
 TEST(CtxMotionBlur, FewerThanTwoSamplesHaveNoSpan) {
