@@ -116,11 +116,16 @@ TreeStatistics get_tree_statistics(const GasCompressedTree& tree) {
         [&](unsigned, unsigned level, const GMathBbox3<float>& box) {
             survey.add_leaf(to_double(box), level);
         });
-    // A sample has the boxes of each node's children, nine bytes behind the last, and a root box.
+    return survey.finish(sizeof(GasCompressedNode), get_motion_bytes(tree));
+}
+
+std::size_t get_motion_bytes(const GasCompressedTree& tree) {
+    // A sample has the boxes of each node's children, nine bytes behind the last, and a root box;
+    // it is found through a pointer.
     constexpr std::size_t slack = 9;
     const std::size_t sample_bytes = std::size_t{tree.get_node_count()} * sizeof(GasQuantizedPair) +
                                      slack + sizeof(GMathBbox3<float>);
-    return survey.finish(sizeof(GasCompressedNode), sample_bytes);
+    return tree.get_motion_blur_sample_count() * (sample_bytes + sizeof(void*));
 }
 
 Tightness get_tightness(const GasCompressedTree& tree,

@@ -20,6 +20,9 @@ struct Tightness {
 /// Of the decoded boxes.
 TreeStatistics get_tree_statistics(const GasCompressedTree& tree);
 
+/// What the tree's motion samples take.
+std::size_t get_motion_bytes(const GasCompressedTree& tree);
+
 /// `item_boxes`: those that the tree was built over.
 Tightness get_tightness(const GasCompressedTree& tree,
                         const CoreArray<GMathBbox3<float>>& item_boxes);

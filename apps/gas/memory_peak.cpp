@@ -42,6 +42,8 @@ void release_free_memory() {
 
 } // namespace
 
+std::optional<std::size_t> get_peak_resident_size() { return read_account("VmHWM:"); }
+
 MemoryPeak::MemoryPeak() {
     release_free_memory();
     if (reset_peak())
@@ -49,7 +51,7 @@ MemoryPeak::MemoryPeak() {
 }
 
 std::optional<std::size_t> MemoryPeak::get_growth() const {
-    const std::optional<std::size_t> peak = read_account("VmHWM:");
+    const std::optional<std::size_t> peak = get_peak_resident_size();
     if (!m_start || !peak)
         return std::nullopt;
     return *peak > *m_start ? *peak - *m_start : 0;

@@ -5,6 +5,10 @@
 
 namespace gas_app {
 
+/// The most memory that the program held at once so far, as the system counts it; nothing where the
+/// system does not tell. A MemoryPeak starts it anew.
+std::optional<std::size_t> get_peak_resident_size();
+
 /// How far the memory of the program grows from here on: memory that was allocated and written to,
 /// in pages, as the system counts them, which may be some pages late.
 class MemoryPeak {

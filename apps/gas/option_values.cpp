@@ -131,7 +131,7 @@ TreeKind parse_tree_kind(const std::string& name) {
     for (unsigned kind = 0; kind < tree_kind_names.size(); ++kind)
         if (tree_kind_names[kind] == name)
             return static_cast<TreeKind>(kind);
-    fail("--tree", name, "expected plain or compressed");
+    fail("--tree", name, "expected plain, compressed or grid");
 }
 
 unsigned parse_axis(const std::string& name) {

@@ -42,7 +42,7 @@ std::uint64_t parse_seed(const std::string& text);
 /// The build method setting of a name: 0 median, 1 hybrid, 2 sah-fast, 3 sah.
 unsigned parse_build_method(const std::string& name);
 
-/// `plain` or `compressed`.
+/// `plain`, `compressed` or `grid`.
 TreeKind parse_tree_kind(const std::string& name);
 
 /// 0 for x, 1 for y, 2 for z.

@@ -1,14 +1,13 @@
 #include "render_command.h"
 
 #include <chrono>
-#include <cstdio>
 #include <thread>
-
-#include <nlohmann/json.hpp>
 
 #include "heat_map.h"
 #include "option_values.h"
 #include "output_file.h"
+#include "render_report.h"
+#include "user_error.h"
 
 namespace gas_app {
 
@@ -18,30 +17,21 @@ class Stopwatch {
   public:
     /// Seconds since the last call, or since it was made.
     double lap() {
-        const auto now = std::chrono::steady_clock::now();
-        const std::chrono::duration<double> seconds = now - m_start;
-        m_start = now;
+        const Clock::time_point now = Clock::now();
+        const std::chrono::duration<double> seconds = now - m_lap_start;
+        m_lap_start = now;
         return seconds.count();
+    }
+    /// Seconds since it was made, up to the last lap's end.
+    double get_total() const {
+        return std::chrono::duration<double>(m_lap_start - m_start).count();
     }
 
   private:
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-};
+    using Clock = std::chrono::steady_clock;
 
-/// Items of all shapes, and items as often as instances place them.
-struct ItemCounts {
-    std::uint64_t items = 0;
-    std::uint64_t placed_items = 0;
-    std::uint64_t tree_bytes = 0;
-
-    explicit ItemCounts(const Scene& scene) : tree_bytes(scene.get_tree().get_memory_size()) {
-        for (const auto& shape : scene.get_shapes()) {
-            items += shape->get_item_count();
-            tree_bytes += shape->get_tree().get_memory_size();
-        }
-        for (const Instance& instance : scene.get_instances())
-            placed_items += instance.shape->get_item_count();
-    }
+    Clock::time_point m_start = Clock::now();
+    Clock::time_point m_lap_start = m_start;
 };
 
 } // namespace
@@ -63,6 +53,12 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->capture_default_str();
     m_command->add_option("--camera", m_view,
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
+    m_command
+        ->add_option("--repeat", m_render_count,
+                     "Render the picture so many times, and report the time of each: the first "
+                     "finds the cells of grids not built")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
@@ -105,12 +101,13 @@ void RenderCommand::run() const {
     stage_settings.has_view = !m_view.empty();
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
-    TreeSettings tree_settings;
-    tree_settings.kind = m_scene.get_tree_kind();
+    const TreeSettings tree_settings = m_scene.get_tree_settings();
+    if (m_heat_map && tree_settings.kind == TreeKind::grid)
+        throw OptionError("--heatmap: the walks of --tree grid are not counted");
     check_output_path(m_output_path, m_scene.mesh_path);
 
     Stopwatch stopwatch;
-    Timing timing;
+    RenderTiming timing;
     const Stage stage = m_scene.make_stage(stage_settings);
     timing.scene = stopwatch.lap();
 
@@ -122,14 +119,21 @@ void RenderCommand::run() const {
 
     Picture picture(settings.width, settings.height);
     const RenderResult result = draw(stage, settings, application, picture);
+    timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
+    timing.renders.push_back(result.seconds);
+    while (timing.renders.size() < m_render_count)
+        timing.renders.push_back(draw(stage, settings, application, picture).seconds);
     stopwatch.lap();
     write_output_file(m_output_path, encode_png(picture));
     timing.write = stopwatch.lap();
+    timing.total = stopwatch.get_total();
 
+    const RenderReport report = {m_scene,           stage,        settings, timing,
+                                 result.ray_counts, m_output_path};
     if (m_scene.json)
-        print_json(stage, settings, result, timing);
+        report.print_json();
     else if (!m_scene.quiet)
-        print_text(stage, settings, result);
+        report.print_text();
 }
 
 RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& settings,
@@ -141,57 +145,6 @@ RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& setti
     const RenderResult result = render_costs(stage, settings, bar, costs);
     draw_heat_map(picture, costs);
     return result;
-}
-
-void RenderCommand::print_json(const Stage& stage, const RenderSettings& settings,
-                               const RenderResult& result, const Timing& timing) const {
-    const ItemCounts counts(*stage.scene);
-    const RayCounts& rays = result.ray_counts;
-    const nlohmann::ordered_json report = {
-        {"picture", m_output_path},
-        {"width", settings.width},
-        {"height", settings.height},
-        {"samples_per_pixel", settings.samples},
-        {"ambient_rays", settings.ambient_rays},
-        {"threads", settings.threads},
-        {"packet", settings.packet_size},
-        {"tree", m_scene.tree_kind},
-        {"build_method", m_scene.build_method},
-        {"motion_samples", stage.scene->get_sample_count()},
-        {"heat_map", m_heat_map},
-        {"brute_force", m_brute_force},
-        {"scene",
-         {{"shapes", stage.scene->get_shapes().size()},
-          {"instances", stage.scene->get_instances().size()},
-          {"items", counts.items},
-          {"placed_items", counts.placed_items},
-          {"tree_bytes", counts.tree_bytes}}},
-        {"seconds",
-         {{"scene", timing.scene},
-          {"build", timing.build},
-          {"render", result.seconds},
-          {"write", timing.write}}},
-        {"rays",
-         {{"camera", rays.camera},
-          {"mirror", rays.mirror},
-          {"shadow", rays.shadow},
-          {"ambient", rays.ambient},
-          {"total", rays.get_total()},
-          {"per_second", static_cast<double>(rays.get_total()) / result.seconds}}}};
-    // File names are bytes; what is no UTF-8 in them is replaced.
-    std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
-}
-
-void RenderCommand::print_text(const Stage& stage, const RenderSettings& settings,
-                               const RenderResult& result) const {
-    const ItemCounts counts(*stage.scene);
-    const double rays = static_cast<double>(result.ray_counts.get_total());
-    std::printf("%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
-                "%.2f s (%.2f million per second)\n",
-                m_output_path.c_str(), settings.width, settings.height,
-                stage.scene->get_instances().size(),
-                static_cast<unsigned long long>(counts.placed_items), m_scene.tree_kind.c_str(),
-                rays * 1e-6, result.seconds, rays * 1e-6 / result.seconds);
 }
 
 } // namespace gas_app

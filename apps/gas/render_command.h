@@ -17,19 +17,9 @@ class RenderCommand {
     void run() const;
 
   private:
-    struct Timing {
-        double scene = 0.0;
-        double build = 0.0;
-        double write = 0.0;
-    };
-
     RenderSettings get_render_settings() const;
     RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
                       Picture& picture) const;
-    void print_json(const Stage& stage, const RenderSettings& settings, const RenderResult& result,
-                    const Timing& timing) const;
-    void print_text(const Stage& stage, const RenderSettings& settings,
-                    const RenderResult& result) const;
 
     CLI::App* m_command;
     SceneOptions m_scene;
@@ -41,6 +31,7 @@ class RenderCommand {
     unsigned m_threads = 0;
     /// 0: not chosen.
     unsigned m_packet_size = 0;
+    unsigned m_render_count = 1;
     std::string m_seed = "1";
     bool m_heat_map = false;
     bool m_brute_force = false;

@@ -16,7 +16,7 @@ class TileQueue {
     TileQueue(const RenderSettings& settings, AppProgressBar& progress_bar)
         : m_width(settings.width), m_height(settings.height),
           m_columns((settings.width + tile_size - 1) / tile_size),
-          m_count(m_columns * ((settings.height + tile_size - 1) / tile_size)),
+          m_rows((settings.height + tile_size - 1) / tile_size), m_count(m_columns * m_rows),
           m_progress_bar(progress_bar) {
         const unsigned interval = std::max(1u, m_count / 100);
         progress_bar.set_step_interval(interval);
@@ -25,13 +25,15 @@ class TileQueue {
 
     unsigned get_count() const { return m_count; }
 
-    /// Gives a tile that nobody has; false when there is none left.
+    /// Gives a tile that nobody has, first the one in the middle; false when there is none left.
     bool take(Tile& tile) {
         const unsigned index = m_next.fetch_add(1);
         if (index >= m_count || m_stopped)
             return false;
-        tile.left = index % m_columns * tile_size;
-        tile.top = index / m_columns * tile_size;
+        const unsigned middle = m_rows / 2 * m_columns + m_columns / 2;
+        const unsigned place = (middle + index) % m_count;
+        tile.left = place % m_columns * tile_size;
+        tile.top = place / m_columns * tile_size;
         tile.right = std::min(m_width, tile.left + tile_size);
         tile.bottom = std::min(m_height, tile.top + tile_size);
         return true;
@@ -39,13 +41,15 @@ class TileQueue {
 
     void finish_tile() {
         const std::lock_guard lock(m_mutex);
+        if (m_finished == 0)
+            m_result.first_tile_seconds = get_seconds();
         m_progress_bar.increment_if_step(++m_finished);
     }
 
     /// A thread came to its end.
     void add(const RayCounts& ray_counts) {
         const std::lock_guard lock(m_mutex);
-        m_ray_counts.add(ray_counts);
+        m_result.ray_counts.add(ray_counts);
     }
 
     /// A thread failed: no more tiles are given out.
@@ -56,23 +60,32 @@ class TileQueue {
     }
 
     /// When all threads are done: throws what made one of them fail.
-    const RayCounts& get_result() const {
+    RenderResult get_result() const {
         if (m_failure)
             std::rethrow_exception(m_failure);
-        return m_ray_counts;
+        RenderResult result = m_result;
+        result.seconds = get_seconds();
+        return result;
     }
 
   private:
+    double get_seconds() const {
+        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_start;
+        return seconds.count();
+    }
+
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     unsigned m_width;
     unsigned m_height;
     unsigned m_columns;
+    unsigned m_rows;
     unsigned m_count;
     AppProgressBar& m_progress_bar;
     std::atomic<unsigned> m_next{0};
     std::atomic<bool> m_stopped{false};
     std::mutex m_mutex;
     unsigned m_finished = 0;
-    RayCounts m_ray_counts;
+    RenderResult m_result;
     std::exception_ptr m_failure;
 };
 
@@ -94,7 +107,6 @@ void run_on_threads(unsigned count, const std::function<void()>& work, TileQueue
 template <typename Compute>
 RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
                            AppProgressBar& progress_bar, const Compute& compute) {
-    const auto start = std::chrono::steady_clock::now();
     TileQueue queue(settings, progress_bar);
     const auto work = [&] {
         try {
@@ -111,10 +123,7 @@ RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
     };
 
     run_on_threads(std::min(settings.threads, queue.get_count()), work, queue);
-    RenderResult result;
-    result.ray_counts = queue.get_result();
-    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    result.seconds = seconds.count();
+    const RenderResult result = queue.get_result();
     progress_bar.finish();
     return result;
 }

@@ -10,6 +10,8 @@ namespace gas_app {
 struct RenderResult {
     RayCounts ray_counts;
     double seconds = 0.0;
+    /// Until the first tile was done.
+    double first_tile_seconds = 0.0;
 };
 
 /// Both compute a stage whose trees were built, tile by tile on the threads of the settings, and

@@ -49,6 +49,14 @@ float get_share(unsigned item_count, std::size_t total) {
     return std::clamp(static_cast<float>(share), least_share, 1.0f);
 }
 
+/// A grid over instances would have nothing to gain: their boxes are at hand. So where shapes have
+/// grids, instances have a plain tree.
+TreeSettings get_instance_settings(TreeSettings settings) {
+    if (settings.kind == TreeKind::grid)
+        settings.kind = TreeKind::plain;
+    return settings;
+}
+
 } // namespace
 
 GMathBbox3<double> Scene::get_bbox() const {
@@ -78,16 +86,17 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSe
                      get_share(shape->get_item_count(), total));
 
     // The boxes of the shapes' trees are padded; so theirs may reach a little farther.
-    Box everything = origins;
+    Box bounds = empty_box();
     const unsigned count = static_cast<unsigned>(m_instances.size());
     for (unsigned sample = 0; sample < m_sample_count; ++sample)
         for (unsigned instance = 0; instance < count; ++instance)
-            grow(everything, get_instance_box(instance, sample));
+            grow(bounds, get_instance_box(instance, sample));
     const auto get_box = [this](unsigned instance, unsigned sample) {
         return get_instance_box(instance, sample);
     };
-    m_tree.build({count, m_sample_count, get_box, get_box_padding(get_reach(everything))}, settings,
-                 progress_bar, get_share(count, total));
+    const double reach = std::max(get_reach(origins), get_reach(bounds));
+    m_tree.build({count, m_sample_count, get_box, get_box_padding(reach), bounds},
+                 get_instance_settings(settings), progress_bar, get_share(count, total));
 }
 
 Box Scene::get_instance_box(unsigned instance, unsigned sample) const {

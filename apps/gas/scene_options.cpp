@@ -1,6 +1,7 @@
 #include "scene_options.h"
 
 #include "option_values.h"
+#include "user_error.h"
 
 namespace gas_app {
 
@@ -11,8 +12,18 @@ void SceneOptions::add_to(CLI::App& command) {
         ->capture_default_str();
     command
         .add_option("--tree", tree_kind,
-                    "The kind of trees: plain, or compressed to a quarter of the memory")
+                    "The kind of trees: plain; compressed to a quarter of the memory; or grid: of "
+                    "shapes, built cell by cell when rays reach them (instances have a plain one)")
         ->capture_default_str();
+    command
+        .add_option("--cells", cell_count,
+                    "With --tree grid: about how many cells each shape is divided into, but no "
+                    "more than it has items; usually its items / 128")
+        ->check(CLI::Range(1u, largest_item_count));
+    command.add_flag("--cell-progress", cell_bars,
+                     "With --tree grid: give the tree of each cell a progress bar, which is not "
+                     "shown. Without bars grids are built by sah-fast, so any other --build "
+                     "implies them");
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
         ->capture_default_str();
@@ -31,7 +42,17 @@ void SceneOptions::apply(StageSettings& settings, AppBase& application) const {
     application.set_build_method(parse_build_method(build_method));
 }
 
-TreeKind SceneOptions::get_tree_kind() const { return parse_tree_kind(tree_kind); }
+TreeSettings SceneOptions::get_tree_settings() const {
+    TreeSettings settings;
+    settings.kind = parse_tree_kind(tree_kind);
+    settings.cell_count = cell_count;
+    settings.has_cell_bars = cell_bars || build_method != usual_build_method;
+    if (settings.kind != TreeKind::grid && cell_count > 0)
+        throw OptionError("--cells: only the trees of --tree grid have cells");
+    if (settings.kind != TreeKind::grid && cell_bars)
+        throw OptionError("--cell-progress: only the trees of --tree grid have cells");
+    return settings;
+}
 
 Stage SceneOptions::make_stage(const StageSettings& settings) const {
     return mesh_path.empty() ? make_default_stage(settings) : make_mesh_stage(settings, mesh_path);

@@ -11,11 +11,18 @@ namespace gas_app {
 
 /// What subcommands have in common: which scene, and how its trees are built.
 struct SceneOptions {
+    /// What trees without a progress bar are built by.
+    static constexpr const char* usual_build_method = "sah-fast";
+    static constexpr unsigned largest_item_count = 200'000'000;
+
     std::string mesh_path;
     std::string up_axis = "y";
     std::string detail = "1";
-    std::string build_method = "sah-fast";
+    std::string build_method = usual_build_method;
     std::string tree_kind = "plain";
+    /// 0: not chosen.
+    unsigned cell_count = 0;
+    bool cell_bars = false;
     bool motion = false;
     bool json = false;
     bool quiet = false;
@@ -23,7 +30,7 @@ struct SceneOptions {
     void add_to(CLI::App& command);
     /// Reads the values; throws a UserError.
     void apply(StageSettings& settings, AppBase& application) const;
-    TreeKind get_tree_kind() const;
+    TreeSettings get_tree_settings() const;
     /// The stage, its trees not yet built.
     Stage make_stage(const StageSettings& settings) const;
     /// Whether progress may be shown; with `json` it goes to standard error.

@@ -37,7 +37,8 @@ class Shape {
     virtual Vec3 get_item_color(unsigned item) const = 0;
 
     const std::string& get_name() const { return m_name; }
-    Box get_exact_box(unsigned sample) const;
+    /// Around all items at a sample. Exact, unless the shape has too many to look at each.
+    virtual Box get_exact_box(unsigned sample) const;
 
     /// Builds the tree for rays whose origins lie within `reach` of this space's origin, along each
     /// axis.

@@ -2,10 +2,21 @@
 
 #include <cmath>
 #include <cstdio>
+#include <thread>
 
 #include <nlohmann/json.hpp>
 
+#include "renderer.h"
+
 namespace gas_app {
+
+namespace {
+
+// What is looked at while statistics are taken, in the proportions of the usual picture.
+constexpr unsigned picture_width = 160;
+constexpr unsigned picture_height = 100;
+
+} // namespace
 
 StatsCommand::StatsCommand(CLI::App& app)
     : m_command(app.add_subcommand(
@@ -17,34 +28,68 @@ void StatsCommand::run() const {
     AppBase application(m_scene.json ? stderr : stdout);
     StageSettings settings;
     m_scene.apply(settings, application);
-    const TreeSettings tree_settings = {m_scene.get_tree_kind(), true};
+    settings.width = picture_width;
+    settings.height = picture_height;
+    TreeSettings tree_settings = m_scene.get_tree_settings();
+    tree_settings.measures_memory = true;
     const Stage stage = m_scene.make_stage(settings);
     AppProgressBar& bar =
         *application.create_progress_bar("Building trees", m_scene.shows_progress());
     stage.scene->build(stage.camera.get_position(), bar, tree_settings);
     bar.finish();
 
-    std::vector<Entry> entries;
-    for (const auto& shape : stage.scene->get_shapes())
-        entries.push_back(make_entry(shape->get_name(), shape->get_tree()));
-    entries.push_back(make_entry("instances", stage.scene->get_tree()));
+    Entries entries;
     // Of a mesh file, the mesh alone: the floor under it is the program's.
-    if (!m_scene.mesh_path.empty())
-        entries.resize(1);
+    const bool is_mesh = !m_scene.mesh_path.empty();
+    for (const auto& shape : stage.scene->get_shapes())
+        if (!is_mesh || shape == stage.scene->get_shapes().front())
+            add_entry(shape->get_name(), shape->get_tree(), entries);
+    if (!is_mesh)
+        add_entry("instances", stage.scene->get_tree(), entries);
+    if (!entries.grids.empty())
+        render_small_picture(stage, application);
+    for (GridEntry& grid : entries.grids)
+        grid.look_again();
 
-    if (m_scene.json)
+    if (m_scene.json) {
         print_json(entries);
-    else if (!m_scene.quiet)
-        for (const Entry& entry : entries)
+    } else if (!m_scene.quiet) {
+        for (const GridEntry& grid : entries.grids)
+            grid.print_text();
+        for (const Entry& entry : entries.trees)
             print_text(entry);
+    }
+}
+
+void StatsCommand::add_entry(const std::string& name, const TracedTree& tree, Entries& entries) {
+    if (tree.get_kind() == TreeKind::grid)
+        entries.grids.emplace_back(name, tree);
+    else
+        entries.trees.push_back(make_entry(name, tree));
+}
+
+/// Sends rays into the grids, the same for everybody.
+void StatsCommand::render_small_picture(const Stage& stage, AppBase& application) {
+    RenderSettings settings;
+    settings.width = picture_width;
+    settings.height = picture_height;
+    settings.samples = 1;
+    settings.ambient_rays = 1;
+    settings.threads = std::max(1u, std::thread::hardware_concurrency());
+    settings.packet_size = 64;
+    AppProgressBar& bar = *application.create_progress_bar("Rendering", false);
+    Picture picture(settings.width, settings.height);
+    render_picture(stage, settings, bar, picture);
 }
 
 StatsCommand::Entry StatsCommand::make_entry(const std::string& name, const TracedTree& tree) {
     Entry entry{name, &tree, {}, std::nullopt};
-    entry.statistics =
-        std::visit([](const auto& any) { return get_tree_statistics(any); }, tree.get_tree());
-    if (const auto* compressed = std::get_if<GasCompressedTree>(&tree.get_tree()))
+    if (const auto* compressed = std::get_if<GasCompressedTree>(&tree.get_tree())) {
+        entry.statistics = get_tree_statistics(*compressed);
         entry.tightness = get_tightness(*compressed, tree.get_built_boxes());
+    } else {
+        entry.statistics = get_tree_statistics(std::get<GasTree>(tree.get_tree()));
+    }
     return entry;
 }
 
@@ -56,34 +101,40 @@ nlohmann::ordered_json as_json(const std::optional<std::size_t>& number) {
 
 } // namespace
 
-void StatsCommand::print_json(const std::vector<Entry>& entries) const {
-    nlohmann::ordered_json trees = nlohmann::ordered_json::array();
-    for (const Entry& entry : entries) {
-        const TreeStatistics& tree = entry.statistics;
-        nlohmann::ordered_json report = {
-            {"name", entry.name},
-            {"leaves", tree.leaf_count},
-            {"nodes", tree.node_count},
-            {"depth", tree.depth},
-            {"mean_leaf_depth", tree.mean_leaf_depth},
-            {"memory_bytes", tree.memory_bytes},
-            {"node_bytes", tree.node_bytes},
-            {"bytes_per_item", tree.bytes_per_item},
-            {"motion_samples", tree.motion_sample_count},
-            {"motion_bytes", tree.motion_bytes},
-            {"total_bytes", tree.total_bytes},
-            {"build_peak_bytes", as_json(entry.tree->get_build_peak())},
-            {"sah_cost", tree.sah_cost},
-            {"build_seconds", entry.tree->get_build_seconds()},
-            {"leaves_per_level", tree.leaves_per_level}};
-        if (entry.tightness) {
-            report["scale"] = entry.tree->get_scale();
-            report["exact_sah_cost"] = entry.tightness->exact_sah_cost;
-            report["tightness"] = entry.tightness->mean_ratio;
-            report["tightness_per_level"] = entry.tightness->mean_ratio_per_level;
-        }
-        trees.push_back(std::move(report));
+nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
+    const TreeStatistics& tree = entry.statistics;
+    nlohmann::ordered_json report = {
+        {"name", entry.name},
+        {"tree", get_name(entry.tree->get_kind())},
+        {"leaves", tree.leaf_count},
+        {"nodes", tree.node_count},
+        {"depth", tree.depth},
+        {"mean_leaf_depth", tree.mean_leaf_depth},
+        {"memory_bytes", tree.memory_bytes},
+        {"node_bytes", tree.node_bytes},
+        {"bytes_per_item", tree.bytes_per_item},
+        {"motion_samples", tree.motion_sample_count},
+        {"motion_bytes", tree.motion_bytes},
+        {"total_bytes", tree.total_bytes},
+        {"build_peak_bytes", gas_app::as_json(entry.tree->get_build_peak())},
+        {"sah_cost", tree.sah_cost},
+        {"build_seconds", entry.tree->get_build_seconds()},
+        {"leaves_per_level", tree.leaves_per_level}};
+    if (entry.tightness) {
+        report["scale"] = entry.tree->get_scale();
+        report["exact_sah_cost"] = entry.tightness->exact_sah_cost;
+        report["tightness"] = entry.tightness->mean_ratio;
+        report["tightness_per_level"] = entry.tightness->mean_ratio_per_level;
     }
+    return report;
+}
+
+void StatsCommand::print_json(const Entries& entries) const {
+    nlohmann::ordered_json trees = nlohmann::ordered_json::array();
+    for (const GridEntry& grid : entries.grids)
+        trees.push_back(grid.as_json());
+    for (const Entry& entry : entries.trees)
+        trees.push_back(as_json(entry));
     const nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
                                            {"tree", m_scene.tree_kind},
                                            {"build_method", m_scene.build_method},

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "compressed_statistics.h"
+#include "grid_report.h"
 #include "scene_options.h"
 
 namespace gas_app {
@@ -24,8 +25,17 @@ class StatsCommand {
         std::optional<Tightness> tightness;
     };
 
+    /// One of both has an entry for a tree.
+    struct Entries {
+        std::vector<GridEntry> grids;
+        std::vector<Entry> trees;
+    };
+
     static Entry make_entry(const std::string& name, const TracedTree& tree);
-    void print_json(const std::vector<Entry>& entries) const;
+    static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
+    static void render_small_picture(const Stage& stage, AppBase& application);
+    void print_json(const Entries& entries) const;
+    static nlohmann::ordered_json as_json(const Entry& entry);
     static void print_text(const Entry& entry);
     static void print_levels(const Entry& entry);
 

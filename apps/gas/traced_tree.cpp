@@ -2,7 +2,6 @@
 
 #include <chrono>
 
-#include "box_padding.h"
 #include "memory_peak.h"
 #include "tree_scale.h"
 
@@ -25,33 +24,43 @@ void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes,
     progress_bar.set_value(progress_bar.get_value() + progress_share);
 }
 
+bool is_moving(const CtxShader& shader) { return shader.get_motion_blur_sample_count() >= 2; }
+
 /// `shortcut`: what the tree's queries want to know of trees with a single leaf, if anything.
+template <typename Tree, typename... Shortcut>
+void run_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    if (query == Query::any_hit && is_moving(shader))
+        tree.ray_hit_motion(eval, shader, ctx, shortcut...);
+    else if (query == Query::any_hit)
+        tree.ray_hit_static(eval, shader, ctx, shortcut...);
+    else if (is_moving(shader))
+        tree.ray_hit_nearest_motion(eval, shader, ctx, shortcut...);
+    else
+        tree.ray_hit_nearest_static(eval, shader, ctx, shortcut...);
+}
+
+template <typename Tree, typename... Shortcut>
+void run_counted_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    GasWalkCounts& counts = TraceState::of(eval).counts;
+    if (query == Query::any_hit && is_moving(shader))
+        gas_counted_ray_hit_motion(tree, eval, shader, ctx, shortcut..., counts);
+    else if (query == Query::any_hit)
+        gas_counted_ray_hit_static(tree, eval, shader, ctx, shortcut..., counts);
+    else if (is_moving(shader))
+        gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, shortcut..., counts);
+    else
+        gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, shortcut..., counts);
+}
+
 template <typename Tree, typename... Shortcut>
 void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                 GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    const bool moving = shader.get_motion_blur_sample_count() >= 2;
-    TraceState& state = TraceState::of(eval);
-    GasWalkCounts& counts = state.counts;
-    if (state.walk == Walk::counting) {
-        if (query == Query::any_hit && moving)
-            gas_counted_ray_hit_motion(tree, eval, shader, ctx, shortcut..., counts);
-        else if (query == Query::any_hit)
-            gas_counted_ray_hit_static(tree, eval, shader, ctx, shortcut..., counts);
-        else if (moving)
-            gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, shortcut..., counts);
-        else
-            gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, shortcut..., counts);
-    } else if (query == Query::any_hit) {
-        if (moving)
-            tree.ray_hit_motion(eval, shader, ctx, shortcut...);
-        else
-            tree.ray_hit_static(eval, shader, ctx, shortcut...);
-    } else {
-        if (moving)
-            tree.ray_hit_nearest_motion(eval, shader, ctx, shortcut...);
-        else
-            tree.ray_hit_nearest_static(eval, shader, ctx, shortcut...);
-    }
+    if (TraceState::of(eval).walk == Walk::counting)
+        run_counted_query(tree, query, eval, shader, ctx, shortcut...);
+    else
+        run_query(tree, query, eval, shader, ctx, shortcut...);
 }
 
 void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
@@ -59,6 +68,12 @@ void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxSh
     // Boxes of single-item trees are the callers' own: no need to test them twice.
     constexpr bool shortcut = true;
     trace_tree(tree, query, eval, shader, ctx, shortcut);
+}
+
+/// The walk of a grid is not counted: the program refuses to draw heat maps of grids.
+void trace_any_tree(const GasGridTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                    GeometryRaytraceCtx& ctx) {
+    run_query(tree, query, eval, shader, ctx);
 }
 
 void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& eval,
@@ -75,7 +90,9 @@ void TracedTree::set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_
 }
 
 void TracedTree::choose_tree(TreeKind kind) {
-    if (kind == TreeKind::compressed)
+    if (kind == TreeKind::grid)
+        m_items.serve(m_tree.emplace<GasGridTree>());
+    else if (kind == TreeKind::compressed)
         m_tree.emplace<GasCompressedTree>();
     else
         m_tree.emplace<GasTree>();
@@ -86,51 +103,60 @@ void TracedTree::choose_tree(TreeKind kind) {
 
 void TracedTree::build(const Items& items, const TreeSettings& settings,
                        AppProgressBar& progress_bar, float progress_share) {
+    m_items.describe(items);
+    const bool is_plain = settings.kind == TreeKind::plain;
+    m_items.set_scale(is_plain ? 1.0 : get_tree_scale(m_items.get_padded_bounds()));
     choose_tree(settings.kind);
-    m_items = items;
-    m_scale = settings.kind == TreeKind::compressed ? get_tree_scale(get_bounds()) : 1.0;
+    std::visit([&](auto& tree) { build_tree(tree, settings, progress_bar, progress_share); },
+               m_tree);
+    m_asked_by_build = m_items.get_asked_count();
+}
+
+/// Runs `create`, and remembers what it took.
+template <typename Create> void TracedTree::measure(bool measures_memory, const Create& create) {
+    std::optional<MemoryPeak> peak;
+    if (measures_memory)
+        peak.emplace();
+    const auto start = std::chrono::steady_clock::now();
+    create();
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    m_build_seconds = seconds.count();
+    m_build_peak = peak ? peak->get_growth() : std::nullopt;
+}
+
+template <typename Tree>
+void TracedTree::build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
+                            float progress_share) {
     ItemBoxes boxes = get_built_boxes();
+    measure(settings.measures_memory, [&] { create(tree, boxes, progress_bar, progress_share); });
 
-    std::visit(
-        [&](auto& tree) {
-            std::optional<MemoryPeak> peak;
-            if (settings.measures_memory)
-                peak.emplace();
-            const auto start = std::chrono::steady_clock::now();
-            create(tree, boxes, progress_bar, progress_share);
-            const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-            m_build_seconds = seconds.count();
-            m_build_peak = peak ? peak->get_growth() : std::nullopt;
-
-            if (m_items.sample_count < 2)
-                return;
-            tree.set_motion_blur_sample_count(m_items.sample_count);
-            for (unsigned sample = 0; sample < m_items.sample_count; ++sample) {
-                fill_boxes(sample, boxes);
-                tree.refit_motion_blur_sample(boxes, sample);
-            }
-        },
-        m_tree);
+    const unsigned sample_count = m_items.get().sample_count;
+    if (sample_count < 2)
+        return;
+    tree.set_motion_blur_sample_count(sample_count);
+    for (unsigned sample = 0; sample < sample_count; ++sample) {
+        m_items.fill(sample, boxes);
+        tree.refit_motion_blur_sample(boxes, sample);
+    }
 }
 
-/// Around the padded boxes of all samples.
-Box TracedTree::get_bounds() const {
-    Box bounds = empty_box();
-    for (unsigned sample = 0; sample < m_items.sample_count; ++sample)
-        for (unsigned item = 0; item < m_items.item_count; ++item)
-            grow(bounds, m_items.get_box(item, sample));
-    const Vec3 all{m_items.padding, m_items.padding, m_items.padding};
-    return {bounds.min - all, bounds.max + all};
-}
-
-void TracedTree::fill_boxes(unsigned sample, ItemBoxes& boxes) const {
-    for (unsigned item = 0; item < m_items.item_count; ++item)
-        boxes[item] = pad_box(m_items.get_box(item, sample), m_items.padding, m_scale);
+void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
+                            AppProgressBar& progress_bar, float progress_share) {
+    const unsigned item_count = m_items.get().item_count;
+    // The build fills a whole bar, too. The cells' bars take their titles from this one.
+    AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
+    measure(settings.measures_memory, [&] {
+        grid.create(item_count, settings.get_target_cell_count(item_count), nullptr,
+                    settings.has_cell_bars ? &unseen : nullptr);
+    });
+    if (m_items.get().sample_count >= 2)
+        grid.update_motion_blur({0.0f, 1.0f, m_items.get().sample_count});
+    progress_bar.set_value(progress_bar.get_value() + progress_share);
 }
 
 TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
-    ItemBoxes boxes(m_items.item_count);
-    fill_boxes(get_built_sample(), boxes);
+    ItemBoxes boxes(m_items.get().item_count);
+    m_items.fill(m_items.get_built_sample(), boxes);
     return boxes;
 }
 
@@ -144,7 +170,7 @@ Box TracedTree::get_box(unsigned sample) const {
             const Box box =
                 to_double(tree.get_motion_blur_sample_count() >= 2 ? tree.get_blurred_bbox(sample)
                                                                    : tree.get_bbox());
-            const double inverse = 1.0 / m_scale;
+            const double inverse = 1.0 / m_items.get_scale();
             return Box{box.min * inverse, box.max * inverse};
         },
         m_tree);
@@ -158,7 +184,7 @@ void TracedTree::trace(Query query, const CtxEval& eval, CtxShader& shader,
         return;
     }
     const GasLeafCallback callback = query == Query::any_hit ? m_any_hit : m_nearest_hit;
-    for (unsigned item = 0; item < m_items.item_count; ++item)
+    for (unsigned item = 0; item < m_items.get().item_count; ++item)
         callback(m_user, item, eval, shader, ctx);
 }
 

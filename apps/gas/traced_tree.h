@@ -1,13 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <variant>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/grid/gas_grid_tree.h>
 #include <gas/tree/gas_tree.h>
 
 #include "trace_state.h"
+#include "tree_items.h"
 #include "tree_kind.h"
 
 namespace gas_app {
@@ -23,10 +24,9 @@ enum class Query {
 class TracedTree {
   public:
     /// One for each kind, in the order of TreeKind.
-    using AnyTree = std::variant<GasTree, GasCompressedTree>;
-    using ItemBoxes = CoreArray<GMathBbox3<float>>;
-    /// Box of an item at a motion sample, not padded.
-    using GetBox = std::function<Box(unsigned item, unsigned sample)>;
+    using AnyTree = std::variant<GasTree, GasCompressedTree, GasGridTree>;
+    using ItemBoxes = TreeItems::Boxes;
+    using Items = TreeItems::Description;
 
     TracedTree() = default;
     TracedTree(const TracedTree&) = delete;
@@ -34,18 +34,9 @@ class TracedTree {
 
     void set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_hit, void* user);
 
-    /// What the tree stands over: `item_count` (at least 1) items, whose boxes are padded.
-    /// `get_box` is kept and may be asked again.
-    struct Items {
-        unsigned item_count = 0;
-        unsigned sample_count = 1;
-        GetBox get_box;
-        double padding = 0.0;
-    };
-
     /// Builds the tree; with 2 motion samples or more it is built over the middle one and then
     /// filled with all. Takes the build method from the application of `progress_bar` and fills
-    /// `progress_share` of the bar.
+    /// `progress_share` of the bar. Items may be asked for their boxes as long as the tree lives.
     void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
                float progress_share);
 
@@ -55,35 +46,44 @@ class TracedTree {
 
     const AnyTree& get_tree() const { return m_tree; }
     TreeKind get_kind() const { return static_cast<TreeKind>(m_tree.index()); }
-    unsigned get_item_count() const { return m_items.item_count; }
-    double get_padding() const { return m_items.padding; }
+    unsigned get_item_count() const { return m_items.get().item_count; }
+    double get_padding() const { return m_items.get().padding; }
     /// By how much boxes and rays are larger in the tree: a power of two (tree_scale.h says why), 1
     /// for plain trees.
-    double get_scale() const { return m_scale; }
+    double get_scale() const { return m_items.get_scale(); }
     double get_build_seconds() const { return m_build_seconds; }
-    /// How much memory was held at most during the build, the tree with it but not the boxes that
-    /// it was built over; when it was measured and could be.
+    /// How much memory was held at most during the build, the tree with it but not the array of
+    /// boxes that it was built over (a grid makes its own, which counts); when it was measured and
+    /// could be.
     std::optional<std::size_t> get_build_peak() const { return m_build_peak; }
     std::size_t get_memory_size() const;
     /// The padded box around everything at motion sample `sample`, not scaled.
     Box get_box(unsigned sample) const;
     /// The boxes that the tree was built over, padded and scaled.
     ItemBoxes get_built_boxes() const;
+    /// Of a grid: how many boxes its build has asked for, and how many have been since.
+    std::uint64_t get_boxes_asked_by_build() const { return m_asked_by_build; }
+    std::uint64_t get_boxes_asked_by_rays() const {
+        return m_items.get_asked_count() - m_asked_by_build;
+    }
 
   private:
     void choose_tree(TreeKind kind);
-    Box get_bounds() const;
-    void fill_boxes(unsigned sample, ItemBoxes& boxes) const;
-    unsigned get_built_sample() const { return m_items.sample_count / 2; }
+    template <typename Create> void measure(bool measures_memory, const Create& create);
+    template <typename Tree>
+    void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
+                    float progress_share);
+    void build_tree(GasGridTree& grid, const TreeSettings& settings, AppProgressBar& progress_bar,
+                    float progress_share);
 
     AnyTree m_tree;
     GasLeafCallback m_any_hit = GasLeafCallbacks::ignore;
     GasLeafCallback m_nearest_hit = GasLeafCallbacks::ignore;
     void* m_user = nullptr;
-    Items m_items;
-    double m_scale = 1.0;
+    TreeItems m_items;
     double m_build_seconds = 0.0;
     std::optional<std::size_t> m_build_peak;
+    std::uint64_t m_asked_by_build = 0;
 };
 
 } // namespace gas_app

@@ -7,12 +7,13 @@ namespace gas_app {
 
 /// Which class of the library holds the boxes.
 enum class TreeKind {
-    plain,     ///< GasTree
-    compressed ///< GasCompressedTree
+    plain,      ///< GasTree
+    compressed, ///< GasCompressedTree
+    grid        ///< GasGridTree
 };
 
 /// Their names on the command line, in the order of their values.
-inline constexpr std::array<std::string_view, 2> tree_kind_names = {"plain", "compressed"};
+inline constexpr std::array<std::string_view, 3> tree_kind_names = {"plain", "compressed", "grid"};
 
 inline std::string_view get_name(TreeKind kind) {
     return tree_kind_names[static_cast<unsigned>(kind)];
@@ -23,6 +24,20 @@ struct TreeSettings {
     TreeKind kind = TreeKind::plain;
     /// Whether to find out how much memory a build takes.
     bool measures_memory = false;
+    /// Of grids: about how many cells, but no more than there are items; 0: one for every
+    /// `items_per_cell`.
+    unsigned cell_count = 0;
+    /// Of grids: whether the tree of each cell has a progress bar of its own, not shown. Bars carry
+    /// the build method; without them it is the fast binned SAH.
+    bool has_cell_bars = false;
+
+    static constexpr unsigned items_per_cell = 128;
+
+    unsigned get_target_cell_count(unsigned item_count) const {
+        const unsigned wanted = cell_count > 0 ? cell_count : item_count / items_per_cell;
+        const unsigned limited = wanted < item_count ? wanted : item_count;
+        return limited > 0 ? limited : 1;
+    }
 };
 
 } // namespace gas_app

@@ -7,11 +7,10 @@ double get_surface_area(const Box& box) {
     return 2.0 * (size.x * size.y + size.y * size.z + size.z * size.x);
 }
 
-TreeStatistics TreeSurvey::finish(std::size_t node_size, std::size_t sample_bytes) {
+TreeStatistics TreeSurvey::finish(std::size_t node_size, std::size_t motion_bytes) {
     TreeStatistics& statistics = m_statistics;
     statistics.node_bytes = statistics.node_count * node_size;
-    // A sample is found through a pointer.
-    statistics.motion_bytes = statistics.motion_sample_count * (sample_bytes + sizeof(void*));
+    statistics.motion_bytes = motion_bytes;
     statistics.total_bytes = statistics.memory_bytes + statistics.motion_bytes;
     if (statistics.leaf_count > 0) {
         statistics.bytes_per_item =
@@ -36,10 +35,14 @@ TreeStatistics get_tree_statistics(const GasTree& tree) {
             levels[node.index] = levels[node.index + 1] = levels[index] + 1;
         }
     }
-    // A sample has a box for each node, and a float behind the last.
+    return survey.finish(sizeof(GasTree::Node), get_motion_bytes(tree));
+}
+
+std::size_t get_motion_bytes(const GasTree& tree) {
+    // A sample has a box for each node, and a float behind the last; it is found through a pointer.
     const std::size_t sample_bytes =
         std::size_t{tree.get_node_count()} * sizeof(GMathBbox3<float>) + sizeof(float);
-    return survey.finish(sizeof(GasTree::Node), sample_bytes);
+    return tree.get_motion_blur_sample_count() * (sample_bytes + sizeof(void*));
 }
 
 } // namespace gas_app

@@ -38,6 +38,9 @@ struct TreeStatistics {
 
 TreeStatistics get_tree_statistics(const GasTree& tree);
 
+/// What the tree's motion samples take.
+std::size_t get_motion_bytes(const GasTree& tree);
+
 double get_surface_area(const Box& box);
 
 /// Adds up what a walk over all boxes of a tree finds. Levels are counted from 0.
@@ -61,8 +64,8 @@ class TreeSurvey {
         m_depth_sum += level + 1.0;
     }
 
-    /// `sample_bytes`: what one motion sample takes.
-    TreeStatistics finish(std::size_t node_size, std::size_t sample_bytes);
+    /// `motion_bytes`: what the motion samples take.
+    TreeStatistics finish(std::size_t node_size, std::size_t motion_bytes);
 
   private:
     void add(const Box& box, double cost) {
