@@ -6,7 +6,14 @@
 namespace gas_app {
 
 void SceneOptions::add_to(CLI::App& command) {
-    command.add_option("mesh", mesh_path, "A Wavefront OBJ file; without one the procedural scene");
+    CLI::Option* mesh = command.add_option(
+        "mesh", mesh_path, "A Wavefront OBJ file; without one the procedural scene");
+    command
+        .add_option("--items", item_count,
+                    "In place of the procedural scene a forest of so many leaves, whose boxes are "
+                    "computed when they are asked for")
+        ->check(CLI::Range(1u, largest_item_count))
+        ->excludes(mesh);
     command
         .add_option("--build", build_method, "How trees are built: median, hybrid, sah-fast or sah")
         ->capture_default_str();
@@ -55,6 +62,8 @@ TreeSettings SceneOptions::get_tree_settings() const {
 }
 
 Stage SceneOptions::make_stage(const StageSettings& settings) const {
+    if (item_count > 0)
+        return make_forest_stage(settings, item_count);
     return mesh_path.empty() ? make_default_stage(settings) : make_mesh_stage(settings, mesh_path);
 }
 

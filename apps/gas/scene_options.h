@@ -21,6 +21,7 @@ struct SceneOptions {
     std::string build_method = usual_build_method;
     std::string tree_kind = "plain";
     /// 0: not chosen.
+    unsigned item_count = 0;
     unsigned cell_count = 0;
     bool cell_bars = false;
     bool motion = false;

@@ -41,6 +41,9 @@ inline constexpr unsigned motion_sample_count = 5;
 /// The procedural scene.
 Stage make_default_stage(const StageSettings& settings);
 
+/// A forest of `item_count` (at least 1) leaves that nobody stores.
+Stage make_forest_stage(const StageSettings& settings, unsigned item_count);
+
 /// The mesh of an OBJ file, brought to a common size, on a floor. Throws a UserError.
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path);
 
