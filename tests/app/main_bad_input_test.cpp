@@ -113,11 +113,32 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
         {"--camera", "nan,0"}, {"--camera", "0,200"},    {"--up", "w"},
         {"--detail", "0"},     {"--detail", "nan"},      {"--seed", "-1"},
         {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"},
-        {"--tree", "grid"},    {"--tree", "Plain"}};
+        {"--tree", "Grid"},    {"--tree", "Plain"},      {"--repeat", "0"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
         expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);
     }
+}
+
+TEST_F(MainBadInput, NamesWhatIsWrongWithItemsAndCells) {
+    const std::vector<std::string> render = {"render", "--quiet", "-o", picture};
+    const auto expect = [&](std::vector<std::string> options, const std::string& part) {
+        for (std::vector<std::string> arguments : {render, {"stats", "--quiet"}}) {
+            arguments.insert(arguments.end(), options.begin(), options.end());
+            SCOPED_TRACE(testing::PrintToString(arguments));
+            expect_failure(folder, arguments, bad_usage, part);
+        }
+    };
+    for (const char* number : {"0", "-1", "1.5", "many", "200000001", "99999999999999999999", ""}) {
+        expect({"--items", number}, "--items");
+        expect({"--tree", "grid", "--cells", number}, "--cells");
+    }
+    expect({mesh_path, "--items", "100"}, "mesh excludes --items");
+    for (const char* tree : {"plain", "compressed"}) {
+        expect({"--tree", tree, "--cells", "4"}, "--cells: only");
+        expect({"--tree", tree, "--cell-progress"}, "--cell-progress: only");
+    }
+    expect_bad_options({"-o", picture, "--tree", "grid", "--heatmap"}, bad_usage, "--heatmap: ");
 }
 
 TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {

@@ -78,6 +78,7 @@ TEST(OptionValues, ReadsNames) {
     EXPECT_THROW(parse_build_method(""), UserError);
     EXPECT_EQ(parse_tree_kind("plain"), TreeKind::plain);
     EXPECT_EQ(parse_tree_kind("compressed"), TreeKind::compressed);
+    EXPECT_EQ(parse_tree_kind("grid"), TreeKind::grid);
     EXPECT_THROW(parse_tree_kind("Plain"), UserError);
     EXPECT_THROW(parse_tree_kind(""), UserError);
     EXPECT_EQ(parse_axis("x"), 0u);
