@@ -301,6 +301,7 @@ TEST(GridCells, TracingIntoOnesOwnCellSkipsIt) {
 #else
 
 TEST(GridCellsDeathTest, TracingIntoOnesOwnCellAsserts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // there are task threads
     for (const BoxCallback callback : reentry_callbacks) {
         Reentry scene(callback, 0);
         EXPECT_DEATH(trace_cluster(scene.grid, 0, RayQuery::hit_motion), "does not trace into");
