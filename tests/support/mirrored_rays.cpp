@@ -86,14 +86,9 @@ void Mirror::receive(void* user, const unsigned& item, const CtxEval&, CtxShader
         self.react_in_library(item, static_cast<unsigned>(ray), rays);
 }
 
-void Mirror::set_samples(unsigned tree) {
-    m_shader.set_motion_blur(CtxMotionBlur(m_shutter.get_shutter_open(),
-                                           m_shutter.get_shutter_close(),
-                                           m_trees[tree]->get_sample_count()));
-}
-
-RayQuery Mirror::get_effective_query(RayQuery query, unsigned tree) const {
-    return m_trees[tree]->get_sample_count() < 2 ? without_motion(query) : query;
+CtxMotionBlur Mirror::get_motion(unsigned tree) const {
+    return {m_shutter.get_shutter_open(), m_shutter.get_shutter_close(),
+            m_trees[tree]->get_sample_count()};
 }
 
 std::vector<RayResult> Mirror::trace_library(const BatchSpec& spec, RayQuery query, unsigned tree) {
@@ -117,7 +112,7 @@ std::vector<RayResult> Mirror::trace_library(const BatchSpec& spec, RayQuery que
     m_levels.push_back({&spec, query});
     // The outer walk has resolved its time when a nested one sets the samples of its own tree.
     const CtxMotionBlur outer_samples = m_shader.get_motion_blur();
-    set_samples(tree);
+    m_shader.set_motion_blur(get_motion(tree));
     m_trees[tree]->trace(query, m_shader, batch.get_ctx());
     m_shader.set_motion_blur(outer_samples);
     m_levels.pop_back();
@@ -185,74 +180,29 @@ std::vector<RayResult> Mirror::trace_reference(const BatchSpec& batch, RayQuery 
         ray.cache_slot = spec.cache_slot;
     }
 
-    const Called called = {query, tree, depth};
-    const bool walks = !m_trees[tree]->calls_without_walk();
-    // A batch of several rays takes a frame of packets, whether it goes together or not.
-    const unsigned packets_taken = walks && batch.has_several_rays() ? 1 : 0;
-    m_packets_in_use += packets_taken;
-    m_caches_in_use += walks;
-    const bool together =
-        batch.has_several_rays() && goes_together(get_effective_query(query, tree));
-    if (!walks || together) {
-        trace_reference_together(batch, rays, called);
-    } else {
-        for (int i = batch.first_ray; i <= batch.last_ray; ++i) {
+    naive::Batch traced = {std::move(rays), batch.first_ray, batch.last_ray, nullptr};
+    if (!batch.planes.empty())
+        traced.frustum = &batch.planes;
+    const auto callback = [&](naive::Query received, unsigned item, int first, int last) {
+        m_reference_events.push_back({depth, static_cast<RayQuery>(received), item, first, last});
+        for (int i = first; i <= last; ++i) {
             const std::size_t ray = static_cast<std::size_t>(i);
-            trace_reference_alone({batch.rays[ray], called}, i, rays[ray]);
+            react_in_reference({batch.rays[ray], query, depth}, item, traced.rays[ray]);
         }
-    }
-    m_caches_in_use -= walks;
-    m_packets_in_use -= packets_taken;
+    };
+    const naive::PacketCounts counts = m_trees[tree]->trace_reference(
+        query, m_frames, traced, to_naive(get_motion(tree)), callback);
+    m_packet_counts.nodes += counts.nodes;
+    m_packet_counts.culled_by_frustum += counts.culled_by_frustum;
 
     std::vector<RayResult> results;
-    for (const naive::Ray& ray : rays)
+    for (const naive::Ray& ray : traced.rays)
         results.push_back({ray.far_distance, ray.hit_distance, ray.hit_flag});
     return results;
 }
 
-void Mirror::trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
-                                      const Called& called) {
-    const MirroredTree& tree = *m_trees[called.tree];
-    naive::Batch traced;
-    traced.rays.swap(rays);
-    traced.first = batch.first_ray;
-    traced.last = batch.last_ray;
-    if (!batch.planes.empty())
-        traced.frustum = &batch.planes;
-    const RayQuery received =
-        tree.calls_without_walk() ? called.query : get_effective_query(called.query, called.tree);
-    const naive::RangeCallback callback = [&](unsigned item, int first, int last) {
-        m_reference_events.push_back({called.depth, received, item, first, last});
-        for (int i = first; i <= last; ++i) {
-            const std::size_t ray = static_cast<std::size_t>(i);
-            react_in_reference({batch.rays[ray], called}, item, traced.rays[ray]);
-        }
-    };
-    naive::PacketBuffer no_packets;
-    naive::PacketBuffer& packets =
-        tree.calls_without_walk() ? no_packets : m_packets[m_packets_in_use - 1];
-    const naive::PacketCounts counts = tree.trace_reference(packets, traced, callback);
-    m_packet_counts.nodes += counts.nodes;
-    m_packet_counts.culled_by_frustum += counts.culled_by_frustum;
-    rays.swap(traced.rays);
-}
-
-void Mirror::trace_reference_alone(const Traced& traced, int index, naive::Ray& ray) {
-    const Called& called = traced.called;
-    const MirroredTree& tree = *m_trees[called.tree];
-    const RayQuery received = get_effective_query(called.query, called.tree);
-    const naive::TimeSpan span =
-        naive::time_span(ray.time, m_shutter.get_shutter_open(), m_shutter.get_shutter_close(),
-                         tree.get_sample_count());
-    const naive::LeafCallback callback = [&](unsigned item, naive::Ray& current) {
-        m_reference_events.push_back({called.depth, received, item, index, index});
-        react_in_reference(traced, item, current);
-    };
-    tree.trace_reference(received, m_caches[m_caches_in_use - 1], ray, span, callback);
-}
-
 void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray) {
-    const RayQuery query = traced.called.query;
+    const RayQuery query = traced.query;
     const Reaction reaction = choose_reaction(traced.spec, item);
     const double distance = traced.spec.scale * reaction.share;
     double& bound = is_nearest(query) ? ray.hit_distance : ray.far_distance;
@@ -277,11 +227,11 @@ void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray&
         ray.hit_flag = true;
         break;
     case Action::nested_query:
-        if (traced.called.depth < deepest && m_reference_nested < most_nested) {
+        if (traced.depth < deepest && m_reference_nested < most_nested) {
             ++m_reference_nested;
             const NestedQuery nested =
                 make_nested(traced.spec, reaction.seed, static_cast<unsigned>(m_trees.size()));
-            trace_reference(nested.batch, nested.query, nested.tree, traced.called.depth + 1);
+            trace_reference(nested.batch, nested.query, nested.tree, traced.depth + 1);
         }
         break;
     }
@@ -318,6 +268,11 @@ std::string Mirror::find_difference(const std::vector<RayResult>& library,
             library[i].hit_flag != reference[i].hit_flag)
             return "results of ray " + std::to_string(i) + " differ";
     }
+    for (const MirroredTree* tree : m_trees) {
+        const std::string difference = tree->find_difference();
+        if (!difference.empty())
+            return difference;
+    }
     return find_cache_difference();
 }
 
@@ -325,20 +280,23 @@ bool Mirror::is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry
     if (!library.tree || !reference.tree)
         return library.tree == reference.tree;
     for (const MirroredTree* tree : m_trees) {
-        if (library.tree == tree->get_library())
-            return reference.tree == tree->get_reference() && library.leaf == reference.leaf;
+        if (tree->is_same_tree(library.tree, reference.tree))
+            return library.leaf == reference.leaf;
     }
     return false;
 }
 
 std::string Mirror::find_cache_difference() const {
+    const naive::Cache unused;
     const GasTreeCtx* ctx = &m_shader.get_tree_ctx();
-    for (unsigned depth = 0; depth <= deepest && ctx; ++depth, ctx = ctx->next) {
+    for (unsigned depth = 0; ctx; ++depth, ctx = ctx->next) {
+        const naive::Cache& cache =
+            depth < m_frames.caches.size() ? m_frames.caches[depth] : unused;
         for (unsigned slot = 0; slot < GasTreeCtx::cache_slot_count; ++slot) {
-            if (!is_same_cache(ctx->all_hits_cache[slot], m_caches[depth].all_hits[slot]))
+            if (!is_same_cache(ctx->all_hits_cache[slot], cache.all_hits[slot]))
                 return "all-hits cache differs, depth " + std::to_string(depth) + ", slot " +
                        std::to_string(slot);
-            if (!is_same_cache(ctx->nearest_cache[slot], m_caches[depth].nearest[slot]))
+            if (!is_same_cache(ctx->nearest_cache[slot], cache.nearest[slot]))
                 return "nearest cache differs, depth " + std::to_string(depth) + ", slot " +
                        std::to_string(slot);
         }

@@ -91,33 +91,23 @@ class Mirror {
         RayQuery query;
     };
 
-    /// A query of the naive side.
-    struct Called {
-        RayQuery query;
-        unsigned tree;
-        unsigned depth;
-    };
-
-    /// One ray of it.
+    /// A ray of the naive side.
     struct Traced {
         const RaySpec& spec;
-        Called called;
+        RayQuery query;
+        unsigned depth;
     };
 
     template <RayQuery callback>
     static void receive(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                         GeometryRaytraceCtx& rays);
 
-    void set_samples(unsigned tree);
+    CtxMotionBlur get_motion(unsigned tree) const;
     std::vector<RayResult> trace_library(const BatchSpec& batch, RayQuery query, unsigned tree);
     std::vector<RayResult> trace_reference(const BatchSpec& batch, RayQuery query, unsigned tree,
                                            unsigned depth);
-    void trace_reference_alone(const Traced& traced, int index, naive::Ray& ray);
-    void trace_reference_together(const BatchSpec& batch, std::vector<naive::Ray>& rays,
-                                  const Called& called);
     void react_in_library(unsigned item, unsigned ray, GeometryRaytraceCtx& rays);
     void react_in_reference(const Traced& traced, unsigned item, naive::Ray& ray);
-    RayQuery get_effective_query(RayQuery query, unsigned tree) const;
     std::string find_difference(const std::vector<RayResult>& library,
                                 const std::vector<RayResult>& reference) const;
     bool is_same_cache(const GasCachedLeaf& library, const naive::CacheEntry& reference) const;
@@ -126,12 +116,7 @@ class Mirror {
     std::vector<MirroredTree*> m_trees;
     CtxMotionBlur m_shutter;
     TestShader m_shader;
-    /// One per walk that is under way: what calls without a walk takes none.
-    naive::Cache m_caches[deepest + 1];
-    unsigned m_caches_in_use = 0;
-    /// One buffer per walk of several rays that is under way.
-    naive::PacketBuffer m_packets[deepest + 1];
-    unsigned m_packets_in_use = 0;
+    naive::Frames m_frames;
     naive::PacketCounts m_packet_counts;
     std::vector<Level> m_levels;
     std::vector<LeafEvent> m_library_events;

@@ -1,5 +1,7 @@
 #include "mirrored_trees.h"
 
+#include <optional>
+
 #include "row_of_boxes.h"
 #include "tree_build.h"
 
@@ -34,11 +36,6 @@ void MirroredTree::build(const std::vector<naive::Box>& boxes, naive::Split spli
 }
 
 template <typename Library, typename Reference>
-bool MirroredTreeOf<Library, Reference>::calls_without_walk() const {
-    return is_never_walked(m_reference);
-}
-
-template <typename Library, typename Reference>
 void MirroredTreeOf<Library, Reference>::set_callbacks(GasLeafCallback hit_static,
                                                        GasLeafCallback hit_motion,
                                                        GasLeafCallback nearest_static,
@@ -54,9 +51,11 @@ void MirroredTreeOf<Library, Reference>::trace(RayQuery query, CtxShader& shader
 }
 
 template <typename Library, typename Reference>
-void MirroredTreeOf<Library, Reference>::trace_reference(
-    RayQuery query, naive::Cache& cache, naive::Ray& ray, naive::TimeSpan span,
-    const naive::LeafCallback& callback) const {
+void MirroredTreeOf<Library, Reference>::walk_alone(RayQuery query, naive::Cache& cache,
+                                                    naive::Ray& ray, const naive::Motion& motion,
+                                                    const naive::LeafCallback& callback) const {
+    const naive::TimeSpan span =
+        naive::time_span(ray.time, motion.shutter_open, motion.shutter_close, get_sample_count());
     switch (query) {
     case RayQuery::hit_static:
         return naive::ray_hit_static(m_reference, cache, ray, callback);
@@ -71,8 +70,32 @@ void MirroredTreeOf<Library, Reference>::trace_reference(
 
 template <typename Library, typename Reference>
 naive::PacketCounts MirroredTreeOf<Library, Reference>::trace_reference(
-    naive::PacketBuffer& buffer, naive::Batch& batch, const naive::RangeCallback& callback) const {
-    return naive::ray_hit_nearest_batch(m_reference, buffer, batch, callback);
+    RayQuery query, naive::Frames& frames, naive::Batch& batch, const naive::Motion& motion,
+    const naive::GridRangeCallback& callback) const {
+    const auto report = [&](RayQuery received) {
+        return [&callback, received](unsigned item, int first, int last) {
+            callback(static_cast<naive::Query>(received), item, first, last);
+        };
+    };
+    if (is_never_walked(m_reference)) {
+        naive::PacketBuffer no_packets;
+        return naive::ray_hit_nearest_batch(m_reference, no_packets, batch, report(query));
+    }
+
+    // A batch of several rays takes a frame of packets, whether it goes together or not.
+    const bool has_several = batch.first < batch.last;
+    std::optional<naive::FrameLease<naive::PacketBuffer>> packets;
+    if (has_several)
+        packets.emplace(frames.packets, frames.packets_in_use);
+    const naive::FrameLease<naive::Cache> cache(frames.caches, frames.caches_in_use);
+    const RayQuery received = get_sample_count() < 2 ? without_motion(query) : query;
+    if (has_several && goes_together(received))
+        return naive::ray_hit_nearest_batch(m_reference, packets->get(), batch, report(received));
+    for (int ray = batch.first; ray <= batch.last; ++ray) {
+        walk_alone(received, cache.get(), batch.rays[static_cast<std::size_t>(ray)], motion,
+                   [&](unsigned item, naive::Ray&) { report(received)(item, ray, ray); });
+    }
+    return {};
 }
 
 template <typename Library, typename Reference>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "naive_compressed.h"
+#include "naive_frames.h"
 #include "naive_packets.h"
 #include "naive_tree.h"
 
@@ -113,15 +113,6 @@ void update_sub_tree(GridTree& grid, unsigned cell, const Motion& motion);
 
 /// The four ray queries, and the leaf callbacks of the same names.
 enum class Query { hit_static, hit_motion, nearest_static, nearest_motion };
-
-/// The chains of frames of one shader. Each walk takes the next cache, each batch of several rays
-/// the next packets; a query of a single item or a single cell takes none at that level.
-struct Frames {
-    std::deque<Cache> caches;
-    std::deque<PacketBuffer> packets;
-    unsigned caches_in_use = 0;
-    unsigned packets_in_use = 0;
-};
 
 /// Receives which of the four callbacks it stands for, and the item of a reached leaf.
 using GridLeafCallback = std::function<void(Query callback, unsigned item, Ray& ray)>;

@@ -13,26 +13,6 @@ Query effective_query(Query query, std::size_t sample_count) {
     return query == Query::hit_motion ? Query::hit_static : Query::nearest_static;
 }
 
-/// The next frame of a chain, given back at the end.
-template <typename Frame> class Lease {
-  public:
-    Lease(std::deque<Frame>& chain, unsigned& in_use) : m_in_use(in_use) {
-        if (chain.size() == in_use)
-            chain.emplace_back();
-        m_frame = &chain[in_use];
-        ++m_in_use;
-    }
-    Lease(const Lease&) = delete;
-    Lease& operator=(const Lease&) = delete;
-    ~Lease() { --m_in_use; }
-
-    Frame& get() { return *m_frame; }
-
-  private:
-    unsigned& m_in_use;
-    Frame* m_frame;
-};
-
 struct GridWalk {
     GridTree& grid;
     Frames& frames;
@@ -76,7 +56,7 @@ struct GridWalk {
         }
         if (grid.cells.empty())
             return;
-        Lease<PacketBuffer> packets(frames.packets, frames.packets_in_use);
+        FrameLease<PacketBuffer> packets(frames.packets, frames.packets_in_use);
         const Query effective = effective_query(query, grid.top.samples.size());
         if (effective == Query::nearest_static) {
             walk_together(grid.top, packets.get(), batch, [&](unsigned cell, int first, int last) {
@@ -109,7 +89,7 @@ struct GridWalk {
             trace_alone(batch, batch.first, callback, trace_one);
             return;
         }
-        Lease<PacketBuffer> packets(frames.packets, frames.packets_in_use);
+        FrameLease<PacketBuffer> packets(frames.packets, frames.packets_in_use);
         const Query effective = effective_query(query, tree.samples.size());
         if (effective == Query::nearest_static) {
             walk_together(tree, packets.get(), batch, [&](unsigned item, int first, int last) {
@@ -138,7 +118,7 @@ struct GridWalk {
 
     template <typename AnyTree>
     void walk(const AnyTree& tree, Query query, Ray& ray, const LeafCallback& callback) {
-        Lease<Cache> cache(frames.caches, frames.caches_in_use);
+        FrameLease<Cache> cache(frames.caches, frames.caches_in_use);
         const TimeSpan span =
             time_span(ray.time, motion.shutter_open, motion.shutter_close, motion.sample_count);
         switch (query) {
@@ -161,7 +141,7 @@ struct GridWalk {
     void walk_together(const AnyTree& tree, PacketBuffer& packets, Batch& batch,
                        const RangeCallback& callback) {
         // Takes a cache, though it reads none.
-        const Lease<Cache> cache(frames.caches, frames.caches_in_use);
+        const FrameLease<Cache> cache(frames.caches, frames.caches_in_use);
         const PacketCounts own = ray_hit_nearest_batch(tree, packets, batch, callback);
         counts.nodes += own.nodes;
         counts.culled_by_frustum += own.culled_by_frustum;
