@@ -15,18 +15,8 @@ using scenes::Kind;
 /// Over the whole tree, which has no byte without a meaning, and one motion-blur sample.
 std::uint64_t hash_tree(const GasCompressedTree& tree) {
     Hash hash;
-    hash.add(tree.get_depth());
-    hash.add(tree.get_bbox().min);
-    hash.add(tree.get_bbox().max);
-    for (unsigned i = 0; i < tree.get_node_count(); ++i) {
-        const GasCompressedNode& node = tree.get_nodes()[i];
-        for (unsigned byte = 0; byte < 8; ++byte)
-            hash.add_byte(node.get_bytes()[byte]);
-        hash.add(node.children[0]);
-        hash.add(node.children[1]);
-    }
-    hash.add(tree.get_blurred_bbox(0).min);
-    hash.add(tree.get_blurred_bbox(0).max);
+    hash.add(tree);
+    hash.add(tree.get_blurred_bbox(0));
     for (unsigned byte = 0; byte < 7 * tree.get_node_count(); ++byte)
         hash.add_byte(tree.get_motion_blur_records(0)[byte]);
     return hash.get();

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/host/host.h>
+#include <gas/tree/gas_tree.h>
 
 #include "../support/scenes.h"
 #include "../support/tree_build.h"
@@ -24,6 +26,33 @@ class Hash {
     void add(const GMathVec3<float>& corner) {
         for (unsigned axis = 0; axis < 3; ++axis)
             add(std::bit_cast<std::uint32_t>(corner[axis]));
+    }
+    void add(const GMathBbox3<float>& box) {
+        add(box.min);
+        add(box.max);
+    }
+    /// Over everything in a tree that has a meaning: of the flags that is the lowest four bits.
+    void add(const GasTree& tree) {
+        add(tree.get_depth());
+        for (unsigned i = 0; i < tree.get_node_count(); ++i) {
+            const GasTree::Node& node = tree.get_nodes()[i];
+            add(node.bbox_min);
+            add(node.index);
+            add(node.bbox_max);
+            add(node.flags & 15);
+        }
+    }
+    /// Over the whole tree, which has no byte without a meaning.
+    void add(const GasCompressedTree& tree) {
+        add(tree.get_depth());
+        add(tree.get_bbox());
+        for (unsigned i = 0; i < tree.get_node_count(); ++i) {
+            const GasCompressedNode& node = tree.get_nodes()[i];
+            for (unsigned byte = 0; byte < 8; ++byte)
+                add_byte(node.get_bytes()[byte]);
+            add(node.children[0]);
+            add(node.children[1]);
+        }
     }
     std::uint64_t get() const { return m_value; }
 

@@ -12,17 +12,9 @@ namespace {
 using naive::Split;
 using scenes::Kind;
 
-/// Over everything in a tree that has a meaning: of the flags that is the lowest four bits.
 std::uint64_t hash_tree(const GasTree& tree) {
     Hash hash;
-    hash.add(tree.get_depth());
-    for (unsigned i = 0; i < tree.get_node_count(); ++i) {
-        const GasTree::Node& node = tree.get_nodes()[i];
-        hash.add(node.bbox_min);
-        hash.add(node.index);
-        hash.add(node.bbox_max);
-        hash.add(node.flags & 15);
-    }
+    hash.add(tree);
     return hash.get();
 }
 

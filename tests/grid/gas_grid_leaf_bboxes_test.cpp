@@ -7,7 +7,9 @@
 
 #include "../support/box_conversion.h"
 #include "../support/grid_items.h"
+#include "../support/naive_grid.h"
 #include "../support/scenes.h"
+#include "../support/seeded_random.h"
 #include "../support/split_scene.h"
 #include "../support/test_shader.h"
 
@@ -111,6 +113,17 @@ TEST(GridLeafBboxes, TheLastPieceMayBeShortOrMissing) {
     Sizes expected(298, 257);
     expected.push_back(300 * 256 + 1 - 298 * 257);
     EXPECT_EQ(pieces, expected);
+}
+
+TEST(GridLeafBboxes, PiecesAreThoseOfTheNaiveRule) {
+    support::SeededRandom random(1);
+    for (unsigned i = 0; i < 20; ++i) {
+        const unsigned count = 1 + random.below(i % 2 ? 3000 : 100000);
+        Sizes expected;
+        for (const naive::Piece& piece : naive::split_request(count))
+            expected.push_back(piece.count);
+        EXPECT_EQ(get_pieces(count), expected) << count;
+    }
 }
 
 TEST(GridLeafBboxes, SmallRequestsStayOnTheThreadThatAsks) {

@@ -3,6 +3,9 @@
 #include <cstring>
 #include <string>
 
+#include <gas/traversal/gas_traversal_access.h>
+#include <gas/tree/gas_tree_traversal.h>
+
 #include "box_conversion.h"
 #include "seeded_random.h"
 
@@ -137,6 +140,16 @@ unsigned find_cell(const GasGridTree& grid, unsigned value) {
         }
     }
     return grid.get_cell_count();
+}
+
+void reach_all_cells(const GasGridTree& grid, const CtxMotionBlur& motion) {
+    const CtxEval eval;
+    CtxShader shader;
+    shader.set_motion_blur(motion);
+    GeometryRaytraceData no_rays;
+    for (unsigned cell = 0; cell < grid.get_cell_count(); ++cell)
+        GasTraversalAccess::leaf_ray_hit_motion(grid.get_top_tree(), cell, eval, shader,
+                                                no_rays.get_ctx());
 }
 
 std::string find_difference(const GasCompressedTree& tree, const GasCompressedTree& expected) {

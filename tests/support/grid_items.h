@@ -100,6 +100,10 @@ std::vector<unsigned> get_built_cells(const GasGridTree& grid);
 /// Finds the cell of an item; the cell count when it has none.
 unsigned find_cell(const GasGridTree& grid, unsigned value);
 
+/// Has every cell's tree built, and its samples filled, by a batch of no rays that goes past the
+/// top tree.
+void reach_all_cells(const GasGridTree& grid, const CtxMotionBlur& motion = CtxMotionBlur());
+
 /// Where two compressed trees differ in a count, a node or a motion-blur record; empty when they
 /// are equal.
 std::string find_difference(const GasCompressedTree& tree, const GasCompressedTree& expected);

@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "../support/mirrored_grid.h"
+#include "../support/mirrored_rays.h"
+#include "../support/ray_batches.h"
+#include "../support/sanitizers.h"
+#include "../support/scenes.h"
+#include "../support/seeded_random.h"
+#include "../support/spoiled_boxes.h"
+
+// Grids of the library and of the naive implementation side by side, bit by bit: cells, top trees,
+// cells' trees, samples, the order in which queries build cells and bring them up to date, the
+// exact sequence of leaf callbacks, what callbacks left in the rays, and the cached leaves of every
+// frame.
+
+namespace {
+
+using naive::Box;
+using support::BatchMaker;
+using support::BatchSpec;
+using support::Mirror;
+using support::MirroredCompressedTree;
+using support::MirroredGrid;
+using support::RayQuery;
+using support::SeededRandom;
+
+#ifdef NDEBUG
+constexpr unsigned batches_per_scene = support::is_sanitized ? 10 : 40;
+constexpr unsigned lone_grids_per_kind = support::is_sanitized ? 60 : 600;
+#else
+constexpr unsigned batches_per_scene = 8;
+constexpr unsigned lone_grids_per_kind = 60;
+#endif
+const std::vector<unsigned> counts = {1, 2, 3, 5, 9, 33, 100, 350, 1200};
+
+struct Totals {
+    unsigned grids = 0;
+    unsigned cells = 0;
+    unsigned built_cells = 0;
+    unsigned rays = 0;
+    unsigned nested_rays = 0;
+    std::size_t leaf_calls = 0;
+    naive::PacketCounts packets;
+};
+
+void print(const Totals& totals) {
+    std::printf("compared %u grids with %u cells, %u of them built by %u rays and %u nested ones, "
+                "%u nodes met by packets, %u of them dropped by a frustum, %zu leaf calls\n",
+                totals.grids, totals.cells, totals.built_cells, totals.rays, totals.nested_rays,
+                totals.packets.nodes, totals.packets.culled_by_frustum, totals.leaf_calls);
+}
+
+/// From one cell for all to many more than items.
+unsigned choose_target(SeededRandom& random, unsigned count) {
+    const unsigned targets[] = {random.below(3), 1 + count / 16, count, 8 * count,
+                                1 + random.below(20000)};
+    return targets[random.below(5)];
+}
+
+std::vector<unsigned> choose_indices(SeededRandom& random, unsigned count) {
+    std::vector<unsigned> indices;
+    if (random.below(2)) {
+        for (unsigned i = 0; i < count; ++i)
+            indices.push_back(1000 * i + random.below(1000));
+    }
+    return indices;
+}
+
+std::vector<std::vector<Box>> choose_samples(SeededRandom& random, scenes::Kind kind,
+                                             unsigned count, unsigned sample_count) {
+    std::vector<std::vector<Box>> samples(sample_count);
+    const std::uint64_t seed = random.next();
+    for (std::vector<Box>& sample : samples)
+        sample = scenes::make(kind, count, seed + random.below(2));
+    return samples;
+}
+
+void build_grid(MirroredGrid& grid, SeededRandom& random, scenes::Kind kind, unsigned count,
+                naive::Split split) {
+    grid.set_target(choose_target(random, count));
+    grid.build(scenes::make(kind, count, random.next()), split, choose_indices(random, count),
+               choose_samples(random, kind, count, random.below(5)));
+}
+
+/// Traces batches of all kinds through two grids and a tree, by way of their callbacks too.
+void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, Totals& totals) {
+    SeededRandom random(std::uint64_t{count} * 5000 + static_cast<unsigned>(kind) * 10 +
+                        static_cast<unsigned>(split));
+    const float open = random.below(2) ? 0.0f : -1.5f;
+    const CtxMotionBlur shutter(open, random.below(8) ? 1.0f : open, 0);
+    MirroredGrid grids[] = {MirroredGrid(shutter), MirroredGrid(shutter)};
+    MirroredCompressedTree tree;
+    build_grid(grids[0], random, kind, count, split);
+    build_grid(grids[1], random, kind, 1 + count / 3, split);
+    tree.build(scenes::make(kind, 1 + count / 5, 1), split, {}, {});
+    Mirror mirror({&grids[0], &grids[1], &tree}, shutter);
+    BatchMaker maker(random, grids[0].get_boxes());
+    for (unsigned i = 0; i < batches_per_scene; ++i) {
+        if (random.below(10) == 0)
+            grids[0].update_motion(choose_samples(random, kind, count, random.below(5)));
+        BatchSpec batch = random.below(2) ? maker.make_coherent() : maker.make_incoherent();
+        if (random.below(2))
+            maker.narrow(batch);
+        if (random.below(3) == 0)
+            batch.last_ray = batch.first_ray;
+        if (random.below(3) == 0)
+            batch.planes.clear();
+        else if (random.below(4) == 0)
+            batch.planes = maker.make_planes();
+        for (support::RaySpec& ray : batch.rays)
+            ray.time = open + 2.5f * random.uniform();
+        const RayQuery query = support::all_ray_queries[random.below(4)];
+        const unsigned subject = random.below(6) == 0 ? 1 + random.below(2) : 0;
+        ASSERT_EQ(mirror.compare(batch, query, subject), "")
+            << scenes::name(kind) << ", " << count << " boxes, split "
+            << static_cast<unsigned>(split) << ", batch " << i << ", " << name(query);
+        totals.rays += static_cast<unsigned>(batch.last_ray - batch.first_ray + 1);
+    }
+    for (const MirroredGrid& grid : grids) {
+        ASSERT_EQ(grid.find_tree_difference(), "") << scenes::name(kind) << " " << count;
+        totals.cells += grid.get_cell_count();
+        totals.built_cells += grid.get_built_count();
+        ++totals.grids;
+    }
+    totals.nested_rays += mirror.get_nested_ray_count();
+    totals.leaf_calls += mirror.get_leaf_call_count();
+    totals.packets.nodes += mirror.get_packet_counts().nodes;
+    totals.packets.culled_by_frustum += mirror.get_packet_counts().culled_by_frustum;
+}
+
+} // namespace
+
+TEST(GridOracle, QueriesBuildAndCallWhatTheNaiveOnesDo) {
+    Totals totals;
+    for (const scenes::Kind kind : scenes::all_kinds()) {
+        for (const naive::Split split : support::all_splits) {
+            for (const unsigned count : counts) {
+                compare_scene(kind, count, split, totals);
+                if (HasFatalFailure())
+                    return;
+            }
+        }
+    }
+    print(totals);
+    EXPECT_GT(totals.built_cells, 1000u);
+    EXPECT_LT(totals.built_cells, totals.cells);
+    EXPECT_GT(totals.rays, 20000u);
+    EXPECT_GT(totals.nested_rays, 1000u);
+    EXPECT_GT(totals.packets.culled_by_frustum, 100u);
+    EXPECT_GT(totals.leaf_calls, 10000u);
+}
+
+// Boxes with infinities, values that are no numbers, overflowing centres and corners the wrong way
+// around; every cell is built.
+TEST(GridOracle, GridsOverBoxesWithSpecialValuesAreThoseOfTheNaiveBuild) {
+    Totals totals;
+    for (const scenes::Kind kind : scenes::all_kinds()) {
+        for (unsigned i = 0; i < lone_grids_per_kind; ++i) {
+            SeededRandom random(std::uint64_t{i} * 100 + static_cast<unsigned>(kind));
+            const unsigned count = 1 + random.below(i % 10 == 0 ? 700 : 60);
+            std::vector<Box> boxes = scenes::make(kind, count, random.next());
+            if (i % 3 != 0)
+                support::spoil(boxes, random, 5 + random.below(60));
+            const std::vector<unsigned> indices = choose_indices(random, count);
+            MirroredGrid grid{CtxMotionBlur(0.0f, 1.0f, 0)};
+            grid.set_target(choose_target(random, count));
+            std::vector<std::vector<Box>> samples =
+                choose_samples(random, kind, count, random.below(4));
+            for (std::vector<Box>& sample : samples)
+                support::spoil(sample, random, 50);
+            grid.build(boxes, support::all_splits[random.below(4)], indices, samples);
+            ASSERT_EQ(grid.find_tree_difference(), "") << scenes::name(kind) << " " << i;
+            grid.reach_all_cells();
+            ASSERT_EQ(grid.find_tree_difference(), "") << scenes::name(kind) << " " << i;
+            ++totals.grids;
+            totals.cells += grid.get_cell_count();
+            totals.built_cells += grid.get_built_count();
+        }
+    }
+    print(totals);
+    EXPECT_EQ(totals.built_cells, totals.cells);
+    EXPECT_GT(totals.cells, 10000u);
+}
