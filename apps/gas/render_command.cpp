@@ -63,7 +63,7 @@ RenderCommand::RenderCommand(CLI::App& app)
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
         "Show what each pixel's camera rays cost instead of what they see; rays of "
-        "a packet share its cost evenly");
+        "a packet share its cost evenly; not of --tree grid");
     m_command
         ->add_option("--packet", m_packet_size,
                      "Camera rays traced together, from neighbouring pixels; 1: one by one; "

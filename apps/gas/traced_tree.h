@@ -61,7 +61,8 @@ class TracedTree {
     Box get_box(unsigned sample) const;
     /// The boxes that the tree was built over, padded and scaled.
     ItemBoxes get_built_boxes() const;
-    /// Of a grid: how many boxes its build has asked for, and how many have been since.
+    /// Of a grid: how many boxes its build has asked for, those of motion samples among them, and
+    /// how many rays have since.
     std::uint64_t get_boxes_asked_by_build() const { return m_asked_by_build; }
     std::uint64_t get_boxes_asked_by_rays() const {
         return m_items.get_asked_count() - m_asked_by_build;
