@@ -2,6 +2,8 @@
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
+#include <gas/grid/gas_grid_sub_tree.h>
+#include <gas/grid/gas_grid_tree.h>
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 
@@ -13,10 +15,20 @@ void hit_front(void*, const unsigned& item, const CtxEval&, CtxShader&, Geometry
         ctx.record_nearest_hit(static_cast<unsigned>(ray), 10.0 + item, item);
 }
 
+// Answers a grid's requests from the boxes.
+void give_bboxes(void* user, const unsigned& count, const unsigned* items,
+                 GMathBbox3<float>* bboxes) {
+    for (unsigned i = 0; i < count; ++i)
+        bboxes[i] = static_cast<const GMathBbox3<float>*>(user)[items[i]];
+}
+
 void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
 
 void trace(const GasTree& tree, CtxShader& shader, GeometryRayBatch& batch) {
     tree.ray_hit_nearest_static(CtxEval(), shader, batch.get_ctx(), false);
+}
+void trace(const GasGridTree& grid, CtxShader& shader, GeometryRayBatch& batch) {
+    grid.ray_hit_nearest_static(CtxEval(), shader, batch.get_ctx());
 }
 void trace(const GasCompressedTree& tree, CtxShader& shader, GeometryRayBatch& batch) {
     tree.ray_hit_nearest_static(CtxEval(), shader, batch.get_ctx());
@@ -68,7 +80,7 @@ unsigned sum_leaves(const GasCompressedTree& tree) {
 } // namespace
 
 int main() {
-    const GMathBbox3<float> bboxes[] = {
+    GMathBbox3<float> bboxes[] = {
         {{-1.0f, -1.0f, 0.0f}, {1.0f, 1.0f, 0.5f}},
         {{-1.0f, -1.0f, 1.0f}, {1.0f, 1.0f, 1.5f}},
         {{-1.0f, -1.0f, 2.0f}, {1.0f, 1.0f, 2.5f}},
@@ -77,6 +89,11 @@ int main() {
     tree.create(bboxes, 3, nullptr, nullptr, 1.0f);
     GasCompressedTree compressed;
     compressed.create(bboxes, 3, nullptr, nullptr);
-    return finds_first_box(tree) && finds_first_box(compressed) && sum_leaves(compressed) == 3 ? 0
-                                                                                               : 1;
+    GasGridTree grid;
+    grid.set_leaf_bbox_callbacks(give_bboxes, nullptr, bboxes);
+    grid.create(3, 8, nullptr, nullptr);
+    const bool is_found =
+        finds_first_box(tree) && finds_first_box(compressed) && finds_first_box(grid);
+    const GasGridSubTree* const cell = grid.find_sub_tree(0);
+    return is_found && cell && !cell->is_empty() && sum_leaves(compressed) == 3 ? 0 : 1;
 }

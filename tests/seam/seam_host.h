@@ -83,6 +83,7 @@ class CoreString {
     CoreString operator+(unsigned number) const {
         return (m_text + std::to_string(number)).c_str();
     }
+    const std::string& get() const { return m_text; }
 
   private:
     std::string m_text;
@@ -134,8 +135,12 @@ class AppProgressBar {
 };
 class AppBase {
   public:
-    AppProgressBar* create_progress_bar(const CoreString&, const bool&) { return &bar; }
+    AppProgressBar* create_progress_bar(const CoreString& title, const bool& visible) {
+        titles.push_back(title.get() + (visible ? ", visible" : ", hidden"));
+        return &bar;
+    }
     AppProgressBar bar = {this, 0.0f, 0.0f, 1, "", false};
+    std::vector<std::string> titles;
     short build_method = 2;
 };
 
