@@ -112,7 +112,9 @@ class GAS_EXPORT GasGridTree {
 
     /// Takes the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
     /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
-    /// reaches their cell. Copies follow. Sample times start at the first and add the step.
+    /// reaches their cell. Copies follow. Sample times start at the first and add the step. When
+    /// memory runs out std::bad_alloc passes through, and queries of the grid and its copies may
+    /// find nothing until an update succeeds.
     void update_motion_blur(const CtxMotionBlur& motion);
 
     /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: there to the

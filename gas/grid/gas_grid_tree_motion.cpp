@@ -27,6 +27,12 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         task.bbox = &bboxes[cell];
     }
 
+    // Samples are about to be released. Where memory runs out on the way nobody looks at them.
+    {
+        const std::lock_guard<std::mutex> guard(shared.grids_mutex);
+        for (GasGridTree* grid : shared.grids)
+            grid->m_top_tree = GasTree();
+    }
     shared.top_tree.set_motion_blur_sample_count(sample_count);
     SysThreadTaskManager manager(nullptr);
     double time = gas_host::get_first_time(motion);
