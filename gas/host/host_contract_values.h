@@ -69,6 +69,8 @@ concept LanesArithmetic = requires(const Lanes& a, const Lanes& b) {
     { a + b } -> std::same_as<Lanes>;
     { a - b } -> std::same_as<Lanes>;
     { a* b } -> std::same_as<Lanes>;
+    { a / b } -> std::same_as<Lanes>;
+    { a ^ b } -> std::same_as<Lanes>;
     { a& b } -> std::same_as<Lanes>;
     { a | b } -> std::same_as<Lanes>;
     { a < b } -> std::same_as<Lanes>;
@@ -94,9 +96,28 @@ concept LanesMoves = requires(const Lanes& a, const Lanes& b, const float* sourc
     { Lanes::interleave_low(a, b) } -> std::same_as<Lanes>;
     { Lanes::interleave_high(a, b) } -> std::same_as<Lanes>;
     { a.move_high() } -> std::same_as<Lanes>;
+    { a.move_down() } -> std::same_as<Lanes>;
     { a.template broadcast<0>() } -> std::same_as<Lanes>;
     { a.template broadcast<3>() } -> std::same_as<Lanes>;
     { (Lanes::s_mask_xyz) } -> std::same_as<const Lanes&>;
+};
+
+/// Four integers that wrap. Bytes are widened to 0..255, and low bytes stored; a float is truncated
+/// towards zero, to 0 where no 32-bit integer holds it; a mask of floats is -1 or 0.
+template <typename Lanes>
+concept IntegerLanes = std::constructible_from<Lanes, int, int, int, int> &&
+    requires(const Lanes& a, const Lanes& b, Lanes& first, Lanes& last, const SimdF& floats,
+             const unsigned char* source, unsigned char* target, int* integers) {
+    Lanes::load_bytes(source, first, last);
+    Lanes::store_bytes(target, a, b);
+    a.store(integers);
+    { Lanes::truncate(floats) } -> std::same_as<Lanes>;
+    { Lanes::from_mask(floats) } -> std::same_as<Lanes>;
+    { a + b } -> std::same_as<Lanes>;
+    { a& b } -> std::same_as<Lanes>;
+    { a == b } -> std::same_as<SimdF>;
+    { a.template broadcast<3>() } -> std::same_as<Lanes>;
+    { a.to_floats() } -> std::same_as<SimdF>;
 };
 
 static_assert(Vec3Record<GMathVec3<float>, float>, "GMathVec3<float> is three floats x, y, z");
@@ -110,5 +131,6 @@ static_assert(FrustumRecord<GMathFrustum>, "GMathFrustum needs gas_host::get_pla
 static_assert(LanesRecord<SimdF>, "SimdF is four float lanes at a 16-byte boundary");
 static_assert(LanesArithmetic<SimdF>, "SimdF lacks an operator, min, max or select");
 static_assert(LanesMoves<SimdF>, "SimdF lacks a load, a store, a move or s_mask_xyz");
+static_assert(IntegerLanes<SimdI>, "SimdI is four integer lanes with the operations of simd_i.h");
 
 } // namespace gas_host_contract
