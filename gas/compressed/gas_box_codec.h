@@ -40,10 +40,11 @@ inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_
     SimdI::load_bytes(bytes, min_steps, max_steps);
     const SimdI owners = min_steps.broadcast<3>();
 
+    // The operand order keeps a bound of the parent that is a NaN: boxes beside it stay whole.
     // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
     const SimdF step = ((parent_max - parent_min) * step_factor) & finite;
-    const SimdF lower = SimdF::min(parent_min + min_steps.to_floats() * step, parent_max);
-    const SimdF upper = SimdF::max(parent_max - max_steps.to_floats() * step, parent_min);
+    const SimdF lower = SimdF::min(parent_max, parent_min + min_steps.to_floats() * step);
+    const SimdF upper = SimdF::max(parent_min, parent_max - max_steps.to_floats() * step);
 
     // Where the second child owns the stored bound, exchange it with the parent's.
     const SimdF min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);

@@ -187,6 +187,7 @@ class GAS_EXPORT GasCompressedTree {
                                GasBbox& bbox) const;
     void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& slot, const unsigned& sample,
                                SimdF& min, SimdF& max) const;
+    /// Whether motion-blur sample `sample` exists and was filled.
     bool has_sample(const unsigned& sample) const {
         return get_motion_blur_records(sample) != nullptr;
     }

@@ -24,6 +24,8 @@ inline GasCompressedNodeState* gas_get_node_states(const GasTreeCtx& ctx) {
 }
 
 inline void GasCompressedTree::init_traversal(GasTreeCtx& ctx) const {
+    assert(m_leaf_count >= 2 && "a tree of one leaf is not walked");
+    assert(ctx.stack_capacity >= 2 * m_depth && "the frame's stack has room for the walk's slots");
     ctx.reserve_slots();
     ctx.counters[0] = 0;
     ctx.counters[1] = 0;

@@ -5,7 +5,7 @@
 #include <gas/compressed/gas_compressed_tree.h>
 
 /// The tree of one cell of a GasGridTree; its leaves report the items as the grid was given them.
-class GasGridSubTree final : public GasCompressedTree {
+class GAS_EXPORT GasGridSubTree final : public GasCompressedTree {
   public:
     GasGridSubTree() = default;
     GasGridSubTree(const GasGridSubTree&) = delete;

@@ -1,6 +1,7 @@
 #include <gas/grid/gas_grid_tree.h>
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include <gas/grid/gas_grid_cells.h>
@@ -59,18 +60,30 @@ void GasGridTree::look_at_top_tree() {
         grid_cell_ray_hit_nearest_static_callback, grid_cell_ray_hit_nearest_motion_callback, this);
 }
 
+void GasGridTree::look_at_top_trees(GasGridCells& cells) {
+    const std::lock_guard<std::mutex> guard(cells.grids_mutex);
+    for (GasGridTree* grid : cells.grids)
+        grid->look_at_top_tree();
+}
+
 unsigned GasGridTree::get_cell_count() const { return m_cells ? m_cells->cell_count : 0; }
 
 const unsigned* GasGridTree::get_cell_items(const unsigned& cell) const {
-    return m_cells->get_items(cell);
+    const bool exists = cell < get_cell_count();
+    assert(exists && "there is no such cell");
+    return exists ? m_cells->get_items(cell) : nullptr;
 }
 
 unsigned GasGridTree::get_cell_item_count(const unsigned& cell) const {
-    return m_cells->cells[cell].item_count;
+    const bool exists = cell < get_cell_count();
+    assert(exists && "there is no such cell");
+    return exists ? m_cells->cells[cell].item_count : 0;
 }
 
 const GasGridSubTree* GasGridTree::find_sub_tree(const unsigned& cell) const {
-    return m_cells->cells[cell].sub_tree.load(std::memory_order_acquire);
+    const bool exists = cell < get_cell_count();
+    assert(exists && "there is no such cell");
+    return exists ? m_cells->cells[cell].sub_tree.load(std::memory_order_acquire) : nullptr;
 }
 
 void GasGridTree::set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,

@@ -22,17 +22,19 @@ struct GasGridCells;
 /// Everything that changes the grid needs exclusive access to it and to its copies.
 ///
 /// The host's box callbacks are called from tracing threads and, for large requests, from the
-/// host's task threads, several at once, each for items and boxes of its own. They may start tasks
-/// and wait for them, and trace rays elsewhere, but not into the cell that they are called for:
-/// that breaks the contract, and a release build then skips the cell for that ray. They let no
-/// exception out.
+/// host's task threads, several at once, each for items and boxes of its own. They let no exception
+/// out. They may start tasks and wait for them, and trace rays elsewhere, but no ray of theirs may
+/// lead, through whichever cells and threads, to a cell that waits for a callback: it would wait
+/// for itself. Where that happens on one thread a debug build asserts and a release build skips the
+/// cell for that ray; across threads it is not seen.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.
     GasGridTree();
     /// A copy answers queries as its source does and shares its cells, built or yet to be built;
-    /// callbacks are its own. A cell's tree keeps the callbacks of the grid whose ray built it. The
-    /// last grid that shares the cells releases them: copies are cleared, rebuilt and destroyed in
+    /// callbacks are its own. A cell's tree keeps the callbacks and the user pointer of the grid
+    /// whose ray built it, so what they point at outlives all grids that share the cells. The last
+    /// grid that shares the cells releases them: copies are cleared, rebuilt and destroyed in
     /// any order.
     GasGridTree(const GasGridTree& other);
     GasGridTree& operator=(const GasGridTree& other);
@@ -42,19 +44,19 @@ class GAS_EXPORT GasGridTree {
     /// over the cells. The lists of items and cells are not counted. May run beside queries.
     virtual std::size_t get_memory_size() const;
 
-    /// Sorts `count` items into about `target_cell_count` (at least 1) cells by their boxes, which
+    /// Sorts `count` items into about `target_cell_count` cells by their boxes, which
     /// are not kept. `indices`, when not null, holds `count` values that stand for the items in
     /// place of their positions, in the box callbacks and the leaf callbacks alike. With a
     /// `progress_bar` (may be null) the build fills the bar, its application's setting chooses how
     /// the trees are built, and each cell's tree asks that application for a hidden bar of its own;
-    /// without one they use the fast binned SAH.
+    /// without one they use the fast binned SAH. The application outlives the grid and its copies.
     ///
     /// A box without a finite centre is left out of the grid, as is one whose corners are so
     /// inverted that its centre lies outside all boxes. With few items for the target, most of the
-    /// grid is empty: while building it takes 4 bytes for each cell, occupied or not, and 28 more
-    /// for an occupied one. The number of cells is kept in 32 bits; a grid of more (which takes a
-    /// target near the limit) folds cells together. When memory runs out std::bad_alloc passes
-    /// through and the grid is empty.
+    /// grid is empty: while building it takes 4 bytes for each item and for each cell, occupied or
+    /// not, and about 28 to 80 more for an occupied one. The number of cells is kept in 32 bits; a
+    /// grid of more (which takes a target near the limit) folds cells together. When memory runs
+    /// out std::bad_alloc passes through and the grid is empty.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count,
                 const unsigned& target_cell_count, const unsigned* indices,
                 AppProgressBar* progress_bar);
@@ -88,7 +90,7 @@ class GAS_EXPORT GasGridTree {
     unsigned get_cell_item_count(const unsigned& cell) const;
     /// A cell's tree, null while no ray has reached the cell. May run beside queries.
     const GasGridSubTree* find_sub_tree(const unsigned& cell) const;
-    /// The tree over the cells; its leaves are cell numbers.
+    /// The tree over the cells, not to be copied; its leaves are cell numbers.
     const GasTree& get_top_tree() const { return m_top_tree; }
 
     /// Sets the box callbacks that the build and the cells' trees need; a null one leaves its
@@ -113,13 +115,14 @@ class GAS_EXPORT GasGridTree {
     /// Takes the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
     /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
     /// reaches their cell. Copies follow. Sample times start at the first and add the step. When
-    /// memory runs out std::bad_alloc passes through, and queries of the grid and its copies may
-    /// find nothing until an update succeeds.
+    /// memory runs out std::bad_alloc passes through, and the grid and its copies are without
+    /// samples.
     void update_motion_blur(const CtxMotionBlur& motion);
 
     /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: there to the
     /// cells' trees, in each of them to the items. A motion ray's shader has the samples that
-    /// `update_motion_blur` was given; without any, motion rays are traced as static ones. Of hits
+    /// `update_motion_blur` was given; without any, motion rays are traced as static ones (a lone
+    /// cell's tree follows the shader alone). Of hits
     /// that are equally far it depends on the order of cells which comes first; a callback that
     /// must not depend on it decides by the item.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
@@ -134,6 +137,7 @@ class GAS_EXPORT GasGridTree {
     void attach(std::shared_ptr<GasGridCells> cells);
     void detach();
     void look_at_top_tree();
+    static void look_at_top_trees(GasGridCells& cells);
 
     // Boxes from the host, in tasks where there are many.
     void get_leaf_bboxes(const unsigned& count, const unsigned* items,

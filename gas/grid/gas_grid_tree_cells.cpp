@@ -9,6 +9,14 @@ namespace {
 /// Value 1: the lock is held for a piece of work.
 constexpr auto long_hint = static_cast<SysThreadLock::DurationHint>(1);
 
+/// Hands a cell's progress bar back, also when its build fails.
+struct FinishBar {
+    void operator()(AppProgressBar* bar) const {
+        bar->finish();
+        gas_host::release_progress_bar(*bar);
+    }
+};
+
 /// The guards of this thread, the newest first.
 thread_local const GasGridCellGuard* newest_guard = nullptr;
 
@@ -51,11 +59,11 @@ GasGridSubTree* GasGridTree::get_sub_tree(const unsigned& cell) const {
 }
 
 GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
-    AppProgressBar* progress_bar = nullptr;
+    std::unique_ptr<AppProgressBar, FinishBar> progress_bar;
     if (m_progress_owner) {
         const bool visible = false;
-        progress_bar =
-            m_progress_owner->create_progress_bar(m_progress_label + " (" + cell + ")", visible);
+        progress_bar.reset(
+            m_progress_owner->create_progress_bar(m_progress_label + " (" + cell + ")", visible));
     }
     const unsigned count = m_cells->cells[cell].item_count;
     const unsigned* items = m_cells->get_items(cell);
@@ -63,11 +71,8 @@ GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
     get_leaf_bboxes(count, items, bboxes.get());
 
     auto sub_tree = std::make_unique<GasGridSubTree>();
-    sub_tree->create(bboxes.get(), count, items, progress_bar);
-    if (progress_bar) {
-        progress_bar->finish();
-        gas_host::release_progress_bar(*progress_bar);
-    }
+    sub_tree->create(bboxes.get(), count, items, progress_bar.get());
+    progress_bar.reset();
     sub_tree->set_leaf_raytrace_callbacks(m_leaf_callbacks.hit_static, m_leaf_callbacks.hit_motion,
                                           m_leaf_callbacks.hit_nearest_static,
                                           m_leaf_callbacks.hit_nearest_motion,

@@ -27,12 +27,16 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         task.bbox = &bboxes[cell];
     }
 
-    // Samples are about to be released. Where memory runs out on the way nobody looks at them.
-    {
-        const std::lock_guard<std::mutex> guard(shared.grids_mutex);
-        for (GasGridTree* grid : shared.grids)
-            grid->m_top_tree = GasTree();
-    }
+    // While samples are being filled, and for good when memory runs out on the way, all grids are
+    // without any.
+    struct DropSamples {
+        void operator()(GasGridCells* cells_) const {
+            cells_->top_tree.set_motion_blur_sample_count(0);
+            look_at_top_trees(*cells_);
+        }
+    };
+    DropSamples()(&shared);
+    std::unique_ptr<GasGridCells, DropSamples> unfinished(&shared);
     shared.top_tree.set_motion_blur_sample_count(sample_count);
     SysThreadTaskManager manager(nullptr);
     double time = gas_host::get_first_time(motion);
@@ -46,7 +50,6 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         time += gas_host::get_time_step(motion);
     }
 
-    const std::lock_guard<std::mutex> guard(shared.grids_mutex);
-    for (GasGridTree* grid : shared.grids)
-        grid->look_at_top_tree();
+    look_at_top_trees(shared);
+    unfinished.release();
 }

@@ -50,7 +50,8 @@ void GasGridTree::grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& 
         return;
     if (sub_tree->is_motion_update_pending())
         update_sub_tree_motion_blur(gas_host::get_motion_blur(shader), cell);
-    sub_tree->ray_hit_motion(eval, shader, ctx);
+    if (!sub_tree->is_motion_update_pending())
+        sub_tree->ray_hit_motion(eval, shader, ctx);
 }
 
 void GasGridTree::grid_cell_ray_hit_nearest_motion(const unsigned& cell, const CtxEval& eval,
@@ -61,7 +62,8 @@ void GasGridTree::grid_cell_ray_hit_nearest_motion(const unsigned& cell, const C
         return;
     if (sub_tree->is_motion_update_pending())
         update_sub_tree_motion_blur(gas_host::get_motion_blur(shader), cell);
-    sub_tree->ray_hit_nearest_motion(eval, shader, ctx);
+    if (!sub_tree->is_motion_update_pending())
+        sub_tree->ray_hit_nearest_motion(eval, shader, ctx);
 }
 
 void GasGridTree::grid_cell_ray_hit_static_callback(void* user, const unsigned& cell,

@@ -63,8 +63,12 @@ class SysThreadPool {
   private:
     SysThreadPool() {
         const unsigned thread_count = std::thread::hardware_concurrency();
-        for (unsigned i = 1; i < thread_count; ++i)
-            m_threads.emplace_back([this] { work(); });
+        try {
+            for (unsigned i = 1; i < thread_count; ++i)
+                m_threads.emplace_back([this] { work(); });
+        } catch (...) {
+            // Fewer threads, or none, will do: who waits runs what is left.
+        }
     }
 
     void work() {
@@ -95,7 +99,7 @@ class SysThreadPool {
         SysThreadTaskManager::run(entry);
         guard.lock();
         // From the last task's end on the manager may be gone.
-        if (--manager.m_running_count == 0 && manager.m_tasks.empty())
+        if (--manager.m_running_count == 0)
             m_task_finished.notify_all();
     }
 
@@ -134,7 +138,7 @@ void SysThreadTaskManager::add_task(SysThreadTask& task, const bool& is_owned,
 
 void SysThreadTaskManager::wait_until_completed() { SysThreadPool::get().wait(*this); }
 
-void SysThreadTaskManager::run(const Entry& entry) {
+void SysThreadTaskManager::run(const Entry& entry) noexcept {
     entry.task->run();
     if (entry.is_owned)
         delete entry.task;

@@ -50,7 +50,7 @@ class GAS_HOST_EXPORT SysThreadTaskManager {
         bool is_owned;
     };
 
-    static void run(const Entry& entry);
+    static void run(const Entry& entry) noexcept;
     bool take_task(Entry& entry);
 
     // Guarded by the pool's mutex.

@@ -171,8 +171,8 @@ void decode_plainly(unsigned min_steps, unsigned max_steps, float low, float hig
     const float step = std::isfinite(extent) ? extent * 0.003921568859368563f : 0.0f;
     const float up = static_cast<float>(min_steps) * step;
     const float down = static_cast<float>(max_steps) * step;
-    lower = low + up < high ? low + up : high;
-    upper = high - down > low ? high - down : low;
+    lower = high < low + up ? high : low + up;
+    upper = low > high - down ? low : high - down;
 }
 
 bool is_same_bit_by_bit(float a, float b) {

@@ -218,11 +218,12 @@ TEST(BoxCodec, ExtentsThatAreNoNumbersStoreNothing) {
                                     {not_a_number, not_a_number}}) {
         EXPECT_EQ(encode_x(low, high, inner, across(0, -2.0f, 2.0f)), (X{0, 0, 0}));
         const Pair pair = decode({200, 0, 0, 63, 200, 0, 0}, across(0, low, high));
-        if (!std::isnan(low) && !std::isnan(high)) {
-            for (const Box& child : {pair.first, pair.second}) {
-                EXPECT_EQ(child.min[0], low);
-                EXPECT_EQ(child.max[0], high);
-            }
+        const auto is_same = [](float a, float b) {
+            return a == b || (std::isnan(a) && std::isnan(b));
+        };
+        for (const Box& child : {pair.first, pair.second}) {
+            EXPECT_TRUE(is_same(child.min[0], low)) << child.min[0];
+            EXPECT_TRUE(is_same(child.max[0], high)) << child.max[0];
         }
     }
 }

@@ -97,12 +97,12 @@ BoxPair decode_pair(const PairBytes& bytes, const Box& parent) {
         const float step = std::isfinite(extent) ? extent * step_factor : 0.0f;
 
         const float up = static_cast<float>(bytes[axis]) * step;
-        const float low = lane_min(parent_min + up, parent_max);
+        const float low = lane_min(parent_max, parent_min + up);
         const bool first_owns_min = (bytes[3] >> axis & 1) != 0;
         (first_owns_min ? result.first : result.second).min[axis] = low;
 
         const float down = static_cast<float>(bytes[4 + axis]) * step;
-        const float high = lane_max(parent_max - down, parent_min);
+        const float high = lane_max(parent_min, parent_max - down);
         const bool first_owns_max = (bytes[3] >> axis & 8) != 0;
         (first_owns_max ? result.first : result.second).max[axis] = high;
     }
