@@ -92,7 +92,7 @@ QueryCommand::Question QueryCommand::read_question() const {
 }
 
 void QueryCommand::run() const {
-    if (!m_tree_kind.empty())
+    if (parse_tree_kind(m_tree_kind) != TreeKind::plain)
         throw OptionError("--tree: only plain trees answer spatial queries");
     AppBase application(stderr);
     application.set_build_method(parse_build_method(m_build_method));

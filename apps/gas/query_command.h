@@ -47,7 +47,7 @@ class QueryCommand {
     std::string m_box;
     std::string m_point;
     std::string m_max_distance;
-    std::string m_tree_kind;
+    std::string m_tree_kind = "plain";
     unsigned m_count = 1;
     bool m_json = false;
 };

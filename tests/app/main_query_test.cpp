@@ -173,6 +173,13 @@ TEST_F(MainQuery, WritesALinePerLeaf) {
     EXPECT_EQ(run_program({"query", mesh, "--box", "0,0,1,1,1,2"}).output, "");
 }
 
+TEST_F(MainQuery, AsksPlainTreesWhenToldTo) {
+    const std::vector<std::string> question = {"--nearest", "1,2,3", "--count", "5"};
+    std::vector<std::string> plain = question;
+    plain.insert(plain.end(), {"--tree", "plain"});
+    EXPECT_EQ(ask(plain), ask(question));
+}
+
 TEST_F(MainQuery, NamesWhatIsWrong) {
     expect_failure({"--box", "0,0,0,1,1,1"}, "mesh");
     expect_failure({m_mesh}, "--box or --nearest");
@@ -198,6 +205,9 @@ TEST_F(MainQuery, NamesWhatIsWrong) {
         {"--max-distance", "1", "--box", "0,0,0,1,1,1"},
         {"--build", "best", "--nearest", "0,0,0"},
         {"--tree", "compressed", "--nearest", "0,0,0"},
+        {"--tree", "grid", "--nearest", "0,0,0"},
+        {"--tree", "Plain", "--nearest", "0,0,0"},
+        {"--tree", "", "--nearest", "0,0,0"},
         {"--nearest", "0,0,0", "--box", "0,0,0,1,1,1"}};
     for (std::vector<std::string> arguments : wrong) {
         const std::string option = arguments[0];
