@@ -8,12 +8,13 @@ namespace gas_app {
 void SceneOptions::add_to(CLI::App& command) {
     CLI::Option* mesh = command.add_option(
         "mesh", mesh_path, "A Wavefront OBJ file; without one the procedural scene");
-    command
-        .add_option("--items", item_count,
-                    "In place of the procedural scene a forest of so many leaves, whose boxes are "
-                    "computed when they are asked for")
-        ->check(CLI::Range(1u, largest_item_count))
-        ->excludes(mesh);
+    CLI::Option* items =
+        command
+            .add_option("--items", item_count,
+                        "In place of the procedural scene a forest of so many leaves, whose boxes "
+                        "are computed when they are asked for")
+            ->check(CLI::Range(1u, largest_item_count))
+            ->excludes(mesh);
     command
         .add_option("--build", build_method, "How trees are built: median, hybrid, sah-fast or sah")
         ->capture_default_str();
@@ -33,11 +34,13 @@ void SceneOptions::add_to(CLI::App& command) {
                      "implies them");
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(items);
     command
         .add_option("--detail", detail,
                     "Items of the procedural scene, compared with the usual: 0.001 to 20")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(items);
     command.add_flag("--json", json, "Write results to standard output as JSON");
     command.add_flag("--quiet", quiet, "Show no progress, and no results unless as JSON");
 }

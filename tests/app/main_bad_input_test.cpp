@@ -134,6 +134,8 @@ TEST_F(MainBadInput, NamesWhatIsWrongWithItemsAndCells) {
         expect({"--tree", "grid", "--cells", number}, "--cells");
     }
     expect({mesh_path, "--items", "100"}, "mesh excludes --items");
+    expect({"--items", "100", "--detail", "2"}, "--items excludes --detail");
+    expect({"--up", "y", "--items", "100"}, "--items excludes --up");
     for (const char* tree : {"plain", "compressed"}) {
         expect({"--tree", tree, "--cells", "4"}, "--cells: only");
         expect({"--tree", tree, "--cell-progress"}, "--cell-progress: only");
