@@ -1,5 +1,6 @@
 #include <apps/gas/memory_peak.h>
 
+#include <fstream>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -17,6 +18,28 @@ void hold_block() {
     const std::unique_ptr<volatile char[]> block(new volatile char[block_size]);
     for (std::size_t place = 0; place < block_size; place += page)
         block[place] = 1;
+}
+
+/// Whether this system is known to tell: it lets a process start its peak anew.
+bool must_tell() {
+#if defined(__linux__)
+    return std::ofstream("/proc/self/clear_refs").is_open();
+#else
+    return false;
+#endif
+}
+
+TEST(MemoryPeak, IsToldByLinux) {
+    if (must_tell()) {
+        const MemoryPeak peak;
+        hold_block();
+        const std::optional<std::size_t> growth = peak.get_growth();
+        ASSERT_TRUE(growth);
+        EXPECT_GE(*growth, block_size - megabyte);
+        const std::optional<std::size_t> resident = get_peak_resident_size();
+        ASSERT_TRUE(resident);
+        EXPECT_GE(*resident, *growth);
+    }
 }
 
 /// Where the system does not tell, there is nothing; it never tells at one time and not at another.
