@@ -10,6 +10,7 @@
 #include "obj_file.h"
 #include "option_values.h"
 #include "user_error.h"
+#include "whole_number.h"
 
 namespace gas_app {
 
@@ -59,7 +60,7 @@ QueryCommand::QueryCommand(CLI::App& app)
                          "X,Y,Z: leaves by the distance of their boxes' centres from this point")
             ->excludes(box);
     m_command->add_option("--count", m_count, "With --nearest: how many leaves at most")
-        ->check(CLI::Range(1u, std::numeric_limits<unsigned>::max()))
+        ->check(whole_number(1, std::numeric_limits<unsigned>::max()))
         ->needs(nearest)
         ->capture_default_str();
     m_command

@@ -8,6 +8,7 @@
 #include "output_file.h"
 #include "render_report.h"
 #include "user_error.h"
+#include "whole_number.h"
 
 namespace gas_app {
 
@@ -43,13 +44,13 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command->add_option("-o,--output", m_output_path, "The picture, a PNG file")->required();
     m_command->add_option("--size", m_size, "Size of the picture")->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
-        ->check(CLI::Range(1, 65536))
+        ->check(whole_number(1, 65536))
         ->capture_default_str();
     m_command->add_option("--ao", m_ambient_rays, "Ambient occlusion rays per sample; 0: none")
-        ->check(CLI::Range(0, 4096))
+        ->check(whole_number(0, 4096))
         ->capture_default_str();
     m_command->add_option("--threads", m_threads, "Threads; 0: one for each processor")
-        ->check(CLI::Range(0, 1024))
+        ->check(whole_number(0, 1024))
         ->capture_default_str();
     m_command->add_option("--camera", m_view,
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
@@ -57,7 +58,7 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->add_option("--repeat", m_render_count,
                      "Render the picture so many times, and report the time of each: the first "
                      "finds the cells of grids not built")
-        ->check(CLI::Range(1, 1000))
+        ->check(whole_number(1, 1000))
         ->capture_default_str();
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
@@ -68,7 +69,7 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->add_option("--packet", m_packet_size,
                      "Camera rays traced together, from neighbouring pixels; 1: one by one; "
                      "usually 64, for a heat map 1")
-        ->check(CLI::Range(1u, largest_packet));
+        ->check(whole_number(1, largest_packet));
     m_command
         ->add_flag("--brute-force", m_brute_force,
                    "Test every item instead of walking trees: the same picture, slowly")

@@ -2,6 +2,7 @@
 
 #include "option_values.h"
 #include "user_error.h"
+#include "whole_number.h"
 
 namespace gas_app {
 
@@ -13,7 +14,7 @@ void SceneOptions::add_to(CLI::App& command) {
             .add_option("--items", item_count,
                         "In place of the procedural scene a forest of so many leaves, whose boxes "
                         "are computed when they are asked for")
-            ->check(CLI::Range(1u, largest_item_count))
+            ->check(whole_number(1, largest_item_count))
             ->excludes(mesh);
     command
         .add_option("--build", build_method, "How trees are built: median, hybrid, sah-fast or sah")
@@ -27,7 +28,7 @@ void SceneOptions::add_to(CLI::App& command) {
         .add_option("--cells", cell_count,
                     "With --tree grid: about how many cells each shape is divided into, but no "
                     "more than it has items; usually its items / 128")
-        ->check(CLI::Range(1u, largest_item_count));
+        ->check(whole_number(1, largest_item_count));
     command.add_flag("--cell-progress", cell_bars,
                      "With --tree grid: give the tree of each cell a progress bar, which is not "
                      "shown. Without bars grids are built by sah-fast, so any other --build "

@@ -113,7 +113,9 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
         {"--camera", "nan,0"}, {"--camera", "0,200"},    {"--up", "w"},
         {"--detail", "0"},     {"--detail", "nan"},      {"--seed", "-1"},
         {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"},
-        {"--tree", "Grid"},    {"--tree", "Plain"},      {"--repeat", "0"}};
+        {"--tree", "Grid"},    {"--tree", "Plain"},      {"--repeat", "0"},
+        {"--repeat", "010"},   {"--repeat", "0x10"},     {"--spp", "010"},
+        {"--ao", "00"},        {"--threads", "0x2"},     {"--packet", "010"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
         expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);
@@ -129,7 +131,8 @@ TEST_F(MainBadInput, NamesWhatIsWrongWithItemsAndCells) {
             expect_failure(folder, arguments, bad_usage, part);
         }
     };
-    for (const char* number : {"0", "-1", "1.5", "many", "200000001", "99999999999999999999", ""}) {
+    for (const char* number : {"0", "-1", "1.5", "many", "200000001", "99999999999999999999", "",
+                               "010", "0x10", "+1", " 1"}) {
         expect({"--items", number}, "--items");
         expect({"--tree", "grid", "--cells", number}, "--cells");
     }

@@ -197,6 +197,7 @@ TEST_F(MainQuery, NamesWhatIsWrong) {
         {"--nearest", "0,0,1e39"},
         {"--nearest", "0 0 0"},
         {"--count", "0", "--nearest", "0,0,0"},
+        {"--count", "010", "--nearest", "0,0,0"},
         {"--count", "-1", "--nearest", "0,0,0"},
         {"--count", "many", "--nearest", "0,0,0"},
         {"--count", "3", "--box", "0,0,0,1,1,1"},
