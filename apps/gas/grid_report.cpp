@@ -26,7 +26,7 @@ void print_state(const char* when, const GridStatistics& grid) {
                 grid.list_bytes);
     if (grid.motion_sample_count > 0)
         std::printf(", and %zu for %u motion samples", grid.motion_bytes, grid.motion_sample_count);
-    std::printf("; %.1f per item\n",
+    std::printf("; %zu in all, %.1f per item\n", grid.get_total_bytes(),
                 static_cast<double>(grid.get_total_bytes()) / std::max(1u, grid.item_count));
 }
 

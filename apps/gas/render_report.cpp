@@ -16,13 +16,17 @@ struct SceneCounts {
     std::uint64_t items = 0;
     /// As often as instances place them.
     std::uint64_t placed_items = 0;
-    /// With the tree over the instances.
+    /// With the tree over the instances: what the trees say, and everything they hold.
     std::uint64_t tree_bytes = 0;
+    std::uint64_t tree_total_bytes = 0;
 
-    explicit SceneCounts(const Scene& scene) : tree_bytes(scene.get_tree().get_memory_size()) {
+    explicit SceneCounts(const Scene& scene)
+        : tree_bytes(scene.get_tree().get_memory_size()),
+          tree_total_bytes(scene.get_tree().get_total_bytes()) {
         for (const auto& shape : scene.get_shapes()) {
             items += shape->get_item_count();
             tree_bytes += shape->get_tree().get_memory_size();
+            tree_total_bytes += shape->get_tree().get_total_bytes();
         }
         for (const Instance& instance : scene.get_instances())
             placed_items += instance.shape->get_item_count();
@@ -91,7 +95,8 @@ void RenderReport::print_json() const {
           {"instances", stage.scene->get_instances().size()},
           {"items", counts.items},
           {"placed_items", counts.placed_items},
-          {"tree_bytes", counts.tree_bytes}}},
+          {"tree_bytes", counts.tree_bytes},
+          {"tree_total_bytes", counts.tree_total_bytes}}},
         {"seconds",
          {{"scene", timing.scene},
           {"build", timing.build},

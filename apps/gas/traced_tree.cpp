@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "compressed_statistics.h"
+#include "grid_statistics.h"
 #include "memory_peak.h"
 #include "tree_scale.h"
 
@@ -79,6 +81,14 @@ void trace_any_tree(const GasGridTree& tree, Query query, const CtxEval& eval, C
 void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& eval,
                     CtxShader& shader, GeometryRaytraceCtx& ctx) {
     trace_tree(tree, query, eval, shader, ctx);
+}
+
+template <typename Tree> std::size_t get_total_bytes(const Tree& tree) {
+    return tree.get_memory_size() + get_motion_bytes(tree);
+}
+
+std::size_t get_total_bytes(const GasGridTree& grid) {
+    return get_grid_statistics(grid).get_total_bytes();
 }
 
 } // namespace
@@ -162,6 +172,10 @@ TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
 
 std::size_t TracedTree::get_memory_size() const {
     return std::visit([](const auto& tree) { return tree.get_memory_size(); }, m_tree);
+}
+
+std::size_t TracedTree::get_total_bytes() const {
+    return std::visit([](const auto& tree) { return gas_app::get_total_bytes(tree); }, m_tree);
 }
 
 Box TracedTree::get_box(unsigned sample) const {

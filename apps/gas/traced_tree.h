@@ -56,7 +56,9 @@ class TracedTree {
     /// boxes that it was built over (a grid makes its own, which counts); when it was measured and
     /// could be.
     std::optional<std::size_t> get_build_peak() const { return m_build_peak; }
+    /// What the tree says; and with what that leaves out, motion samples and a grid's lists.
     std::size_t get_memory_size() const;
+    std::size_t get_total_bytes() const;
     /// The padded box around everything at motion sample `sample`, not scaled.
     Box get_box(unsigned sample) const;
     /// The boxes that the tree was built over, padded and scaled.

@@ -175,6 +175,29 @@ TEST(MainGrids, HaveStatisticsOfTheirOwn) {
     EXPECT_EQ(before["motion_bytes"], 0);
 }
 
+TEST(MainGrids, AreReportedWithAllTheyHold) {
+    const TemporaryFolder folder;
+    const Words picture = {"render",  "-o",   folder.get_path("a.png"),
+                           "--size",  "8x5",  "--spp",
+                           "1",       "--ao", "0",
+                           "--items", "5000", "--tree"};
+    const auto get_rest = [&](const Words& options) {
+        const nlohmann::json scene = get_report(join(picture, options))["scene"];
+        return scene["tree_total_bytes"].get<long>() - scene["tree_bytes"].get<long>();
+    };
+    EXPECT_EQ(get_rest({"plain"}), 0);
+    EXPECT_EQ(get_rest({"compressed"}), 0);
+    EXPECT_GT(get_rest({"plain", "--motion"}), 0);
+    EXPECT_GT(get_rest({"compressed", "--motion"}), 0);
+
+    const nlohmann::json report = get_report(join(picture, {"grid"}));
+    const long items = report["scene"]["items"];
+    const long cells = report["grids"]["cells"];
+    const long lists = 4 * items + 16 * cells;
+    EXPECT_EQ(get_rest({"grid"}), lists);
+    EXPECT_GT(get_rest({"grid", "--motion"}), lists);
+}
+
 TEST(MainGrids, CountTheirMotionSamples) {
     const nlohmann::json report =
         get_report({"stats", "--items", "20000", "--tree", "grid", "--motion"});
@@ -192,7 +215,7 @@ TEST(MainGrids, HaveStatisticsOfAMesh) {
     EXPECT_EQ(get_report({"stats", mesh, "--tree", "grid"})["trees"].size(), 1u);
     const std::string text = run_program({"stats", mesh, "--tree", "grid"}).output;
     for (const char* part : {"mesh\n  tree             grid\n", "before a picture", "built cells",
-                             "after a picture", "cells by the number of their items"})
+                             " in all, ", "after a picture", "cells by the number of their items"})
         EXPECT_THAT(text, HasSubstr(part));
     EXPECT_EQ(run_program({"stats", mesh, "--tree", "grid", "--quiet"}).output, "");
 }
