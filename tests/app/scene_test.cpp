@@ -76,6 +76,17 @@ std::unique_ptr<Scene> make_scene(unsigned sample_count, double unit = 1.0) {
     return scene;
 }
 
+constexpr TreeKind all_kinds[] = {TreeKind::plain, TreeKind::compressed, TreeKind::grid};
+
+/// Of grids: several cells even of small shapes, built by the method that is set.
+TreeSettings get_settings(TreeKind kind) {
+    TreeSettings settings;
+    settings.kind = kind;
+    settings.cell_count = 12;
+    settings.has_cell_bars = true;
+    return settings;
+}
+
 struct Answer {
     SceneHit hit;
     double distance;
@@ -142,16 +153,22 @@ INSTANTIATE_TEST_SUITE_P(Samples, SceneWalks, testing::Values(1u, 2u, 4u));
 TEST_P(SceneWalks, FindWhatBruteForceFinds) {
     constexpr unsigned ray_count = 600;
     std::vector<Answer> expected;
-    for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed})
+    for (const TreeKind kind : all_kinds)
         for (unsigned method = 0; method < 4; ++method) {
             const auto scene = make_scene(GetParam());
             AppBase application(nullptr);
             application.set_build_method(method);
-            scene->build({5.0, 5.0, 5.0}, *application.create_progress_bar("", false), {kind});
+            scene->build({5.0, 5.0, 5.0}, *application.create_progress_bar("", false),
+                         get_settings(kind));
             if (expected.empty())
                 expected = trace(*scene, Walk::brute_force, ray_count);
-            EXPECT_TRUE(trace(*scene, Walk::engine, ray_count) == expected) << method;
-            EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected) << method;
+            EXPECT_TRUE(trace(*scene, Walk::engine, ray_count) == expected)
+                << method << ", " << get_name(kind);
+            // The walks of grids are not counted.
+            if (kind != TreeKind::grid) {
+                EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected)
+                    << method << ", " << get_name(kind);
+            }
         }
     unsigned hit_count = 0;
     for (const Answer& answer : expected) {
@@ -169,25 +186,28 @@ TEST_P(SceneWalks, FindTheSameInScenesOfAllSizes) {
         const auto scene = make_scene(GetParam(), unit);
         AppBase application(nullptr);
         scene->build(Vec3{5.0, 5.0, 5.0} * unit, *application.create_progress_bar("", false),
-                     {kind});
+                     get_settings(kind));
         return trace(*scene, walk, ray_count, unit);
     };
     const std::vector<Answer> expected = trace_scene(TreeKind::plain, Walk::brute_force, 1.0);
     for (const int exponent : {-40, -12, -3, 0, 3, 12, 40})
-        for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed})
+        for (const TreeKind kind : all_kinds)
             EXPECT_TRUE(trace_scene(kind, Walk::engine, std::ldexp(1.0, exponent)) == expected)
                 << exponent << ", " << get_name(kind);
 }
 
-TEST(Scene, ScalesItsCompressedTreesAlone) {
-    for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed}) {
+TEST(Scene, ScalesItsTreesUnlessTheyArePlain) {
+    for (const TreeKind kind : all_kinds) {
         constexpr double unit = 4096.0;
         const auto scene = make_scene(1, unit);
         AppBase application(nullptr);
-        scene->build({0.0, 0.0, 0.0}, *application.create_progress_bar("", false), {kind});
-        const bool scales = kind == TreeKind::compressed;
-        EXPECT_EQ(scene->get_tree().get_kind(), kind);
-        EXPECT_EQ(scene->get_tree().get_scale() < 1.0, scales);
+        scene->build({0.0, 0.0, 0.0}, *application.create_progress_bar("", false),
+                     get_settings(kind));
+        const bool scales = kind != TreeKind::plain;
+        // Where shapes have grids, instances have a plain tree.
+        const TreeKind instance_kind = kind == TreeKind::grid ? TreeKind::plain : kind;
+        EXPECT_EQ(scene->get_tree().get_kind(), instance_kind);
+        EXPECT_EQ(scene->get_tree().get_scale() < 1.0, instance_kind != TreeKind::plain);
         for (const auto& shape : scene->get_shapes()) {
             EXPECT_EQ(shape->get_tree().get_kind(), kind);
             EXPECT_EQ(shape->get_tree().get_scale() < 1.0, scales) << shape->get_name();
