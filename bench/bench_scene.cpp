@@ -132,21 +132,10 @@ std::vector<Triangle> make_surface(unsigned item_count) {
     return triangles;
 }
 
-void grow(GMathBbox3<float>& box, const Point& point) {
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        box.min[axis] = std::min(box.min[axis], point[axis]);
-        box.max[axis] = std::max(box.max[axis], point[axis]);
-    }
-}
-
 CoreArray<GMathBbox3<float>> get_boxes(const std::vector<Triangle>& triangles) {
     CoreArray<GMathBbox3<float>> boxes(static_cast<unsigned>(triangles.size()));
-    for (unsigned i = 0; i < boxes.get_count(); ++i) {
-        const Triangle& triangle = triangles[i];
-        boxes[i] = {triangle.corners[0], triangle.corners[0]};
-        grow(boxes[i], triangle.corners[1]);
-        grow(boxes[i], triangle.corners[2]);
-    }
+    for (unsigned i = 0; i < boxes.get_count(); ++i)
+        boxes[i] = get_box(triangles[i]);
     return boxes;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,21 @@ namespace gas_bench {
 struct Triangle {
     GMathVec3<float> corners[3];
 };
+
+/// Makes the box reach as far as `point`.
+inline void grow(GMathBbox3<float>& box, const GMathVec3<float>& point) {
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        box.min[axis] = std::min(box.min[axis], point[axis]);
+        box.max[axis] = std::max(box.max[axis], point[axis]);
+    }
+}
+
+inline GMathBbox3<float> get_box(const Triangle& triangle) {
+    GMathBbox3<float> box = {triangle.corners[0], triangle.corners[0]};
+    grow(box, triangle.corners[1]);
+    grow(box, triangle.corners[2]);
+    return box;
+}
 
 /// Triangles and their boxes when the shutter opens (time 0) and closes (time 1); in between the
 /// corners move along straight lines.

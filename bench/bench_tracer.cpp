@@ -6,6 +6,12 @@
 
 namespace gas_bench {
 
+void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray) {
+    batch.set_ray(index, widen(ray.origin), widen(ray.direction),
+                  static_cast<double>(ray.near_distance), static_cast<double>(ray.far_distance),
+                  ray.time);
+}
+
 template <bool in_motion>
 bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
     const Ray& line = rays[ray];
@@ -21,17 +27,6 @@ bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
 
 namespace {
 
-GMathVec3<double> widen(const GMathVec3<float>& vector) {
-    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
-            static_cast<double>(vector.z)};
-}
-
-void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray) {
-    batch.set_ray(index, widen(ray.origin), widen(ray.direction),
-                  static_cast<double>(ray.near_distance), static_cast<double>(ray.far_distance),
-                  ray.time);
-}
-
 template <bool in_motion>
 void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                  GeometryRaytraceCtx& ctx) {
@@ -46,25 +41,17 @@ void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
 }
 
 template <bool in_motion>
-void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-             GeometryRaytraceCtx& ctx) {
-    const TraceTarget& target = *static_cast<const TraceTarget*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        float distance = target.rays[ray].far_distance;
-        if (target.meets<in_motion>(item, ray, distance))
-            ctx.set_hit(ray);
-    }
-}
-
-template <bool in_motion>
-void hit_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-             GeometryRaytraceCtx& ctx) {
+void hit_any_or_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                    GeometryRaytraceCtx& ctx) {
     TraceTarget& target = *static_cast<TraceTarget*>(user);
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
         float distance = target.rays[ray].far_distance;
-        if (target.meets<in_motion>(item, ray, distance))
+        if (!target.meets<in_motion>(item, ray, distance))
+            continue;
+        if (target.stops_at_hit)
+            ctx.set_hit(ray);
+        else
             ++target.hit_count;
     }
 }
@@ -73,11 +60,11 @@ void hit_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
 
 template <typename Tree>
 Tracer<Tree>::Tracer(const Scene& scene)
-    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, 0, 0} {
-    TreeKind<Tree>::create(m_tree, scene.boxes, nullptr);
-    m_tree.set_motion_blur_sample_count(2);
-    m_tree.refit_motion_blur_sample(scene.boxes, 0);
-    m_tree.refit_motion_blur_sample(scene.later_boxes, 1);
+    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, false, 0, 0} {
+    create_moving_tree(m_tree, scene);
+    // Once for all questions: a grid's cells keep what they were built with.
+    m_tree.set_leaf_raytrace_callbacks(hit_any_or_all<false>, hit_any_or_all<true>,
+                                       hit_nearest<false>, hit_nearest<true>, &m_target);
     GasObject::create_ctx(m_shader);
     m_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
 }
@@ -92,23 +79,18 @@ void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_mo
     m_batch.resize(static_cast<unsigned>(rays.size()));
     for (unsigned i = 0; i < m_batch.get_ray_count(); ++i)
         set_ray(m_batch, i, rays[i]);
-    if (in_motion)
-        choose_query<true>(query);
+    m_target.stops_at_hit = query == Query::any;
+    if (query == Query::nearest)
+        in_motion ? choose_query<true, true>() : choose_query<true, false>();
     else
-        choose_query<false>(query);
+        in_motion ? choose_query<false, true>() : choose_query<false, false>();
 }
 
-template <typename Tree> template <bool in_motion> void Tracer<Tree>::choose_query(Query query) {
-    if (query == Query::nearest) {
-        m_tree.set_leaf_raytrace_callbacks(nullptr, hit_nearest<in_motion>, &m_target);
-        m_tree_query = ask_tree<Tree, true, in_motion>;
-        m_counted_query = ask_tree_counted<Tree, true, in_motion>;
-        return;
-    }
-    const GasLeafCallback callback = query == Query::any ? hit_any<in_motion> : hit_all<in_motion>;
-    m_tree.set_leaf_raytrace_callbacks(callback, nullptr, &m_target);
-    m_tree_query = ask_tree<Tree, false, in_motion>;
-    m_counted_query = ask_tree_counted<Tree, false, in_motion>;
+template <typename Tree>
+template <bool is_nearest, bool in_motion>
+void Tracer<Tree>::choose_query() {
+    m_tree_query = ask_tree<Tree, is_nearest, in_motion>;
+    m_counted_query = ask_tree_counted<Tree, is_nearest, in_motion>;
 }
 
 template <typename Tree> void Tracer<Tree>::trace() {
@@ -207,12 +189,11 @@ template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
 }
 
 template <typename Tree> std::size_t Tracer<Tree>::get_memory_size() const {
-    const std::size_t sample_bytes =
-        m_tree.get_motion_blur_sample_count() * TreeKind<Tree>::get_sample_size(m_tree);
-    return m_tree.get_memory_size() + (m_in_motion ? sample_bytes : 0);
+    return m_tree.get_memory_size() + (m_in_motion ? TreeKind<Tree>::get_samples_size(m_tree) : 0);
 }
 
 template class Tracer<GasTree>;
 template class Tracer<GasCompressedTree>;
+template class Tracer<GasGridTree>;
 
 } // namespace gas_bench

@@ -20,6 +20,8 @@ struct TraceTarget {
     const Triangle* triangles;
     const Triangle* later_triangles;
     const Ray* rays;
+    /// What a query for all hits does with one: sets the hit flag, or counts it.
+    bool stops_at_hit;
     std::uint64_t hit_count;
     /// Intersections tried by the nearest-hit callback.
     std::uint64_t test_count;
@@ -27,11 +29,15 @@ struct TraceTarget {
     template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
 };
 
+/// Makes a ray of the batch this one.
+void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray);
+
 /// A tree over a scene, and all that a thread needs to trace it: the shortest way from rays to
 /// hits, a call per ray. Instantiated for the tree classes of bench_trees.h.
 template <typename Tree> class Tracer {
   public:
     /// The scene outlives the tracer. Builds with the default method and two motion-blur samples.
+    /// A grid then builds its cells when `trace` first reaches them.
     explicit Tracer(const Scene& scene);
     Tracer(const Tracer&) = delete;
     Tracer& operator=(const Tracer&) = delete;
@@ -68,7 +74,7 @@ template <typename Tree> class Tracer {
     using CountedQuery = void (*)(const Tree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
                                   GasWalkCounts&);
 
-    template <bool in_motion> void choose_query(Query query);
+    template <bool is_nearest, bool in_motion> void choose_query();
     template <typename Trace> void run_packets(bool together, const Trace& trace_range);
 
     Tree m_tree;

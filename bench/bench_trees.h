@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/diagnostics/gas_counted_rays.h>
 #include <gas/tree/gas_tree.h>
+
+#include "bench_grid.h"
 
 /// The tree classes under measurement, and where their members differ.
 namespace gas_bench {
@@ -14,6 +17,8 @@ template <typename Tree> struct TreeKind;
 template <> struct TreeKind<GasTree> {
     /// Last part of a benchmark's name.
     static constexpr const char* name = "gas";
+    /// Whether there are engines that count its walk.
+    static constexpr bool is_counted = true;
 
     static void create(GasTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
                        AppProgressBar* progress_bar) {
@@ -22,14 +27,16 @@ template <> struct TreeKind<GasTree> {
     /// Calls a ray query with what it takes beside the contexts.
     template <typename Ask> static void ask(const Ask& ask) { ask(false); }
 
-    /// Bytes of one motion-blur sample.
-    static std::size_t get_sample_size(const GasTree& tree) {
-        return std::size_t{tree.get_node_count()} * sizeof(GMathBbox3<float>);
+    /// Bytes of all motion-blur samples.
+    static std::size_t get_samples_size(const GasTree& tree) {
+        return std::size_t{tree.get_motion_blur_sample_count()} * tree.get_node_count() *
+               sizeof(GMathBbox3<float>);
     }
 };
 
 template <> struct TreeKind<GasCompressedTree> {
     static constexpr const char* name = "compressed";
+    static constexpr bool is_counted = true;
 
     static void create(GasCompressedTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
                        AppProgressBar* progress_bar) {
@@ -37,10 +44,40 @@ template <> struct TreeKind<GasCompressedTree> {
     }
     template <typename Ask> static void ask(const Ask& ask) { ask(); }
 
-    static std::size_t get_sample_size(const GasCompressedTree& tree) {
-        return std::size_t{tree.get_node_count()} * sizeof(GasQuantizedPair);
+    static std::size_t get_samples_size(const GasCompressedTree& tree) {
+        return std::size_t{tree.get_motion_blur_sample_count()} * tree.get_node_count() *
+               sizeof(GasQuantizedPair);
     }
 };
+
+template <> struct TreeKind<GasGridTree> {
+    static constexpr const char* name = "grid";
+    static constexpr bool is_counted = false;
+
+    template <typename Ask> static void ask(const Ask& ask) { ask(); }
+
+    static std::size_t get_samples_size(const GasGridTree& tree) {
+        std::size_t size = TreeKind<GasTree>::get_samples_size(tree.get_top_tree());
+        for (unsigned cell = 0; cell < tree.get_cell_count(); ++cell) {
+            if (const GasGridSubTree* const sub_tree = tree.find_sub_tree(cell))
+                size += TreeKind<GasCompressedTree>::get_samples_size(*sub_tree);
+        }
+        return size;
+    }
+};
+
+/// Builds a tree over a scene with two motion-blur samples.
+template <typename Tree> void create_moving_tree(Tree& tree, const Scene& scene) {
+    if constexpr (std::is_same_v<Tree, GasGridTree>) {
+        create_grid(tree, scene);
+        tree.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    } else {
+        TreeKind<Tree>::create(tree, scene.boxes, nullptr);
+        tree.set_motion_blur_sample_count(2);
+        tree.refit_motion_blur_sample(scene.boxes, 0);
+        tree.refit_motion_blur_sample(scene.later_boxes, 1);
+    }
+}
 
 /// A tree's query for the nearest hit, or for all, as one function for every tree class.
 template <typename Tree, bool is_nearest, bool in_motion>
@@ -57,12 +94,14 @@ void ask_tree(const Tree& tree, const CtxEval& eval, CtxShader& shader, Geometry
     });
 }
 
-/// As `ask_tree`, through the counting engines.
+/// As `ask_tree`, through the counting engines. A tree that has none counts nothing.
 template <typename Tree, bool is_nearest, bool in_motion>
 void ask_tree_counted(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                       GeometryRaytraceCtx& ctx, GasWalkCounts& counts) {
     TreeKind<Tree>::ask([&](const auto&... flags) {
-        if constexpr (is_nearest && in_motion)
+        if constexpr (!TreeKind<Tree>::is_counted)
+            ask_tree<Tree, is_nearest, in_motion>(tree, eval, shader, ctx);
+        else if constexpr (is_nearest && in_motion)
             gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, flags..., counts);
         else if constexpr (is_nearest)
             gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, flags..., counts);

@@ -21,6 +21,11 @@ inline GMathVec3<float> cross(const GMathVec3<float>& a, const GMathVec3<float>&
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
+inline GMathVec3<double> widen(const GMathVec3<float>& vector) {
+    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
+            static_cast<double>(vector.z)};
+}
+
 /// Whether the line meets the triangle between the two distances, both excluded, and at which
 /// `distance` (Moeller and Trumbore 1997). Whoever traces these scenes, the library or another,
 /// calls this function.

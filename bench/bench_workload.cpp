@@ -48,11 +48,6 @@ Point make_direction(support::SeededRandom& random, const Point& normal) {
     return normalize(dot(direction, normal) < 0.0f ? direction * -1.0f : direction);
 }
 
-GMathVec3<double> widen(const Point& vector) {
-    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
-            static_cast<double>(vector.z)};
-}
-
 /// Of the pixels from (column, row) on.
 GMathFrustum make_tile_frustum(const PictureCamera& camera, unsigned column, unsigned row,
                                unsigned side) {

@@ -69,7 +69,8 @@ class Workload {
     std::function<Scene()> m_make_scene;
     unsigned m_ray_count;
     std::unique_ptr<Scene> m_scene;
-    std::tuple<std::unique_ptr<Tracer<GasTree>>, std::unique_ptr<Tracer<GasCompressedTree>>>
+    std::tuple<std::unique_ptr<Tracer<GasTree>>, std::unique_ptr<Tracer<GasCompressedTree>>,
+               std::unique_ptr<Tracer<GasGridTree>>>
         m_tracers;
     std::vector<Ray> m_camera_rays;
     std::vector<Ray> m_bounce_rays;
@@ -126,6 +127,7 @@ void register_trace_single(const Workloads& workloads);
 void register_trace_packet(const Workloads& workloads);
 void register_queries(const Workloads& workloads);
 void register_codec();
+void register_grid_first_touch(const Workloads& workloads);
 /// Only where GAS_BENCH_PEER is defined.
 void register_peer(const Workloads& workloads);
 void register_peer_packets(const Workloads& workloads);

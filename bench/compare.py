@@ -3,8 +3,8 @@
 
 All take turns within one run, so that a change of the machine's speed meets all of them. A ratio is
 the other's median CPU time over one's own. First comes GasTree beside the peer (where several peers
-were measured, the fastest of them counts), then GasCompressedTree beside GasTree. Above 1 the one
-named first is faster.
+were measured, the fastest of them counts), then GasCompressedTree and GasGridTree beside GasTree.
+Above 1 the one named first is faster.
 
     bench/compare.py build/release/bench/gas_bench --items=100000,1000000 --obj=mesh.obj
     bench/compare.py build/release/bench/gas_bench --items=30000 --filter='/(gas|compressed)/'
@@ -21,7 +21,7 @@ SCENES = ["uniform", "clustered", "long_thin", "coincident", "surface"]
 
 # Participants that are tree classes of the library; all others are peers.
 PLAIN = "gas"
-COMPRESSED = "compressed"
+OTHERS = {"compressed": "GasCompressedTree", "grid": "GasGridTree"}
 
 # The library's build methods and what the peer has to set against them: binned SAH, or a cheaper
 # build where speed is all that is asked for.
@@ -88,7 +88,7 @@ def collect(runs):
 
 def get_peer_time(medians, question, workload):
     key = (PEER_QUESTIONS.get(question, question), workload)
-    peers = [time for who, time in medians.get(key, {}).items() if who not in (PLAIN, COMPRESSED)]
+    peers = [time for who, time in medians.get(key, {}).items() if who != PLAIN and who not in OTHERS]
     return min(peers, default=None)
 
 
@@ -101,7 +101,7 @@ def describe(one):
     for name in ("nodes/ray", "fetches/ray", "leaves/ray", "sah_cost", "us/query", "nodes/query"):
         if name in one:
             parts.append(f"{one[name]:8.1f} {name}")
-    for name in ("times_single", "times_brute_force"):
+    for name in ("times_single", "times_brute_force", "us/cell"):
         if name in one:
             parts.append(f"{one[name]:8.2f} {name}")
     if "bytes/item" in one:
@@ -138,28 +138,28 @@ def report_peer(medians, counters):
         print("\nNo peer took part: only the library's own figures.")
 
 
-def report_compressed(medians, counters):
-    """GasCompressedTree: its own figures, and its speed over GasTree's."""
+def report_other(tree, medians, counters):
+    """Another tree class: its own figures, and its speed over GasTree's."""
     ratios = {}
     workloads = []
-    print("\nGasCompressedTree")
+    print(f"\n{OTHERS[tree]}")
     for (question, workload), participants in sorted(medians.items()):
-        if COMPRESSED not in participants:
+        if tree not in participants:
             continue
         ratio = None
         if PLAIN in participants:
-            ratio = participants[PLAIN] / participants[COMPRESSED]
+            ratio = participants[PLAIN] / participants[tree]
             ratios.setdefault(question, {})[workload] = ratio
             if workload not in workloads:
                 workloads.append(workload)
         text = f"{ratio:6.2f}" if ratio else "     -"
-        details = describe(counters[(question, workload)][COMPRESSED])
+        details = describe(counters[(question, workload)][tree])
         print(f"{question:30}{workload:20}{text}  {details}")
 
     if not ratios:
         return
     summarise(
-        "GasCompressedTree, times as fast as GasTree",
+        f"{OTHERS[tree]}, times as fast as GasTree",
         {
             question: [(ratio, workload) for workload, ratio in row.items()]
             for question, row in ratios.items()
@@ -187,7 +187,8 @@ def main():
         runs += run(arguments, options)
     medians, counters = collect(runs)
     report_peer(medians, counters)
-    report_compressed(medians, counters)
+    for tree in OTHERS:
+        report_other(tree, medians, counters)
 
 
 if __name__ == "__main__":
