@@ -7,7 +7,7 @@ were measured, the fastest of them counts), then GasCompressedTree and GasGridTr
 Above 1 the one named first is faster.
 
     bench/compare.py build/release/bench/gas_bench --items=100000,1000000 --obj=mesh.obj
-    bench/compare.py build/release/bench/gas_bench --items=30000 --filter='/(gas|compressed)/'
+    bench/compare.py build/release/bench/gas_bench --items=30000 --filter='/(gas|compressed|grid)/'
 """
 
 import argparse
