@@ -62,6 +62,7 @@ TEST(MainPictures, CountsAreReportedAsJson) {
     const std::string picture = folder.get_path("a.png");
     std::vector<std::string> arguments = {"render", "--json", "-o", picture};
     arguments.insert(arguments.end(), small_picture.begin(), small_picture.end());
+    arguments.insert(arguments.end(), small_detail.begin(), small_detail.end());
     const ProgramResult result = run_program(arguments);
     ASSERT_EQ(result.exit_code, 0) << result.errors;
     const nlohmann::json report = nlohmann::json::parse(result.output);

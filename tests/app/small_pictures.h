@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -8,11 +9,15 @@
 #include "program.h"
 
 /// Options of a picture that takes a moment: of several tiles, some of them cut off by its border.
-inline const std::vector<std::string> small_picture = {"--size", "24x15", "--spp",    "2",
-                                                       "--ao",   "1",     "--detail", "0.001"};
+inline const std::vector<std::string> small_picture = {"--size", "24x15", "--spp",
+                                                       "2",      "--ao",  "1"};
+/// Keeps the procedural scene small; a forest has its number of items instead.
+inline const std::vector<std::string> small_detail = {"--detail", "0.001"};
 
 /// Renders a small picture and returns the bytes of the file.
 inline std::string render_small(const TemporaryFolder& folder, std::vector<std::string> arguments) {
+    if (std::find(arguments.begin(), arguments.end(), "--items") == arguments.end())
+        arguments.insert(arguments.end(), small_detail.begin(), small_detail.end());
     arguments.insert(arguments.begin(), {"render", "--quiet", "-o", folder.get_path("a.png")});
     arguments.insert(arguments.end(), small_picture.begin(), small_picture.end());
     const ProgramResult result = run_program(arguments);
