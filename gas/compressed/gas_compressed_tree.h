@@ -132,6 +132,15 @@ class GAS_EXPORT GasCompressedTree {
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx) const;
 
+    /// Streams, as GasTree's of these names: each ray as by a query of its own without cached
+    /// leaves, in no order between rays.
+    void ray_stream_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_stream_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                   GeometryRaytraceCtx& ctx) const;
+    void ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                   GeometryRaytraceCtx& ctx) const;
+
     /// Sets the number of motion-blur samples. Samples below it keep their boxes; new ones have
     /// none until `refit_motion_blur_sample` fills them.
     void set_motion_blur_sample_count(const unsigned& count);

@@ -132,7 +132,18 @@ class GAS_EXPORT GasGridTree {
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx) const;
 
+    /// Streams, as GasTree's of these names: each ray as by a query of its own without cached
+    /// leaves, in no order between rays.
+    void ray_stream_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_stream_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    void ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                   GeometryRaytraceCtx& ctx) const;
+    void ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                   GeometryRaytraceCtx& ctx) const;
+
   private:
+    friend struct GasGridStreamCells;
+
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
     void detach();
@@ -149,6 +160,7 @@ class GAS_EXPORT GasGridTree {
     GasGridSubTree* get_sub_tree(const unsigned& cell) const;
     GasGridSubTree* create_sub_tree(const unsigned& cell) const;
     void update_sub_tree_motion_blur(const CtxMotionBlur& motion, const unsigned& cell) const;
+    GasGridSubTree* get_moving_sub_tree(const CtxShader& shader, const unsigned& cell) const;
 
     // Leaves of the top tree.
     void grid_cell_ray_hit_static(const unsigned& cell, const CtxEval& eval, CtxShader& shader,

@@ -45,25 +45,26 @@ void GasGridTree::grid_cell_ray_hit_nearest_static(const unsigned& cell, const C
 
 void GasGridTree::grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& eval,
                                            CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    const GasGridSubTree* const sub_tree = get_sub_tree(cell);
-    if (!sub_tree)
-        return;
-    if (sub_tree->is_motion_update_pending())
-        update_sub_tree_motion_blur(gas_host::get_motion_blur(shader), cell);
-    if (!sub_tree->is_motion_update_pending())
+    if (const GasGridSubTree* const sub_tree = get_moving_sub_tree(shader, cell))
         sub_tree->ray_hit_motion(eval, shader, ctx);
 }
 
 void GasGridTree::grid_cell_ray_hit_nearest_motion(const unsigned& cell, const CtxEval& eval,
                                                    CtxShader& shader,
                                                    GeometryRaytraceCtx& ctx) const {
-    const GasGridSubTree* const sub_tree = get_sub_tree(cell);
+    if (const GasGridSubTree* const sub_tree = get_moving_sub_tree(shader, cell))
+        sub_tree->ray_hit_nearest_motion(eval, shader, ctx);
+}
+
+/// A cell's tree with its samples filled; null where there is none.
+GasGridSubTree* GasGridTree::get_moving_sub_tree(const CtxShader& shader,
+                                                 const unsigned& cell) const {
+    GasGridSubTree* const sub_tree = get_sub_tree(cell);
     if (!sub_tree)
-        return;
+        return nullptr;
     if (sub_tree->is_motion_update_pending())
         update_sub_tree_motion_blur(gas_host::get_motion_blur(shader), cell);
-    if (!sub_tree->is_motion_update_pending())
-        sub_tree->ray_hit_nearest_motion(eval, shader, ctx);
+    return sub_tree->is_motion_update_pending() ? nullptr : sub_tree;
 }
 
 void GasGridTree::grid_cell_ray_hit_static_callback(void* user, const unsigned& cell,

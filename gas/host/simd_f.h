@@ -38,6 +38,8 @@ class SimdF {
     static SimdF load(const float* lanes) { return gas_simd::load(lanes); }
     /// Four floats anywhere.
     static SimdF load_unaligned(const float* lanes) { return gas_simd::load_unaligned(lanes); }
+    /// Asks for the cache line at `address`, which need not be valid; may do nothing.
+    static void prefetch(const void* address) { gas_simd::prefetch(address); }
     void store(float* lanes) const { gas_simd::store(lanes, m_lanes); }
 
     /// The value of lane `lane` (0..3).
@@ -96,6 +98,8 @@ class SimdF {
     }
     /// (z, w, z, w)
     SimdF move_high() const { return gas_simd::move_high(m_lanes); }
+    /// (z, w, x, y)
+    SimdF swap_halves() const { return gas_simd::swap_halves(m_lanes); }
     /// (y, z, w, w)
     SimdF move_down() const { return gas_simd::move_down(m_lanes); }
     /// Lane `lane` in all four.

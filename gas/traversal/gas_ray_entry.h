@@ -8,6 +8,23 @@
 
 /// Before the walk: the shortcut for one leaf, missing frames, one ray or a batch.
 
+/// Whether there is a tree, frames, and a ray in range; asserts what the contract demands of them.
+template <typename Query, GasTraversable Tree>
+bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceData& data) {
+    if (tree.get_node_count() == 0 || !gas_host::get_tree_ctx_slot(shader) ||
+        !gas_host::get_ray_frame_slot(shader))
+        return false;
+    const int first = gas_host::get_first_ray(data);
+    const int last = gas_host::get_last_ray(data);
+    if (first > last)
+        return false;
+    const bool valid = first >= 0 && static_cast<unsigned>(last) < gas_host::get_ray_count(data);
+    assert(valid && "a batch's range lies within its rays");
+    const bool traceable = Query::can_trace(data);
+    assert(traceable && "a nearest-hit query needs an intersection map with a path for each ray");
+    return valid && traceable;
+}
+
 /// Walks the tree for the rays of the range. Several rays of a static nearest-hit query go together
 /// as packets; otherwise they go one by one, in ascending order, and a callback sees a context
 /// whose range is the one ray being traced: the caller's own where that is a single ray, else one
@@ -15,22 +32,11 @@
 template <typename Nodes, typename Query, GasTraversable Tree, typename Probe>
 void gas_walk_batch(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                     GeometryRaytraceCtx& rays, Probe& probe) {
-    if (tree.get_node_count() == 0 || !gas_host::get_tree_ctx_slot(shader) ||
-        !gas_host::get_ray_frame_slot(shader))
-        return;
-
     const GeometryRaytraceData& data = gas_host::get_data(rays);
+    if (!gas_has_work<Query>(tree, shader, data))
+        return;
     const int first = gas_host::get_first_ray(data);
     const int last = gas_host::get_last_ray(data);
-    if (first > last)
-        return;
-    const bool valid = first >= 0 && static_cast<unsigned>(last) < gas_host::get_ray_count(data);
-    assert(valid && "a batch's range lies within its rays");
-    const bool traceable = Query::can_trace(data);
-    assert(traceable && "a nearest-hit query needs an intersection map with a path for each ray");
-    if (!valid || !traceable)
-        return;
-
     if (first == last) {
         gas_walk_ray<Nodes, Query>(tree, eval, shader, rays, static_cast<unsigned>(first), probe);
         return;

@@ -15,6 +15,7 @@ struct GasSampleBlend {
     SimdF fraction;
     SimdF rest;
 
+    GasSampleBlend() = default;
     /// Of a tree with `sample_count` (2 or more) samples.
     GasSampleBlend(const CtxShader& shader, float time, unsigned sample_count) {
         // Filled in through locals: a node source whose own members were handed out by reference

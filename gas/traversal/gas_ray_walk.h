@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include <gas/traversal/gas_box_tests.h>
 #include <gas/traversal/gas_ray_nodes.h>
 #include <gas/traversal/gas_ray_query.h>
+#include <gas/traversal/gas_wide_walk.h>
 
 /// Counts nothing: the probe of the shipped engines.
 struct GasNoProbe {
@@ -90,6 +92,14 @@ void gas_walk_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
 
     if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
         return;
+    if constexpr (GasWideTraversable<Tree> && std::is_same_v<Probe, GasNoProbe>) {
+        using Boxes = std::conditional_t<Nodes::is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
+        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
+            const Boxes boxes(tree, shader, time);
+            if (boxes.is_ready())
+                return gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf);
+        }
+    }
     Nodes nodes(tree, ctx, shader, time);
     GasWalkStack stack = {ctx.stack, 0};
     float entry_distance = static_cast<float>(near_distance);

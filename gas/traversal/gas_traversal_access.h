@@ -4,6 +4,7 @@
 
 #include <gas/traversal/gas_bbox.h>
 #include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/gas_wide_node.h>
 
 /// The key to a tree's private traversal interface: a tree befriends this struct, and the engines
 /// ask everything through it.
@@ -54,6 +55,21 @@ struct GasTraversalAccess {
     template <typename Tree> static bool has_sample(const Tree& tree, const unsigned& sample) {
         return tree.has_sample(sample);
     }
+    /// What the tree's leaf callbacks are called with.
+    template <typename Tree> static void* get_callback_user(const Tree& tree) {
+        return tree.get_callback_user();
+    }
+    /// The tree's wide nodes where walks may take them, else null.
+    template <typename Tree>
+    static auto get_wide_nodes(const Tree& tree) -> decltype(tree.get_wide_nodes()) {
+        return tree.get_wide_nodes();
+    }
+    /// Those of a motion-blur sample, likewise.
+    template <typename Tree>
+    static auto get_wide_sample(const Tree& tree, unsigned sample)
+        -> decltype(tree.get_wide_sample(sample)) {
+        return tree.get_wide_sample(sample);
+    }
 
     template <typename Tree, typename... Query>
     static void leaf_ray_hit_static(const Tree& tree, Query&&... query) {
@@ -97,4 +113,11 @@ concept GasTraversable = requires(const Tree& tree, GasTreeCtx& ctx, const unsig
     { tree.get_node_count() } -> std::convertible_to<unsigned>;
     { tree.get_depth() } -> std::convertible_to<unsigned>;
     { tree.get_motion_blur_sample_count() } -> std::convertible_to<unsigned>;
+};
+
+/// A tree that may hold wide nodes beside its own.
+template <typename Tree>
+concept GasWideTraversable = requires(const Tree& tree) {
+    { GasTraversalAccess::get_wide_nodes(tree) } -> std::same_as<const GasWideNode*>;
+    { GasTraversalAccess::get_wide_sample(tree, 0u) } -> std::same_as<const GasWideSampleNode*>;
 };

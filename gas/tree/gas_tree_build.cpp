@@ -77,6 +77,8 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                                    progress_bar, 0};
     recurse_split(context, m_nodes[0], 1, items.get(), item_count);
     compute_bboxes(bboxes);
+    if (m_wants_wide_nodes)
+        create_wide_nodes_or_clear();
 }
 
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,

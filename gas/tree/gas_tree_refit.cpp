@@ -14,6 +14,7 @@ bool GasTree::refit(const CoreArray<GMathBbox3<float>>& bboxes) {
     if (gas_host::get_count(bboxes) != m_leaf_count)
         return false;
     compute_bboxes(gas_host::get_items(bboxes));
+    refit_wide_nodes();
     return true;
 }
 
@@ -21,6 +22,7 @@ void GasTree::set_motion_blur_sample_count(const unsigned& count) {
     const unsigned new_count = count;
     if (new_count == m_motion_blur_sample_count)
         return;
+    resize_wide_samples(new_count);
     for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
         sys_free(m_motion_blur_bboxes[sample]);
         m_motion_blur_bboxes[sample] = nullptr;
@@ -56,6 +58,7 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
             gas_unite(boxes[i], boxes[node.index + 1]);
         }
     }
+    fill_wide_sample(sample);
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <gas/traversal/gas_traversal_access.h>
 #include <gas/tree/gas_tree.h>
+#include <gas/tree/gas_wide_nodes.h>
 
 /// Inline bodies of GasTree's traversal interface and leaf dispatch, for the files that instantiate
 /// an engine. `node` is an index into the nodes, `leaf` what a leaf's record holds: its item.
@@ -61,6 +62,16 @@ inline void GasTree::get_blurred_node_bbox(GasTreeCtx&, const unsigned& node,
 
 inline bool GasTree::has_sample(const unsigned& sample) const {
     return sample < m_motion_blur_sample_count && m_motion_blur_bboxes[sample];
+}
+
+inline const GasWideNode* GasTree::get_wide_nodes() const {
+    return m_wide_nodes && m_wide_nodes->are_boxes_ordered() ? m_wide_nodes->get_nodes() : nullptr;
+}
+
+/// Null where a box of the sample is not ordered and finite.
+inline const GasWideSampleNode* GasTree::get_wide_sample(const unsigned& sample) const {
+    const GasWideSample* const wide = m_wide_samples ? m_wide_samples[sample] : nullptr;
+    return wide && wide->are_boxes_ordered ? wide->nodes : nullptr;
 }
 
 /// The item that callbacks hear of; a reference to the index array's entry where there is one.

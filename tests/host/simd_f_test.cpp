@@ -168,6 +168,7 @@ TEST(SimdF, MovesKeepEveryBit) {
         ASSERT_EQ(to_bits(SimdF::interleave_low(x, y)), (Bits{a[0], b[0], a[1], b[1]}));
         ASSERT_EQ(to_bits(SimdF::interleave_high(x, y)), (Bits{a[2], b[2], a[3], b[3]}));
         ASSERT_EQ(to_bits(x.move_high()), (Bits{a[2], a[3], a[2], a[3]}));
+        ASSERT_EQ(to_bits(x.swap_halves()), (Bits{a[2], a[3], a[0], a[1]}));
         ASSERT_EQ(to_bits(x.move_down()), (Bits{a[1], a[2], a[3], a[3]}));
         ASSERT_EQ(to_bits(x.broadcast<0>()), (Bits{a[0], a[0], a[0], a[0]}));
         ASSERT_EQ(to_bits(x.broadcast<1>()), (Bits{a[1], a[1], a[1], a[1]}));
@@ -185,6 +186,7 @@ TEST(SimdF, ThePortableBackEndMovesAlike) {
         ASSERT_EQ(to_bits(SimdF::interleave_low(x, y)), to_bits(scalar::interleave_low(s, t)));
         ASSERT_EQ(to_bits(SimdF::interleave_high(x, y)), to_bits(scalar::interleave_high(s, t)));
         ASSERT_EQ(to_bits(x.move_high()), to_bits(scalar::move_high(s)));
+        ASSERT_EQ(to_bits(x.swap_halves()), to_bits(scalar::swap_halves(s)));
         ASSERT_EQ(to_bits(x.move_down()), to_bits(scalar::move_down(s)));
         ASSERT_EQ(to_bits(x.broadcast<1>()), to_bits(scalar::broadcast_lane<1>(s)));
         ASSERT_EQ(to_bits(x.broadcast<3>()), to_bits(scalar::broadcast_lane<3>(s)));

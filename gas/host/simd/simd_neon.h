@@ -15,6 +15,8 @@ inline Lanes set(float x, float y, float z, float w) {
     const float lanes[4] = {x, y, z, w};
     return vld1q_f32(lanes);
 }
+/// Asks for the cache line at `address`, which need not be valid.
+inline void prefetch(const void* address) { __builtin_prefetch(address); }
 inline void store(float* lanes, Lanes a) { vst1q_f32(lanes, a); }
 inline float get_first(Lanes a) { return vgetq_lane_f32(a, 0); }
 inline float get(Lanes a, unsigned lane) {
@@ -52,6 +54,7 @@ inline int get_mask(Lanes a) {
 inline Lanes interleave_low(Lanes a, Lanes b) { return vzip1q_f32(a, b); }
 inline Lanes interleave_high(Lanes a, Lanes b) { return vzip2q_f32(a, b); }
 inline Lanes move_high(Lanes a) { return vcombine_f32(vget_high_f32(a), vget_high_f32(a)); }
+inline Lanes swap_halves(Lanes a) { return vextq_f32(a, a, 2); }
 inline Lanes move_down(Lanes a) {
     return vsetq_lane_f32(vgetq_lane_f32(a, 3), vextq_f32(a, a, 1), 3);
 }

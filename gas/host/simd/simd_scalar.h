@@ -31,6 +31,8 @@ inline Lanes load(const float* lanes) {
     return result;
 }
 inline Lanes load_unaligned(const float* lanes) { return load(lanes); }
+/// There is no portable way to ask for a cache line.
+inline void prefetch(const void*) {}
 inline void store(float* lanes, const Lanes& a) { std::memcpy(lanes, a.lane, sizeof a.lane); }
 inline float get(const Lanes& a, unsigned lane) { return a.lane[lane]; }
 inline float get_first(const Lanes& a) { return a.lane[0]; }
@@ -130,6 +132,7 @@ inline Lanes interleave_high(const Lanes& a, const Lanes& b) {
     return pick(a, 2, b, 2, a, 3, b, 3);
 }
 inline Lanes move_high(const Lanes& a) { return pick(a, 2, a, 3, a, 2, a, 3); }
+inline Lanes swap_halves(const Lanes& a) { return pick(a, 2, a, 3, a, 0, a, 1); }
 inline Lanes move_down(const Lanes& a) { return pick(a, 1, a, 2, a, 3, a, 3); }
 template <unsigned lane> Lanes broadcast_lane(const Lanes& a) {
     return pick(a, lane, a, lane, a, lane, a, lane);

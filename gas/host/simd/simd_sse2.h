@@ -11,6 +11,10 @@ inline Lanes broadcast(float all) { return _mm_set1_ps(all); }
 inline Lanes set(float x, float y, float z, float w) { return _mm_setr_ps(x, y, z, w); }
 inline Lanes load(const float* lanes) { return _mm_load_ps(lanes); }
 inline Lanes load_unaligned(const float* lanes) { return _mm_loadu_ps(lanes); }
+/// Asks for the cache line at `address`, which need not be valid.
+inline void prefetch(const void* address) {
+    _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
+}
 inline void store(float* lanes, Lanes a) { _mm_storeu_ps(lanes, a); }
 inline float get_first(Lanes a) { return _mm_cvtss_f32(a); }
 inline float get(Lanes a, unsigned lane) {
@@ -38,6 +42,7 @@ inline int get_mask(Lanes a) { return _mm_movemask_ps(a); }
 inline Lanes interleave_low(Lanes a, Lanes b) { return _mm_unpacklo_ps(a, b); }
 inline Lanes interleave_high(Lanes a, Lanes b) { return _mm_unpackhi_ps(a, b); }
 inline Lanes move_high(Lanes a) { return _mm_movehl_ps(a, a); }
+inline Lanes swap_halves(Lanes a) { return _mm_shuffle_ps(a, a, _MM_SHUFFLE(1, 0, 3, 2)); }
 inline Lanes move_down(Lanes a) { return _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 2, 1)); }
 template <unsigned lane> Lanes broadcast_lane(Lanes a) {
     return _mm_shuffle_ps(a, a, _MM_SHUFFLE(lane, lane, lane, lane));

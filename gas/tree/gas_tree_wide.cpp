@@ -1,0 +1,82 @@
+#include <gas/tree/gas_sample_table.h>
+#include <gas/tree/gas_tree.h>
+#include <gas/tree/gas_wide_nodes.h>
+
+/// The wide nodes beside a tree's own: made on demand, released with them.
+
+void GasTree::set_wide_nodes(const bool& wanted) {
+    m_wants_wide_nodes = wanted;
+    if (!wanted)
+        return release_wide_nodes();
+    if (m_wide_nodes || m_leaf_count < 2)
+        return;
+    try {
+        m_wide_nodes = new GasWideNodes(m_nodes, m_node_count);
+        unsigned count = 0;
+        gas_resize_sample_table(m_wide_samples, count, m_motion_blur_sample_count);
+        for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
+            if (m_motion_blur_bboxes[sample])
+                fill_wide_sample(sample);
+        }
+    } catch (...) {
+        release_wide_nodes();
+        throw;
+    }
+}
+
+/// The last step of a build, which leaves an empty tree when memory runs out.
+void GasTree::create_wide_nodes_or_clear() {
+    try {
+        set_wide_nodes(true);
+    } catch (...) {
+        clear();
+        throw;
+    }
+}
+
+std::size_t GasTree::get_wide_nodes_size() const {
+    if (!m_wide_nodes)
+        return 0;
+    std::size_t size = m_wide_nodes->get_memory_size();
+    for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
+        if (m_wide_samples[sample])
+            size += m_wide_samples[sample]->get_memory_size();
+    }
+    return size;
+}
+
+void GasTree::refit_wide_nodes() {
+    if (m_wide_nodes)
+        m_wide_nodes->refit(m_nodes);
+}
+
+void GasTree::fill_wide_sample(unsigned sample) {
+    if (!m_wide_nodes)
+        return;
+    GasWideSample*& wide = m_wide_samples[sample];
+    if (!wide)
+        wide = new GasWideSample(m_wide_nodes->get_count());
+    wide->fill(*m_wide_nodes, m_nodes, m_motion_blur_bboxes[sample]);
+}
+
+void GasTree::resize_wide_samples(unsigned new_count) {
+    if (!m_wide_nodes)
+        return;
+    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
+        delete m_wide_samples[sample];
+        m_wide_samples[sample] = nullptr;
+    }
+    unsigned count = m_motion_blur_sample_count;
+    gas_resize_sample_table(m_wide_samples, count, new_count);
+}
+
+void GasTree::release_wide_nodes() {
+    if (m_wide_samples) {
+        for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample)
+            delete m_wide_samples[sample];
+        delete[] m_wide_samples;
+        m_wide_samples = nullptr;
+    }
+    delete m_wide_nodes;
+    m_wide_nodes = nullptr;
+}
