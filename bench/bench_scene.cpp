@@ -6,6 +6,7 @@
 
 #include <tiny_obj_loader.h>
 
+#include "bench_interior.h"
 #include "support/seeded_random.h"
 
 namespace gas_bench {
@@ -15,6 +16,9 @@ namespace {
 using Point = GMathVec3<float>;
 
 constexpr float pi = 3.14159265f;
+
+/// Triangles that a subdivided mesh may have.
+constexpr std::size_t largest_mesh = 100'000'000;
 
 /// The mean distance between `item_count` items in the unit cube.
 float get_spacing(unsigned item_count) { return 1.0f / std::cbrt(static_cast<float>(item_count)); }
@@ -168,8 +172,9 @@ void scale(std::vector<Triangle>& triangles) {
             corner = corner * factor;
 }
 
-Scene finish_scene(std::vector<Triangle> triangles) {
+Scene finish_scene(std::vector<Triangle> triangles, bool is_interior) {
     Scene scene;
+    scene.is_interior = is_interior;
     scene.triangles = std::move(triangles);
     scale(scene.triangles);
     scene.boxes = get_boxes(scene.triangles);
@@ -190,13 +195,30 @@ Scene finish_scene(std::vector<Triangle> triangles) {
 struct Recipe {
     const char* name;
     std::vector<Triangle> (*make)(unsigned item_count);
+    bool is_interior;
 };
 
-constexpr Recipe recipes[] = {{"uniform", make_uniform},
-                              {"clustered", make_clustered},
-                              {"long_thin", make_long_thin},
-                              {"coincident", make_coincident},
-                              {"surface", make_surface}};
+constexpr Recipe recipes[] = {
+    {"uniform", make_uniform, false},     {"clustered", make_clustered, false},
+    {"long_thin", make_long_thin, false}, {"coincident", make_coincident, false},
+    {"surface", make_surface, false},     {"interior", make_interior, true}};
+
+/// Every triangle becomes four, through the middles of its edges.
+std::vector<Triangle> subdivide(const std::vector<Triangle>& triangles) {
+    std::vector<Triangle> finer;
+    finer.reserve(4 * triangles.size());
+    for (const Triangle& triangle : triangles) {
+        const Point(&corners)[3] = triangle.corners;
+        const Point middles[3] = {(corners[0] + corners[1]) * 0.5f,
+                                  (corners[1] + corners[2]) * 0.5f,
+                                  (corners[2] + corners[0]) * 0.5f};
+        finer.push_back({{corners[0], middles[0], middles[2]}});
+        finer.push_back({{corners[1], middles[1], middles[0]}});
+        finer.push_back({{corners[2], middles[2], middles[1]}});
+        finer.push_back({{middles[0], middles[1], middles[2]}});
+    }
+    return finer;
+}
 
 } // namespace
 
@@ -213,12 +235,12 @@ const std::vector<std::string>& get_scene_names() {
 Scene make_scene(const std::string& name, unsigned item_count) {
     for (const Recipe& recipe : recipes) {
         if (name == recipe.name)
-            return finish_scene(recipe.make(item_count));
+            return finish_scene(recipe.make(item_count), recipe.is_interior);
     }
     throw std::runtime_error("there is no scene named " + name);
 }
 
-Scene read_obj_scene(const std::string& path) {
+Scene read_obj_scene(const std::string& path, unsigned subdivision_count) {
     tinyobj::ObjReaderConfig config;
     config.triangulate = true;
     tinyobj::ObjReader reader;
@@ -244,7 +266,12 @@ Scene read_obj_scene(const std::string& path) {
     }
     if (triangles.empty())
         throw std::runtime_error(path + " holds no triangles");
-    return finish_scene(std::move(triangles));
+    for (unsigned i = 0; i < subdivision_count; ++i) {
+        if (triangles.size() > largest_mesh / 4)
+            throw std::runtime_error(path + " has too many triangles to subdivide that often");
+        triangles = subdivide(triangles);
+    }
+    return finish_scene(std::move(triangles), false);
 }
 
 } // namespace gas_bench

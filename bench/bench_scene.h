@@ -38,19 +38,22 @@ struct Scene {
     CoreArray<GMathBbox3<float>> later_boxes;
     /// All boxes at time 0.
     GMathBbox3<float> bounds;
+    /// Whether camera and light are in the middle of things, not outside.
+    bool is_interior = false;
 };
 
 /// Names that `make_scene` knows: uniform (evenly spread), clustered (dense groups far apart),
-/// long_thin (needles across the axes), coincident (groups of equal centres) and surface (a bumpy
-/// sphere).
+/// long_thin (needles across the axes), coincident (groups of equal centres), surface (a bumpy
+/// sphere) and interior (a room of long thin beams and small clutter, seen from inside).
 const std::vector<std::string>& get_scene_names();
 
-/// About `item_count` triangles (a surface has the next number that closes it), the same on every
-/// machine but for the last bits of sines.
+/// About `item_count` triangles (a surface has the next number that closes it, an interior at least
+/// its walls), the same on every machine but for the last bits of sines. Throws std::runtime_error
+/// with a message that names the scene when there is none of that name.
 Scene make_scene(const std::string& name, unsigned item_count);
 
-/// The triangles of an OBJ file. Throws std::runtime_error with a message that names the path when
-/// there are none.
-Scene read_obj_scene(const std::string& path);
+/// The triangles of an OBJ file, each cut into four `subdivision_count` times. Throws
+/// std::runtime_error with a message that names the path when there are none, or too many.
+Scene read_obj_scene(const std::string& path, unsigned subdivision_count = 0);
 
 } // namespace gas_bench

@@ -52,16 +52,16 @@ void hit_any_or_all(void* user, const unsigned& item, const CtxEval&, CtxShader&
         if (target.stops_at_hit)
             ctx.set_hit(ray);
         else
-            ++target.hit_count;
+            ++target.hit_counts[ray];
     }
 }
 
 } // namespace
 
 template <typename Tree>
-Tracer<Tree>::Tracer(const Scene& scene)
-    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, false, 0, 0} {
-    create_moving_tree(m_tree, scene);
+Tracer<Tree>::Tracer(const Scene& scene, bool may_move)
+    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, false, nullptr, 0} {
+    create_traced_tree(m_tree, scene, may_move);
     // Once for all questions: a grid's cells keep what they were built with.
     m_tree.set_leaf_raytrace_callbacks(hit_any_or_all<false>, hit_any_or_all<true>,
                                        hit_nearest<false>, hit_nearest<true>, &m_target);
@@ -73,12 +73,18 @@ template <typename Tree> Tracer<Tree>::~Tracer() { GasObject::destroy_ctx(m_shad
 
 template <typename Tree>
 void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) {
+    GasObject::destroy_ctx(m_shader);
+    GasObject::create_ctx(m_shader);
     m_query = query;
     m_in_motion = in_motion;
+    m_packet_size = 1;
+    m_frusta = nullptr;
     m_target.rays = rays.data();
     m_batch.resize(static_cast<unsigned>(rays.size()));
     for (unsigned i = 0; i < m_batch.get_ray_count(); ++i)
         set_ray(m_batch, i, rays[i]);
+    m_hit_counts.assign(query == Query::all ? rays.size() : 0, 0);
+    m_target.hit_counts = m_hit_counts.data();
     m_target.stops_at_hit = query == Query::any;
     if (query == Query::nearest)
         in_motion ? choose_query<true, true>() : choose_query<true, false>();
@@ -91,100 +97,103 @@ template <bool is_nearest, bool in_motion>
 void Tracer<Tree>::choose_query() {
     m_tree_query = ask_tree<Tree, is_nearest, in_motion>;
     m_counted_query = ask_tree_counted<Tree, is_nearest, in_motion>;
+    if constexpr (has_streams)
+        m_stream_query = ask_tree_stream<Tree, is_nearest, in_motion>;
+}
+
+template <typename Tree> void Tracer<Tree>::forget_hits() {
+    m_batch.reset_hits();
+    std::fill(m_hit_counts.begin(), m_hit_counts.end(), 0u);
+    m_target.test_count = 0;
+}
+
+/// Calls `trace_range` with each ray as the batch's range.
+template <typename Tree>
+template <typename Trace>
+void Tracer<Tree>::for_each_ray(const Trace& trace_range) {
+    GeometryRaytraceData& data = m_batch.get_data();
+    const auto count = static_cast<int>(m_batch.get_ray_count());
+    for (int ray = 0; ray < count; ++ray) {
+        data.set_range(ray, ray);
+        trace_range(data.get_ctx());
+    }
+}
+
+template <typename Tree> void Tracer<Tree>::trace_rays() {
+    for_each_ray([this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
+}
+
+template <typename Tree> void Tracer<Tree>::trace_stream() {
+    if constexpr (has_streams) {
+        GeometryRaytraceData& data = m_batch.get_data();
+        data.set_range(0, static_cast<int>(m_batch.get_ray_count()) - 1);
+        m_stream_query(m_tree, m_eval, m_shader, data.get_ctx());
+    }
 }
 
 template <typename Tree> void Tracer<Tree>::trace() {
-    m_target.hit_count = 0;
-    m_batch.reset_hits();
-    GeometryRaytraceData& data = m_batch.get_data();
-    const auto count = static_cast<int>(m_batch.get_ray_count());
-    for (int ray = 0; ray < count; ++ray) {
-        data.set_range(ray, ray);
-        m_tree_query(m_tree, m_eval, m_shader, data.get_ctx());
-    }
+    forget_hits();
+    trace_rays();
 }
 
 template <typename Tree> GasWalkCounts Tracer<Tree>::trace_counted() {
-    m_target.hit_count = 0;
-    m_batch.reset_hits();
+    forget_hits();
     GasWalkCounts counts;
-    GeometryRaytraceData& data = m_batch.get_data();
-    const auto count = static_cast<int>(m_batch.get_ray_count());
-    for (int ray = 0; ray < count; ++ray) {
-        data.set_range(ray, ray);
-        m_counted_query(m_tree, m_eval, m_shader, data.get_ctx(), counts);
-    }
+    for_each_ray([this, &counts](GeometryRaytraceCtx& ctx) {
+        m_counted_query(m_tree, m_eval, m_shader, ctx, counts);
+    });
     return counts;
 }
 
 template <typename Tree>
 void Tracer<Tree>::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
                                    const std::vector<GMathFrustum>& frusta) {
-    prepare({}, Query::nearest, false);
-    m_target.rays = rays.data();
-    m_packets.clear();
-    for (std::size_t first = 0; first < rays.size(); first += packet_size) {
-        const std::size_t count = std::min<std::size_t>(packet_size, rays.size() - first);
-        auto packet = std::make_unique<GeometryRayBatch>(static_cast<unsigned>(count));
-        for (unsigned i = 0; i < count; ++i)
-            set_ray(*packet, i, rays[first + i]);
-        if (!frusta.empty())
-            packet->set_frustum(frusta[m_packets.size()]);
-        m_packets.push_back(std::move(packet));
-    }
+    prepare(rays, Query::nearest, false);
+    m_packet_size = packet_size;
+    m_frusta = frusta.empty() ? nullptr : &frusta;
 }
 
-/// Calls `trace_range` with each packet's context; its range is the whole packet, or one ray.
+/// Calls `trace_range` with each packet as the batch's range.
 template <typename Tree>
 template <typename Trace>
-void Tracer<Tree>::run_packets(bool together, const Trace& trace_range) {
-    m_target.test_count = 0;
-    const Ray* const first_ray = m_target.rays;
-    for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets) {
-        packet->reset_hits();
-        GeometryRaytraceData& data = packet->get_data();
-        const int last = static_cast<int>(packet->get_ray_count()) - 1;
-        if (together) {
-            data.set_range(0, last);
-            trace_range(data.get_ctx());
-        } else {
-            for (int ray = 0; ray <= last; ++ray) {
-                data.set_range(ray, ray);
-                trace_range(data.get_ctx());
-            }
-        }
-        m_target.rays += packet->get_ray_count();
+void Tracer<Tree>::for_each_packet(const Trace& trace_range) {
+    GeometryRaytraceData& data = m_batch.get_data();
+    const unsigned count = m_batch.get_ray_count();
+    for (unsigned packet = 0; packet * m_packet_size < count; ++packet) {
+        const unsigned first = packet * m_packet_size;
+        const unsigned end = std::min(first + m_packet_size, count);
+        data.set_range(static_cast<int>(first), static_cast<int>(end) - 1);
+        data.set_frustum(m_frusta ? &(*m_frusta)[packet] : nullptr);
+        trace_range(data.get_ctx());
     }
-    m_target.rays = first_ray;
+    data.set_frustum(nullptr);
+}
+
+template <typename Tree> void Tracer<Tree>::trace_packet_rays() {
+    for_each_packet(
+        [this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
 }
 
 template <typename Tree> void Tracer<Tree>::trace_packets(bool together) {
-    run_packets(together,
-                [this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
+    forget_hits();
+    together ? trace_packet_rays() : trace_rays();
 }
 
 template <typename Tree> GasWalkCounts Tracer<Tree>::trace_packets_counted(bool together) {
+    if (!together)
+        return trace_counted();
+    forget_hits();
     GasWalkCounts counts;
-    run_packets(together, [this, &counts](GeometryRaytraceCtx& ctx) {
+    for_each_packet([this, &counts](GeometryRaytraceCtx& ctx) {
         m_counted_query(m_tree, m_eval, m_shader, ctx, counts);
     });
     return counts;
 }
 
-template <typename Tree> std::uint64_t Tracer<Tree>::get_packet_hit_count() const {
-    std::uint64_t count = 0;
-    for (const std::unique_ptr<GeometryRayBatch>& packet : m_packets)
-        for (unsigned ray = 0; ray < packet->get_ray_count(); ++ray)
-            count += packet->is_hit(ray) ? 1 : 0;
-    return count;
-}
-
 template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
-    if (m_query == Query::all)
-        return m_target.hit_count;
     std::uint64_t count = 0;
     for (unsigned ray = 0; ray < m_batch.get_ray_count(); ++ray)
-        count += m_batch.is_hit(ray) ? 1 : 0;
+        count += get_ray_hit_count(ray);
     return count;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "bench_trees.h"
@@ -20,9 +19,9 @@ struct TraceTarget {
     const Triangle* triangles;
     const Triangle* later_triangles;
     const Ray* rays;
-    /// What a query for all hits does with one: sets the hit flag, or counts it.
+    /// What a query for all hits does with one: sets the hit flag, or counts it for its ray.
     bool stops_at_hit;
-    std::uint64_t hit_count;
+    std::uint32_t* hit_counts;
     /// Intersections tried by the nearest-hit callback.
     std::uint64_t test_count;
 
@@ -33,19 +32,28 @@ struct TraceTarget {
 void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray);
 
 /// A tree over a scene, and all that a thread needs to trace it: the shortest way from rays to
-/// hits, a call per ray. Instantiated for the tree classes of bench_trees.h.
+/// hits. Instantiated for the tree classes of bench_trees.h.
 template <typename Tree> class Tracer {
   public:
-    /// The scene outlives the tracer. Builds with the default method and two motion-blur samples.
-    /// A grid then builds its cells when `trace` first reaches them.
-    explicit Tracer(const Scene& scene);
+    /// The scene outlives the tracer. Builds with the default method and, if rays `may_move`, two
+    /// motion-blur samples. A grid then builds its cells when rays first reach them.
+    explicit Tracer(const Scene& scene, bool may_move = true);
     Tracer(const Tracer&) = delete;
     Tracer& operator=(const Tracer&) = delete;
     ~Tracer();
 
-    /// Says which rays (they outlive their use) are traced for what.
+    /// Says which rays (they outlive their use) are traced for what. Nothing of earlier rays stays
+    /// in the tracer's caches.
     void prepare(const std::vector<Ray>& rays, Query query, bool in_motion);
-    /// Forgets the hits and traces all prepared rays, one by one.
+    /// Forgets all hits, so that the prepared rays may be traced again.
+    void forget_hits();
+    /// Traces all prepared rays one by one, a call per ray.
+    void trace_rays();
+    /// Traces all prepared rays by one call. Only where the tree `has_streams`.
+    void trace_stream();
+    static constexpr bool has_streams = has_ray_streams<Tree>;
+
+    /// `forget_hits`, then `trace_rays`.
     void trace();
     /// As `trace`, through the counting engines.
     GasWalkCounts trace_counted();
@@ -54,18 +62,23 @@ template <typename Tree> class Tracer {
     /// frustum unless there are none. Rays and frusta outlive their use.
     void prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
                          const std::vector<GMathFrustum>& frusta);
-    /// Forgets the hits and traces all packets: each by one call, or by a call per ray.
+    /// Traces all prepared packets, each by one call.
+    void trace_packet_rays();
+    /// `forget_hits`, then `together`: each packet by one call; otherwise ray by ray.
     void trace_packets(bool together);
     /// As `trace_packets`, through the counting engines.
     GasWalkCounts trace_packets_counted(bool together);
-    std::uint64_t get_packet_hit_count() const;
-    /// Rays that the last `trace_packets` tested against items.
-    std::uint64_t get_packet_test_count() const { return m_target.test_count; }
+    /// Rays that were tested against items since the last `forget_hits`, with Query::nearest.
+    std::uint64_t get_test_count() const { return m_target.test_count; }
 
-    /// Hits of the last `trace`: rays that hit, or with Query::all every hit.
+    /// Hits since the last `forget_hits`: rays that hit, or with Query::all every hit.
     std::uint64_t get_hit_count() const;
+    /// The same of one ray.
+    std::uint32_t get_ray_hit_count(unsigned ray) const {
+        return m_query == Query::all ? m_hit_counts[ray] : m_batch.is_hit(ray) ? 1 : 0;
+    }
     const Tree& get_tree() const { return m_tree; }
-    GeometryRayBatch& get_batch() { return m_batch; }
+    const GeometryRayBatch& get_batch() const { return m_batch; }
     /// Bytes of the tree, with its sample boxes if the prepared query needs them.
     std::size_t get_memory_size() const;
 
@@ -75,17 +88,21 @@ template <typename Tree> class Tracer {
                                   GasWalkCounts&);
 
     template <bool is_nearest, bool in_motion> void choose_query();
-    template <typename Trace> void run_packets(bool together, const Trace& trace_range);
+    template <typename Trace> void for_each_ray(const Trace& trace_range);
+    template <typename Trace> void for_each_packet(const Trace& trace_range);
 
     Tree m_tree;
     CtxEval m_eval;
     CtxShader m_shader;
     GeometryRayBatch m_batch;
-    std::vector<std::unique_ptr<GeometryRayBatch>> m_packets;
+    unsigned m_packet_size = 1;
+    const std::vector<GMathFrustum>* m_frusta = nullptr;
+    std::vector<std::uint32_t> m_hit_counts;
     TraceTarget m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;
     TreeQuery m_tree_query = nullptr;
+    TreeQuery m_stream_query = nullptr;
     CountedQuery m_counted_query = nullptr;
 };
 

@@ -66,17 +66,30 @@ template <> struct TreeKind<GasGridTree> {
     }
 };
 
-/// Builds a tree over a scene with two motion-blur samples.
-template <typename Tree> void create_moving_tree(Tree& tree, const Scene& scene) {
+/// Two motion-blur samples, the shutter's opening and its closing.
+template <typename Tree> void add_motion_samples(Tree& tree, const Scene& scene) {
     if constexpr (std::is_same_v<Tree, GasGridTree>) {
-        create_grid(tree, scene);
         tree.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     } else {
-        TreeKind<Tree>::create(tree, scene.boxes, nullptr);
         tree.set_motion_blur_sample_count(2);
         tree.refit_motion_blur_sample(scene.boxes, 0);
         tree.refit_motion_blur_sample(scene.later_boxes, 1);
     }
+}
+
+/// Gives a built tree, with its motion-blur samples if it has any, what rays want beside it. All
+/// trees that are traced come by here; today nothing is missing.
+template <typename Tree> void prepare_for_tracing(Tree&) {}
+
+/// Builds a tree over a scene, ready for rays, which `may_move`.
+template <typename Tree> void create_traced_tree(Tree& tree, const Scene& scene, bool may_move) {
+    if constexpr (std::is_same_v<Tree, GasGridTree>)
+        create_grid(tree, scene);
+    else
+        TreeKind<Tree>::create(tree, scene.boxes, nullptr);
+    if (may_move)
+        add_motion_samples(tree, scene);
+    prepare_for_tracing(tree);
 }
 
 /// A tree's query for the nearest hit, or for all, as one function for every tree class.
@@ -92,6 +105,31 @@ void ask_tree(const Tree& tree, const CtxEval& eval, CtxShader& shader, Geometry
         else
             tree.ray_hit_static(eval, shader, ctx, flags...);
     });
+}
+
+/// Whether a tree traces the rays of a batch in no particular order between them.
+template <typename Tree>
+inline constexpr bool has_ray_streams = requires(const Tree& tree, const CtxEval& eval,
+                                                 CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    tree.ray_stream_static(eval, shader, ctx);
+    tree.ray_stream_motion(eval, shader, ctx);
+    tree.ray_stream_nearest_static(eval, shader, ctx);
+    tree.ray_stream_nearest_motion(eval, shader, ctx);
+};
+
+/// As `ask_tree`, for a whole batch of which no ray waits for another. Only where the tree
+/// `has_ray_streams`.
+template <typename Tree, bool is_nearest, bool in_motion>
+void ask_tree_stream(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                     GeometryRaytraceCtx& ctx) {
+    if constexpr (is_nearest && in_motion)
+        tree.ray_stream_nearest_motion(eval, shader, ctx);
+    else if constexpr (is_nearest)
+        tree.ray_stream_nearest_static(eval, shader, ctx);
+    else if constexpr (in_motion)
+        tree.ray_stream_motion(eval, shader, ctx);
+    else
+        tree.ray_stream_static(eval, shader, ctx);
 }
 
 /// As `ask_tree`, through the counting engines. A tree that has none counts nothing.

@@ -71,17 +71,32 @@ unsigned take_even_bits(unsigned bits) {
 
 } // namespace
 
-PictureCamera::PictureCamera(const GMathBbox3<float>& bounds, unsigned pixel_count)
-    : forward(normalize({-0.7f, -0.6f, -0.4f})),
+PictureCamera::PictureCamera(const Scene& scene, unsigned pixel_count)
+    : forward(normalize({-0.7f, -0.6f, scene.is_interior ? -0.1f : -0.4f})),
       right(normalize(cross(forward, {0.0f, 0.0f, 1.0f}))), up(cross(right, forward)),
-      side(static_cast<unsigned>(std::sqrt(static_cast<float>(pixel_count)))) {
-    eye = (bounds.min + bounds.max) * 0.5f - forward * (1.1f * get_size(bounds));
+      side(static_cast<unsigned>(std::sqrt(static_cast<float>(pixel_count)))),
+      width(scene.is_interior ? 1.4f : 0.6f) {
+    const GMathBbox3<float>& bounds = scene.bounds;
+    const Point extent = bounds.max - bounds.min;
+    if (scene.is_interior) // in a corner, below the beams
+        eye = bounds.max - Point{0.06f * extent.x, 0.07f * extent.y, 0.45f * extent.z};
+    else
+        eye = (bounds.min + bounds.max) * 0.5f - forward * (1.1f * get_size(bounds));
+}
+
+/// Beyond a scene's highest corner, or below the middle of a room's ceiling.
+Point get_light(const Scene& scene) {
+    const GMathBbox3<float>& bounds = scene.bounds;
+    const Point extent = bounds.max - bounds.min;
+    if (scene.is_interior)
+        return (bounds.min + bounds.max) * 0.5f + Point{0.0f, 0.0f, 0.4f * extent.z};
+    return bounds.max + extent * 0.5f;
 }
 
 GMathVec3<float> PictureCamera::get_direction(float x, float y) const {
     const float u = x / static_cast<float>(side) - 0.5f;
     const float v = y / static_cast<float>(side) - 0.5f;
-    return forward + right * (0.6f * u) + up * (0.6f * v);
+    return forward + right * (width * u) + up * (width * v);
 }
 
 Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_rays,
@@ -136,7 +151,7 @@ void Workload::make_rays() {
 
     support::SeededRandom random(12);
     const float size = get_size(scene.bounds);
-    const Point light = scene.bounds.max + (scene.bounds.max - scene.bounds.min) * 0.5f;
+    const Point light = get_light(scene);
     const GeometryRayBatch& batch = tracer.get_batch();
     for (unsigned i = 0; i < batch.get_ray_count(); ++i) {
         const Ray& camera = m_camera_rays[i];

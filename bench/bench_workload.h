@@ -16,15 +16,18 @@ enum class RayKind {
     shadow, ///< from where camera rays end to one light
 };
 
-/// A pinhole camera outside of a scene, and a square picture of `side` pixels that the scene fills.
+/// A pinhole camera outside of a scene (or inside of a room), and a square picture of `side` pixels
+/// that the scene fills.
 struct PictureCamera {
     GMathVec3<float> eye;
     GMathVec3<float> forward;
     GMathVec3<float> right;
     GMathVec3<float> up;
     unsigned side;
+    /// The width of the picture at distance 1.
+    float width;
 
-    PictureCamera(const GMathBbox3<float>& bounds, unsigned pixel_count);
+    PictureCamera(const Scene& scene, unsigned pixel_count);
     /// Through the pixel coordinates (x, y); of no particular length.
     GMathVec3<float> get_direction(float x, float y) const;
 };
@@ -46,18 +49,21 @@ Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_r
 /// first asked for and kept, so that benchmarks may run in any order.
 class Workload {
   public:
-    Workload(std::string name, std::function<Scene()> make_scene, unsigned ray_count)
-        : m_name(std::move(name)), m_make_scene(std::move(make_scene)), m_ray_count(ray_count) {}
+    /// `may_move`: trees have motion-blur samples.
+    Workload(std::string name, std::function<Scene()> make_scene, unsigned ray_count,
+             bool may_move = true)
+        : m_name(std::move(name)), m_make_scene(std::move(make_scene)), m_ray_count(ray_count),
+          m_may_move(may_move) {}
 
     /// Of the form scene/items.
     const std::string& get_name() const { return m_name; }
     const Scene& get_scene();
     const std::vector<Ray>& get_rays(RayKind kind);
-    PictureCamera get_camera() { return {get_scene().bounds, m_ray_count}; }
+    PictureCamera get_camera() { return {get_scene(), m_ray_count}; }
     template <typename Tree> Tracer<Tree>& get_tracer() {
         auto& tracer = std::get<std::unique_ptr<Tracer<Tree>>>(m_tracers);
         if (!tracer)
-            tracer = std::make_unique<Tracer<Tree>>(get_scene());
+            tracer = std::make_unique<Tracer<Tree>>(get_scene(), m_may_move);
         return *tracer;
     }
     unsigned get_item_count() { return get_scene().boxes.get_count(); }
@@ -68,6 +74,7 @@ class Workload {
     std::string m_name;
     std::function<Scene()> m_make_scene;
     unsigned m_ray_count;
+    bool m_may_move;
     std::unique_ptr<Scene> m_scene;
     std::tuple<std::unique_ptr<Tracer<GasTree>>, std::unique_ptr<Tracer<GasCompressedTree>>,
                std::unique_ptr<Tracer<GasGridTree>>>
@@ -110,6 +117,7 @@ struct PacketQuestion {
 };
 
 inline constexpr PacketQuestion packet_questions[] = {
+    {"packet/camera_2x2", 2, RayKind::camera, false},
     {"packet/camera_8x8", 8, RayKind::camera, false},
     {"packet/camera_8x8_frustum", 8, RayKind::camera, true},
     {"packet/camera_16x16", 16, RayKind::camera, false},
@@ -120,7 +128,7 @@ inline constexpr PacketQuestion packet_questions[] = {
 /// The rays of a question, in its packets.
 Packets make_packets(Workload& workload, const PacketQuestion& question);
 
-/// One file each; a benchmark is named question/scene/items/who.
+/// One file of gas_bench each; a benchmark is named question/scene/items/who.
 void register_build(const Workloads& workloads);
 void register_refit(const Workloads& workloads);
 void register_trace_single(const Workloads& workloads);

@@ -8,9 +8,9 @@
 #include <gas/diagnostics/gas_counted_queries.h>
 #include <gas/traversal/gas_tree_ctx.h>
 
+#include "bench_query.h"
 #include "bench_workload.h"
 #include "processor_clock.h"
-#include "support/seeded_random.h"
 
 namespace gas_bench {
 
@@ -21,26 +21,6 @@ using Point = GMathVec3<float>;
 constexpr unsigned query_count = 1024;
 /// Looking at every box takes so long that fewer queries must do.
 constexpr unsigned brute_force_count = 4;
-
-Point make_point(support::SeededRandom& random, const GMathBbox3<float>& bounds) {
-    const float x = random.between(bounds.min.x, bounds.max.x);
-    const float y = random.between(bounds.min.y, bounds.max.y);
-    const float z = random.between(bounds.min.z, bounds.max.z);
-    return {x, y, z};
-}
-
-/// Middles of random items, moved a little: where a tool asks, there usually is something.
-std::vector<Point> make_points(const Scene& scene) {
-    support::SeededRandom random(21);
-    std::vector<Point> points;
-    for (unsigned i = 0; i < query_count; ++i) {
-        const GMathBbox3<float>& box = scene.boxes[random.below(scene.boxes.get_count())];
-        const Point offset =
-            make_point(random, scene.bounds) - (scene.bounds.min + scene.bounds.max) * 0.5f;
-        points.push_back((box.min + box.max) * 0.5f + offset * 0.01f);
-    }
-    return points;
-}
 
 bool overlap(const GMathBbox3<float>& a, const GMathBbox3<float>& b) {
     return a.min.x <= b.max.x && b.min.x <= a.max.x && a.min.y <= b.max.y && b.min.y <= a.max.y &&
@@ -81,14 +61,10 @@ void run(benchmark::State& state, const Ask& ask, const Count& count, const Sear
     state.counters["times_brute_force"] = search_seconds / query_seconds;
 }
 
-/// `side`: of the query boxes, in scene sizes.
-void run_box(benchmark::State& state, Workload& workload, float side) {
+void run_box(benchmark::State& state, Workload& workload, const BoxQuestion& question) {
     const Scene& scene = workload.get_scene();
     const GasTree& tree = workload.get_tracer<GasTree>().get_tree();
-    const Point half = (scene.bounds.max - scene.bounds.min) * (0.5f * side);
-    std::vector<GMathBbox3<float>> boxes;
-    for (const Point& point : make_points(scene))
-        boxes.push_back({point - half, point + half});
+    const std::vector<GMathBbox3<float>> boxes = make_query_boxes(scene, question, query_count);
 
     GasTreeCtx ctx;
     CoreVector<unsigned> leaves;
@@ -115,7 +91,7 @@ float get_center_distance(const GMathBbox3<float>& box, const Point& point) {
 void run_nearest(benchmark::State& state, Workload& workload, unsigned room) {
     const Scene& scene = workload.get_scene();
     const GasTree& tree = workload.get_tracer<GasTree>().get_tree();
-    const std::vector<Point> points = make_points(scene);
+    const std::vector<Point> points = make_query_points(scene, query_count);
     constexpr float unlimited = std::numeric_limits<float>::infinity();
 
     GasTreeCtx ctx;
@@ -152,13 +128,14 @@ void add(const std::string& question, const std::shared_ptr<Workload>& workload,
 
 void register_queries(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
-        add("query/box_small", workload,
-            [workload](benchmark::State& state) { run_box(state, *workload, 0.01f); });
-        add("query/box_large", workload,
-            [workload](benchmark::State& state) { run_box(state, *workload, 0.2f); });
-        for (const unsigned room : {1u, 8u, 64u})
-            add("query/nearest_" + std::to_string(room), workload,
-                [workload, room](benchmark::State& state) { run_nearest(state, *workload, room); });
+        for (const BoxQuestion& question : box_questions)
+            add(question.name, workload, [workload, question](benchmark::State& state) {
+                run_box(state, *workload, question);
+            });
+        for (const NearestQuestion& question : nearest_questions)
+            add(question.name, workload, [workload, room = question.room](benchmark::State& state) {
+                run_nearest(state, *workload, room);
+            });
     }
 }
 

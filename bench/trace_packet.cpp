@@ -15,11 +15,11 @@ template <typename Tree>
 void set_counters(benchmark::State& state, Tracer<Tree>& tracer, double ray_count) {
     // A single ray's visit of a node fetches its two children, a packet's the node itself.
     const GasWalkCounts single_counts = tracer.trace_packets_counted(false);
-    const auto single_tests = static_cast<double>(tracer.get_packet_test_count());
+    const auto single_tests = static_cast<double>(tracer.get_test_count());
     const GasWalkCounts counts = tracer.trace_packets_counted(true);
-    state.counters["tests/ray"] = static_cast<double>(tracer.get_packet_test_count()) / ray_count;
+    state.counters["tests/ray"] = static_cast<double>(tracer.get_test_count()) / ray_count;
     state.counters["single_tests/ray"] = single_tests / ray_count;
-    state.counters["hits/ray"] = static_cast<double>(tracer.get_packet_hit_count()) / ray_count;
+    state.counters["hits/ray"] = static_cast<double>(tracer.get_hit_count()) / ray_count;
     if constexpr (TreeKind<Tree>::is_counted) {
         const auto fetches = static_cast<double>(counts.visited_nodes);
         const double single_fetches = 2.0 * static_cast<double>(single_counts.visited_nodes);

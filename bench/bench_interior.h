@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+#include "bench_scene.h"
+
+namespace gas_bench {
+
+/// A room of about `item_count` triangles: a few large ones for its walls, a fortieth in long thin
+/// beams under the ceiling and along the walls, the others in small clutter heaped on the floor.
+std::vector<Triangle> make_interior(unsigned item_count);
+
+} // namespace gas_bench

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <vector>
+
+#include "bench_scene.h"
+
+/// Spatial queries to measure.
+namespace gas_bench {
+
+/// Leaves in boxes of that side, in scene sizes.
+struct BoxQuestion {
+    const char* name;
+    float side;
+};
+
+inline constexpr BoxQuestion box_questions[] = {{"query/box_small", 0.01f},
+                                                {"query/box_large", 0.2f}};
+
+/// So many nearest leaves, without a limit of distance.
+struct NearestQuestion {
+    const char* name;
+    unsigned room;
+};
+
+inline constexpr NearestQuestion nearest_questions[] = {
+    {"query/nearest_1", 1}, {"query/nearest_8", 8}, {"query/nearest_64", 64}};
+
+/// Middles of random items, moved a little: where a tool asks, there usually is something.
+std::vector<GMathVec3<float>> make_query_points(const Scene& scene, unsigned count);
+
+/// Boxes around such points.
+std::vector<GMathBbox3<float>> make_query_boxes(const Scene& scene, const BoxQuestion& question,
+                                                unsigned count);
+
+} // namespace gas_bench
