@@ -136,8 +136,5 @@ void register_trace_packet(const Workloads& workloads);
 void register_queries(const Workloads& workloads);
 void register_codec();
 void register_grid_first_touch(const Workloads& workloads);
-/// Only where GAS_BENCH_PEER is defined.
-void register_peer(const Workloads& workloads);
-void register_peer_packets(const Workloads& workloads);
 
 } // namespace gas_bench

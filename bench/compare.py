@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints how many times as fast as its peer and as GasTree something is.
+"""Runs the benchmarks and prints how many times as fast as GasTree the other tree classes are.
 
 All take turns within one run, so that a change of the machine's speed meets all of them. A ratio is
-the other's median CPU time over one's own. First comes GasTree beside the peer (where several peers
-were measured, the fastest of them counts), then GasCompressedTree and GasGridTree beside GasTree.
-Above 1 the one named first is faster.
+GasTree's median CPU time over the other's: above 1 the other is faster. GasTree's own figures come
+first. (The program gas_peer compares with another library.)
 
     bench/compare.py build/release/bench/gas_bench --items=100000,1000000 --obj=mesh.obj
-    bench/compare.py build/release/bench/gas_bench --items=30000 --filter='/(gas|compressed|grid)/'
+    bench/compare.py build/release/bench/gas_bench --items=30000 --filter='nearest|any'
 """
 
 import argparse
@@ -17,19 +16,11 @@ import statistics
 import subprocess
 import sys
 
-SCENES = ["uniform", "clustered", "long_thin", "coincident", "surface"]
+SCENES = ["uniform", "clustered", "long_thin", "coincident", "surface", "interior"]
 
-# Participants that are tree classes of the library; all others are peers.
+# Participants: GasTree and the other tree classes.
 PLAIN = "gas"
 OTHERS = {"compressed": "GasCompressedTree", "grid": "GasGridTree"}
-
-# The library's build methods and what the peer has to set against them: binned SAH, or a cheaper
-# build where speed is all that is asked for.
-PEER_QUESTIONS = {
-    "build/median": "build/morton",
-    "build/hybrid": "build/sah_fast",
-    "build/sah": "build/sah_fast",
-}
 
 
 def read_arguments():
@@ -86,12 +77,6 @@ def collect(runs):
     return medians, counters
 
 
-def get_peer_time(medians, question, workload):
-    key = (PEER_QUESTIONS.get(question, question), workload)
-    peers = [time for who, time in medians.get(key, {}).items() if who != PLAIN and who not in OTHERS]
-    return min(peers, default=None)
-
-
 def describe(one):
     """What the library's own run did: speed and cause."""
     parts = []
@@ -118,24 +103,13 @@ def summarise(title, ratios):
         print(f"{question:40}{mean:6.2f}{worst:8.2f}  {where}")
 
 
-def report_peer(medians, counters):
-    """GasTree: its own figures, and its speed over the peer's."""
-    ratios = {}
+def report_plain(medians, counters):
+    """GasTree's own figures."""
+    print("GasTree")
     for (question, workload), participants in sorted(medians.items()):
-        if PLAIN not in participants:
-            continue
-        peer_time = get_peer_time(medians, question, workload)
-        ratio = peer_time / participants[PLAIN] if peer_time else None
-        if ratio:
-            ratios.setdefault(question, []).append((ratio, workload))
-        text = f"{ratio:6.2f}" if ratio else "     -"
-        details = describe(counters[(question, workload)][PLAIN])
-        print(f"{question:30}{workload:20}{text}  {details}")
-
-    if ratios:
-        summarise("times as fast as the peer", ratios)
-    else:
-        print("\nNo peer took part: only the library's own figures.")
+        if PLAIN in participants:
+            details = describe(counters[(question, workload)][PLAIN])
+            print(f"{question:30}{workload:20}{'':6}  {details}")
 
 
 def report_other(tree, medians, counters):
@@ -186,7 +160,7 @@ def main():
         print(f"{number} of {len(workloads)}: {' '.join(options)}", file=sys.stderr)
         runs += run(arguments, options)
     medians, counters = collect(runs)
-    report_peer(medians, counters)
+    report_plain(medians, counters)
     for tree in OTHERS:
         report_other(tree, medians, counters)
 

@@ -120,10 +120,6 @@ void run(int argument_count, char** arguments) {
     gas_bench::register_refit(workloads);
     gas_bench::register_codec();
     gas_bench::register_grid_first_touch(workloads);
-#ifdef GAS_BENCH_PEER
-    gas_bench::register_peer(workloads);
-    gas_bench::register_peer_packets(workloads);
-#endif
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace gas_peer {
+
+/// Where figures come from.
+struct Machine {
+    std::string processor;
+    unsigned core_count;
+    std::string compiler;
+    /// The build type and the compiler's flags.
+    std::string build;
+    std::string peer;
+};
+
+/// Of this machine and this build of the program; `peer` is left empty.
+Machine describe_machine();
+
+} // namespace gas_peer

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "bench_scene.h"
+#include "row_maker.h"
+
+namespace gas_peer {
+
+/// A scene to measure on, not yet made.
+struct SceneChoice {
+    /// As scene/items.
+    std::string label;
+    std::string name;
+    std::function<gas_bench::Scene()> make;
+};
+
+struct Options {
+    std::vector<SceneChoice> scenes;
+    MeasureSettings measure;
+    /// Which tables beside the peer's.
+    bool with_trees = true;
+    bool with_growth = false;
+    bool with_queries = false;
+    /// Item counts of the table of growth.
+    std::vector<unsigned> growth_counts;
+    /// Output files; empty: none.
+    std::string json_path;
+    std::string svg_path;
+};
+
+/// Reads the command line. Throws std::runtime_error with a message that names what is wrong;
+/// false: help was asked for and printed.
+bool read_options(int argument_count, const char* const* arguments, Options& options);
+
+} // namespace gas_peer

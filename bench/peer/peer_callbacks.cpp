@@ -1,0 +1,116 @@
+#include "peer_callbacks.h"
+
+#include <cstddef>
+#include <limits>
+
+#include "bench_triangle.h"
+#include "peer_scene.h"
+
+namespace gas_peer {
+
+namespace {
+
+static_assert(offsetof(PeerContext, base) == 0, "the callbacks cast back");
+
+using Point = GMathVec3<float>;
+
+constexpr float stopped = -std::numeric_limits<float>::infinity();
+
+const Scene& get_scene(void* user) { return static_cast<const PeerTarget*>(user)->scene; }
+
+template <bool in_motion>
+bool meets(const Scene& scene, unsigned item, const Point& origin, const Point& direction,
+           float near_distance, float far_distance, float time, float& distance) {
+    if constexpr (in_motion) {
+        const gas_bench::Triangle triangle =
+            blend(scene.triangles[item], scene.later_triangles[item], time);
+        return intersect(triangle, origin, direction, near_distance, far_distance, distance);
+    } else {
+        return intersect(scene.triangles[item], origin, direction, near_distance, far_distance,
+                         distance);
+    }
+}
+
+/// A ray that came alone.
+template <bool in_motion>
+bool meets(const Scene& scene, unsigned item, const RTCRay& ray, float& distance) {
+    return meets<in_motion>(scene, item, {ray.org_x, ray.org_y, ray.org_z},
+                            {ray.dir_x, ray.dir_y, ray.dir_z}, ray.tnear, ray.tfar, ray.time,
+                            distance);
+}
+
+/// Ray `i` of a packet of `count`.
+template <bool in_motion>
+bool meets(const Scene& scene, unsigned item, RTCRayN* rays, unsigned count, unsigned i,
+           float& distance) {
+    const Point origin = {RTCRayN_org_x(rays, count, i), RTCRayN_org_y(rays, count, i),
+                          RTCRayN_org_z(rays, count, i)};
+    const Point direction = {RTCRayN_dir_x(rays, count, i), RTCRayN_dir_y(rays, count, i),
+                             RTCRayN_dir_z(rays, count, i)};
+    return meets<in_motion>(scene, item, origin, direction, RTCRayN_tnear(rays, count, i),
+                            RTCRayN_tfar(rays, count, i), RTCRayN_time(rays, count, i), distance);
+}
+
+template <bool in_motion> void hit_nearest(const RTCIntersectFunctionNArguments* arguments) {
+    const Scene& scene = get_scene(arguments->geometryUserPtr);
+    const unsigned item = arguments->primID;
+    const unsigned count = arguments->N;
+    float distance;
+    if (count == 1) {
+        auto& pair = *reinterpret_cast<RTCRayHit*>(arguments->rayhit);
+        if (arguments->valid[0] == 0 || !meets<in_motion>(scene, item, pair.ray, distance))
+            return;
+        pair.ray.tfar = distance;
+        pair.hit.primID = item;
+        pair.hit.geomID = arguments->geomID;
+        return;
+    }
+    RTCRayN* const rays = RTCRayHitN_RayN(arguments->rayhit, count);
+    RTCHitN* const hits = RTCRayHitN_HitN(arguments->rayhit, count);
+    for (unsigned i = 0; i < count; ++i) {
+        if (arguments->valid[i] == 0 || !meets<in_motion>(scene, item, rays, count, i, distance))
+            continue;
+        RTCRayN_tfar(rays, count, i) = distance;
+        RTCHitN_primID(hits, count, i) = item;
+        RTCHitN_geomID(hits, count, i) = arguments->geomID;
+    }
+}
+
+template <bool in_motion> void hit_any(const RTCOccludedFunctionNArguments* arguments) {
+    const auto& context = *reinterpret_cast<const PeerContext*>(arguments->context);
+    const Scene& scene = get_scene(arguments->geometryUserPtr);
+    const unsigned item = arguments->primID;
+    const unsigned count = arguments->N;
+    float distance;
+    if (count == 1) {
+        auto& ray = *reinterpret_cast<RTCRay*>(arguments->ray);
+        if (arguments->valid[0] == 0 || !meets<in_motion>(scene, item, ray, distance))
+            return;
+        if (context.hit_counts)
+            ++context.hit_counts[ray.id];
+        else
+            ray.tfar = stopped;
+        return;
+    }
+    RTCRayN* const rays = arguments->ray;
+    for (unsigned i = 0; i < count; ++i) {
+        if (arguments->valid[i] == 0 || !meets<in_motion>(scene, item, rays, count, i, distance))
+            continue;
+        if (context.hit_counts)
+            ++context.hit_counts[RTCRayN_id(rays, count, i)];
+        else
+            RTCRayN_tfar(rays, count, i) = stopped;
+    }
+}
+
+} // namespace
+
+RTCIntersectFunctionN get_nearest_callback(bool in_motion) {
+    return in_motion ? hit_nearest<true> : hit_nearest<false>;
+}
+
+RTCOccludedFunctionN get_any_callback(bool in_motion) {
+    return in_motion ? hit_any<true> : hit_any<false>;
+}
+
+} // namespace gas_peer

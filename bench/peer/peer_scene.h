@@ -1,0 +1,97 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <embree3/rtcore.h>
+
+#include "bench_scene.h"
+
+/// The peer: Embree 3, one thread, user geometry with a primitive per item.
+namespace gas_peer {
+
+using gas_bench::Scene;
+
+/// One configuration of the library. The fastest instruction set differs from machine to machine.
+class PeerDevice {
+  public:
+    /// Null where the machine lacks what `configuration` asks for.
+    static std::unique_ptr<PeerDevice> create(const std::string& name,
+                                              const std::string& configuration);
+    PeerDevice(const PeerDevice&) = delete;
+    PeerDevice& operator=(const PeerDevice&) = delete;
+    ~PeerDevice();
+
+    const std::string& get_name() const { return m_name; }
+    RTCDevice get() const { return m_device; }
+    /// Bytes that the device and all of its scenes hold.
+    std::int64_t get_byte_count() const { return m_byte_count; }
+    /// Whether packets of so many rays are walked as such.
+    bool has_packets(unsigned width) const;
+    bool has_streams() const;
+    /// As major.minor.patch.
+    std::string get_version() const;
+    /// Throws std::runtime_error when a call has failed since it was last asked.
+    void check() const;
+
+  private:
+    PeerDevice(std::string name, RTCDevice device);
+    static bool count_bytes(void* device, ssize_t bytes, bool);
+
+    std::string m_name;
+    RTCDevice m_device;
+    std::atomic<std::int64_t> m_byte_count = 0;
+};
+
+using PeerDevices = std::vector<std::unique_ptr<PeerDevice>>;
+
+/// What the library chooses by itself, and AVX2, each where it is available.
+PeerDevices create_peer_devices();
+
+/// What the callbacks see of the scene.
+struct PeerTarget {
+    const Scene& scene;
+    /// Whether the boxes are those of the closing shutter.
+    bool is_later;
+};
+
+/// One geometry over a scene's items. Device and scene outlive it.
+class PeerScene {
+  public:
+    /// How the tree is built.
+    enum class Kind {
+        best,   ///< binned SAH
+        fast,   ///< by Morton codes
+        refits, ///< for `build` to keep the topology from its second call on
+    };
+
+    /// Nothing is built yet. `may_move`: two time steps.
+    PeerScene(const PeerDevice& device, const Scene& scene, bool may_move, Kind kind);
+    PeerScene(const PeerScene&) = delete;
+    PeerScene& operator=(const PeerScene&) = delete;
+    ~PeerScene();
+
+    /// Builds the tree, or refits it.
+    void build();
+
+    /// From now on the items' boxes are those of the closing shutter, or those of the opening one.
+    void set_later(bool is_later) { m_target.is_later = is_later; }
+
+    RTCScene get() const { return m_rtc_scene; }
+
+  private:
+    static void get_bounds(const RTCBoundsFunctionArguments* arguments);
+
+    PeerTarget m_target;
+    bool m_is_attached = false;
+    const PeerDevice& m_device;
+    RTCScene m_rtc_scene;
+    RTCGeometry m_geometry;
+};
+
+RTCBounds to_peer_bounds(const GMathBbox3<float>& box);
+
+} // namespace gas_peer

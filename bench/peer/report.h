@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "machine.h"
+#include "row_maker.h"
+#include "table.h"
+
+namespace gas_peer {
+
+/// All that a run found out.
+struct Report {
+    Machine machine;
+    MeasureSettings settings;
+    std::vector<Table> tables;
+    /// Rays with answers that nothing explains.
+    unsigned unexplained_count = 0;
+};
+
+/// Everything, as JSON.
+std::string format_json(const Report& report);
+
+/// A chart of a table's second column: a bar for the mean of each operation's ratios, a mark for
+/// its floor. Readable on light and dark pages.
+std::string format_svg(const Table& table, const Machine& machine);
+
+} // namespace gas_peer

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "answer_check.h"
+#include "contender.h"
+#include "table.h"
+
+namespace gas_peer {
+
+struct MeasureSettings {
+    unsigned repetition_count;
+    unsigned ray_count;
+    /// Parts of names; an operation whose name has none of them is left out. Empty: all are in.
+    std::vector<std::string> operations;
+};
+
+enum class Unit {
+    nanoseconds_per_item,
+    million_rays_per_second,
+    nanoseconds_per_ray,
+    milliseconds
+};
+
+/// What a group of contenders beside the first becomes.
+enum class Groups {
+    rows,    ///< a row of its own, named after it, in which the fastest of the group stands
+    columns, ///< the next column of the one row
+};
+
+/// Measures operations on one scene and keeps the rows.
+class RowMaker {
+  public:
+    /// Everything outlives this. Rays with answers that nothing explains are added to
+    /// `unexplained_count`.
+    RowMaker(const MeasureSettings& settings, Section& section, unsigned& unexplained_count)
+        : m_settings(settings), m_section(section), m_unexplained_count(unexplained_count) {}
+
+    /// Whether an operation of that name is asked for.
+    bool wants(const std::string& operation) const;
+    const MeasureSettings& get_settings() const { return m_settings; }
+    const Section& get_section() const { return m_section; }
+
+    /// Measures the contenders' times for `amount` items or rays, and holds the answers of the
+    /// others against those of the first with `check` (null: there are none).
+    void add_times(const std::string& operation, Unit unit, double amount,
+                   const std::vector<Contender>& contenders, const AnswerCheck* check,
+                   Groups groups);
+    /// A row of figures, of which less is better; NaN where there is none.
+    void add_figures(const std::string& operation, const std::string& unit,
+                     const std::vector<double>& figures, Groups groups);
+    /// As the last row, each of its figures divided by the binary logarithm of the item count: even
+    /// over all counts where an operation's cost grows with the depth of trees.
+    void add_last_by_depth();
+
+  private:
+    void report(const std::string& operation, const Contender& contender,
+                const Differences& differences);
+    void add_groups(const std::string& operation, Unit unit, double amount,
+                    const std::vector<Contender>& contenders, const std::vector<double>& times,
+                    Groups groups);
+
+    const MeasureSettings& m_settings;
+    Section& m_section;
+    unsigned& m_unexplained_count;
+};
+
+} // namespace gas_peer

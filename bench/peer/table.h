@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace gas_peer {
+
+/// Somebody's figure in a row.
+struct Entry {
+    double value;
+    /// How many times as good as this the row's first entry is, or, in a table of tree classes, how
+    /// many times as good as the first entry this is; NaN in the first, or where nothing compares.
+    double ratio;
+    /// Who it is, where an entry is the best of several.
+    std::string who;
+};
+
+/// An operation: an entry for each column of its table.
+struct Row {
+    std::string operation;
+    std::string unit;
+    std::vector<Entry> entries;
+};
+
+/// What was measured on one scene.
+struct Section {
+    std::string scene;
+    unsigned item_count;
+    std::vector<Row> rows;
+};
+
+/// One of the tables that the program prints.
+struct Table {
+    /// A word, for other programs.
+    std::string key;
+    std::string title;
+    std::vector<std::string> columns;
+    std::vector<Section> sections;
+};
+
+/// A column's ratios for one operation, over all scenes.
+struct Summary {
+    std::string operation;
+    /// Geometric mean.
+    double mean;
+    /// The smallest, and where.
+    double floor;
+    std::string floor_scene;
+};
+
+/// Scene and count, as `uniform/1000000`.
+std::string get_label(const Section& section);
+
+/// In the order in which operations first appear; those without ratios are left out.
+std::vector<Summary> summarise(const Table& table, std::size_t column);
+
+void print_section(std::FILE* file, const Table& table, const Section& section);
+/// Mean and floor of all ratios, a part for each column.
+void print_summary(std::FILE* file, const Table& table);
+
+} // namespace gas_peer
