@@ -19,7 +19,9 @@ static_assert(sizeof(RTCRay16) == 16 * ray_size && sizeof(RTCRayHit16) == 16 * r
 
 } // namespace
 
-bool can_call(const PeerDevice& device, const PeerCall& call) {
+bool can_call(const PeerDevice& device, const PeerCall& call, Query query) {
+    if (call.is_coherent && query == Query::all)
+        return false;
     if (call.is_stream)
         return device.has_streams();
     return call.width == 1 || device.has_packets(call.width);

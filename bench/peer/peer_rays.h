@@ -36,8 +36,10 @@ inline constexpr PeerCall batch_calls[] = {
     {"4 coherent", 4, false, true}, {"8", 8, false, false},          {"8 coherent", 8, false, true},
     {"16", 16, false, false},       {"16 coherent", 16, false, true}};
 
-/// Whether the device has that call.
-bool can_call(const PeerDevice& device, const PeerCall& call);
+/// Whether the device has that call, and it is right for the query. Where the peer is told that
+/// rays are coherent, it may report one hit of a ray several times, which is wrong for who counts
+/// them.
+bool can_call(const PeerDevice& device, const PeerCall& call, Query query);
 
 /// Rays in the peer's layout, and what they are traced for.
 class PeerRays {

@@ -12,7 +12,7 @@ namespace {
 constexpr int width = 720;
 constexpr int row_height = 22;
 constexpr int top = 58;
-constexpr int bars_left = 236;
+constexpr int bars_left = 250;
 constexpr int bars_right = 668;
 constexpr int bottom = 44;
 

@@ -7,7 +7,7 @@ namespace gas_peer {
 
 namespace {
 
-constexpr int operation_width = 36;
+constexpr int operation_width = 40;
 
 /// With as many digits as a figure of its size is worth.
 std::string format_value(double value) {

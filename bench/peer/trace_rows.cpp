@@ -44,7 +44,7 @@ struct Stage {
     void add_peers(std::vector<Contender>& contenders, const std::vector<Ray>& rays, Query query,
                    const PeerCall& call, const std::string& group) const {
         for (std::size_t i = 0; i < devices.size(); ++i) {
-            if (can_call(*devices[i], call))
+            if (can_call(*devices[i], call, query))
                 contenders.push_back(
                     make_peer_contender(*devices[i], *scenes[i], rays, query, call, group));
         }
@@ -77,9 +77,9 @@ void add_stream(const Stage& stage, const TraceQuestion& question, const std::st
     tracer.prepare(rays, question.query, question.in_motion);
     std::vector<Contender> contenders = {
         make_tracer_contender("GasTree", tracer, question.query, GasCall::stream)};
-    stage.add_peers(contenders, rays, question.query, single_call, "by ray");
+    stage.add_peers(contenders, rays, question.query, single_call, "ray");
     for (const PeerCall& call : batch_calls)
-        stage.add_peers(contenders, rays, question.query, call, "by batch");
+        stage.add_peers(contenders, rays, question.query, call, "batch");
     stage.add_row(name, rays, question.query, contenders);
 }
 
