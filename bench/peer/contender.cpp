@@ -37,6 +37,7 @@ std::vector<double> measure(const std::vector<Contender>& contenders, unsigned r
             times[i].push_back(time_run(contenders[i]));
     }
     std::vector<double> medians;
+    medians.reserve(times.size());
     for (std::vector<double>& list : times)
         medians.push_back(get_median(std::move(list)));
     return medians;

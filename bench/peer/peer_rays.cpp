@@ -100,7 +100,7 @@ void PeerRays::trace() {
 
 void PeerRays::trace_nearest() {
     RTCIntersectContext* const context = &m_context.base;
-    const RTCScene scene = m_scene;
+    RTCScene scene = m_scene;
     switch (m_call.width) {
     case 4:
         for_each_packet<RTCRayHit4>(
@@ -121,7 +121,7 @@ void PeerRays::trace_nearest() {
 
 void PeerRays::trace_any() {
     RTCIntersectContext* const context = &m_context.base;
-    const RTCScene scene = m_scene;
+    RTCScene scene = m_scene;
     switch (m_call.width) {
     case 4:
         for_each_packet<RTCRay4>(

@@ -15,7 +15,7 @@ PeerDevice::~PeerDevice() { rtcReleaseDevice(m_device); }
 
 std::unique_ptr<PeerDevice> PeerDevice::create(const std::string& name,
                                                const std::string& configuration) {
-    const RTCDevice device = rtcNewDevice(configuration.c_str());
+    RTCDevice device = rtcNewDevice(configuration.c_str());
     if (!device)
         return nullptr;
     return std::unique_ptr<PeerDevice>(new PeerDevice(name, device));

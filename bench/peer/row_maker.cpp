@@ -106,7 +106,9 @@ void RowMaker::add_groups(const std::string& operation, Unit unit, double amount
         const Entry entry = {convert(unit, times[best], amount), ratio,
                              in_rows ? contenders[best].name : ""};
         if (in_rows) {
-            const std::string name = group.empty() ? operation : operation + " (" + group + ")";
+            std::string name = operation;
+            if (!group.empty())
+                name.append(" (").append(group).append(")");
             m_section.rows.push_back({name, row.unit, {base, entry}});
         } else {
             row.entries.push_back(entry);
