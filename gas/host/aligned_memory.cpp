@@ -3,30 +3,56 @@
 #include <cstdlib>
 #include <new>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 namespace {
 
 constexpr std::size_t alignment = 16;
 
-} // namespace
+/// Blocks of this many bytes start at a huge page and ask for huge pages, as many as they fill:
+/// arrays of that size are read all over, and a translation that is not at hand costs more there
+/// than the data.
+constexpr std::size_t huge_page = std::size_t{2} << 20;
+constexpr std::size_t large_size = 2 * huge_page;
 
-void* sys_aligned_malloc(std::size_t size) {
+/// `size` bytes at a multiple of `boundary`; null when there is no memory.
+void* allocate_at(std::size_t boundary, std::size_t size) {
     // aligned_alloc wants a multiple of the alignment; a size that wraps cannot be had anyway.
-    const std::size_t rounded = (size + alignment - 1) & ~(alignment - 1);
+    const std::size_t rounded = (size + boundary - 1) & ~(boundary - 1);
     if (rounded < size)
-        throw std::bad_alloc();
-    void* memory = std::aligned_alloc(alignment, rounded ? rounded : alignment);
+        return nullptr;
+    return std::aligned_alloc(boundary, rounded ? rounded : boundary);
+}
+
+/// At least `large_size` bytes. What the last huge page would hold beyond them stays untouched
+/// address space.
+void* allocate_large(std::size_t size) {
+    void* memory = allocate_at(huge_page, size);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (memory)
+        static_cast<void>(madvise(memory, size & ~(huge_page - 1), MADV_HUGEPAGE));
+#endif
+    return memory;
+}
+
+void* check(void* memory) {
     if (!memory)
         throw std::bad_alloc();
     return memory;
 }
 
+} // namespace
+
+void* sys_aligned_malloc(std::size_t size) {
+    return check(size < large_size ? allocate_at(alignment, size) : allocate_large(size));
+}
+
 void sys_aligned_free(void* memory) { std::free(memory); }
 
 void* sys_malloc(std::size_t size) {
-    void* memory = std::malloc(size ? size : 1);
-    if (!memory)
-        throw std::bad_alloc();
-    return memory;
+    return check(size < large_size ? std::malloc(size ? size : 1) : allocate_large(size));
 }
 
 void sys_free(void* memory) { std::free(memory); }

@@ -16,6 +16,20 @@ TEST(AlignedMemory, StartsAtASixteenByteBoundary) {
     }
 }
 
+TEST(AlignedMemory, LargeBlocksCanBeWrittenFromEndToEnd) {
+    constexpr std::size_t huge_page = std::size_t{2} << 20;
+    for (const std::size_t size : {2 * huge_page - 1, 2 * huge_page, 2 * huge_page + 1,
+                                   3 * huge_page - 16, 3 * huge_page + 4096}) {
+        for (const bool is_aligned : {false, true}) {
+            void* memory = is_aligned ? sys_aligned_malloc(size) : sys_malloc(size);
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % 16, 0u) << size;
+            std::memset(memory, 0xAB, size);
+            EXPECT_EQ(static_cast<unsigned char*>(memory)[size - 1], 0xAB) << size;
+            is_aligned ? sys_aligned_free(memory) : sys_free(memory);
+        }
+    }
+}
+
 TEST(AlignedMemory, NoBytesCanBeReleased) {
     void* memory = sys_aligned_malloc(0);
     EXPECT_NE(memory, nullptr);
