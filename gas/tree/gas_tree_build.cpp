@@ -2,11 +2,13 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <numeric>
-#include <optional>
 
 #include <gas/traversal/gas_numeric.h>
 #include <gas/tree/gas_build_input.h>
+#include <gas/tree/gas_node_union.h>
+#include <gas/tree/gas_record_build.h>
 #include <gas/tree/gas_sah_workspace.h>
 #include <gas/tree/gas_split_choice.h>
 #include <gas/tree/gas_tree.h>
@@ -27,19 +29,19 @@ struct WaitingChild {
 
 static_assert(sizeof(WaitingChild) <= sizeof(GasTree::Node));
 
-/// Gives `node` the box of its two children, as gas_unite does but four lanes at a time; the fourth
-/// lanes are the nodes' integers and go nowhere.
-void unite_children(GasTree::Node& node, const GasTree::Node& first, const GasTree::Node& second) {
-    const SimdF first_min = SimdF::load(&first.bbox_min.x);
-    const SimdF second_min = SimdF::load(&second.bbox_min.x);
-    const SimdF first_max = SimdF::load(&first.bbox_max.x);
-    const SimdF second_max = SimdF::load(&second.bbox_max.x);
-    float low[4];
-    float high[4];
-    SimdF::select(first_min >= second_min, second_min, first_min).store(low);
-    SimdF::max(first_max, second_max).store(high);
-    node.bbox_min = {low[0], low[1], low[2]};
-    node.bbox_max = {high[0], high[1], high[2]};
+/// Scratch of a build.
+template <typename T> using ScratchArray = std::unique_ptr<T[], void (*)(void*)>;
+
+template <typename T> ScratchArray<T> allocate_scratch(std::size_t count) {
+    return {static_cast<T*>(sys_aligned_malloc(count * sizeof(T))), sys_aligned_free};
+}
+
+GasBuildMethod get_build_method(GasTree::SplitCallback callback) {
+    if (callback == GasTree::split_median)
+        return GasBuildMethod::median;
+    if (callback == GasTree::split_hybrid)
+        return GasBuildMethod::hybrid;
+    return callback == GasTree::split_sah_bins ? GasBuildMethod::sah : GasBuildMethod::sah_fast;
 }
 
 } // namespace
@@ -55,8 +57,8 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
         return;
 
     // Everything that can fail comes before the tree owns anything.
-    const std::unique_ptr<unsigned[]> items(new unsigned[item_count]);
-    const std::unique_ptr<GMathVec3<float>[]> centers(new GMathVec3<float>[item_count]);
+    const ScratchArray<GasRecord> records = allocate_scratch<GasRecord>(item_count);
+    const ScratchArray<unsigned> numbers = allocate_scratch<unsigned>(item_count);
     GasHeapArray<unsigned> index_copy = gas_copy_indices(indices, item_count);
     m_nodes =
         static_cast<Node*>(sys_aligned_malloc((2 * std::size_t{item_count} - 1) * sizeof(Node)));
@@ -64,18 +66,29 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
     m_leaf_count = item_count;
     m_node_count = 1;
     m_depth = 1;
-
-    std::iota(items.get(), items.get() + item_count, 0u);
-    for (unsigned i = 0; i < item_count; ++i)
-        centers[i] = gas_box_center(bboxes[i]);
-
     choose_split(progress_bar, progress_share);
-    std::optional<GasSahWorkspace> workspace;
-    if (m_split_callback != split_median)
-        workspace.emplace(centers.get());
-    GasTreeSplitContext context = {bboxes, centers.get(), workspace ? &*workspace : nullptr,
-                                   progress_bar, 0};
-    recurse_split(context, m_nodes[0], 1, items.get(), item_count);
+
+    GasBuildPart whole = {0, item_count, 0, 1, 1, gas_no_bounds()};
+    if (gas_make_records(bboxes, 0, item_count, records.get(), whole.bounds)) {
+        GasRecordBuild build = {get_build_method(m_split_callback), m_nodes, records.get(),
+                                numbers.get(), progress_bar};
+        gas_build_part(build, whole);
+        gas_close_nodes(build);
+        m_node_count = 2 * item_count - 1;
+        m_depth = build.depth;
+        return;
+    }
+
+    // With NaN the order of unions counts: take the split functions' word.
+    static_assert(sizeof(GMathVec3<float>) <= sizeof(GasRecord));
+    auto* const centers = reinterpret_cast<GMathVec3<float>*>(records.get());
+    std::iota(numbers.get(), numbers.get() + item_count, 0u);
+    for (unsigned i = 0; i < item_count; ++i)
+        new (centers + i) GMathVec3<float>(gas_box_center(bboxes[i]));
+    GasSahWorkspace workspace(centers);
+    GasTreeSplitContext context = {
+        bboxes, centers, m_split_callback != split_median ? &workspace : nullptr, progress_bar, 0};
+    recurse_split(context, m_nodes[0], 1, numbers.get(), item_count);
     compute_bboxes(bboxes);
     if (m_wants_wide_nodes)
         create_wide_nodes_or_clear();
@@ -165,9 +178,8 @@ void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
             node.bbox_max = bboxes[node.index].max;
             continue;
         }
-        const Node& first = m_nodes[node.index];
-        const Node& second = m_nodes[node.index + 1];
-        unite_children(node, first, second);
-        compute_node_traversal_order(node, first, second);
+        const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
+        gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
+                        previous_order);
     }
 }

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <gas/tree/gas_record.h>
+#include <gas/tree/gas_record_partition.h>
+#include <gas/tree/gas_split_sah.h>
+
+/// The surface area heuristic over records. Costs, winners and positions are those of
+/// gas_split_sah.h to the last bit, except that the factor of 2 in every area, which changes no
+/// comparison, is left out.
+
+/// Bins, or the sorted records of a small node: boxes whose w is 0.
+struct GasRecordBins {
+    static constexpr unsigned count = GasSahWorkspace::bin_count;
+
+    SimdF min[count];
+    SimdF max[count];
+    unsigned counts[count];
+
+    void clear() {
+        const GasLaneBounds none = gas_no_bounds();
+        for (unsigned i = 0; i < count; ++i) {
+            min[i] = none.min;
+            max[i] = none.max;
+            counts[i] = 0;
+        }
+    }
+};
+
+/// Counts of boxes are floats that stop at 2^24.
+inline float gas_bin_count(unsigned count) {
+    constexpr unsigned limit = 1u << 24;
+    return static_cast<float>(count < limit ? count : limit);
+}
+
+/// Half the surface area of a box with this extent.
+inline double gas_half_area(const SimdF& extent) {
+    float sides[4];
+    extent.store(sides);
+    const double dx = static_cast<double>(sides[0]);
+    const double dy = static_cast<double>(sides[1]);
+    const double dz = static_cast<double>(sides[2]);
+    return (dx + dy) * dz + dx * dy;
+}
+
+/// Fills `costs[k]` for the planes k = 1 to `count` - 1 between `count` boxes, `get_count(k)` items
+/// each.
+template <typename GetCount>
+void gas_compute_plane_costs(const SimdF* mins, const SimdF* maxs, unsigned count,
+                             const GetCount& get_count, double* costs) {
+    SimdF extents[GasRecordBins::count];
+    float counts[GasRecordBins::count];
+    SimdF min = mins[0];
+    SimdF max = maxs[0];
+    float items = get_count(0);
+    for (unsigned k = 1; k < count; ++k) {
+        extents[k] = max - min;
+        counts[k] = items;
+        min = SimdF::min(mins[k], min);
+        max = SimdF::max(maxs[k], max);
+        items += get_count(k);
+    }
+    min = mins[count - 1];
+    max = maxs[count - 1];
+    items = get_count(count - 1);
+    for (unsigned k = count - 1;; --k) {
+        costs[k] = gas_half_area(extents[k]) * static_cast<double>(counts[k]) +
+                   gas_half_area(max - min) * static_cast<double>(items);
+        if (k == 1)
+            break;
+        min = SimdF::min(mins[k - 1], min);
+        max = SimdF::max(maxs[k - 1], max);
+        items += get_count(k - 1);
+    }
+}
+
+/// Sorts records into bins along one axis.
+inline void gas_fill_bins(const GasRecord* records, unsigned count, unsigned axis, float low,
+                          float scale, GasRecordBins& bins) {
+    const GasCoordinate coordinate = gas_coordinates[axis];
+    constexpr float last = static_cast<float>(GasRecordBins::count - 1);
+    for (unsigned i = 0; i < count; ++i) {
+        const GasRecord& record = records[i];
+        const float center = (record.bbox_min.*coordinate + record.bbox_max.*coordinate) * 0.5f;
+        // gas_truncate without branches
+        float place = (center - low) * scale;
+        place = place > 0.0f ? place : 0.0f;
+        place = place < last ? place : last;
+        const auto bin = static_cast<unsigned>(static_cast<int>(place));
+        bins.min[bin] = SimdF::min(gas_load_min(record), bins.min[bin]);
+        bins.max[bin] = SimdF::max(gas_load_max(record), bins.max[bin]);
+        ++bins.counts[bin];
+    }
+    for (unsigned i = 0; i < GasRecordBins::count; ++i) {
+        bins.min[i] = bins.min[i] & SimdF::s_mask_xyz;
+        bins.max[i] = bins.max[i] & SimdF::s_mask_xyz;
+    }
+}

@@ -1,0 +1,146 @@
+#include <algorithm>
+
+#include <gas/tree/gas_node_union.h>
+#include <gas/tree/gas_record_bins.h>
+#include <gas/tree/gas_record_build.h>
+#include <gas/tree/gas_small_sort.h>
+#include <gas/tree/gas_split_sah.h>
+
+namespace {
+
+static_assert(gas_small_count == GasSahWorkspace::bin_count, "the exact path's limit");
+static_assert(gas_small_count == gas_small_sort_limit, "small nodes are sorted at once");
+
+/// The items of a small subtree, every w 0, and the list that the splits reorder.
+struct SmallItems {
+    SimdF min[gas_small_count];
+    SimdF max[gas_small_count];
+    SimdF center[gas_small_count];
+    GasSmallNumber order[gas_small_count];
+};
+
+struct SmallPart {
+    unsigned first;
+    unsigned count;
+    unsigned node;
+    unsigned depth;
+};
+
+void load_items(const GasRecord* records, unsigned count, SmallItems& items) {
+    for (unsigned i = 0; i < count; ++i) {
+        items.min[i] = gas_load_min(records[i]) & SimdF::s_mask_xyz;
+        items.max[i] = gas_load_max(records[i]) & SimdF::s_mask_xyz;
+        items.center[i] = (items.min[i] + items.max[i]) * SimdF(0.5f);
+        items.order[i] = static_cast<GasSmallNumber>(i);
+    }
+}
+
+GMathBbox3<float> get_bounds(const SmallItems& items, const GasSmallNumber* order, unsigned count) {
+    GasLaneBounds bounds = {items.center[order[0]], items.center[order[0]]};
+    for (unsigned i = 1; i < count; ++i)
+        bounds.add(items.center[order[i]]);
+    return gas_to_box(bounds);
+}
+
+/// Sorts `order` along an axis and tries every cut.
+template <typename Wins>
+void try_axis(const SmallItems& items, GasSmallNumber* order, unsigned count, unsigned axis,
+              GasSahCut& best, const Wins& wins) {
+    alignas(16) float keys[gas_small_count];
+    for (unsigned i = 0; i < count; ++i)
+        keys[i] = items.center[order[i]].get(axis);
+    gas_sort_small(keys, order, count);
+
+    SimdF mins[gas_small_count];
+    SimdF maxs[gas_small_count];
+    for (unsigned i = 0; i < count; ++i) {
+        mins[i] = items.min[order[i]];
+        maxs[i] = items.max[order[i]];
+    }
+    double costs[gas_small_count];
+    gas_compute_plane_costs(
+        mins, maxs, count, [](unsigned) { return 1.0f; }, costs);
+    for (unsigned k = 1; k < count; ++k) {
+        if (wins(costs[k], best.cost)) {
+            best.cost = costs[k];
+            best.axis = axis;
+            best.left_count = k;
+        }
+    }
+}
+
+/// As gas_split_sah_bins_fast: the list is sorted along the widest axis whether a cut wins or not.
+unsigned divide_fast(const SmallItems& items, GasSmallNumber* order, unsigned count) {
+    const GMathBbox3<float> bounds = get_bounds(items, order, count);
+    const unsigned axis = gas_widest_axis(bounds);
+    if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
+        return count / 2;
+    GasSahCut best;
+    try_axis(items, order, count, axis, best, GasWinsIfCheaper());
+    return best.has_won() ? best.left_count : count / 2;
+}
+
+/// As gas_split_sah_bins.
+unsigned divide_fully(const SmallItems& items, GasSmallNumber* order, unsigned count) {
+    const GMathBbox3<float> bounds = get_bounds(items, order, count);
+    GasSahCut best;
+    GasSmallNumber sorted[3][gas_small_count];
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
+            continue;
+        std::copy(order, order + count, sorted[axis]);
+        try_axis(items, sorted[axis], count, axis, best, GasWinsUnlessWorse());
+    }
+    if (!best.has_won())
+        return count / 2;
+    std::copy(sorted[best.axis], sorted[best.axis] + count, order);
+    return best.left_count;
+}
+
+} // namespace
+
+void gas_build_small(GasRecordBuild& build, const GasBuildPart& part) {
+    const GasRecord* const records = build.records + part.offset;
+    if (build.depth < part.depth)
+        build.depth = part.depth;
+    if (part.count == 1) {
+        gas_copy_record(build.nodes[part.node], records[0]);
+        return;
+    }
+
+    SmallItems items;
+    load_items(records, part.count, items);
+    SmallPart waiting[gas_small_count];
+    unsigned waiting_count = 0;
+    unsigned inner[gas_small_count];
+    unsigned inner_count = 0;
+    SmallPart now = {0, part.count, part.node, part.depth};
+    for (;;) {
+        if (now.count == 1) {
+            gas_copy_record(build.nodes[now.node], records[items.order[now.first]]);
+            if (waiting_count == 0)
+                break;
+            now = waiting[--waiting_count];
+            continue;
+        }
+        unsigned left_count = 1;
+        if (now.count > 2) {
+            GasSmallNumber* const order = items.order + now.first;
+            left_count = build.method == GasBuildMethod::sah ? divide_fully(items, order, now.count)
+                                                             : divide_fast(items, order, now.count);
+        }
+        const unsigned first = part.below + 2 * inner_count;
+        inner[inner_count++] = now.node;
+        const unsigned depth = now.depth + 1;
+        if (build.depth < depth)
+            build.depth = depth;
+        waiting[waiting_count++] = {now.first + left_count, now.count - left_count, first + 1,
+                                    depth};
+        now = {now.first, left_count, first, depth};
+    }
+    while (inner_count-- > 0) {
+        const unsigned first = part.below + 2 * inner_count;
+        gas_unite_nodes(build.nodes[inner[inner_count]], build.nodes[first], build.nodes[first + 1],
+                        first, 0);
+    }
+}
