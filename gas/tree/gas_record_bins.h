@@ -24,6 +24,13 @@ struct GasRecordBins {
             counts[i] = 0;
         }
     }
+    void add(const GasRecordBins& other) {
+        for (unsigned i = 0; i < count; ++i) {
+            min[i] = SimdF::min(other.min[i], min[i]);
+            max[i] = SimdF::max(other.max[i], max[i]);
+            counts[i] += other.counts[i];
+        }
+    }
 };
 
 /// Counts of boxes are floats that stop at 2^24.
@@ -73,13 +80,14 @@ void gas_compute_plane_costs(const SimdF* mins, const SimdF* maxs, unsigned coun
     }
 }
 
-/// Sorts records into bins along one axis.
-inline void gas_fill_bins(const GasRecord* records, unsigned count, unsigned axis, float low,
-                          float scale, GasRecordBins& bins) {
-    const GasCoordinate coordinate = gas_coordinates[axis];
-    constexpr float last = static_cast<float>(GasRecordBins::count - 1);
-    for (unsigned i = 0; i < count; ++i) {
-        const GasRecord& record = records[i];
+/// Puts one record into its bin along an axis.
+struct GasBinning {
+    GasCoordinate coordinate;
+    float low;
+    float scale;
+
+    void add(const GasRecord& record, GasRecordBins& bins) const {
+        constexpr float last = static_cast<float>(GasRecordBins::count - 1);
         const float center = (record.bbox_min.*coordinate + record.bbox_max.*coordinate) * 0.5f;
         // gas_truncate without branches
         float place = (center - low) * scale;
@@ -90,8 +98,28 @@ inline void gas_fill_bins(const GasRecord* records, unsigned count, unsigned axi
         bins.max[bin] = SimdF::max(gas_load_max(record), bins.max[bin]);
         ++bins.counts[bin];
     }
-    for (unsigned i = 0; i < GasRecordBins::count; ++i) {
-        bins.min[i] = bins.min[i] & SimdF::s_mask_xyz;
-        bins.max[i] = bins.max[i] & SimdF::s_mask_xyz;
+};
+
+/// Sorts records into bins along one axis.
+inline void gas_fill_bins(const GasRecord* records, unsigned count, const GasBinning& binning,
+                          GasRecordBins& bins) {
+    // Neighbours in the list often share a bin: two sets of bins keep one from waiting for another.
+    constexpr unsigned small_count = 64;
+    bins.clear();
+    unsigned i = 0;
+    if (count > small_count) {
+        GasRecordBins others;
+        others.clear();
+        for (; i + 1 < count; i += 2) {
+            binning.add(records[i], bins);
+            binning.add(records[i + 1], others);
+        }
+        bins.add(others);
+    }
+    for (; i < count; ++i)
+        binning.add(records[i], bins);
+    for (unsigned bin = 0; bin < GasRecordBins::count; ++bin) {
+        bins.min[bin] = bins.min[bin] & SimdF::s_mask_xyz;
+        bins.max[bin] = bins.max[bin] & SimdF::s_mask_xyz;
     }
 }

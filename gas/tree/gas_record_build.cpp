@@ -64,8 +64,7 @@ class Divider {
         const double extent = static_cast<double>(m_bounds.max[axis] - low);
         const float scale = static_cast<float>(static_cast<double>(gas_sah_bin_scale) / extent);
         GasRecordBins bins;
-        bins.clear();
-        gas_fill_bins(m_records, m_count, axis, low, scale, bins);
+        gas_fill_bins(m_records, m_count, {gas_coordinates[axis], low, scale}, bins);
 
         double costs[GasRecordBins::count];
         gas_compute_plane_costs(
