@@ -172,6 +172,7 @@ void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned d
 void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
     // Children follow their parents, so this order meets both children before their parent.
     for (unsigned i = m_node_count; i-- > 0;) {
+        gas_prefetch_leaf_box(m_nodes, i, bboxes);
         Node& node = m_nodes[i];
         if (node.flags & Node::leaf_flag) {
             node.bbox_min = bboxes[node.index].min;

@@ -1,4 +1,5 @@
 #include <gas/traversal/gas_numeric.h>
+#include <gas/tree/gas_node_union.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_traversal_order.h>
 #include <gas/tree/gas_tree.h>
@@ -50,6 +51,7 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
             sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
     }
     for (unsigned i = m_node_count; i-- > 0;) {
+        gas_prefetch_leaf_box(m_nodes, i, bboxes);
         const Node& node = m_nodes[i];
         if (node.flags & Node::leaf_flag) {
             boxes[i] = bboxes[node.index];
