@@ -1,121 +1,11 @@
 #include <gas/tree/gas_record_build.h>
 
-#include <cfloat>
 #include <cstring>
 
 #include <gas/tree/gas_node_union.h>
-#include <gas/tree/gas_record_bins.h>
-#include <gas/tree/gas_split_items.h>
-#include <gas/tree/gas_split_sah.h>
+#include <gas/tree/gas_record_divider.h>
 
 namespace {
-
-GasLaneBounds get_center_bounds(const GasRecord* records, unsigned count) {
-    GasLaneBounds bounds = gas_no_bounds();
-    for (unsigned i = 0; i < count; ++i)
-        bounds.add(gas_record_center(records[i]));
-    return bounds;
-}
-
-struct Division {
-    unsigned left_count;
-    GasLaneBounds left;
-    GasLaneBounds right;
-};
-
-class Divider {
-  public:
-    Divider(const GasRecordBuild& build, const GasBuildPart& part)
-        : m_records(build.records + part.offset), m_numbers(build.numbers + part.offset),
-          m_count(part.count), m_lanes(part.bounds), m_bounds(gas_to_box(part.bounds)) {}
-
-    Division divide_at_median() const {
-        const unsigned axis = gas_widest_axis(m_bounds);
-        const float position = (m_bounds.min[axis] + m_bounds.max[axis]) * 0.5f;
-        const float extent = m_bounds.max[axis] - m_bounds.min[axis];
-        if (position > FLT_MAX || extent > FLT_MAX || !gas_is_divisible(extent))
-            return halve();
-        return partition(axis, position);
-    }
-
-    Division divide_fast() const {
-        const unsigned axis = gas_widest_axis(m_bounds);
-        // Whatever lies within has no larger extents, so it is not looked at again.
-        if (!gas_is_divisible(m_bounds.max[axis] - m_bounds.min[axis]))
-            return {m_count / 2, m_lanes, m_lanes};
-        GasSahCut best;
-        try_axis(axis, best, GasWinsIfCheaper());
-        return best.has_won() ? partition(axis, best.position) : halve();
-    }
-
-    Division divide_fully() const {
-        GasSahCut best;
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            if (gas_is_divisible(m_bounds.max[axis] - m_bounds.min[axis]))
-                try_axis(axis, best, GasWinsUnlessWorse());
-        }
-        return best.has_won() ? partition(best.axis, best.position) : halve();
-    }
-
-  private:
-    /// As gas_try_binned_axis.
-    template <typename Wins> void try_axis(unsigned axis, GasSahCut& best, const Wins& wins) const {
-        const float low = m_bounds.min[axis];
-        const double extent = static_cast<double>(m_bounds.max[axis] - low);
-        const float scale = static_cast<float>(static_cast<double>(gas_sah_bin_scale) / extent);
-        GasRecordBins bins;
-        gas_fill_bins(m_records, m_count, {gas_coordinates[axis], low, scale}, bins);
-
-        double costs[GasRecordBins::count];
-        gas_compute_plane_costs(
-            bins.min, bins.max, GasRecordBins::count,
-            [&](unsigned bin) { return gas_bin_count(bins.counts[bin]); }, costs);
-        const float width = static_cast<float>(extent * 0.0625);
-        for (unsigned plane = 1; plane < GasRecordBins::count; ++plane) {
-            if (wins(costs[plane], best.cost)) {
-                best.cost = costs[plane];
-                best.axis = axis;
-                best.position = static_cast<float>(plane) * width + low;
-            }
-        }
-    }
-
-    Division partition(unsigned axis, float position) const {
-        const GasRecordSides sides =
-            gas_partition_records(m_records, m_count, axis, position, m_numbers);
-        if (sides.low_count == 0 || sides.low_count == m_count)
-            return halve();
-        return {sides.low_count, sides.low, sides.high};
-    }
-
-    Division halve() const {
-        const unsigned left_count = m_count / 2;
-        return {left_count, get_center_bounds(m_records, left_count),
-                get_center_bounds(m_records + left_count, m_count - left_count)};
-    }
-
-    GasRecord* m_records;
-    unsigned* m_numbers;
-    unsigned m_count;
-    GasLaneBounds m_lanes;
-    GMathBbox3<float> m_bounds;
-};
-
-Division divide(const GasRecordBuild& build, const GasBuildPart& part) {
-    const Divider divider(build, part);
-    switch (build.method) {
-    case GasBuildMethod::median:
-        return divider.divide_at_median();
-    case GasBuildMethod::hybrid:
-        return part.count > gas_hybrid_sah_limit ? divider.divide_at_median()
-                                                 : divider.divide_fast();
-    case GasBuildMethod::sah:
-        return divider.divide_fully();
-    case GasBuildMethod::sah_fast:
-        break;
-    }
-    return divider.divide_fast();
-}
 
 void count_leaves(GasRecordBuild& build, unsigned count) {
     for (unsigned i = 0; i < count; ++i)
@@ -140,29 +30,30 @@ bool gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned 
     return numbers.get_mask() == 15;
 }
 
-void gas_divide_part(GasRecordBuild& build, const GasBuildPart& part, GasBuildPart& first,
-                     GasBuildPart& second) {
-    const Division division = divide(build, part);
+void gas_open_node(GasRecordBuild& build, const GasBuildPart& part, const GasDivision& division,
+                   GasBuildPart& first, GasBuildPart& second) {
     const unsigned left_count = division.left_count;
     const unsigned depth = part.depth + 1;
     if (build.depth < depth)
         build.depth = depth;
-    first = {part.offset, left_count, part.below, part.below + 2, depth, division.left};
-    second = {part.offset + left_count,
-              part.count - left_count,
-              part.below + 1,
-              part.below + 2 * left_count,
-              depth,
-              division.right};
-
     GasTree::Node& node = build.nodes[part.node];
     node.index = part.below;
     std::memcpy(&node.bbox_min.x, &build.last_open, sizeof build.last_open);
     build.last_open = part.node;
+
+    // One of the two may be `part`.
+    const GasBuildPart whole = part;
+    first = {whole.offset, left_count, whole.below, whole.below + 2, depth, division.left};
+    second = {whole.offset + left_count,
+              whole.count - left_count,
+              whole.below + 1,
+              whole.below + 2 * left_count,
+              depth,
+              division.right};
 }
 
 void gas_build_part(GasRecordBuild& build, const GasBuildPart& part) {
-    const unsigned small_count = build.method == GasBuildMethod::median ? 2 : gas_small_count;
+    const unsigned small_count = gas_get_small_count(build.method);
     // The smaller child goes first, so that what waits at least halves from one to the next.
     GasBuildPart waiting[32];
     unsigned waiting_count = 0;
@@ -179,7 +70,7 @@ void gas_build_part(GasRecordBuild& build, const GasBuildPart& part) {
         }
         GasBuildPart& later = waiting[waiting_count++];
         GasBuildPart first;
-        gas_divide_part(build, now, first, later);
+        gas_open_node(build, now, gas_divide_records(GasSerialPasses(), build, now), first, later);
         if (first.count > later.count) {
             now = later;
             later = first;

@@ -23,8 +23,11 @@ struct GasBuildPart {
     GasLaneBounds bounds;
 };
 
-/// Nodes of up to this many items are built in one go.
+/// Nodes of up to this many items are built in one go; fewer where nothing but the median counts.
 inline constexpr unsigned gas_small_count = 16;
+inline unsigned gas_get_small_count(GasBuildMethod method) {
+    return method == GasBuildMethod::median ? 2 : gas_small_count;
+}
 
 /// What one thread of a build works with; parts that it works on overlap nobody else's.
 struct GasRecordBuild {
@@ -47,14 +50,21 @@ struct GasRecordBuild {
 bool gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
                       GasRecord* records, GasLaneBounds& bounds);
 
-/// Divides a part of more than `gas_small_count` items (by the median: 3 or more) in two.
-void gas_divide_part(GasRecordBuild& build, const GasBuildPart& part, GasBuildPart& first,
-                     GasBuildPart& second);
+/// Two halves of a part's records, with the bounds of their centres.
+struct GasDivision {
+    unsigned left_count;
+    GasLaneBounds left;
+    GasLaneBounds right;
+};
+
+/// Makes the node of a part that is divided, which stays open, and its two children's parts.
+void gas_open_node(GasRecordBuild& build, const GasBuildPart& part, const GasDivision& division,
+                   GasBuildPart& first, GasBuildPart& second);
 
 /// Makes the nodes of a part and of everything below it; some stay open.
 void gas_build_part(GasRecordBuild& build, const GasBuildPart& part);
 
-/// Builds a part of at most `gas_small_count` items, boxes included.
+/// Builds a part of at most `gas_get_small_count` items, boxes included.
 void gas_build_small(GasRecordBuild& build, const GasBuildPart& part);
 
 /// Gives all open nodes their boxes.

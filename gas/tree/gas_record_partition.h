@@ -1,6 +1,7 @@
 #pragma once
 
 #include <limits>
+#include <type_traits>
 
 #include <gas/tree/gas_record.h>
 
@@ -46,18 +47,25 @@ GasRecordSides gas_find_sides(const GasRecord* records, unsigned count, float po
     return {count - high_count, low, high};
 }
 
-/// Moves records once their sides are known: `low_count` (1 to count - 1) belong below, the numbers
-/// of the others are in `high_records`, ascending, which has room for `count` numbers.
+/// A stretch of the upper part on the move: the places from `top` down to `bottom`, which ends the
+/// upper part or holds a record that belongs below; the holes that its records fill, and the record
+/// that goes into its first place. Several stretches can move at the same time.
+struct GasRecordMove {
+    unsigned top;
+    unsigned bottom;
+    const unsigned* hole;
+    const unsigned* last_hole;
+    SimdF carried_min;
+    SimdF carried_max;
+};
+
 template <unsigned axis>
-void gas_move_records(GasRecord* records, unsigned count, float position, unsigned low_count,
-                      unsigned* high_records) {
+void gas_move_records(GasRecord* records, float position, const GasRecordMove& move) {
     const SimdF plane(position);
-    const unsigned high_count = count - low_count;
-    const unsigned* hole = high_records;
-    high_records[high_count] = 0; // is read, not used
-    SimdF carried_min = gas_load_min(records[*hole]);
-    SimdF carried_max = gas_load_max(records[*hole]);
-    for (unsigned i = count - 1; i > low_count; --i) {
+    const unsigned* hole = move.hole;
+    SimdF carried_min = move.carried_min;
+    SimdF carried_max = move.carried_max;
+    for (unsigned i = move.top; i > move.bottom; --i) {
         GasRecord& record = records[i];
         const SimdF min = gas_load_min(record);
         const SimdF max = gas_load_max(record);
@@ -68,17 +76,27 @@ void gas_move_records(GasRecord* records, unsigned count, float position, unsign
         max.store(&records[*hole].bbox_max.x);
         const SimdF coordinate = gas_record_center(min, max).template broadcast<axis>();
         const SimdF is_high = plane < coordinate;
-        const GasRecord& next = records[hole[1]];
+        const GasRecord& next = records[hole[hole != move.last_hole]];
         carried_min = SimdF::select(is_high, min, gas_load_min(next));
         carried_max = SimdF::select(is_high, max, gas_load_max(next));
         hole += ~static_cast<unsigned>(is_high.get_mask()) & 1u;
     }
     // The last place: its own record fills the last hole, unless it is that hole itself.
-    GasRecord& record = records[low_count];
-    if (*hole < low_count)
+    GasRecord& record = records[move.bottom];
+    if (*hole != move.bottom)
         gas_copy_record(records[*hole], record);
     carried_min.store(&record.bbox_min.x);
     carried_max.store(&record.bbox_max.x);
+}
+
+/// The whole upper part, once the sides are known: `low_count` (1 to count - 1) records belong
+/// below, the numbers of the others are in `high_records`, ascending.
+inline GasRecordMove gas_plan_move(const GasRecord* records, unsigned count, unsigned low_count,
+                                   const unsigned* high_records) {
+    const GasRecord& first = records[high_records[0]];
+    return {count - 1,           low_count,
+            high_records,        high_records + (count - low_count - 1),
+            gas_load_min(first), gas_load_max(first)};
 }
 
 /// All records lie above: the first goes to the end, behind the others.
@@ -96,18 +114,26 @@ GasRecordSides gas_partition_records(GasRecord* records, unsigned count, float p
     if (sides.low_count == 0)
         gas_rotate_records(records, count);
     else if (sides.low_count < count)
-        gas_move_records<axis>(records, count, position, sides.low_count, high_records);
+        gas_move_records<axis>(records, position,
+                               gas_plan_move(records, count, sides.low_count, high_records));
     return sides;
+}
+
+/// Calls `action(std::integral_constant<unsigned, axis>())` for an axis 0 to 2.
+template <typename Action> auto gas_with_axis(unsigned axis, const Action& action) {
+    switch (axis) {
+    case 0:
+        return action(std::integral_constant<unsigned, 0>());
+    case 1:
+        return action(std::integral_constant<unsigned, 1>());
+    default:
+        return action(std::integral_constant<unsigned, 2>());
+    }
 }
 
 inline GasRecordSides gas_partition_records(GasRecord* records, unsigned count, unsigned axis,
                                             float position, unsigned* high_records) {
-    switch (axis) {
-    case 0:
-        return gas_partition_records<0>(records, count, position, high_records);
-    case 1:
-        return gas_partition_records<1>(records, count, position, high_records);
-    default:
-        return gas_partition_records<2>(records, count, position, high_records);
-    }
+    return gas_with_axis(axis, [&](auto fixed_axis) {
+        return gas_partition_records<fixed_axis()>(records, count, position, high_records);
+    });
 }

@@ -9,6 +9,7 @@
 #include <gas/tree/gas_tree_node.h>
 #include <gas/tree/gas_tree_split_context.h>
 
+class GasParallelBuild;
 class GasTreeCtx;
 class GasWideNodes;
 struct GasWideNode;
@@ -63,6 +64,16 @@ class GAS_EXPORT GasTree {
     /// Rounds every coordinate to the nearest float first, not outward.
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share);
+
+    /// The same tree, bit for bit, on up to `thread_count` threads, the calling one included: the
+    /// others run tasks of `task_manager`, which also waits for whatever else it was given. The
+    /// progress bar is touched on the calling thread only.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share,
+                SysThreadTaskManager& task_manager, const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar, const float& progress_share,
+                SysThreadTaskManager& task_manager, const unsigned& thread_count);
 
     /// Releases everything and leaves an empty tree. Callbacks stay.
     void clear();
@@ -227,6 +238,9 @@ class GAS_EXPORT GasTree {
     // Steps of the build.
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
                        const unsigned& count);
+    void build_tree(const GMathBbox3<float>* bboxes, unsigned count, const unsigned* indices,
+                    AppProgressBar* progress_bar, float progress_share,
+                    GasParallelBuild* parallel_build);
     void choose_split(AppProgressBar* progress_bar, float progress_share);
     void compute_bboxes(const GMathBbox3<float>* bboxes);
     static unsigned sort_items(unsigned* items, const unsigned& count,

@@ -8,6 +8,7 @@
 #include <gas/traversal/gas_numeric.h>
 #include <gas/tree/gas_build_input.h>
 #include <gas/tree/gas_node_union.h>
+#include <gas/tree/gas_parallel_build.h>
 #include <gas/tree/gas_record_build.h>
 #include <gas/tree/gas_sah_workspace.h>
 #include <gas/tree/gas_split_choice.h>
@@ -51,6 +52,26 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                      const float& progress_share) {
     const unsigned item_count = count; // the caller's count may live in what `clear` releases
     clear();
+    build_tree(bboxes, item_count, indices, progress_bar, progress_share, nullptr);
+}
+
+void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                     const unsigned* indices, AppProgressBar* progress_bar,
+                     const float& progress_share, SysThreadTaskManager& task_manager,
+                     const unsigned& thread_count) {
+    const unsigned item_count = count;
+    clear();
+    if (thread_count <= 1 || item_count <= GasParallelBuild::default_part_size) {
+        build_tree(bboxes, item_count, indices, progress_bar, progress_share, nullptr);
+    } else {
+        GasParallelBuild parallel_build(task_manager, thread_count);
+        build_tree(bboxes, item_count, indices, progress_bar, progress_share, &parallel_build);
+    }
+}
+
+void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
+                         const unsigned* indices, AppProgressBar* progress_bar,
+                         float progress_share, GasParallelBuild* parallel_build) {
     assert(item_count > 0 && "a tree is built over at least one box");
     assert(item_count <= UINT_MAX / 2 && "node indices are 32 bits wide");
     if (item_count == 0 || item_count > UINT_MAX / 2)
@@ -69,11 +90,19 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
     choose_split(progress_bar, progress_share);
 
     GasBuildPart whole = {0, item_count, 0, 1, 1, gas_no_bounds()};
-    if (gas_make_records(bboxes, 0, item_count, records.get(), whole.bounds)) {
+    const bool is_comparable =
+        parallel_build
+            ? parallel_build->make_records(bboxes, item_count, records.get(), whole.bounds)
+            : gas_make_records(bboxes, 0, item_count, records.get(), whole.bounds);
+    if (is_comparable) {
         GasRecordBuild build = {get_build_method(m_split_callback), m_nodes, records.get(),
                                 numbers.get(), progress_bar};
-        gas_build_part(build, whole);
-        gas_close_nodes(build);
+        if (parallel_build) {
+            parallel_build->build(build, whole);
+        } else {
+            gas_build_part(build, whole);
+            gas_close_nodes(build);
+        }
         m_node_count = 2 * item_count - 1;
         m_depth = build.depth;
         return;
@@ -97,6 +126,16 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      AppProgressBar* progress_bar, const float& progress_share) {
     gas_create_over(*this, bboxes, indices, progress_bar, progress_share);
+}
+
+void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     AppProgressBar* progress_bar, const float& progress_share,
+                     SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    if (const unsigned count = gas_host::get_count(bboxes))
+        create(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share,
+               task_manager, thread_count);
+    else
+        clear();
 }
 
 void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,

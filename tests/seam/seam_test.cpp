@@ -245,6 +245,21 @@ TEST(Seam, SpatialQueriesFindWhatASearchFinds) {
     EXPECT_EQ(seam_live_blocks, 0);
 }
 
+TEST(Seam, ABuildRunsOnTheHostsTasks) {
+    CoreArray<GMathBbox3<float>> boxes = Scene().boxes;
+    while (boxes.items.size() < 20000)
+        boxes.items.push_back(boxes.items[boxes.items.size() - 7]);
+    GasTree expected;
+    expected.create(boxes, nullptr, nullptr, 1.0f);
+    SysThreadTaskManager manager(nullptr);
+    GasTree tree;
+    tree.create(boxes, nullptr, nullptr, 1.0f, manager, 3);
+    ASSERT_EQ(tree.get_node_count(), expected.get_node_count());
+    EXPECT_EQ(std::memcmp(tree.get_nodes(), expected.get_nodes(),
+                          tree.get_node_count() * sizeof(GasTree::Node)),
+              0);
+}
+
 TEST(Seam, PrintingGoesToTheHostsLog) {
     std::vector<std::string>& messages = core_main_log_handler().messages;
     messages.clear();
