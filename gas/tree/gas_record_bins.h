@@ -8,7 +8,7 @@
 /// gas_split_sah.h to the last bit, except that the factor of 2 in every area, which changes no
 /// comparison, is left out.
 
-/// Bins, or the sorted records of a small node: boxes whose w is 0.
+/// The boxes of bins.
 struct GasRecordBins {
     static constexpr unsigned count = GasSahWorkspace::bin_count;
 
@@ -24,6 +24,13 @@ struct GasRecordBins {
             counts[i] = 0;
         }
     }
+    /// Counts of boxes are floats that stop at 2^24.
+    float get_count(unsigned bin) const {
+        constexpr unsigned limit = 1u << 24;
+        return static_cast<float>(counts[bin] < limit ? counts[bin] : limit);
+    }
+    const SimdF& get_min(unsigned bin) const { return min[bin]; }
+    const SimdF& get_max(unsigned bin) const { return max[bin]; }
     void add(const GasRecordBins& other) {
         for (unsigned i = 0; i < count; ++i) {
             min[i] = SimdF::min(other.min[i], min[i]);
@@ -32,12 +39,6 @@ struct GasRecordBins {
         }
     }
 };
-
-/// Counts of boxes are floats that stop at 2^24.
-inline float gas_bin_count(unsigned count) {
-    constexpr unsigned limit = 1u << 24;
-    return static_cast<float>(count < limit ? count : limit);
-}
 
 /// Half the surface area of a box with this extent.
 inline double gas_half_area(const SimdF& extent) {
@@ -49,34 +50,33 @@ inline double gas_half_area(const SimdF& extent) {
     return (dx + dy) * dz + dx * dy;
 }
 
-/// Fills `costs[k]` for the planes k = 1 to `count` - 1 between `count` boxes, `get_count(k)` items
-/// each.
-template <typename GetCount>
-void gas_compute_plane_costs(const SimdF* mins, const SimdF* maxs, unsigned count,
-                             const GetCount& get_count, double* costs) {
+/// Fills `costs[k]` for the planes k = 1 to `count` - 1 between `count` boxes. Box k and the number
+/// of its items are what `boxes` tells: get_min(k), get_max(k), get_count(k); every w is 0.
+template <typename Boxes>
+void gas_compute_plane_costs(const Boxes& boxes, unsigned count, double* costs) {
     SimdF extents[GasRecordBins::count];
     float counts[GasRecordBins::count];
-    SimdF min = mins[0];
-    SimdF max = maxs[0];
-    float items = get_count(0);
+    SimdF min = boxes.get_min(0);
+    SimdF max = boxes.get_max(0);
+    float items = boxes.get_count(0);
     for (unsigned k = 1; k < count; ++k) {
         extents[k] = max - min;
         counts[k] = items;
-        min = SimdF::min(mins[k], min);
-        max = SimdF::max(maxs[k], max);
-        items += get_count(k);
+        min = SimdF::min(boxes.get_min(k), min);
+        max = SimdF::max(boxes.get_max(k), max);
+        items += boxes.get_count(k);
     }
-    min = mins[count - 1];
-    max = maxs[count - 1];
-    items = get_count(count - 1);
+    min = boxes.get_min(count - 1);
+    max = boxes.get_max(count - 1);
+    items = boxes.get_count(count - 1);
     for (unsigned k = count - 1;; --k) {
         costs[k] = gas_half_area(extents[k]) * static_cast<double>(counts[k]) +
                    gas_half_area(max - min) * static_cast<double>(items);
         if (k == 1)
             break;
-        min = SimdF::min(mins[k - 1], min);
-        max = SimdF::max(maxs[k - 1], max);
-        items += get_count(k - 1);
+        min = SimdF::min(boxes.get_min(k - 1), min);
+        max = SimdF::max(boxes.get_max(k - 1), max);
+        items += boxes.get_count(k - 1);
     }
 }
 

@@ -77,9 +77,7 @@ template <typename Passes> class GasRecordDivider {
         m_passes.fill_bins(m_records, m_count, {gas_coordinates[axis], low, scale}, bins);
 
         double costs[GasRecordBins::count];
-        gas_compute_plane_costs(
-            bins.min, bins.max, GasRecordBins::count,
-            [&](unsigned bin) { return gas_bin_count(bins.counts[bin]); }, costs);
+        gas_compute_plane_costs(bins, GasRecordBins::count, costs);
         const float width = static_cast<float>(extent * 0.0625);
         for (unsigned plane = 1; plane < GasRecordBins::count; ++plane) {
             if (wins(costs[plane], best.cost)) {

@@ -11,12 +11,23 @@ namespace {
 static_assert(gas_small_count == GasSahWorkspace::bin_count, "the exact path's limit");
 static_assert(gas_small_count == gas_small_sort_limit, "small nodes are sorted at once");
 
-/// The items of a small subtree, every w 0, and the list that the splits reorder.
+/// The items of a small subtree, every w 0, and the list that the splits reorder, with room for the
+/// sort to read on.
 struct SmallItems {
     SimdF min[gas_small_count];
     SimdF max[gas_small_count];
-    SimdF center[gas_small_count];
-    GasSmallNumber order[gas_small_count];
+    alignas(16) float center[gas_small_count][4];
+    GasSmallNumber order[gas_small_count + gas_small_sort_limit];
+};
+
+/// A sorted list's items as boxes, one each.
+struct SmallBoxes {
+    const SmallItems& items;
+    const GasSmallNumber* order;
+
+    const SimdF& get_min(unsigned place) const { return items.min[order[place]]; }
+    const SimdF& get_max(unsigned place) const { return items.max[order[place]]; }
+    static float get_count(unsigned) { return 1.0f; }
 };
 
 struct SmallPart {
@@ -30,43 +41,27 @@ void load_items(const GasRecord* records, unsigned count, SmallItems& items) {
     for (unsigned i = 0; i < count; ++i) {
         items.min[i] = gas_load_min(records[i]) & SimdF::s_mask_xyz;
         items.max[i] = gas_load_max(records[i]) & SimdF::s_mask_xyz;
-        items.center[i] = (items.min[i] + items.max[i]) * SimdF(0.5f);
+        ((items.min[i] + items.max[i]) * SimdF(0.5f)).store(items.center[i]);
         items.order[i] = static_cast<GasSmallNumber>(i);
     }
 }
 
 GMathBbox3<float> get_bounds(const SmallItems& items, const GasSmallNumber* order, unsigned count) {
-    GasLaneBounds bounds = {items.center[order[0]], items.center[order[0]]};
+    const SimdF first = SimdF::load(items.center[order[0]]);
+    GasLaneBounds bounds = {first, first};
     for (unsigned i = 1; i < count; ++i)
-        bounds.add(items.center[order[i]]);
+        bounds.add(SimdF::load(items.center[order[i]]));
     return gas_to_box(bounds);
 }
 
-/// Sorts `order` along an axis and tries every cut.
-template <typename Wins>
-void try_axis(const SmallItems& items, GasSmallNumber* order, unsigned count, unsigned axis,
-              GasSahCut& best, const Wins& wins) {
+/// Sorts `order` along an axis and computes the cost of every cut.
+void compute_costs(const SmallItems& items, GasSmallNumber* order, unsigned count, unsigned axis,
+                   double* costs) {
     alignas(16) float keys[gas_small_count];
     for (unsigned i = 0; i < count; ++i)
-        keys[i] = items.center[order[i]].get(axis);
+        keys[i] = items.center[order[i]][axis];
     gas_sort_small(keys, order, count);
-
-    SimdF mins[gas_small_count];
-    SimdF maxs[gas_small_count];
-    for (unsigned i = 0; i < count; ++i) {
-        mins[i] = items.min[order[i]];
-        maxs[i] = items.max[order[i]];
-    }
-    double costs[gas_small_count];
-    gas_compute_plane_costs(
-        mins, maxs, count, [](unsigned) { return 1.0f; }, costs);
-    for (unsigned k = 1; k < count; ++k) {
-        if (wins(costs[k], best.cost)) {
-            best.cost = costs[k];
-            best.axis = axis;
-            best.left_count = k;
-        }
-    }
+    gas_compute_plane_costs(SmallBoxes{items, order}, count, costs);
 }
 
 /// As gas_split_sah_bins_fast: the list is sorted along the widest axis whether a cut wins or not.
@@ -75,21 +70,33 @@ unsigned divide_fast(const SmallItems& items, GasSmallNumber* order, unsigned co
     const unsigned axis = gas_widest_axis(bounds);
     if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
         return count / 2;
-    GasSahCut best;
-    try_axis(items, order, count, axis, best, GasWinsIfCheaper());
-    return best.has_won() ? best.left_count : count / 2;
+    double costs[gas_small_count];
+    compute_costs(items, order, count, axis, costs);
+    // GasWinsIfCheaper, without a branch on who wins
+    double best = GasSahCut().cost;
+    unsigned left_count = count / 2;
+    for (unsigned k = 1; k < count; ++k) {
+        left_count = costs[k] < best ? k : left_count;
+        best = costs[k] < best ? costs[k] : best;
+    }
+    return left_count;
 }
 
 /// As gas_split_sah_bins.
 unsigned divide_fully(const SmallItems& items, GasSmallNumber* order, unsigned count) {
     const GMathBbox3<float> bounds = get_bounds(items, order, count);
     GasSahCut best;
-    GasSmallNumber sorted[3][gas_small_count];
+    GasSmallNumber sorted[3][gas_small_sort_limit];
+    double costs[gas_small_count];
     for (unsigned axis = 0; axis < 3; ++axis) {
         if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
             continue;
         std::copy(order, order + count, sorted[axis]);
-        try_axis(items, sorted[axis], count, axis, best, GasWinsUnlessWorse());
+        compute_costs(items, sorted[axis], count, axis, costs);
+        for (unsigned k = 1; k < count; ++k) {
+            if (GasWinsUnlessWorse()(costs[k], best.cost))
+                best = {costs[k], axis, k};
+        }
     }
     if (!best.has_won())
         return count / 2;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <utility>
 
 #include <gas/host/host.h>
@@ -50,8 +51,8 @@ template <unsigned vectors> void gas_rank_keys(const float* keys, unsigned count
 }
 
 /// Sorts `count` (2 to 16) numbers by their keys, ascending, as gas_sort_by_center would. Keys
-/// stand at a 16-byte boundary and are followed by any floats up to a multiple of four. They may
-/// get out of order.
+/// stand at a 16-byte boundary and are followed by any floats up to a multiple of four, numbers by
+/// any up to 16. Keys may get out of order.
 inline void gas_sort_small(float* keys, GasSmallNumber* numbers, unsigned count) {
     int ranks[gas_small_sort_limit];
     if (count <= 4)
@@ -64,17 +65,15 @@ inline void gas_sort_small(float* keys, GasSmallNumber* numbers, unsigned count)
         gas_rank_keys<4>(keys, count, ranks);
 
     // Where keys differ, any sort gives the same list.
-    GasSmallNumber sorted[gas_small_sort_limit];
     unsigned taken = 0;
-    for (unsigned i = 0; i < count; ++i) {
-        const auto rank = static_cast<unsigned>(-ranks[i]);
-        sorted[rank] = numbers[i];
-        taken |= 1u << rank;
-    }
+    for (unsigned i = 0; i < count; ++i)
+        taken |= 1u << -ranks[i];
     if (taken != (1u << count) - 1) {
         gas_sort_small_keys(keys, numbers, count);
         return;
     }
+    GasSmallNumber unsorted[gas_small_sort_limit];
+    std::memcpy(unsorted, numbers, sizeof unsorted);
     for (unsigned i = 0; i < count; ++i)
-        numbers[i] = sorted[i];
+        numbers[-ranks[i]] = unsorted[i];
 }
