@@ -59,7 +59,8 @@ void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& 
     } else {
         split_items(bboxes, progress_bar);
         // One array serves both passes, and only once the splits have released theirs.
-        const std::unique_ptr<GMathBbox3<float>[]> boxes(new GMathBbox3<float>[m_node_count]);
+        const GasScratchArray<GMathBbox3<float>> boxes =
+            gas_allocate_scratch<GMathBbox3<float>>(m_node_count);
         GasCompressedTreeComputeBboxContext exact = {bboxes, boxes.get()};
         compute_bboxes(exact, m_root_index, m_bbox);
         GasCompressedTreeQuantizeBboxContext context = {bboxes, boxes.get(), boxes.get()};
@@ -93,8 +94,9 @@ void GasCompressedTree::create_single_leaf(const GMathBbox3<float>& bbox) {
 }
 
 void GasCompressedTree::split_items(const GMathBbox3<float>* bboxes, AppProgressBar* progress_bar) {
-    const std::unique_ptr<unsigned[]> items(new unsigned[m_leaf_count]);
-    const std::unique_ptr<GMathVec3<float>[]> centers(new GMathVec3<float>[m_leaf_count]);
+    const GasScratchArray<unsigned> items = gas_allocate_scratch<unsigned>(m_leaf_count);
+    const GasScratchArray<GMathVec3<float>> centers =
+        gas_allocate_scratch<GMathVec3<float>>(m_leaf_count);
     std::iota(items.get(), items.get() + m_leaf_count, 0u);
     for (unsigned i = 0; i < m_leaf_count; ++i)
         centers[i] = gas_box_center(bboxes[i]);

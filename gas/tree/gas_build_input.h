@@ -11,6 +11,14 @@
 /// Memory of `sys_malloc` that nobody owns yet.
 template <typename T> using GasHeapArray = std::unique_ptr<T[], void (*)(void*)>;
 
+/// Scratch of a build, of types that need no construction; large arrays stand in huge pages where
+/// the host has some.
+template <typename T> using GasScratchArray = std::unique_ptr<T[], void (*)(void*)>;
+
+template <typename T> GasScratchArray<T> gas_allocate_scratch(std::size_t count) {
+    return {static_cast<T*>(sys_aligned_malloc(count * sizeof(T))), sys_aligned_free};
+}
+
 /// A copy of the caller's index array, to be released by `sys_free`; null for none.
 inline GasHeapArray<unsigned> gas_copy_indices(const unsigned* indices, std::size_t count) {
     GasHeapArray<unsigned> copy(nullptr, sys_free);

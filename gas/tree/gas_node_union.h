@@ -3,6 +3,7 @@
 #include <bit>
 #include <cfloat>
 
+#include <gas/tree/gas_prefetch.h>
 #include <gas/tree/gas_record.h>
 
 /// What gas_traversal_order says of two sibling boxes, four lanes at a time and without a branch on
@@ -47,16 +48,14 @@ inline void gas_unite_nodes(GasTree::Node& node, const GasTree::Node& first,
 
 /// For passes over the nodes from the last to the first that read the leaves' item boxes, which lie
 /// anywhere: asks for the box that will be needed a few nodes after node `node`. Inlined at once,
-/// for a compiler drops calls of functions that do nothing else.
+/// as gas_prefetch is.
 [[gnu::always_inline]] inline void gas_prefetch_leaf_box(const GasTree::Node* nodes, unsigned node,
                                                          const GMathBbox3<float>* bboxes) {
     constexpr unsigned distance = 24;
     if (node < distance)
         return;
-#if defined(__GNUC__)
     const GasTree::Node& ahead = nodes[node - distance];
     const void* const box = &bboxes[ahead.index];
     // Without a branch: an inner node's own place is at hand anyway.
-    __builtin_prefetch(ahead.flags & GasTree::Node::leaf_flag ? box : &ahead);
-#endif
+    gas_prefetch(ahead.flags & GasTree::Node::leaf_flag ? box : &ahead);
 }

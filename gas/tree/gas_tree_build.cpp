@@ -30,13 +30,6 @@ struct WaitingChild {
 
 static_assert(sizeof(WaitingChild) <= sizeof(GasTree::Node));
 
-/// Scratch of a build.
-template <typename T> using ScratchArray = std::unique_ptr<T[], void (*)(void*)>;
-
-template <typename T> ScratchArray<T> allocate_scratch(std::size_t count) {
-    return {static_cast<T*>(sys_aligned_malloc(count * sizeof(T))), sys_aligned_free};
-}
-
 GasBuildMethod get_build_method(GasTree::SplitCallback callback) {
     if (callback == GasTree::split_median)
         return GasBuildMethod::median;
@@ -78,8 +71,8 @@ void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
         return;
 
     // Everything that can fail comes before the tree owns anything.
-    const ScratchArray<GasRecord> records = allocate_scratch<GasRecord>(item_count);
-    const ScratchArray<unsigned> numbers = allocate_scratch<unsigned>(item_count);
+    const GasScratchArray<GasRecord> records = gas_allocate_scratch<GasRecord>(item_count);
+    const GasScratchArray<unsigned> numbers = gas_allocate_scratch<unsigned>(item_count);
     GasHeapArray<unsigned> index_copy = gas_copy_indices(indices, item_count);
     m_nodes =
         static_cast<Node*>(sys_aligned_malloc((2 * std::size_t{item_count} - 1) * sizeof(Node)));
