@@ -96,7 +96,6 @@ concept LanesMoves = requires(const Lanes& a, const Lanes& b, const float* sourc
     { Lanes::interleave_low(a, b) } -> std::same_as<Lanes>;
     { Lanes::interleave_high(a, b) } -> std::same_as<Lanes>;
     { a.move_high() } -> std::same_as<Lanes>;
-    Lanes::prefetch(static_cast<const void*>(nullptr));
     { a.swap_halves() } -> std::same_as<Lanes>;
     { a.move_down() } -> std::same_as<Lanes>;
     { a.template broadcast<0>() } -> std::same_as<Lanes>;

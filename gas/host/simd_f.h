@@ -38,8 +38,6 @@ class SimdF {
     static SimdF load(const float* lanes) { return gas_simd::load(lanes); }
     /// Four floats anywhere.
     static SimdF load_unaligned(const float* lanes) { return gas_simd::load_unaligned(lanes); }
-    /// Asks for the cache line at `address`, which need not be valid; may do nothing.
-    static void prefetch(const void* address) { gas_simd::prefetch(address); }
     void store(float* lanes) const { gas_simd::store(lanes, m_lanes); }
 
     /// The value of lane `lane` (0..3).

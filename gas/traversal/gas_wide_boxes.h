@@ -4,6 +4,8 @@
 #include <limits>
 
 #include <gas/traversal/gas_box_tests.h>
+#include <gas/traversal/gas_inline.h>
+#include <gas/traversal/gas_prefetch.h>
 #include <gas/traversal/gas_ray_nodes.h>
 #include <gas/traversal/gas_wide_node.h>
 
@@ -69,11 +71,11 @@ struct GasWideHits {
     }
 };
 
-/// Asks for what lies at `start` to be at hand soon.
-template <std::size_t size> void gas_prefetch(const void* start) {
+/// Asks for the whole of a record.
+template <std::size_t size> GAS_FORCE_INLINE void gas_prefetch_all(const void* start) {
     constexpr std::size_t cache_line = 64;
     for (std::size_t offset = 0; offset < size; offset += cache_line)
-        SimdF::prefetch(static_cast<const char*>(start) + offset);
+        gas_prefetch(static_cast<const char*>(start) + offset);
 }
 
 /// The wide nodes of a built tree.
@@ -108,7 +110,7 @@ class GasWideStaticBoxes {
         return SimdF::max(SimdF::max(unite(0), unite(1)), unite(2));
     }
 
-    void prefetch(unsigned node) const { gas_prefetch<sizeof(GasWideNode)>(m_nodes + node); }
+    void prefetch(unsigned node) const { gas_prefetch_all<sizeof(GasWideNode)>(m_nodes + node); }
 
   private:
     const GasWideNode* m_nodes = nullptr;
@@ -156,8 +158,8 @@ class GasWideMotionBoxes {
     }
 
     void prefetch(unsigned node) const {
-        gas_prefetch<sizeof(GasWideSampleNode)>(m_earlier + node);
-        gas_prefetch<sizeof(GasWideSampleNode)>(m_later + node);
+        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_earlier + node);
+        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_later + node);
     }
 
   private:

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cfloat>
 
-#include <gas/tree/gas_prefetch.h>
+#include <gas/traversal/gas_prefetch.h>
 #include <gas/tree/gas_record.h>
 
 /// What gas_traversal_order says of two sibling boxes, four lanes at a time and without a branch on

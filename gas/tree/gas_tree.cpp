@@ -14,8 +14,8 @@ static_assert(offsetof(GasTree::Node, flags) == 28, "the flags close the second 
 GasTree::GasTree()
     : m_nodes(nullptr), m_motion_blur_sample_count(0), m_motion_blur_bboxes(nullptr),
       m_items(nullptr), m_leaf_count(0), m_node_count(0), m_depth(0),
-      m_split_callback(split_sah_bins_fast), m_wants_wide_nodes(false), m_wide_nodes(nullptr),
-      m_wide_samples(nullptr) {}
+      m_split_callback(split_sah_bins_fast), m_wide_nodes(nullptr), m_wide_samples(nullptr),
+      m_wants_wide_nodes(false) {}
 
 GasTree::GasTree(const GasTree& other) : GasTree() { *this = other; }
 

@@ -78,20 +78,15 @@ class GAS_EXPORT GasTree {
     /// Releases everything and leaves an empty tree. Callbacks stay.
     void clear();
 
-    /// Whether the tree keeps wide nodes: its boxes once more, four to a record, which single rays
-    /// and streams then walk in place of the nodes: 1.3 to 1.6 times as fast for about 60 more
-    /// bytes per item and 70 per item and motion-blur sample, with the same leaves called in the
-    /// same order. Off at first. What is wanted stays through `create` and `clear`, and the wide
+    /// Whether the tree keeps wide nodes, now and after every `create`: its boxes once more, four
+    /// to a record, for about 60 bytes per item and 70 per item and motion-blur sample. Single rays
+    /// and streams walk them, faster, to the same leaves in the same order. Off at first. Wide
     /// nodes follow every refit. A tree of one leaf, or with a box that is inverted or NaN (in a
-    /// sample: or infinite), is walked by its own nodes all the same.
-    ///
-    /// Made or released at once for a tree that is built. Copies share them under the contract of
-    /// the nodes; a copy made before has none and must not be refitted.
+    /// sample: or infinite), is walked by its own nodes all the same. Copies share wide nodes as
+    /// they share nodes; a copy made before there were any must not be refitted.
     void set_wide_nodes(const bool& wanted);
-    /// Whether the tree holds wide nodes.
     bool has_wide_nodes() const { return m_wide_nodes != nullptr; }
-    /// Bytes of the wide nodes and of their motion-blur samples, which `get_memory_size` leaves
-    /// out.
+    /// Bytes of the wide nodes and their samples, which `get_memory_size` leaves out.
     std::size_t get_wide_nodes_size() const;
 
     bool is_empty() const { return !m_nodes; }
@@ -101,8 +96,7 @@ class GAS_EXPORT GasTree {
     const unsigned& get_depth() const { return m_depth; }
     unsigned get_motion_blur_sample_count() const { return m_motion_blur_sample_count; }
 
-    /// The nodes, `get_node_count()` of them, root first and children after their parent; null when
-    /// empty. Valid until the tree changes.
+    /// The `get_node_count()` nodes, children after their parent; null when empty.
     const Node* get_nodes() const { return m_nodes; }
 
     /// Stores the split function. `create` replaces it by its own choice.
@@ -151,17 +145,13 @@ class GAS_EXPORT GasTree {
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                                 const bool& single_leaf_shortcut) const;
 
-    /// Streams: the fast way for a batch of rays between which no order is asked. Each ray of the
-    /// context's range is answered as by the single-ray query of the same kind, with exactly its
-    /// sequence of leaf calls, but without cached leaves and in turns with the others: calls for
-    /// different rays come mixed, each with a context over a private copy of the batch's view whose
-    /// range is the one ray. What a callback needs to know of a ray it finds through the ray. A few
-    /// dozen rays profit already; a few hundred get all of it. Rays need not be sorted. Callbacks
-    /// may start queries and streams of their own on the same shader.
-    ///
-    /// Best with wide nodes (`set_wide_nodes`); without them the rays go one by one. With
-    /// `single_leaf_shortcut` a tree of one leaf calls its callback once for the whole range, as
-    /// the queries do.
+    /// Streams: the fast way for a batch of rays between which no order is asked, unsorted, best a
+    /// few hundred, over wide nodes (`set_wide_nodes`; without, the rays go one by one). Each ray
+    /// of the context's range is answered as by the single-ray query of the same kind, with exactly
+    /// its sequence of leaf calls, but without cached leaves. Calls for different rays come mixed:
+    /// a callback sees a context over a private copy of the batch's view, whose range is the one
+    /// ray, and finds what it must know of the ray through that. It may start queries and streams
+    /// of its own. `single_leaf_shortcut` is that of the queries.
     void ray_stream_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                            const bool& single_leaf_shortcut) const;
     void ray_stream_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -247,7 +237,7 @@ class GAS_EXPORT GasTree {
                                const GMathVec3<float>* centers, const unsigned& axis,
                                const float& position);
     static unsigned get_best_axis(const GMathBbox3<float>& box);
-    void create_wide_nodes_or_clear();
+    void finish_wide_nodes();
     void refit_wide_nodes();
     void fill_wide_sample(unsigned sample);
     void resize_wide_samples(unsigned new_count);
@@ -304,7 +294,7 @@ class GAS_EXPORT GasTree {
     unsigned m_depth;
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
-    bool m_wants_wide_nodes;
     GasWideNodes* m_wide_nodes;
     GasWideSample** m_wide_samples;
+    bool m_wants_wide_nodes;
 };

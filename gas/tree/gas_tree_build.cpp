@@ -46,6 +46,7 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
     const unsigned item_count = count; // the caller's count may live in what `clear` releases
     clear();
     build_tree(bboxes, item_count, indices, progress_bar, progress_share, nullptr);
+    finish_wide_nodes();
 }
 
 void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
@@ -60,6 +61,7 @@ void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
         GasParallelBuild parallel_build(task_manager, thread_count);
         build_tree(bboxes, item_count, indices, progress_bar, progress_share, &parallel_build);
     }
+    finish_wide_nodes();
 }
 
 void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
@@ -112,8 +114,6 @@ void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
         bboxes, centers, m_split_callback != split_median ? &workspace : nullptr, progress_bar, 0};
     recurse_split(context, m_nodes[0], 1, numbers.get(), item_count);
     compute_bboxes(bboxes);
-    if (m_wants_wide_nodes)
-        create_wide_nodes_or_clear();
 }
 
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,

@@ -25,9 +25,9 @@ void GasTree::set_wide_nodes(const bool& wanted) {
 }
 
 /// The last step of a build, which leaves an empty tree when memory runs out.
-void GasTree::create_wide_nodes_or_clear() {
+void GasTree::finish_wide_nodes() {
     try {
-        set_wide_nodes(true);
+        set_wide_nodes(m_wants_wide_nodes);
     } catch (...) {
         clear();
         throw;

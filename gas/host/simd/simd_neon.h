@@ -15,8 +15,6 @@ inline Lanes set(float x, float y, float z, float w) {
     const float lanes[4] = {x, y, z, w};
     return vld1q_f32(lanes);
 }
-/// Asks for the cache line at `address`, which need not be valid.
-inline void prefetch(const void* address) { __builtin_prefetch(address); }
 inline void store(float* lanes, Lanes a) { vst1q_f32(lanes, a); }
 inline float get_first(Lanes a) { return vgetq_lane_f32(a, 0); }
 inline float get(Lanes a, unsigned lane) {

@@ -31,8 +31,6 @@ inline Lanes load(const float* lanes) {
     return result;
 }
 inline Lanes load_unaligned(const float* lanes) { return load(lanes); }
-/// There is no portable way to ask for a cache line.
-inline void prefetch(const void*) {}
 inline void store(float* lanes, const Lanes& a) { std::memcpy(lanes, a.lane, sizeof a.lane); }
 inline float get(const Lanes& a, unsigned lane) { return a.lane[lane]; }
 inline float get_first(const Lanes& a) { return a.lane[0]; }

@@ -11,10 +11,6 @@ inline Lanes broadcast(float all) { return _mm_set1_ps(all); }
 inline Lanes set(float x, float y, float z, float w) { return _mm_setr_ps(x, y, z, w); }
 inline Lanes load(const float* lanes) { return _mm_load_ps(lanes); }
 inline Lanes load_unaligned(const float* lanes) { return _mm_loadu_ps(lanes); }
-/// Asks for the cache line at `address`, which need not be valid.
-inline void prefetch(const void* address) {
-    _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
-}
 inline void store(float* lanes, Lanes a) { _mm_storeu_ps(lanes, a); }
 inline float get_first(Lanes a) { return _mm_cvtss_f32(a); }
 inline float get(Lanes a, unsigned lane) {
