@@ -97,8 +97,7 @@ template <bool is_nearest, bool in_motion>
 void Tracer<Tree>::choose_query() {
     m_tree_query = ask_tree<Tree, is_nearest, in_motion>;
     m_counted_query = ask_tree_counted<Tree, is_nearest, in_motion>;
-    if constexpr (has_streams)
-        m_stream_query = ask_tree_stream<Tree, is_nearest, in_motion>;
+    m_stream_query = ask_tree_stream<Tree, is_nearest, in_motion>;
 }
 
 template <typename Tree> void Tracer<Tree>::forget_hits() {
@@ -124,11 +123,9 @@ template <typename Tree> void Tracer<Tree>::trace_rays() {
 }
 
 template <typename Tree> void Tracer<Tree>::trace_stream() {
-    if constexpr (has_streams) {
-        GeometryRaytraceData& data = m_batch.get_data();
-        data.set_range(0, static_cast<int>(m_batch.get_ray_count()) - 1);
-        m_stream_query(m_tree, m_eval, m_shader, data.get_ctx());
-    }
+    GeometryRaytraceData& data = m_batch.get_data();
+    data.set_range(0, static_cast<int>(m_batch.get_ray_count()) - 1);
+    m_stream_query(m_tree, m_eval, m_shader, data.get_ctx());
 }
 
 template <typename Tree> void Tracer<Tree>::trace() {
@@ -198,7 +195,7 @@ template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
 }
 
 template <typename Tree> std::size_t Tracer<Tree>::get_memory_size() const {
-    return m_tree.get_memory_size() + (m_in_motion ? TreeKind<Tree>::get_samples_size(m_tree) : 0);
+    return get_traced_size(m_tree, m_in_motion);
 }
 
 template class Tracer<GasTree>;

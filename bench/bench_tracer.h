@@ -49,9 +49,8 @@ template <typename Tree> class Tracer {
     void forget_hits();
     /// Traces all prepared rays one by one, a call per ray.
     void trace_rays();
-    /// Traces all prepared rays by one call. Only where the tree `has_streams`.
+    /// Traces all prepared rays by one call, in no order between them.
     void trace_stream();
-    static constexpr bool has_streams = has_ray_streams<Tree>;
 
     /// `forget_hits`, then `trace_rays`.
     void trace();

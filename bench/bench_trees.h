@@ -77,9 +77,12 @@ template <typename Tree> void add_motion_samples(Tree& tree, const Scene& scene)
     }
 }
 
-/// Gives a built tree, with its motion-blur samples if it has any, what rays want beside it. All
-/// trees that are traced come by here; today nothing is missing.
-template <typename Tree> void prepare_for_tracing(Tree&) {}
+/// Gives a tree, before it is built or after, what rays want beside its nodes. All trees that are
+/// traced come by here.
+template <typename Tree> void prepare_for_tracing(Tree& tree) {
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        tree.set_wide_nodes(true);
+}
 
 /// Builds a tree over a scene, ready for rays, which `may_move`.
 template <typename Tree> void create_traced_tree(Tree& tree, const Scene& scene, bool may_move) {
@@ -90,6 +93,16 @@ template <typename Tree> void create_traced_tree(Tree& tree, const Scene& scene,
     if (may_move)
         add_motion_samples(tree, scene);
     prepare_for_tracing(tree);
+}
+
+/// Bytes of a traced tree, with its motion-blur samples when it moves.
+template <typename Tree> std::size_t get_traced_size(const Tree& tree, bool in_motion) {
+    std::size_t size = tree.get_memory_size();
+    if (in_motion)
+        size += TreeKind<Tree>::get_samples_size(tree);
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        size += tree.get_wide_nodes_size();
+    return size;
 }
 
 /// A tree's query for the nearest hit, or for all, as one function for every tree class.
@@ -107,29 +120,20 @@ void ask_tree(const Tree& tree, const CtxEval& eval, CtxShader& shader, Geometry
     });
 }
 
-/// Whether a tree traces the rays of a batch in no particular order between them.
-template <typename Tree>
-inline constexpr bool has_ray_streams = requires(const Tree& tree, const CtxEval& eval,
-                                                 CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    tree.ray_stream_static(eval, shader, ctx);
-    tree.ray_stream_motion(eval, shader, ctx);
-    tree.ray_stream_nearest_static(eval, shader, ctx);
-    tree.ray_stream_nearest_motion(eval, shader, ctx);
-};
-
-/// As `ask_tree`, for a whole batch of which no ray waits for another. Only where the tree
-/// `has_ray_streams`.
+/// As `ask_tree`, for a whole batch of which no ray waits for another.
 template <typename Tree, bool is_nearest, bool in_motion>
 void ask_tree_stream(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                      GeometryRaytraceCtx& ctx) {
-    if constexpr (is_nearest && in_motion)
-        tree.ray_stream_nearest_motion(eval, shader, ctx);
-    else if constexpr (is_nearest)
-        tree.ray_stream_nearest_static(eval, shader, ctx);
-    else if constexpr (in_motion)
-        tree.ray_stream_motion(eval, shader, ctx);
-    else
-        tree.ray_stream_static(eval, shader, ctx);
+    TreeKind<Tree>::ask([&](const auto&... flags) {
+        if constexpr (is_nearest && in_motion)
+            tree.ray_stream_nearest_motion(eval, shader, ctx, flags...);
+        else if constexpr (is_nearest)
+            tree.ray_stream_nearest_static(eval, shader, ctx, flags...);
+        else if constexpr (in_motion)
+            tree.ray_stream_motion(eval, shader, ctx, flags...);
+        else
+            tree.ray_stream_static(eval, shader, ctx, flags...);
+    });
 }
 
 /// As `ask_tree`, through the counting engines. A tree that has none counts nothing.

@@ -15,7 +15,15 @@ using gas_bench::TreeKind;
 using gas_bench::Workload;
 
 /// What a build makes beside the tree.
-enum class Extent { tree, traceable, motion };
+enum class Extent { tree, traceable, motion, traceable_motion };
+
+bool has_samples(Extent extent) {
+    return extent == Extent::motion || extent == Extent::traceable_motion;
+}
+
+bool is_traceable(Extent extent) {
+    return extent == Extent::traceable || extent == Extent::traceable_motion;
+}
 
 /// One of the library's builds, and what the peer has to set against it.
 struct BuildQuestion {
@@ -30,6 +38,7 @@ constexpr BuildQuestion build_questions[] = {
     {"build", Extent::tree, -1, PeerScene::Kind::best},
     {"build/traceable", Extent::traceable, -1, PeerScene::Kind::best},
     {"build/motion", Extent::motion, -1, PeerScene::Kind::best},
+    {"build/traceable_motion", Extent::traceable_motion, -1, PeerScene::Kind::best},
     {"build/median", Extent::tree, 0, PeerScene::Kind::fast},
     {"build/hybrid", Extent::tree, 1, PeerScene::Kind::best},
     {"build/sah", Extent::tree, 3, PeerScene::Kind::best},
@@ -50,9 +59,9 @@ Contender make_gas_build(const Scene& scene, const BuildQuestion& question) {
     }
     const auto build = [state, &scene, extent = question.extent] {
         TreeKind<GasTree>::create(*state->tree, scene.boxes, state->bar);
-        if (extent == Extent::motion)
+        if (has_samples(extent))
             gas_bench::add_motion_samples(*state->tree, scene);
-        if (extent != Extent::tree)
+        if (is_traceable(extent))
             gas_bench::prepare_for_tracing(*state->tree);
     };
     return {"GasTree", "", [state] { state->tree = std::make_unique<GasTree>(); }, build, nullptr};
@@ -61,7 +70,7 @@ Contender make_gas_build(const Scene& scene, const BuildQuestion& question) {
 Contender make_peer_build(const Scene& scene, const PeerDevice& device,
                           const BuildQuestion& question) {
     const auto built = std::make_shared<std::unique_ptr<PeerScene>>();
-    const bool may_move = question.extent == Extent::motion;
+    const bool may_move = has_samples(question.extent);
     const auto reset = [built, &scene, &device, may_move, kind = question.peer_kind] {
         built->reset();
         *built = std::make_unique<PeerScene>(device, scene, may_move, kind);
@@ -78,10 +87,14 @@ void add_build(const Scene& scene, const PeerDevices& devices, const BuildQuesti
                    nullptr, Groups::rows);
 }
 
+const char* get_refit_name(bool is_traced) { return is_traced ? "refit/traceable" : "refit"; }
+
 /// There and back, so that every run moves the boxes.
-void add_refit(const Scene& scene, const PeerDevices& devices, RowMaker& rows) {
+void add_refit(const Scene& scene, const PeerDevices& devices, bool is_traced, RowMaker& rows) {
     GasTree tree;
     TreeKind<GasTree>::create(tree, scene.boxes, nullptr);
+    if (is_traced)
+        gas_bench::prepare_for_tracing(tree);
     bool is_later = false;
     const auto refit = [&] { tree.refit(is_later ? scene.later_boxes : scene.boxes); };
     std::vector<Contender> contenders = {
@@ -96,8 +109,8 @@ void add_refit(const Scene& scene, const PeerDevices& devices, RowMaker& rows) {
         };
         contenders.push_back({device->get_name(), "", turn, [peer] { peer->build(); }, nullptr});
     }
-    rows.add_times("refit", Unit::nanoseconds_per_item, scene.boxes.get_count(), contenders,
-                   nullptr, Groups::rows);
+    rows.add_times(get_refit_name(is_traced), Unit::nanoseconds_per_item, scene.boxes.get_count(),
+                   contenders, nullptr, Groups::rows);
 }
 
 /// Bytes that the most frugal device holds for a scene.
@@ -116,8 +129,7 @@ double get_peer_size(const Scene& scene, const PeerDevices& devices, bool may_mo
 void add_memory(const Scene& scene, const PeerDevices& devices, bool may_move, RowMaker& rows) {
     GasTree tree;
     gas_bench::create_traced_tree(tree, scene, may_move);
-    const double size = static_cast<double>(
-        tree.get_memory_size() + (may_move ? TreeKind<GasTree>::get_samples_size(tree) : 0));
+    const auto size = static_cast<double>(gas_bench::get_traced_size(tree, may_move));
     const double item_count = scene.boxes.get_count();
     rows.add_figures(may_move ? "memory/motion" : "memory/static", "bytes/item",
                      {size / item_count, get_peer_size(scene, devices, may_move) / item_count},
@@ -136,8 +148,10 @@ void add_build_rows(Workload& workload, const PeerDevices& devices, RowMaker& ro
         if (rows.wants(question.name))
             add_build(scene, devices, question, rows);
     }
-    if (rows.wants("refit"))
-        add_refit(scene, devices, rows);
+    for (const bool is_traced : {false, true}) {
+        if (rows.wants(get_refit_name(is_traced)))
+            add_refit(scene, devices, is_traced, rows);
+    }
     for (const bool may_move : {false, true}) {
         if (rows.wants(may_move ? "memory/motion" : "memory/static"))
             add_memory(scene, devices, may_move, rows);

@@ -101,7 +101,7 @@ std::string get_stream_name(const TraceQuestion& question) {
 }
 
 bool wants_stream(const RowMaker& rows, const TraceQuestion& question) {
-    return GasTracer::has_streams && rows.wants(get_stream_name(question));
+    return rows.wants(get_stream_name(question));
 }
 
 bool wants_any(const RowMaker& rows, bool in_motion) {
