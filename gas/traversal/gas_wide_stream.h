@@ -25,6 +25,15 @@ static_assert(sizeof(GasWideEntry) == 2 * sizeof(GasStreamLane), "an entry is tw
 inline constexpr GasStreamLane gas_no_lane = {GasWideNode::no_reference,
                                               std::numeric_limits<float>::quiet_NaN()};
 
+/// Entries of the stack of each ray in flight: one for each level, and two that may be written but
+/// do not count. Stacks lie an odd number of cache lines apart, or they would compete for a few
+/// sets of the cache.
+inline std::size_t gas_get_stream_stack_size(unsigned depth) {
+    constexpr std::size_t entries_per_line = 64 / sizeof(GasWideEntry);
+    const std::size_t lines = (std::size_t{depth} + 2 + entries_per_line - 1) / entries_per_line;
+    return (lines | 1) * entries_per_line;
+}
+
 /// A ray in flight.
 template <typename Boxes, typename Query> class GasStreamRay {
   public:
@@ -143,12 +152,9 @@ template <typename Boxes, typename Query> class GasStreamRay {
     Query m_query;
 };
 
-static_assert(expand_node == 0 && visit_leaf == 1 && pop_entry == 2 && take_next_ray == 3,
-              "a step is computed from what a ray has met");
-
 /// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(ray)` starts the
-/// next one there is and returns its step, or `GasStreamLists::none`; `call_leaf(leaf, ray)` calls
-/// a leaf. `stacks` has room for `stack_size` entries for each slot.
+/// next one there is and returns its step, `take_next_ray` when there is none; `call_leaf(leaf,
+/// ray)` calls a leaf. `stacks` has room for `stack_size` entries for each slot.
 template <typename Boxes, typename Query, typename Tree, typename StartNext, typename CallLeaf>
 void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
                            const StartNext& start_next, const CallLeaf& call_leaf) {
@@ -158,6 +164,7 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
     GasStreamLists lists;
     while (!lists.is_empty()) {
         lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot]); });
+        lists.dismiss();
         lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(); });
         lists.advance<visit_leaf>([&](unsigned slot) {
             const unsigned ray = rays[slot].get_ray_index();
