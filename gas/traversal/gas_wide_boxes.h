@@ -37,13 +37,14 @@ struct GasWideRay {
         }
     }
 
-    /// Whether the wide test may stand in for the binary one: a finite origin, and no inverse that
-    /// is 0 or NaN.
+    /// Whether the wide test may stand in for the binary one: an origin well within the planes of
+    /// an empty lane, and no inverse that is 0 or NaN.
     static bool can_trace(const GasLaneRay& ray) {
+        constexpr float reach = 0x1p127f;
         const SimdF zero(0.0f);
-        const SimdF is_finite = (ray.origin - ray.origin) <= zero;
+        const SimdF is_near = (SimdF(-reach) <= ray.origin) & (ray.origin <= SimdF(reach));
         const SimdF is_signed = (ray.inverse_direction < zero) | (ray.inverse_direction > zero);
-        return ((is_finite & is_signed).get_mask() & 7) == 7;
+        return ((is_near & is_signed).get_mask() & 7) == 7;
     }
 };
 

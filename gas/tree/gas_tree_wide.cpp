@@ -66,6 +66,10 @@ void GasTree::resize_wide_samples(unsigned new_count) {
         delete m_wide_samples[sample];
         m_wide_samples[sample] = nullptr;
     }
+    // A table that is too long stays: were it made shorter, the sample boxes' table could run out
+    // of memory next and keep the old count.
+    if (new_count && new_count < m_motion_blur_sample_count)
+        return;
     unsigned count = m_motion_blur_sample_count;
     gas_resize_sample_table(m_wide_samples, count, new_count);
 }

@@ -110,11 +110,11 @@ struct LaneBoxes {
         max[lane] = box_max;
         ordered = ordered & (box_min <= box_max);
     }
-    /// A box whose far planes all rays pass before the near ones; it is in no order. Finite, so
-    /// that it may be blended.
-    void set_empty(unsigned lane) {
-        min[lane] = SimdF(FLT_MAX);
-        max[lane] = SimdF(-FLT_MAX);
+    /// A box whose far planes all rays pass before the near ones; it is in no order. `reach` is
+    /// infinity, so that none is entered later, or finite where boxes are blended.
+    void set_empty(unsigned lane, float reach) {
+        min[lane] = SimdF(reach);
+        max[lane] = SimdF(-reach);
     }
     void store(float (&planes)[6][4]) const {
         store_side(min, planes, 0);
@@ -164,7 +164,7 @@ void GasWideNodes::refit(const Node* nodes) {
         get_lanes(nodes, i, lanes);
         for (unsigned lane = 0; lane < 4; ++lane) {
             if (lanes[lane] == no_node)
-                boxes.set_empty(lane);
+                boxes.set_empty(lane, std::numeric_limits<float>::infinity());
             else
                 boxes.set(lane, SimdF::load(&nodes[lanes[lane]].bbox_min.x),
                           SimdF::load(&nodes[lanes[lane]].bbox_max.x));
@@ -201,7 +201,7 @@ void GasWideSample::fill(const GasWideNodes& wide_nodes, const Node* tree_nodes,
         wide_nodes.get_lanes(tree_nodes, i, lanes);
         for (unsigned lane = 0; lane < 4; ++lane) {
             if (lanes[lane] == GasWideNodes::no_node)
-                boxes.set_empty(lane);
+                boxes.set_empty(lane, FLT_MAX);
             else
                 boxes.set(lane, load_min(lanes[lane]), load_max(lanes[lane]));
         }
