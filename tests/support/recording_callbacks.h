@@ -63,6 +63,27 @@ inline void trace(const GasCompressedTree& tree, RayQuery query, CtxShader& shad
     }
 }
 
+/// Runs the stream of that kind.
+template <typename Tree, typename... Shortcut>
+void trace_stream(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                  const CtxEval& eval, Shortcut... single_leaf_shortcut) {
+    switch (query) {
+    case RayQuery::hit_static:
+        return tree.ray_stream_static(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::hit_motion:
+        return tree.ray_stream_motion(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::nearest_static:
+        return tree.ray_stream_nearest_static(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::nearest_motion:
+        return tree.ray_stream_nearest_motion(eval, shader, rays, single_leaf_shortcut...);
+    }
+}
+/// The same of a tree that takes its shortcut or not, as it is told.
+inline void trace_stream(const GasTree& tree, RayQuery query, CtxShader& shader,
+                         GeometryRaytraceCtx& rays) {
+    trace_stream(tree, query, shader, rays, CtxEval(), false);
+}
+
 /// What a leaf callback was called with.
 struct LeafCall {
     RayQuery callback;
