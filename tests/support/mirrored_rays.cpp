@@ -9,7 +9,7 @@ namespace support {
 
 namespace {
 
-enum class Action { nothing, hit, shorten, set_flag, nested_query };
+enum class Action { nothing, hit, shorten, set_flag, nested_query, lengthen };
 
 /// What a callback does with an item.
 struct Reaction {
@@ -30,6 +30,8 @@ Reaction choose_reaction(const RaySpec& ray, unsigned item) {
         reaction.action = Action::set_flag;
     else if (dice < 15)
         reaction.action = Action::nested_query;
+    else if (dice < 17)
+        reaction.action = Action::lengthen;
     return reaction;
 }
 
@@ -147,6 +149,15 @@ void Mirror::react_in_library(unsigned item, unsigned ray, GeometryRaytraceCtx& 
         if (!is_nearest(level.query) && distance < rays.get_tfar(ray))
             rays.set_tfar(ray, distance);
         break;
+    case Action::lengthen:
+        // Packets drop boxes by the bounds that they started with.
+        if (level.batch->has_several_rays() && is_nearest(level.query))
+            break;
+        if (is_nearest(level.query))
+            path.set_hit_distance(2.0 * distance);
+        else
+            rays.set_tfar(ray, 2.0 * distance);
+        break;
     case Action::set_flag:
         rays.set_hit(ray);
         break;
@@ -187,7 +198,8 @@ std::vector<RayResult> Mirror::trace_reference(const BatchSpec& batch, RayQuery 
         m_reference_events.push_back({depth, static_cast<RayQuery>(received), item, first, last});
         for (int i = first; i <= last; ++i) {
             const std::size_t ray = static_cast<std::size_t>(i);
-            react_in_reference({batch.rays[ray], query, depth}, item, traced.rays[ray]);
+            react_in_reference({batch.rays[ray], query, depth, batch.has_several_rays()}, item,
+                               traced.rays[ray]);
         }
     };
     const naive::PacketCounts counts = m_trees[tree]->trace_reference(
@@ -222,6 +234,10 @@ void Mirror::react_in_reference(const Traced& traced, unsigned item, naive::Ray&
     case Action::shorten:
         if (distance < bound)
             bound = distance;
+        break;
+    case Action::lengthen:
+        if (!traced.is_of_several || !is_nearest(query))
+            bound = 2.0 * distance;
         break;
     case Action::set_flag:
         ray.hit_flag = true;

@@ -63,8 +63,8 @@ inline BatchSpec make_batch(std::vector<RaySpec> rays) {
 
 /// Traces rays through the trees with the library and with the naive walks. Callbacks on both sides
 /// do the same for each ray of their range, chosen by ray and item: nothing, a hit, a shorter ray
-/// without a flag, a flag alone, or a nested query. The library's shader and the naive caches and
-/// packets live as long as the mirror.
+/// without a flag, a flag alone, another bound than before, or a nested query. The library's shader
+/// and the naive caches and packets live as long as the mirror.
 class Mirror {
   public:
     /// The shutter is that of `shutter`; each query takes the sample count of its tree.
@@ -96,6 +96,7 @@ class Mirror {
         const RaySpec& spec;
         RayQuery query;
         unsigned depth;
+        bool is_of_several;
     };
 
     template <RayQuery callback>

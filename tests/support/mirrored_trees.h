@@ -65,6 +65,9 @@ class MirroredTree {
 
 template <typename Library, typename Reference> class MirroredTreeOf final : public MirroredTree {
   public:
+    /// The library's side, for its settings.
+    Library& get_library() { return m_library; }
+
     unsigned get_depth() const override { return m_library.get_depth(); }
     unsigned get_sample_count() const override { return m_library.get_motion_blur_sample_count(); }
     bool is_same_tree(const void* library, const void* reference) const override {

@@ -65,10 +65,13 @@ void build_both(MirroredTree& tree, SeededRandom& random, scenes::Kind kind, uns
 }
 
 /// Traces rays of one scene, alone and in batches, through one shader that keeps its caches.
-void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, Totals& totals) {
+void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, bool wide,
+                   Totals& totals) {
     SeededRandom random(std::uint64_t{count} * 1000 + static_cast<unsigned>(kind) * 10 +
                         static_cast<unsigned>(split));
     MirroredPlainTree trees[tree_count];
+    for (MirroredPlainTree& tree : trees)
+        tree.get_library().set_wide_nodes(wide);
     build_both(trees[0], random, kind, count, split);
     build_both(trees[1], random, kind, 1 + count / 3, split);
     const std::vector<Box> boxes = trees[0].get_boxes();
@@ -92,7 +95,9 @@ void compare_scene(scenes::Kind kind, unsigned count, naive::Split split, Totals
     totals.leaf_calls += mirror.get_leaf_call_count();
 }
 
-TEST(RayWalkOracle, CallbacksRaysAndCachesAreThoseOfTheNaiveWalks) {
+class RayWalkOracle : public testing::TestWithParam<bool> {};
+
+TEST_P(RayWalkOracle, CallbacksRaysAndCachesAreThoseOfTheNaiveWalks) {
     Totals totals;
     for (const scenes::Kind kind : scenes::all_kinds()) {
         for (const naive::Split split : support::all_splits) {
@@ -100,12 +105,12 @@ TEST(RayWalkOracle, CallbacksRaysAndCachesAreThoseOfTheNaiveWalks) {
             std::iota(counts.begin(), counts.end(), 1u);
             counts.insert(counts.end(), larger_counts.begin(), larger_counts.end());
             for (const unsigned count : counts) {
-                compare_scene(kind, count, split, totals);
+                compare_scene(kind, count, split, GetParam(), totals);
                 if (HasFatalFailure())
                     return;
             }
         }
-        compare_scene(kind, large_count, naive::Split::sah_fast, totals);
+        compare_scene(kind, large_count, naive::Split::sah_fast, GetParam(), totals);
         if (HasFatalFailure())
             return;
     }
@@ -115,5 +120,8 @@ TEST(RayWalkOracle, CallbacksRaysAndCachesAreThoseOfTheNaiveWalks) {
     EXPECT_GT(totals.nested_rays, 1000u);
     EXPECT_GT(totals.leaf_calls, 10000u);
 }
+
+INSTANTIATE_TEST_SUITE_P(Nodes, RayWalkOracle, testing::Bool(),
+                         [](const auto& wide) { return wide.param ? "wide" : "binary"; });
 
 } // namespace
