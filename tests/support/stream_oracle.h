@@ -12,7 +12,7 @@
 namespace support {
 
 /// Batches around the number of rays that a stream keeps in flight, and well above it.
-inline constexpr unsigned stream_sizes[] = {1, 2, 31, 32, 33, 200};
+inline constexpr unsigned stream_sizes[] = {1, 2, 31, 32, 33, 200, 600};
 
 struct CachedLeaves {
     explicit CachedLeaves(const GasTreeCtx& ctx) {

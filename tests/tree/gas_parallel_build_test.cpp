@@ -176,6 +176,12 @@ TEST(ParallelBuild, MemoryThatRunsOutLeavesAnEmptyTreeOrTheRightOne) {
     const std::vector<unsigned> indices(10000, 1);
     GasTree expected;
     expected.create(boxes, nullptr, nullptr, 1.0f);
+    {
+        // Starts the threads, which stay.
+        SysThreadTaskManager manager(nullptr);
+        GasTree tree;
+        tree.create(boxes, nullptr, nullptr, 1.0f, manager, 3);
+    }
     unsigned thrown_count = 0;
     for (unsigned nth = 0;; ++nth) {
         const std::int64_t before = support::count_live_blocks();
