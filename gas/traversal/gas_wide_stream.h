@@ -13,17 +13,9 @@
 /// step nothing branches on what the boxes are. Each ray visits what its own walk visits, in that
 /// order.
 
-/// One lane of a tested node, or half of a stack's entry.
-struct GasStreamLane {
-    unsigned reference;
-    float entry_distance;
-};
-
-static_assert(sizeof(GasWideEntry) == 2 * sizeof(GasStreamLane), "an entry is two lanes");
-
 /// The second half of an entry for one node.
-inline constexpr GasStreamLane gas_no_lane = {GasWideNode::no_reference,
-                                              std::numeric_limits<float>::quiet_NaN()};
+inline constexpr GasWideLane gas_no_lane = {GasWideNode::no_reference,
+                                            std::numeric_limits<float>::quiet_NaN()};
 
 /// Entries of the stack of each ray in flight: one for each level, and two that may be written but
 /// do not count. Stacks lie an odd number of cache lines apart, or they would compete for a few
@@ -71,12 +63,12 @@ template <typename Boxes, typename Query> class GasStreamRay {
             (crossed & (halves <= m_far_distance)).get_mask())];
 
         const SimdF references = SimdF::load(as_floats(m_boxes.get_references(m_reference)));
-        alignas(16) GasStreamLane lanes[4];
+        alignas(16) GasWideLane lanes[4];
         SimdF::interleave_low(references, entries).store(as_floats(lanes));
         SimdF::interleave_high(references, entries).store(as_floats(lanes + 2));
         GasWideEntry* const top = m_entries + m_size;
         SimdF::load(as_floats(lanes + choice.other_half)).store(as_floats(top));
-        GasStreamLane* const sibling = as_lanes(top + choice.half_waits);
+        GasWideLane* const sibling = top[choice.half_waits].lanes;
         sibling[0] = lanes[choice.sibling_lane];
         sibling[1] = gas_no_lane;
         m_size += choice.pushed;
@@ -88,16 +80,16 @@ template <typename Boxes, typename Query> class GasStreamRay {
         const unsigned is_done = m_size == 0;
         GasWideEntry* const top = m_entries + (m_size - 1 + is_done);
         const float far_distance = m_far_distance.get_first();
-        const float first_entry = top->first_entry;
-        const float second_entry = top->second_entry;
-        const unsigned is_single = top->second == GasWideNode::no_reference;
+        GasWideLane* const lanes = top->lanes;
+        const float first_entry = lanes[0].entry_distance;
+        const float second_entry = lanes[1].entry_distance;
+        const unsigned is_single = top->is_single();
         const unsigned first = (is_single & !Query::is_beyond(first_entry, m_bound)) |
                                ((is_single ^ 1) & (first_entry <= far_distance));
         const unsigned second = second_entry <= far_distance;
         const unsigned takes_second = second & ~(first & (second_entry > first_entry));
 
-        GasStreamLane* const lanes = as_lanes(top);
-        const GasStreamLane next = lanes[takes_second];
+        const GasWideLane next = lanes[takes_second];
         lanes[0] = lanes[takes_second ^ 1];
         lanes[1] = gas_no_lane;
         m_size -= ((first & second) ^ 1) & (is_done ^ 1);
@@ -122,16 +114,13 @@ template <typename Boxes, typename Query> class GasStreamRay {
     template <typename T> static float* as_floats(T* lanes) {
         return static_cast<float*>(static_cast<void*>(lanes));
     }
-    static GasStreamLane* as_lanes(GasWideEntry* entry) {
-        return static_cast<GasStreamLane*>(static_cast<void*>(entry));
-    }
 
     void update_bound() {
         m_bound = m_query.get_bound();
         m_far_distance = SimdF(static_cast<float>(m_bound));
     }
 
-    unsigned move_to(const GasStreamLane& lane, unsigned is_missed, unsigned is_done) {
+    unsigned move_to(const GasWideLane& lane, unsigned is_missed, unsigned is_done) {
         m_reference = lane.reference;
         const unsigned is_lost =
             is_missed | is_done | Query::is_beyond(lane.entry_distance, m_bound);

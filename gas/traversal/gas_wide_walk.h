@@ -10,15 +10,19 @@
 /// A ray is tested against the children of two siblings at once. Where it enters the siblings
 /// themselves decides which comes first, and a sibling is hit where a child of it is.
 
-/// What waits on the stack. Either the children of a half that the walk has not come to, with the
-/// distances at which the ray enters them (a NaN: it misses that one), to be tested against the
-/// ray's bound when their turn comes; or, where the second reference is none, one node that the ray
-/// has been found to reach.
+/// One lane of a tested node: what it refers to and where the ray enters it; a NaN where it misses.
+struct GasWideLane {
+    unsigned reference;
+    float entry_distance;
+};
+
+/// What waits on the stack. Either the children of a half that the walk has not come to, to be
+/// tested against the ray's bound when their turn comes; or, where the second reference is none,
+/// one node that the ray has been found to reach.
 struct GasWideEntry {
-    unsigned first;
-    float first_entry;
-    unsigned second;
-    float second_entry;
+    GasWideLane lanes[2];
+
+    bool is_single() const { return lanes[1].reference == GasWideNode::no_reference; }
 };
 
 static_assert(sizeof(GasWideEntry) <= sizeof(GasStackEntry), "a frame's stack holds them");
@@ -37,14 +41,13 @@ struct GasWideStack {
 
     void push(unsigned node, float distance) {
         GasWideEntry& entry = entries[size++];
-        entry.first = node;
-        entry.first_entry = distance;
-        entry.second = GasWideNode::no_reference;
+        entry.lanes[0] = {node, distance};
+        entry.lanes[1].reference = GasWideNode::no_reference;
     }
     template <unsigned half> void push_half(const unsigned* references, const float* distances) {
         constexpr unsigned lane = 2 * half;
-        entries[size++] = {references[lane], distances[lane], references[lane + 1],
-                           distances[lane + 1]};
+        entries[size++] = {
+            {{references[lane], distances[lane]}, {references[lane + 1], distances[lane + 1]}}};
     }
     template <unsigned lane> void move_to(const unsigned* references, const float* distances) {
         reference = references[lane];
@@ -72,41 +75,44 @@ struct GasWideStack {
         }
     }
 
+    void move_to(const GasWideLane& lane) {
+        reference = lane.reference;
+        entry_distance = lane.entry_distance;
+    }
+
     /// Moves to the nearer node of an entry; the other stays and waits alone.
     void take_nearer(GasWideEntry& entry) {
-        if (entry.second_entry > entry.first_entry) {
-            reference = entry.first;
-            entry_distance = entry.first_entry;
-            entry.first = entry.second;
-            entry.first_entry = entry.second_entry;
+        GasWideLane& first = entry.lanes[0];
+        GasWideLane& second = entry.lanes[1];
+        if (second.entry_distance > first.entry_distance) {
+            move_to(first);
+            first = second;
         } else {
-            reference = entry.second;
-            entry_distance = entry.second_entry;
+            move_to(second);
         }
-        entry.second = GasWideNode::no_reference;
+        second.reference = GasWideNode::no_reference;
     }
 
     /// Goes on with the next node that is in front of the bound; false when none is left.
     template <typename Query> bool pop(double bound, float far_distance) {
         while (size) {
             GasWideEntry& top = entries[size - 1];
-            if (top.second == GasWideNode::no_reference) {
+            if (top.is_single()) {
                 --size;
-                if (Query::is_beyond(top.first_entry, bound))
+                if (Query::is_beyond(top.lanes[0].entry_distance, bound))
                     continue;
-                reference = top.first;
+                reference = top.lanes[0].reference;
                 return true;
             }
-            const bool first = top.first_entry <= far_distance;
-            const bool second = top.second_entry <= far_distance;
+            const bool first = top.lanes[0].entry_distance <= far_distance;
+            const bool second = top.lanes[1].entry_distance <= far_distance;
             if (first && second) {
                 take_nearer(top);
             } else {
                 --size;
                 if (!first && !second)
                     continue;
-                reference = first ? top.first : top.second;
-                entry_distance = first ? top.first_entry : top.second_entry;
+                move_to(top.lanes[first ? 0 : 1]);
             }
             if (!Query::is_beyond(entry_distance, bound))
                 return true;
