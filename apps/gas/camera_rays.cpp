@@ -17,16 +17,17 @@ unsigned take_even_bits(unsigned bits) {
 } // namespace
 
 CameraRays::CameraRays(const Stage& stage, const RenderSettings& settings)
-    : m_stage(stage), m_settings(settings), m_batch(settings.packet_size) {}
+    : m_stage(stage), m_settings(settings), m_batch(settings.get_camera_batch_size()) {}
 
 void CameraRays::trace(const Tile& tile, unsigned first, unsigned count, TraceState& state,
                        CtxShader& shader) {
     m_sample_count = count;
     make_rays(tile, first);
+    state.walk = m_settings.camera_walk;
     const unsigned ray_count = static_cast<unsigned>(m_rays.size());
-    for (unsigned place = 0; place < ray_count; place += m_settings.packet_size)
-        trace_packet(tile, place, std::min(m_settings.packet_size, ray_count - place), state,
-                     shader);
+    const unsigned batch_size = m_settings.get_camera_batch_size();
+    for (unsigned place = 0; place < ray_count; place += batch_size)
+        trace_batch(tile, place, std::min(batch_size, ray_count - place), state, shader);
 }
 
 /// Makes the rays pixel by pixel, and lists them along a Z-order curve (Morton 1966): any run of it
@@ -58,15 +59,15 @@ void CameraRays::make_rays(const Tile& tile, unsigned first) {
     }
 }
 
-void CameraRays::trace_packet(const Tile& tile, unsigned first_place, unsigned count,
-                              TraceState& state, CtxShader& shader) {
+void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned count,
+                             TraceState& state, CtxShader& shader) {
     for (unsigned index = 0; index < count; ++index) {
         const CameraRay& ray = m_rays[m_order[first_place + index]];
         m_batch.set_ray(index, m_stage.camera.get_position(), ray.direction, 0.0, far_away,
                         ray.time, camera_slot);
         state.hits[index] = SceneHit();
     }
-    if (count > 1)
+    if (count > 1 && state.walk != Walk::stream)
         m_batch.set_frustum(get_frustum(tile, first_place, count));
     else
         m_batch.clear_frustum();

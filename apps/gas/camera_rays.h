@@ -58,8 +58,8 @@ struct CameraRay {
     double cost = 0.0;
 };
 
-/// Traces the camera rays of a tile in packets: the rays of neighbouring pixels go together as one
-/// batch, with the frustum around them.
+/// Traces the camera rays of a tile in batches of neighbouring pixels: as packets with the frustum
+/// around them, or as streams.
 class CameraRays {
   public:
     /// Samples per pixel that are traced at a time.
@@ -79,8 +79,8 @@ class CameraRays {
 
   private:
     void make_rays(const Tile& tile, unsigned first);
-    void trace_packet(const Tile& tile, unsigned first_place, unsigned count, TraceState& state,
-                      CtxShader& shader);
+    void trace_batch(const Tile& tile, unsigned first_place, unsigned count, TraceState& state,
+                     CtxShader& shader);
     GMathFrustum get_frustum(const Tile& tile, unsigned first_place, unsigned count) const;
 
     const Stage& m_stage;

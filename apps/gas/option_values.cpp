@@ -134,6 +134,20 @@ TreeKind parse_tree_kind(const std::string& name) {
     fail("--tree", name, "expected plain, compressed or grid");
 }
 
+StreamChoice parse_streams(const std::string& text) {
+    if (text == "all")
+        return StreamChoice::all_rays;
+    if (text != "on" && text != "off")
+        fail("--stream", text, "expected on, off or all");
+    return text == "on" ? StreamChoice::scattered_rays : StreamChoice::none;
+}
+
+bool parse_switch(const std::string& text, std::string_view option) {
+    if (text != "on" && text != "off")
+        fail(option, text, "expected on or off");
+    return text == "on";
+}
+
 unsigned parse_axis(const std::string& name) {
     constexpr std::string_view axes = "xyz";
     const std::size_t axis = name.size() == 1 ? axes.find(name) : std::string_view::npos;

@@ -45,6 +45,18 @@ unsigned parse_build_method(const std::string& name);
 /// `plain`, `compressed` or `grid`.
 TreeKind parse_tree_kind(const std::string& name);
 
+/// What goes through trees in streams.
+enum class StreamChoice {
+    none,           ///< `off`
+    scattered_rays, ///< `on`
+    all_rays        ///< `all`
+};
+
+StreamChoice parse_streams(const std::string& text);
+
+/// `on` or `off`.
+bool parse_switch(const std::string& text, std::string_view option);
+
 /// 0 for x, 1 for y, 2 for z.
 unsigned parse_axis(const std::string& name);
 

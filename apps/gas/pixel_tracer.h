@@ -23,7 +23,7 @@ struct RayCounts {
 };
 
 /// Computes pixels, one thread's share of them. A pixel depends on nothing but the stage, the
-/// settings and its place; its light, moreover, not on the packets of the settings.
+/// settings and its place; its light, moreover, not on the packets and streams of the settings.
 class PixelTracer {
   public:
     PixelTracer(const Stage& stage, const RenderSettings& settings);
@@ -40,10 +40,14 @@ class PixelTracer {
     const RayCounts& get_ray_counts() const { return m_ray_counts; }
 
   private:
-    static constexpr unsigned batch_size = CameraRays::sample_limit;
+    static constexpr unsigned batch_size = RenderSettings::stream_size;
+    /// Paths that are followed together: enough to fill streams at each step.
+    static constexpr unsigned block_size = 2048;
 
     /// A ray on its way from the camera, and what its light counts in the pixel.
     struct Path {
+        /// Of the tile.
+        unsigned pixel;
         Vec3 origin;
         Vec3 direction;
         Vec3 weight;
@@ -62,18 +66,37 @@ class PixelTracer {
         Vec3 weight;
     };
 
+    /// A ray towards light, the one of its place in the batch.
+    struct LightRay {
+        unsigned pixel;
+        /// What the pixel gets where nothing is in the way: this, or so much of the sky's light.
+        Vec3 open;
+        bool sees_sky;
+        /// What it gets where something is.
+        Vec3 blocked;
+    };
+
     void trace_camera_rays(const Tile& tile, unsigned first, unsigned count);
-    void start_paths(unsigned pixel, unsigned first, unsigned count);
+    void start_path(unsigned pixel, unsigned first, unsigned sample);
+    void follow_paths(const Tile& tile);
     void trace_paths();
+    void trace_path_batch(Path* paths, unsigned count);
     void shade_paths();
     void shade_hit(const Path& path);
     void add_mirror(const Path& path, const Surface& surface, Vec3& weight);
-    void gather_sun_light(const PixelSampler& sampler);
-    void gather_ambient_light(const PixelSampler& sampler, const Lit& lit);
-    void set_ray(unsigned ray, const Vec3& origin, const Vec3& direction, double far_distance,
-                 float time, int cache_slot);
-    void trace_shadows(unsigned count);
+    void add_light(unsigned pixel, const Vec3& light) { m_light[pixel] = m_light[pixel] + light; }
     Vec3 leave_surface(const Surface& surface, const Vec3& point) const;
+
+    // Light; bodies in pixel_lights.cpp.
+    void gather_sun_light(const Tile& tile);
+    void gather_ambient_light(const Tile& tile);
+    void send_ambient_rays(const PixelSampler& sampler, const Lit& lit, unsigned rays);
+    void add_light_ray(const LightRay& ray, const Vec3& origin, const Vec3& direction,
+                       double far_distance, float time, int cache_slot);
+    void trace_light_rays();
+    PixelSampler get_sampler(const Tile& tile, unsigned pixel) const {
+        return {m_settings.seed, tile.get_picture_pixel(pixel, m_settings.width)};
+    }
 
     const Stage& m_stage;
     const RenderSettings& m_settings;
@@ -81,13 +104,15 @@ class PixelTracer {
     TraceState m_state;
     ShaderHolder m_holder;
     GeometryRayBatch m_batch;
+    GeometryRayBatch m_single_ray;
     RayCounts m_ray_counts;
 
     std::vector<Path> m_paths;
     std::vector<Path> m_next_paths;
     std::vector<Lit> m_lit;
-    std::vector<Vec3> m_shadow_light;
-    Vec3 m_light{0.0, 0.0, 0.0};
+    std::vector<LightRay> m_light_rays;
+    /// Per pixel of the tile.
+    std::vector<Vec3> m_light;
 };
 
 } // namespace gas_app

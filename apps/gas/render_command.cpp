@@ -68,8 +68,14 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command
         ->add_option("--packet", m_packet_size,
                      "Camera rays traced together, from neighbouring pixels; 1: one by one; "
-                     "usually 64, for a heat map 1")
+                     "usually 64, for a heat map or with --stream all 1")
         ->check(whole_number(1, largest_packet));
+    m_command
+        ->add_option("--stream", m_stream,
+                     "Which rays go through the trees in streams, many at a time: off; on: "
+                     "those that scatter, ambient and mirrored ones; all: also those towards the "
+                     "sun and, without packets, from the camera. Those of a heat map never do")
+        ->capture_default_str();
     m_command
         ->add_flag("--brute-force", m_brute_force,
                    "Test every item instead of walking trees: the same picture, slowly")
@@ -86,10 +92,27 @@ RenderSettings RenderCommand::get_render_settings() const {
     settings.threads =
         m_threads > 0 ? m_threads : std::max(1u, std::thread::hardware_concurrency());
     settings.seed = parse_seed(m_seed);
-    constexpr unsigned usual_packet = 64;
-    settings.packet_size = m_packet_size > 0 ? m_packet_size : m_heat_map ? 1 : usual_packet;
-    settings.walk = m_brute_force ? Walk::brute_force : m_heat_map ? Walk::counting : Walk::engine;
+    choose_walks(settings);
     return settings;
+}
+
+/// How the rays of each kind find their way.
+void RenderCommand::choose_walks(RenderSettings& settings) const {
+    constexpr unsigned usual_packet = 64;
+    const StreamChoice stream = parse_streams(m_stream);
+    const bool stream_all = stream == StreamChoice::all_rays;
+    settings.packet_size = m_heat_map || stream_all ? 1 : usual_packet;
+    if (m_packet_size > 0)
+        settings.packet_size = m_packet_size;
+    const Walk walk = m_brute_force ? Walk::brute_force
+                      : m_heat_map  ? Walk::counting
+                                    : Walk::engine;
+    const auto choose = [&](bool streams) {
+        return streams && walk == Walk::engine ? Walk::stream : walk;
+    };
+    settings.camera_walk = choose(stream_all && settings.packet_size == 1);
+    settings.sun_walk = choose(stream_all);
+    settings.walk = choose(stream != StreamChoice::none);
 }
 
 void RenderCommand::run() const {

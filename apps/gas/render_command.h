@@ -18,6 +18,7 @@ class RenderCommand {
 
   private:
     RenderSettings get_render_settings() const;
+    void choose_walks(RenderSettings& settings) const;
     RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
                       Picture& picture) const;
 
@@ -33,6 +34,7 @@ class RenderCommand {
     unsigned m_packet_size = 0;
     unsigned m_render_count = 1;
     std::string m_seed = "1";
+    std::string m_stream = "on";
     bool m_heat_map = false;
     bool m_brute_force = false;
 };

@@ -16,16 +16,20 @@ struct SceneCounts {
     std::uint64_t items = 0;
     /// As often as instances place them.
     std::uint64_t placed_items = 0;
-    /// With the tree over the instances: what the trees say, and everything they hold.
+    /// With the tree over the instances: what the trees say, their wide nodes, and everything they
+    /// hold.
     std::uint64_t tree_bytes = 0;
+    std::uint64_t wide_bytes = 0;
     std::uint64_t tree_total_bytes = 0;
 
     explicit SceneCounts(const Scene& scene)
         : tree_bytes(scene.get_tree().get_memory_size()),
+          wide_bytes(scene.get_tree().get_wide_bytes()),
           tree_total_bytes(scene.get_tree().get_total_bytes()) {
         for (const auto& shape : scene.get_shapes()) {
             items += shape->get_item_count();
             tree_bytes += shape->get_tree().get_memory_size();
+            wide_bytes += shape->get_tree().get_wide_bytes();
             tree_total_bytes += shape->get_tree().get_total_bytes();
         }
         for (const Instance& instance : scene.get_instances())
@@ -85,7 +89,12 @@ void RenderReport::print_json() const {
         {"ambient_rays", settings.ambient_rays},
         {"threads", settings.threads},
         {"packet", settings.packet_size},
+        {"streams",
+         {{"camera", settings.camera_walk == Walk::stream},
+          {"sun", settings.sun_walk == Walk::stream},
+          {"scattered", settings.walk == Walk::stream}}},
         {"tree", options.tree_kind},
+        {"wide_nodes", options.get_tree_settings().has_wide_nodes},
         {"build_method", options.build_method},
         {"motion_samples", stage.scene->get_sample_count()},
         {"heat_map", settings.walk == Walk::counting},
@@ -96,6 +105,7 @@ void RenderReport::print_json() const {
           {"items", counts.items},
           {"placed_items", counts.placed_items},
           {"tree_bytes", counts.tree_bytes},
+          {"wide_bytes", counts.wide_bytes},
           {"tree_total_bytes", counts.tree_total_bytes}}},
         {"seconds",
          {{"scene", timing.scene},
@@ -136,6 +146,9 @@ void RenderReport::print_text() const {
     if (const std::optional<std::size_t> peak = get_peak_resident_size())
         std::printf(", at most %.1f MB resident", static_cast<double>(*peak) * 1e-6);
     std::printf("\n");
+    std::printf("trees of %.1f MB, %.1f of them wide nodes\n",
+                static_cast<double>(counts.tree_total_bytes) * 1e-6,
+                static_cast<double>(counts.wide_bytes) * 1e-6);
     if (options.get_tree_settings().kind != TreeKind::grid)
         return;
     const GridCounts grids(*stage.scene);

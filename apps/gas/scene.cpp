@@ -88,15 +88,21 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSe
     // The boxes of the shapes' trees are padded; so theirs may reach a little farther.
     Box bounds = empty_box();
     const unsigned count = static_cast<unsigned>(m_instances.size());
-    for (unsigned sample = 0; sample < m_sample_count; ++sample)
-        for (unsigned instance = 0; instance < count; ++instance)
-            grow(bounds, get_instance_box(instance, sample));
+    m_swept_boxes.assign(count, empty_box());
+    for (unsigned instance = 0; instance < count; ++instance) {
+        for (unsigned sample = 0; sample < m_sample_count; ++sample)
+            grow(m_swept_boxes[instance], get_instance_box(instance, sample));
+        grow(bounds, m_swept_boxes[instance]);
+    }
     const auto get_box = [this](unsigned instance, unsigned sample) {
         return get_instance_box(instance, sample);
     };
-    const double reach = std::max(get_reach(origins), get_reach(bounds));
-    m_tree.build({count, m_sample_count, get_box, get_box_padding(reach), bounds},
-                 get_instance_settings(settings), progress_bar, get_share(count, total));
+    const double padding = get_box_padding(std::max(get_reach(origins), get_reach(bounds)));
+    for (Box& box : m_swept_boxes)
+        box = {box.min - Vec3{padding, padding, padding},
+               box.max + Vec3{padding, padding, padding}};
+    m_tree.build({count, m_sample_count, get_box, padding, bounds}, get_instance_settings(settings),
+                 progress_bar, get_share(count, total));
 }
 
 Box Scene::get_instance_box(unsigned instance, unsigned sample) const {

@@ -89,14 +89,32 @@ class Scene : public GasObject {
                                  CtxShader& shader, GeometryRaytraceCtx& ctx);
     void trace_instances(Query query, const CtxEval& eval, CtxShader& shader,
                          GeometryRaytraceCtx& ctx) const;
+    void trace_tree(Query query, const CtxEval& eval, CtxShader& shader,
+                    GeometryRaytraceCtx& ctx) const;
     bool enter_instance(unsigned instance, Query query, TraceState& state,
                         const GeometryRaytraceCtx& ctx) const;
+    void enter_ray(unsigned instance, unsigned ray, Query query, TraceState& state,
+                   unsigned local_index, const GeometryRaytraceCtx& ctx) const;
+    void trace_shape(unsigned instance, Query query, const CtxEval& eval, CtxShader& shader,
+                     const GeometryRaytraceCtx& ctx) const;
+    void visit_instance(unsigned instance, Query query, const CtxEval& eval, CtxShader& shader,
+                        const GeometryRaytraceCtx& ctx) const;
+    void trace_stream(Query query, const CtxEval& eval, CtxShader& shader,
+                      GeometryRaytraceCtx& ctx) const;
+    void find_visits(Query query, const CtxEval& eval, CtxShader& shader,
+                     GeometryRaytraceCtx& ctx) const;
+    void trace_group(unsigned instance, const std::vector<unsigned>& rays, Query query,
+                     const CtxEval& eval, CtxShader& shader, const GeometryRaytraceCtx& ctx) const;
+    bool may_reach(unsigned ray, unsigned instance, Query query,
+                   const GeometryRaytraceCtx& ctx) const;
 
     unsigned m_sample_count;
     std::vector<std::unique_ptr<Shape>> m_shapes;
     std::vector<Instance> m_instances;
     /// Per instance; the inverse of its only placement, unused where it moves.
     std::vector<Transform> m_inverse_placements;
+    /// Per instance, padded: its box at all motion samples together.
+    std::vector<Box> m_swept_boxes;
     TracedTree m_tree;
 };
 

@@ -25,6 +25,11 @@ void SceneOptions::add_to(CLI::App& command) {
                     "shapes, built cell by cell when rays reach them (instances have a plain one)")
         ->capture_default_str();
     command
+        .add_option("--wide", wide_nodes,
+                    "Whether plain trees have wide nodes, which rays walk faster for more memory: "
+                    "on or off")
+        ->capture_default_str();
+    command
         .add_option("--cells", cell_count,
                     "With --tree grid: about how many cells each shape is divided into, but no "
                     "more than it has items; usually its items / 128")
@@ -56,6 +61,7 @@ void SceneOptions::apply(StageSettings& settings, AppBase& application) const {
 TreeSettings SceneOptions::get_tree_settings() const {
     TreeSettings settings;
     settings.kind = parse_tree_kind(tree_kind);
+    settings.has_wide_nodes = parse_switch(wide_nodes, "--wide");
     settings.cell_count = cell_count;
     settings.has_cell_bars = cell_bars || build_method != usual_build_method;
     if (settings.kind != TreeKind::grid && cell_count > 0)

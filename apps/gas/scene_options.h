@@ -20,6 +20,7 @@ struct SceneOptions {
     std::string detail = "1";
     std::string build_method = usual_build_method;
     std::string tree_kind = "plain";
+    std::string wide_nodes = "on";
     /// 0: not chosen.
     unsigned item_count = 0;
     unsigned cell_count = 0;

@@ -53,82 +53,110 @@ void Scene::trace_instances(Query query, const CtxEval& eval, CtxShader& shader,
                             GeometryRaytraceCtx& ctx) const {
     TraceState& state = TraceState::of(eval);
     state.scene_batch = &ctx.get_data();
+    if (state.walk == Walk::stream)
+        trace_stream(query, eval, shader, ctx);
+    else
+        trace_tree(query, eval, shader, ctx);
+}
+
+/// Takes the scene's batch through the tree over the instances.
+void Scene::trace_tree(Query query, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& ctx) const {
     if (m_tree.get_scale() == 1.0) {
         m_tree.trace(query, eval, shader, ctx);
         return;
     }
     GeometryRaytraceData scaled;
-    scale_batch(*state.scene_batch, m_tree.get_scale(), state, scaled);
+    scale_batch(ctx.get_data(), m_tree.get_scale(), TraceState::of(eval), scaled);
     m_tree.trace(query, eval, shader, scaled.get_ctx());
 }
 
-/// Takes the rays that are still searching into the instance's space. Directions keep the length
-/// that the map gives them, so that distances mean the same on both sides; only the tree sees them
-/// multiplied by its scale. False: no ray is left.
+/// Takes the rays that are still searching into the instance's space. False: no ray is left.
 bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
                            const GeometryRaytraceCtx& ctx) const {
-    const double scale = m_instances[instance].shape->get_tree().get_scale();
-    Transform moving;
     unsigned count = 0;
     for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
         const unsigned ray = static_cast<unsigned>(index);
-        if (query == Query::any_hit && ctx.is_hit(ray))
-            continue;
-        const GeometryRay& scene_ray = state.scene_batch->get_arrays().rays[ray];
-        LocalRay& local = state.local_rays[count];
-        local.moment = get_moment(scene_ray.time);
-        const Transform& inverse = get_inverse_placement(instance, local.moment, moving);
-        local.origin = inverse.apply_to_point(scene_ray.line.get_origin());
-        local.direction = inverse.apply_to_vector(scene_ray.line.get_direction());
-        local.shear = RayShear(local.direction);
-        local.scene_ray = ray;
-        const double far_distance = query == Query::any_hit
-                                        ? ctx.get_tfar(ray)
-                                        : ctx.get_intersection_path(ray).get_hit_distance();
-        state.local_batch.set_ray(count, local.origin * scale, local.direction * scale,
-                                  ctx.get_tnear(ray), far_distance, scene_ray.time,
-                                  scene_ray.cache_slot);
-        ++count;
+        if (query == Query::nearest_hit || !ctx.is_hit(ray))
+            enter_ray(instance, ray, query, state, count++, ctx);
     }
-    state.instance = instance;
     state.local_batch.get_data().set_range(0, static_cast<int>(count) - 1);
     const std::vector<Transform>& placements = m_instances[instance].placements;
     const GMathFrustum* frustum = state.scene_batch->get_frustum();
     if (frustum && count > 1 && placements.size() == 1)
-        state.local_batch.set_frustum(to_local(*frustum, placements.front(), scale));
+        state.local_batch.set_frustum(to_local(
+            *frustum, placements.front(), m_instances[instance].shape->get_tree().get_scale()));
     else
         state.local_batch.clear_frustum();
     return count > 0;
 }
 
+/// Takes a ray into the instance's space. Directions keep the length that the map gives them, so
+/// that distances mean the same on both sides; only the tree sees them multiplied by its scale.
+void Scene::enter_ray(unsigned instance, unsigned ray, Query query, TraceState& state,
+                      unsigned local_index, const GeometryRaytraceCtx& ctx) const {
+    const GeometryRay& scene_ray = state.scene_batch->get_arrays().rays[ray];
+    LocalRay& local = state.local_rays[local_index];
+    local.moment = get_moment(scene_ray.time);
+    Transform moving;
+    const Transform& inverse = get_inverse_placement(instance, local.moment, moving);
+    local.origin = inverse.apply_to_point(scene_ray.line.get_origin());
+    local.direction = inverse.apply_to_vector(scene_ray.line.get_direction());
+    local.shear = RayShear(local.direction);
+    local.scene_ray = ray;
+    const double far_distance = query == Query::any_hit
+                                    ? ctx.get_tfar(ray)
+                                    : ctx.get_intersection_path(ray).get_hit_distance();
+    const double scale = m_instances[instance].shape->get_tree().get_scale();
+    state.local_batch.set_ray(local_index, local.origin * scale, local.direction * scale,
+                              ctx.get_tnear(ray), far_distance, scene_ray.time,
+                              scene_ray.cache_slot);
+}
+
+/// Traces the rays that entered the instance through its shape's tree and tells the scene's batch
+/// of hits.
+void Scene::trace_shape(unsigned instance, Query query, const CtxEval& eval, CtxShader& shader,
+                        const GeometryRaytraceCtx& ctx) const {
+    TraceState& state = TraceState::of(eval);
+    state.instance = instance;
+    GeometryRaytraceCtx& local = state.local_batch.get_ctx();
+    m_instances[instance].shape->get_tree().trace(query, eval, shader, local);
+    for (int index = local.get_first_ray(); index <= local.get_last_ray(); ++index) {
+        const unsigned ray = static_cast<unsigned>(index);
+        if (!local.is_hit(ray))
+            continue;
+        const unsigned scene_ray = state.local_rays[ray].scene_ray;
+        // The hit itself went into the state's record; ties there leave the distance alone.
+        if (query == Query::any_hit)
+            ctx.set_hit(scene_ray);
+        else
+            ctx.record_nearest_hit(scene_ray, local.get_intersection_path(ray).get_hit_distance(),
+                                   instance);
+    }
+}
+
+/// A leaf of the tree over the instances.
+void Scene::visit_instance(unsigned instance, Query query, const CtxEval& eval, CtxShader& shader,
+                           const GeometryRaytraceCtx& ctx) const {
+    TraceState& state = TraceState::of(eval);
+    if (state.finds_visits) {
+        for (int ray = ctx.get_first_ray(); ray <= ctx.get_last_ray(); ++ray)
+            state.visits.add(static_cast<unsigned>(ray), instance);
+    } else if (enter_instance(instance, query, state, ctx)) {
+        trace_shape(instance, query, eval, shader, ctx);
+    }
+}
+
 void Scene::find_any_hit(void* user, const unsigned& instance, const CtxEval& eval,
                          CtxShader& shader, GeometryRaytraceCtx& ctx) {
     const Scene& scene = *static_cast<const Scene*>(user);
-    TraceState& state = TraceState::of(eval);
-    if (!scene.enter_instance(instance, Query::any_hit, state, ctx))
-        return;
-    GeometryRaytraceCtx& local = state.local_batch.get_ctx();
-    scene.m_instances[instance].shape->get_tree().trace(Query::any_hit, eval, shader, local);
-    for (int ray = local.get_first_ray(); ray <= local.get_last_ray(); ++ray)
-        if (local.is_hit(static_cast<unsigned>(ray)))
-            ctx.set_hit(state.local_rays[static_cast<unsigned>(ray)].scene_ray);
+    scene.visit_instance(instance, Query::any_hit, eval, shader, ctx);
 }
 
 void Scene::find_nearest_hit(void* user, const unsigned& instance, const CtxEval& eval,
                              CtxShader& shader, GeometryRaytraceCtx& ctx) {
     const Scene& scene = *static_cast<const Scene*>(user);
-    TraceState& state = TraceState::of(eval);
-    if (!scene.enter_instance(instance, Query::nearest_hit, state, ctx))
-        return;
-    GeometryRaytraceCtx& local = state.local_batch.get_ctx();
-    scene.m_instances[instance].shape->get_tree().trace(Query::nearest_hit, eval, shader, local);
-    for (int index = local.get_first_ray(); index <= local.get_last_ray(); ++index) {
-        const unsigned ray = static_cast<unsigned>(index);
-        // The hit itself went into the state's record; ties there leave the distance alone.
-        if (local.is_hit(ray))
-            ctx.record_nearest_hit(state.local_rays[ray].scene_ray,
-                                   local.get_intersection_path(ray).get_hit_distance(), instance);
-    }
+    scene.visit_instance(instance, Query::nearest_hit, eval, shader, ctx);
 }
 
 } // namespace gas_app

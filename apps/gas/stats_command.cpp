@@ -115,6 +115,8 @@ nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
         {"bytes_per_item", tree.bytes_per_item},
         {"motion_samples", tree.motion_sample_count},
         {"motion_bytes", tree.motion_bytes},
+        {"wide_bytes", tree.wide_bytes},
+        {"wide_bytes_per_item", tree.wide_bytes_per_item},
         {"total_bytes", tree.total_bytes},
         {"build_peak_bytes", gas_app::as_json(entry.tree->get_build_peak())},
         {"sah_cost", tree.sah_cost},
@@ -157,8 +159,14 @@ void StatsCommand::print_text(const Entry& entry) {
     std::printf("  memory           %zu bytes, %zu of them nodes; %.1f per item\n",
                 tree.memory_bytes, tree.node_bytes, tree.bytes_per_item);
     if (tree.motion_sample_count > 0)
-        std::printf("  with motion      %zu bytes, %zu of them for %u samples\n", tree.total_bytes,
-                    tree.motion_bytes, tree.motion_sample_count);
+        std::printf("  motion           %zu bytes for %u samples\n", tree.motion_bytes,
+                    tree.motion_sample_count);
+    if (tree.wide_bytes > 0)
+        std::printf("  wide nodes       %zu bytes, %.1f per item\n", tree.wide_bytes,
+                    tree.wide_bytes_per_item);
+    if (tree.total_bytes > tree.memory_bytes)
+        std::printf("  in all           %zu bytes, %.1f per item\n", tree.total_bytes,
+                    static_cast<double>(tree.total_bytes) / tree.leaf_count);
     if (const std::optional<std::size_t> peak = entry.tree->get_build_peak())
         std::printf("  build peak       %zu bytes, %.1f per item\n", *peak,
                     static_cast<double>(*peak) / tree.leaf_count);

@@ -6,6 +6,7 @@
 #include <gas/host/geometry_ray_batch.h>
 #include <gas/object/gas_object.h>
 
+#include "instance_visits.h"
 #include "ray_shear.h"
 
 namespace gas_app {
@@ -13,6 +14,7 @@ namespace gas_app {
 /// How trees are searched.
 enum class Walk {
     engine,     ///< by the library's queries
+    stream,     ///< by the library's streams
     counting,   ///< by the same queries with counters in them
     brute_force ///< not at all: every item of every tree is tested
 };
@@ -54,8 +56,8 @@ struct LocalRay {
 class TraceState {
   public:
     /// For batches of at most `batch_size` rays.
-    TraceState(Walk chosen_walk, unsigned batch_size)
-        : walk(chosen_walk), hits(batch_size), local_batch(batch_size), local_rays(batch_size),
+    explicit TraceState(unsigned batch_size)
+        : hits(batch_size), local_batch(batch_size), local_rays(batch_size),
           scaled_rays(batch_size) {
         eval.user_data = this;
     }
@@ -64,7 +66,8 @@ class TraceState {
 
     static TraceState& of(const CtxEval& eval) { return *static_cast<TraceState*>(eval.user_data); }
 
-    const Walk walk;
+    /// Of the batch being traced.
+    Walk walk = Walk::engine;
     CtxEval eval;
     GasWalkCounts counts;
     /// Per ray of the scene's batch.
@@ -77,6 +80,10 @@ class TraceState {
     unsigned instance = 0;
     GeometryRayBatch local_batch;
     std::vector<LocalRay> local_rays;
+
+    /// Of a stream: the instances that its rays come to, and whether these are being looked for.
+    InstanceVisits visits;
+    bool finds_visits = false;
 
     /// The scene's rays and their frustum as its tree sees them, where that has a scale.
     std::vector<GeometryRay> scaled_rays;

@@ -43,6 +43,19 @@ void run_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& sh
 }
 
 template <typename Tree, typename... Shortcut>
+void run_stream(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    if (query == Query::any_hit && is_moving(shader))
+        tree.ray_stream_motion(eval, shader, ctx, shortcut...);
+    else if (query == Query::any_hit)
+        tree.ray_stream_static(eval, shader, ctx, shortcut...);
+    else if (is_moving(shader))
+        tree.ray_stream_nearest_motion(eval, shader, ctx, shortcut...);
+    else
+        tree.ray_stream_nearest_static(eval, shader, ctx, shortcut...);
+}
+
+template <typename Tree, typename... Shortcut>
 void run_counted_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                        GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
     GasWalkCounts& counts = TraceState::of(eval).counts;
@@ -59,8 +72,11 @@ void run_counted_query(const Tree& tree, Query query, const CtxEval& eval, CtxSh
 template <typename Tree, typename... Shortcut>
 void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                 GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    if (TraceState::of(eval).walk == Walk::counting)
+    const Walk walk = TraceState::of(eval).walk;
+    if (walk == Walk::counting)
         run_counted_query(tree, query, eval, shader, ctx, shortcut...);
+    else if (walk == Walk::stream)
+        run_stream(tree, query, eval, shader, ctx, shortcut...);
     else
         run_query(tree, query, eval, shader, ctx, shortcut...);
 }
@@ -75,7 +91,10 @@ void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxSh
 /// The walk of a grid is not counted: the program refuses to draw heat maps of grids.
 void trace_any_tree(const GasGridTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                     GeometryRaytraceCtx& ctx) {
-    run_query(tree, query, eval, shader, ctx);
+    if (TraceState::of(eval).walk == Walk::stream)
+        run_stream(tree, query, eval, shader, ctx);
+    else
+        run_query(tree, query, eval, shader, ctx);
 }
 
 void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& eval,
@@ -83,7 +102,11 @@ void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& e
     trace_tree(tree, query, eval, shader, ctx);
 }
 
-template <typename Tree> std::size_t get_total_bytes(const Tree& tree) {
+std::size_t get_total_bytes(const GasTree& tree) {
+    return tree.get_memory_size() + tree.get_wide_nodes_size() + get_motion_bytes(tree);
+}
+
+std::size_t get_total_bytes(const GasCompressedTree& tree) {
     return tree.get_memory_size() + get_motion_bytes(tree);
 }
 
@@ -99,13 +122,13 @@ void TracedTree::set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_
     m_user = user;
 }
 
-void TracedTree::choose_tree(TreeKind kind) {
-    if (kind == TreeKind::grid)
+void TracedTree::choose_tree(const TreeSettings& settings) {
+    if (settings.kind == TreeKind::grid)
         m_items.serve(m_tree.emplace<GasGridTree>());
-    else if (kind == TreeKind::compressed)
+    else if (settings.kind == TreeKind::compressed)
         m_tree.emplace<GasCompressedTree>();
     else
-        m_tree.emplace<GasTree>();
+        m_tree.emplace<GasTree>().set_wide_nodes(settings.has_wide_nodes);
     std::visit(
         [&](auto& tree) { tree.set_leaf_raytrace_callbacks(m_any_hit, m_nearest_hit, m_user); },
         m_tree);
@@ -116,7 +139,7 @@ void TracedTree::build(const Items& items, const TreeSettings& settings,
     m_items.describe(items);
     const bool is_plain = settings.kind == TreeKind::plain;
     m_items.set_scale(is_plain ? 1.0 : get_tree_scale(m_items.get_padded_bounds()));
-    choose_tree(settings.kind);
+    choose_tree(settings);
     std::visit([&](auto& tree) { build_tree(tree, settings, progress_bar, progress_share); },
                m_tree);
     m_asked_by_build = m_items.get_asked_count();
@@ -172,6 +195,11 @@ TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
 
 std::size_t TracedTree::get_memory_size() const {
     return std::visit([](const auto& tree) { return tree.get_memory_size(); }, m_tree);
+}
+
+std::size_t TracedTree::get_wide_bytes() const {
+    const auto* const plain = std::get_if<GasTree>(&m_tree);
+    return plain ? plain->get_wide_nodes_size() : 0;
 }
 
 std::size_t TracedTree::get_total_bytes() const {

@@ -41,7 +41,8 @@ class TracedTree {
                float progress_share);
 
     /// Traces the rays first..last of `ctx`, whose origins and directions were multiplied by
-    /// `get_scale()`. Motion is looked at when the shader has samples.
+    /// `get_scale()`, in the way that the state says; callbacks of a stream come ray by ray, those
+    /// of different rays mixed. Motion is looked at when the shader has samples.
     void trace(Query query, const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
 
     const AnyTree& get_tree() const { return m_tree; }
@@ -56,8 +57,10 @@ class TracedTree {
     /// boxes that it was built over (a grid makes its own, which counts); when it was measured and
     /// could be.
     std::optional<std::size_t> get_build_peak() const { return m_build_peak; }
-    /// What the tree says; and with what that leaves out, motion samples and a grid's lists.
+    /// What the tree says; the wide nodes that it has; and everything, with motion samples and a
+    /// grid's lists.
     std::size_t get_memory_size() const;
+    std::size_t get_wide_bytes() const;
     std::size_t get_total_bytes() const;
     /// The padded box around everything at motion sample `sample`, not scaled.
     Box get_box(unsigned sample) const;
@@ -71,7 +74,7 @@ class TracedTree {
     }
 
   private:
-    void choose_tree(TreeKind kind);
+    void choose_tree(const TreeSettings& settings);
     template <typename Create> void measure(bool measures_memory, const Create& create);
     template <typename Tree>
     void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,

@@ -22,6 +22,8 @@ inline std::string_view get_name(TreeKind kind) {
 /// How the trees of a scene are built, beside the method, which is the application's.
 struct TreeSettings {
     TreeKind kind = TreeKind::plain;
+    /// Of plain trees: whether they have wide nodes.
+    bool has_wide_nodes = true;
     /// Whether to find out how much memory a build takes.
     bool measures_memory = false;
     /// Of grids: about how many cells, but no more than there are items; 0: one for every

@@ -7,14 +7,17 @@ double get_surface_area(const Box& box) {
     return 2.0 * (size.x * size.y + size.y * size.z + size.z * size.x);
 }
 
-TreeStatistics TreeSurvey::finish(std::size_t node_size, std::size_t motion_bytes) {
+TreeStatistics TreeSurvey::finish(std::size_t node_size, std::size_t motion_bytes,
+                                  std::size_t wide_bytes) {
     TreeStatistics& statistics = m_statistics;
     statistics.node_bytes = statistics.node_count * node_size;
     statistics.motion_bytes = motion_bytes;
-    statistics.total_bytes = statistics.memory_bytes + statistics.motion_bytes;
+    statistics.wide_bytes = wide_bytes;
+    statistics.total_bytes = statistics.memory_bytes + motion_bytes + wide_bytes;
     if (statistics.leaf_count > 0) {
         statistics.bytes_per_item =
             static_cast<double>(statistics.memory_bytes) / statistics.leaf_count;
+        statistics.wide_bytes_per_item = static_cast<double>(wide_bytes) / statistics.leaf_count;
         statistics.mean_leaf_depth = m_depth_sum / statistics.leaf_count;
     }
     return statistics;
@@ -35,7 +38,7 @@ TreeStatistics get_tree_statistics(const GasTree& tree) {
             levels[node.index] = levels[node.index + 1] = levels[index] + 1;
         }
     }
-    return survey.finish(sizeof(GasTree::Node), get_motion_bytes(tree));
+    return survey.finish(sizeof(GasTree::Node), get_motion_bytes(tree), tree.get_wide_nodes_size());
 }
 
 std::size_t get_motion_bytes(const GasTree& tree) {

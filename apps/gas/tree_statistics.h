@@ -20,8 +20,11 @@ struct TreeStatistics {
     std::size_t node_bytes = 0;
     double bytes_per_item = 0.0;
     unsigned motion_sample_count = 0;
-    /// What the motion samples take, which `memory_bytes` leaves out; and everything together.
+    /// What `memory_bytes` leaves out, the motion samples and the wide nodes with those of the
+    /// samples; and everything together.
     std::size_t motion_bytes = 0;
+    std::size_t wide_bytes = 0;
+    double wide_bytes_per_item = 0.0;
     std::size_t total_bytes = 0;
     /// What a ray is expected to cost that crosses the root's box: the sum over all boxes of the
     /// cost of a visit, times the chance of one, which is the box's surface area divided by the
@@ -64,8 +67,9 @@ class TreeSurvey {
         m_depth_sum += level + 1.0;
     }
 
-    /// `motion_bytes`: what the motion samples take.
-    TreeStatistics finish(std::size_t node_size, std::size_t motion_bytes);
+    /// `motion_bytes`: what the motion samples take; `wide_bytes`: the wide nodes.
+    TreeStatistics finish(std::size_t node_size, std::size_t motion_bytes,
+                          std::size_t wide_bytes = 0);
 
   private:
     void add(const Box& box, double cost) {

@@ -115,7 +115,9 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
         {"--seed", "x"},       {"--unknown", "1"},       {"--heatmap", "--brute-force"},
         {"--tree", "Grid"},    {"--tree", "Plain"},      {"--repeat", "0"},
         {"--repeat", "010"},   {"--repeat", "0x10"},     {"--spp", "010"},
-        {"--ao", "00"},        {"--threads", "0x2"},     {"--packet", "010"}};
+        {"--ao", "00"},        {"--threads", "0x2"},     {"--packet", "010"},
+        {"--stream", "yes"},   {"--stream", "ON"},       {"--wide", "all"},
+        {"--wide", "1"}};
     for (const std::vector<std::string>& options : wrong) {
         SCOPED_TRACE(options[0] + " " + options[1]);
         expect_bad_options({"-o", picture, options[0], options[1]}, bad_usage, options[0]);

@@ -69,6 +69,18 @@ TEST(OptionValues, ReadsSeeds) {
         EXPECT_THROW(parse_seed(text), UserError) << text;
 }
 
+TEST(OptionValues, ReadsSwitches) {
+    EXPECT_TRUE(parse_switch("on", "--wide"));
+    EXPECT_FALSE(parse_switch("off", "--wide"));
+    EXPECT_EQ(parse_streams("off"), StreamChoice::none);
+    EXPECT_EQ(parse_streams("on"), StreamChoice::scattered_rays);
+    EXPECT_EQ(parse_streams("all"), StreamChoice::all_rays);
+    for (const char* text : {"", "On", "1", "yes", "offf"}) {
+        EXPECT_THROW(parse_switch(text, "--wide"), UserError) << text;
+        EXPECT_THROW(parse_streams(text), UserError) << text;
+    }
+}
+
 TEST(OptionValues, ReadsNames) {
     EXPECT_EQ(parse_build_method("median"), 0u);
     EXPECT_EQ(parse_build_method("hybrid"), 1u);

@@ -12,7 +12,8 @@ namespace {
 
 using namespace gas_app;
 
-constexpr unsigned batch_size = 4;
+/// Enough for streams in the instances.
+constexpr unsigned batch_size = 40;
 constexpr Vec3 upward{0.0, 1.0, 0.0};
 
 Vec3 get_random_point(support::SeededRandom& random, double size) {
@@ -103,7 +104,8 @@ struct Answer {
 /// Traces the same random rays in every way, in batches. Their lengths are multiplied by `unit`,
 /// so that distances are not.
 std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count, double unit = 1.0) {
-    TraceState state(walk, batch_size);
+    TraceState state(batch_size);
+    state.walk = walk;
     ShaderHolder holder(scene.get_motion_blur());
     GeometryRayBatch batch(batch_size);
     support::SeededRandom random(99);
@@ -162,8 +164,9 @@ TEST_P(SceneWalks, FindWhatBruteForceFinds) {
                          get_settings(kind));
             if (expected.empty())
                 expected = trace(*scene, Walk::brute_force, ray_count);
-            EXPECT_TRUE(trace(*scene, Walk::engine, ray_count) == expected)
-                << method << ", " << get_name(kind);
+            for (const Walk walk : {Walk::engine, Walk::stream})
+                EXPECT_TRUE(trace(*scene, walk, ray_count) == expected)
+                    << method << ", " << get_name(kind) << (walk == Walk::stream ? ", stream" : "");
             // The walks of grids are not counted.
             if (kind != TreeKind::grid) {
                 EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected)
@@ -192,8 +195,10 @@ TEST_P(SceneWalks, FindTheSameInScenesOfAllSizes) {
     const std::vector<Answer> expected = trace_scene(TreeKind::plain, Walk::brute_force, 1.0);
     for (const int exponent : {-40, -12, -3, 0, 3, 12, 40})
         for (const TreeKind kind : all_kinds)
-            EXPECT_TRUE(trace_scene(kind, Walk::engine, std::ldexp(1.0, exponent)) == expected)
-                << exponent << ", " << get_name(kind);
+            for (const Walk walk : {Walk::engine, Walk::stream})
+                EXPECT_TRUE(trace_scene(kind, walk, std::ldexp(1.0, exponent)) == expected)
+                    << exponent << ", " << get_name(kind)
+                    << (walk == Walk::stream ? ", stream" : "");
 }
 
 TEST(Scene, ScalesItsTreesUnlessTheyArePlain) {
@@ -241,7 +246,7 @@ TEST(Scene, GivesSurfacesThatFaceTheRay) {
                         {{0.5, 0.25, 1.0}, 0.0, false}});
     AppBase application(nullptr);
     scene.build({1.0, 0.0, 9.0}, *application.create_progress_bar("", false));
-    TraceState state(Walk::engine, 1);
+    TraceState state(1);
     ShaderHolder holder(scene.get_motion_blur());
     GeometryRayBatch batch(1);
     const Vec3 origin{1.01, 0.02, 9.0};
