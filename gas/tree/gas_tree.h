@@ -79,7 +79,7 @@ class GAS_EXPORT GasTree {
     void clear();
 
     /// Whether the tree keeps wide nodes, now and after every `create`: its boxes once more, four
-    /// to a record, for about 60 bytes per item and 70 per item and motion-blur sample. Single rays
+    /// to a record, for about 60 bytes per item and 75 per item and motion-blur sample. Single rays
     /// and streams walk them, faster, to the same leaves in the same order. Off at first. Wide
     /// nodes follow every refit. A tree of one leaf, or with a box that is inverted or NaN (in a
     /// sample: or infinite), is walked by its own nodes all the same. Copies share wide nodes as
