@@ -25,9 +25,9 @@ namespace {
 constexpr bool single_leaf_shortcut = true;
 
 /// A stream's query over the top tree: a leaf is a cell, whose tree streams the ray.
-class AllHits : public GasStreamAllHits {
+template <typename Query, bool is_nearest> class CellQuery : public Query {
   public:
-    using GasStreamAllHits::GasStreamAllHits;
+    using Query::Query;
 
     template <bool is_motion>
     static void call_leaf(const GasTree& tree, GasTreeCtx&, const unsigned& cell,
@@ -36,30 +36,19 @@ class AllHits : public GasStreamAllHits {
             GasGridStreamCells::get_sub_tree<is_motion>(tree, shader, cell);
         if (!sub_tree)
             return;
-        if constexpr (is_motion)
+        if constexpr (is_nearest && is_motion)
+            sub_tree->ray_stream_nearest_motion(eval, shader, rays);
+        else if constexpr (is_nearest)
+            sub_tree->ray_stream_nearest_static(eval, shader, rays);
+        else if constexpr (is_motion)
             sub_tree->ray_stream_motion(eval, shader, rays);
         else
             sub_tree->ray_stream_static(eval, shader, rays);
     }
 };
 
-class NearestHit : public GasStreamNearestHit {
-  public:
-    using GasStreamNearestHit::GasStreamNearestHit;
-
-    template <bool is_motion>
-    static void call_leaf(const GasTree& tree, GasTreeCtx&, const unsigned& cell,
-                          const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& rays) {
-        const GasGridSubTree* const sub_tree =
-            GasGridStreamCells::get_sub_tree<is_motion>(tree, shader, cell);
-        if (!sub_tree)
-            return;
-        if constexpr (is_motion)
-            sub_tree->ray_stream_nearest_motion(eval, shader, rays);
-        else
-            sub_tree->ray_stream_nearest_static(eval, shader, rays);
-    }
-};
+using AllHits = CellQuery<GasStreamAllHits, false>;
+using NearestHit = CellQuery<GasStreamNearestHit, true>;
 
 } // namespace
 

@@ -7,8 +7,6 @@
 /// What both have in common: a leaf is called, and that is all.
 class GasStreamQuery {
   public:
-    static constexpr bool goes_in_packets = false;
-
     template <bool checks_leaf, typename Tree, typename CallLeaf>
     static bool try_cached_leaf(const Tree&, GasTreeCtx&, const CallLeaf&) {
         return false;

@@ -207,8 +207,6 @@ void GasWideSample::fill(const GasWideNodes& wide_nodes, const Node* tree_nodes,
         }
         GasWideSampleNode& node = nodes[i];
         boxes.store(node.planes);
-        for (unsigned lane = 0; lane < 4; ++lane)
-            node.references[lane] = wide.references[lane];
 
         const unsigned half = tree_nodes[wide.binary_node].index;
         const SimdF first_min = load_min(half);
@@ -223,8 +221,8 @@ void GasWideSample::fill(const GasWideNodes& wide_nodes, const Node* tree_nodes,
         max_xy.move_high().store(node.half_planes[1] + 2);
         SimdF::interleave_high(first_min, second_min).store(node.half_planes[2]);
         SimdF::interleave_high(first_max, second_max).store(node.half_planes[2] + 2);
-        // The last store reached into the references.
-        for (unsigned lane = 0; lane < 2; ++lane)
+        // After the boxes, whose last store reaches into the references.
+        for (unsigned lane = 0; lane < 4; ++lane)
             node.references[lane] = wide.references[lane];
         const SimdF infinity(std::numeric_limits<float>::infinity());
         finite = finite & (first_max < infinity) & (second_max < infinity) &
