@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cassert>
+#include <cmath>
+#include <limits>
 
 #include <gas/traversal/gas_traversal_access.h>
 
@@ -41,6 +43,13 @@ class GasAllHits {
 
     /// The ray's bound; a callback may change it.
     double get_bound() const { return m_far_distance; }
+
+    /// Whether a walk that tests boxes early can follow a bound that comes nearer: only one that
+    /// looks at the bound again before it goes on.
+    static constexpr bool follows_bound = false;
+
+    /// How far from its start a ray may enter what it reaches.
+    static float get_limit(double bound) { return static_cast<float>(bound); }
 
     /// A pending node is expanded whatever the bound has become: its children see it.
     static bool is_beyond(float, double) { return false; }
@@ -102,6 +111,18 @@ class GasNearestHit {
     }
 
     double get_bound() const { return gas_host::get_hit_distance(m_path); }
+
+    static constexpr bool follows_bound = true;
+
+    /// The farthest float in front of the bound; a NaN where there is none.
+    static float get_limit(double bound) {
+        constexpr float infinity = std::numeric_limits<float>::infinity();
+        const float rounded = static_cast<float>(bound);
+        if (static_cast<double>(rounded) < bound)
+            return rounded;
+        return rounded == -infinity ? std::numeric_limits<float>::quiet_NaN()
+                                    : std::nextafter(rounded, -infinity);
+    }
 
     static bool is_beyond(float entry_distance, double bound) {
         return static_cast<double>(entry_distance) >= bound;

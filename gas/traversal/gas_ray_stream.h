@@ -72,7 +72,10 @@ template <typename Query, typename Nodes, typename Boxes, GasTraversable Tree> c
 
     void trace_together(unsigned end) {
         const std::size_t stack_size = gas_get_stream_stack_size(m_tree.get_depth());
-        const GasTreeCtxLease lease(m_shader, GasStreamLists::slot_count * stack_size);
+        constexpr std::size_t bytes_per_entry = sizeof(GasWideEntry);
+        const GasTreeCtxLease lease(
+            m_shader,
+            GasStreamLists::slot_count * stack_size * bytes_per_entry / sizeof(GasStackEntry) + 1);
         GasTreeCtx& ctx = lease.get();
         const auto start_next = [&](auto& slot) {
             unsigned step = take_next_ray;
@@ -85,20 +88,30 @@ template <typename Query, typename Nodes, typename Boxes, GasTraversable Tree> c
             Query::template call_leaf<Boxes::is_motion>(m_tree, ctx, leaf, m_eval, m_shader,
                                                         gas_host::get_ctx(m_view));
         };
+        const auto resume = [&](unsigned ray, Query& query, const auto& history) {
+            const GasTreeCtxLease next(m_shader, 2 * std::size_t{m_tree.get_depth()});
+            gas_resume_walk<Nodes>(get_lane_ray(ray), gas_host::get_time(m_view, ray), m_tree,
+                                   next.get(), m_eval, m_shader, gas_host::get_ctx(m_view), query,
+                                   history);
+        };
         gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_get_wide_entries(ctx), stack_size,
-                                            start_next, call_leaf);
+                                            start_next, call_leaf, resume);
     }
 
     /// Gives the next ray to `slot`; a ray that wide nodes cannot serve is traced here and now.
     template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx) {
         const unsigned ray = m_next_ray++;
-        const GasLaneRay lane_ray(gas_host::get_line(m_view, ray),
-                                  gas_host::get_ctx(m_view).get_tnear(ray));
+        const GasLaneRay lane_ray = get_lane_ray(ray);
         const Boxes boxes(m_tree, m_shader, gas_host::get_time(m_view, ray));
         if (boxes.is_ready() && GasWideRay::can_trace(lane_ray))
             return slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
         trace_alone(ray);
         return take_next_ray;
+    }
+
+    GasLaneRay get_lane_ray(unsigned ray) const {
+        return GasLaneRay(gas_host::get_line(m_view, ray),
+                          gas_host::get_ctx(m_view).get_tnear(ray));
     }
 
     void trace_alone(unsigned ray) {

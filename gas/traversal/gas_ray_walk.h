@@ -72,37 +72,13 @@ bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const SimdF& far_distance,
     return true;
 }
 
-/// Walks the tree for one ray, the nearer child first. `Nodes` says where boxes come from, `Query`
-/// what a hit means; `probe` hears of every expanded node and every leaf callback. The shader has
-/// frames and the tree a root.
-template <typename Nodes, typename Query, GasTraversable Tree, typename Probe>
-void gas_walk_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                  GeometryRaytraceCtx& rays, unsigned ray, Probe& probe) {
-    GeometryRaytraceData& data = gas_host::get_data(rays);
-    const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
-    GasTreeCtx& ctx = lease.get();
-    const double near_distance = rays.get_tnear(ray);
-    const GasLaneRay lane_ray(gas_host::get_line(data, ray), near_distance);
-    const float time = gas_host::get_time(data, ray);
-    Query query(ctx, data, ray);
-    const auto call_leaf = [&](unsigned leaf) {
-        probe.call_leaf();
-        Query::template call_leaf<Nodes::is_motion>(tree, ctx, leaf, eval, shader, rays);
-    };
-
-    if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
-        return;
-    if constexpr (GasWideTraversable<Tree> && std::is_same_v<Probe, GasNoProbe>) {
-        using Boxes = std::conditional_t<Nodes::is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
-        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
-            const Boxes boxes(tree, shader, time);
-            if (boxes.is_ready())
-                return gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf);
-        }
-    }
-    Nodes nodes(tree, ctx, shader, time);
+/// Walks a tree for one ray, the nearer child first. `nodes` says where boxes come from, `query`
+/// what a hit means, `call_leaf` calls a leaf; `probe` hears of every expanded node.
+template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
+void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, GasTreeCtx& ctx,
+                    Query& query, const CallLeaf& call_leaf, Probe& probe) {
     GasWalkStack stack = {ctx.stack, 0};
-    float entry_distance = static_cast<float>(near_distance);
+    float entry_distance = lane_ray.near_distance.get_first();
     double bound = query.get_bound();
     SimdF far_distance(static_cast<float>(bound));
     bool walking = nodes.is_ready();
@@ -129,4 +105,54 @@ void gas_walk_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         walking = stack.pop(nodes, entry_distance);
     }
     query.finish();
+}
+
+/// Goes on with a ray whose walk of wide nodes gave up. The frame is one that no walk uses any
+/// more.
+template <typename Nodes, typename Query, GasTraversable Tree>
+void gas_resume_walk(const GasLaneRay& lane_ray, float time, const Tree& tree, GasTreeCtx& ctx,
+                     const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& rays,
+                     Query& query, const GasBoundHistory<Query>& history) {
+    const auto call_leaf = [&](unsigned leaf) {
+        Query::template call_leaf<Nodes::is_motion>(tree, ctx, leaf, eval, shader, rays);
+    };
+    GasResumedQuery<Query> resumed(query, history);
+    Nodes nodes(tree, ctx, shader, time);
+    GasNoProbe probe;
+    gas_walk_nodes(nodes, lane_ray, tree, ctx, resumed, call_leaf, probe);
+}
+
+/// Traces one ray, as the query says; `probe` hears of every leaf callback, too. The shader has
+/// frames and the tree a root.
+template <typename Nodes, typename Query, GasTraversable Tree, typename Probe>
+void gas_walk_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                  GeometryRaytraceCtx& rays, unsigned ray, Probe& probe) {
+    GeometryRaytraceData& data = gas_host::get_data(rays);
+    const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
+    GasTreeCtx& ctx = lease.get();
+    const GasLaneRay lane_ray(gas_host::get_line(data, ray), rays.get_tnear(ray));
+    const float time = gas_host::get_time(data, ray);
+    Query query(ctx, data, ray);
+    const auto call_leaf = [&](unsigned leaf) {
+        probe.call_leaf();
+        Query::template call_leaf<Nodes::is_motion>(tree, ctx, leaf, eval, shader, rays);
+    };
+
+    if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
+        return;
+    if constexpr (GasWideTraversable<Tree> && std::is_same_v<Probe, GasNoProbe>) {
+        using Boxes = std::conditional_t<Nodes::is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
+        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
+            const Boxes boxes(tree, shader, time);
+            if (boxes.is_ready()) {
+                GasBoundHistory<Query> history(query.get_bound());
+                if (!gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, history))
+                    gas_resume_walk<Nodes>(lane_ray, time, tree, ctx, eval, shader, rays, query,
+                                           history);
+                return;
+            }
+        }
+    }
+    Nodes nodes(tree, ctx, shader, time);
+    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
 }

@@ -25,6 +25,8 @@ class GasStreamAllHits : public GasStreamQuery {
           m_far_distance(gas_host::get_far_distances(data) + ray) {}
 
     double get_bound() const { return *m_far_distance; }
+    static constexpr bool follows_bound = GasAllHits::follows_bound;
+    static float get_limit(double bound) { return GasAllHits::get_limit(bound); }
     static bool is_beyond(float, double) { return false; }
 
     template <bool is_motion, typename Tree>
@@ -56,6 +58,8 @@ class GasStreamNearestHit : public GasStreamQuery {
         : m_path(&gas_host::get_intersection_map(data).get_path(ray)) {}
 
     double get_bound() const { return gas_host::get_hit_distance(*m_path); }
+    static constexpr bool follows_bound = GasNearestHit::follows_bound;
+    static float get_limit(double bound) { return GasNearestHit::get_limit(bound); }
     static bool is_beyond(float entry_distance, double bound) {
         return GasNearestHit::is_beyond(entry_distance, bound);
     }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 
 #include <gas/traversal/gas_box_tests.h>
 #include <gas/traversal/gas_inline.h>
@@ -50,25 +49,26 @@ struct GasWideRay {
 
 /// What the test of a wide node gives.
 struct GasWideHits {
-    /// Where the ray enters each box, whatever its far distance; a NaN where it misses.
+    /// The lanes of the boxes that the ray enters, as bits.
+    unsigned reached;
+    /// Where it enters them, and where it passes the near plane of each axis.
     SimdF entries;
-    /// Where it passes the near plane of each axis.
     SimdF near[3];
 
     /// The slab test of four boxes; `get_plane(axis, offset)` gives the distances to a plane of
-    /// each. The running value is the second operand, so that a NaN lane never culls.
-    template <typename GetPlane> GasWideHits(const GasWideRay& ray, const GetPlane& get_plane) {
+    /// each. The running value is the second operand, so that a NaN lane never culls. No box is
+    /// entered beyond `limit`, nor any if that is a NaN.
+    template <typename GetPlane>
+    GasWideHits(const GasWideRay& ray, const SimdF& limit, const GetPlane& get_plane) {
         near[0] = get_plane(0, ray.near_planes[0]);
         near[1] = get_plane(1, ray.near_planes[1]);
         near[2] = get_plane(2, ray.near_planes[2]);
         const SimdF far_x = get_plane(0, ray.far_planes[0]);
         const SimdF far_y = get_plane(1, ray.far_planes[1]);
         const SimdF far_z = get_plane(2, ray.far_planes[2]);
-        const SimdF entry =
-            SimdF::max(near[2], SimdF::max(near[1], SimdF::max(near[0], ray.near_distance)));
-        const SimdF infinity(std::numeric_limits<float>::infinity());
-        const SimdF exit = SimdF::min(far_z, SimdF::min(far_y, SimdF::min(far_x, infinity)));
-        entries = entry | (exit < entry);
+        entries = SimdF::max(near[2], SimdF::max(near[1], SimdF::max(near[0], ray.near_distance)));
+        const SimdF exit = SimdF::min(far_z, SimdF::min(far_y, SimdF::min(far_x, limit)));
+        reached = static_cast<unsigned>((entries <= exit).get_mask());
     }
 };
 
@@ -92,9 +92,9 @@ class GasWideStaticBoxes {
     bool is_ready() const { return m_nodes != nullptr; }
     const unsigned* get_references(unsigned node) const { return m_nodes[node].references; }
 
-    GasWideHits test(const GasWideRay& ray, unsigned node) const {
+    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
         const float* const planes = m_nodes[node].planes[0];
-        return {ray, [&](unsigned axis, std::size_t plane) {
+        return {ray, limit, [&](unsigned axis, std::size_t plane) {
                     return (SimdF::load(planes + plane) - ray.origin[axis]) *
                            ray.inverse_direction[axis];
                 }};
@@ -134,10 +134,10 @@ class GasWideMotionBoxes {
     bool is_ready() const { return m_earlier && m_later; }
     const unsigned* get_references(unsigned node) const { return m_earlier[node].references; }
 
-    GasWideHits test(const GasWideRay& ray, unsigned node) const {
+    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
         const float* const earlier = m_earlier[node].planes[0];
         const float* const later = m_later[node].planes[0];
-        return {ray, [&](unsigned axis, std::size_t plane) {
+        return {ray, limit, [&](unsigned axis, std::size_t plane) {
                     const SimdF blended =
                         m_blend(SimdF::load(earlier + plane), SimdF::load(later + plane));
                     return (blended - ray.origin[axis]) * ray.inverse_direction[axis];

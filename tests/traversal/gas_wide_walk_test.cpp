@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -45,6 +46,8 @@ class WideWalk : public testing::TestWithParam<RayQuery> {
         support::RawRays batch({ray});
         support::trace(tree, GetParam(), shader, batch.get_ctx());
         const Items queried = calls.take_items();
+        if (before_stream)
+            before_stream();
         support::RawRays again({ray});
         support::trace_stream(tree, GetParam(), shader, again.get_ctx());
         EXPECT_EQ(calls.take_items(), queried);
@@ -53,6 +56,7 @@ class WideWalk : public testing::TestWithParam<RayQuery> {
 
     GasTree tree;
     support::RecordingCallbacks calls;
+    std::function<void()> before_stream;
 };
 
 TEST_P(WideWalk, BoxesAtInfinityAreCalledInTheirOrder) {
@@ -112,6 +116,42 @@ TEST_P(WideWalk, EqualEntriesGoToTheSecondOfEachPair) {
     const Items expected = {15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0};
     EXPECT_EQ(trace(false, ray), expected);
     EXPECT_EQ(trace(true, ray), expected);
+}
+
+TEST_P(WideWalk, BoundsMayChangeAtEveryLeafAndMoreOftenThanIsKept) {
+    // Box i starts at i, as far from the ray's origin.
+    std::vector<Box> boxes;
+    for (unsigned i = 0; i < 60; ++i)
+        boxes.push_back({{static_cast<float>(i), 0.0f, 0.0f}, {80.0f, 1.0f, 1.0f}});
+    support::build(tree, boxes);
+    support::fill_samples(tree, {boxes, boxes});
+    RaySpec ray;
+    ray.origin[1] = ray.origin[2] = 0.5;
+    ray.direction[0] = 1.0;
+    ray.direction[2] = 0.0;
+    ray.far_distance = 100.0;
+    for (const double pace : {0.0, 0.25, 1.0, -0.5}) {
+        for (const unsigned turn : {3u, 16u, 17u, 18u, 40u, 1000u}) {
+            // Each leaf brings the bound nearer by `pace`, the one after `turn` takes it away.
+            unsigned count = 0;
+            calls.react = [&](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+                const auto at = static_cast<unsigned>(rays.get_first_ray());
+                const double bound = ++count % turn == 0 ? 90.0 : 75.0 - pace * count;
+                if (support::is_nearest(GetParam()))
+                    rays.record_nearest_hit(at, bound, item);
+                else
+                    rays.set_tfar(at, bound);
+            };
+            before_stream = [&count] { count = 0; };
+            const auto start_and_trace = [&](bool wide) {
+                count = 0;
+                return trace(wide, ray);
+            };
+            const Items binary = start_and_trace(false);
+            EXPECT_EQ(start_and_trace(true), binary) << pace << ", " << turn;
+            EXPECT_GT(binary.size(), 20u);
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Queries, WideWalk, testing::ValuesIn(support::all_ray_queries),
