@@ -1,6 +1,7 @@
 #include <gas/diagnostics/gas_counted_queries.h>
 
 #include <gas/diagnostics/gas_counting_probe.h>
+#include <gas/traversal/gas_nearest_walk.h>
 #include <gas/traversal/gas_spatial_walk.h>
 #include <gas/tree/gas_tree_traversal.h>
 

@@ -1,15 +1,14 @@
 #pragma once
 
 #include <cassert>
-#include <cmath>
 #include <cstddef>
 
 #include <gas/traversal/gas_box_tests.h>
 #include <gas/traversal/gas_numeric.h>
 #include <gas/traversal/gas_traversal_access.h>
 
-/// Queries without rays: leaves that overlap a box, leaves near a point. They run on a frame that
-/// the caller hands over and report leaf positions.
+/// Queries without rays run on a frame that the caller hands over and report leaf positions. Here:
+/// the depth-first walk of them, and leaves that overlap a box.
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
 /// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
@@ -81,90 +80,6 @@ class GasBoxSearch {
     SimdF m_max;
 };
 
-/// Leaves in a cube around a point, the nearer box first. The cube may shrink on the way.
-class GasPointSearch {
-  public:
-    GasPointSearch(const GMathVec3<float>& point, float distance)
-        : m_point(point.x, point.y, point.z, 0.0f) {
-        set_distance(distance);
-    }
-
-    /// The cube becomes point - distance to point + distance.
-    void set_distance(float distance) {
-        m_min = m_point - SimdF(distance);
-        m_max = m_point + SimdF(distance);
-    }
-
-    bool overlaps(const SimdF& min, const SimdF& max) const {
-        return gas_test_overlap(min, max, m_min, m_max);
-    }
-
-    /// Whether the second box is as near to the point as the first, or nearer.
-    bool prefers_second(const SimdF& first_min, const SimdF& first_max, const SimdF& second_min,
-                        const SimdF& second_max) const {
-        return !(get_squared_distance(second_min, second_max) >
-                 get_squared_distance(first_min, first_max));
-    }
-
-    /// From the point to the centre of a box.
-    float get_center_distance(const SimdF& min, const SimdF& max) const {
-        return std::sqrt(get_squared_length((min + max) * SimdF(0.5f) - m_point));
-    }
-
-  private:
-    float get_squared_distance(const SimdF& min, const SimdF& max) const {
-        const SimdF outside = SimdF::max(SimdF::max(min - m_point, m_point - max), SimdF(0.0f));
-        return get_squared_length(outside);
-    }
-
-    /// Summed x, y, z in that order.
-    static float get_squared_length(const SimdF& vector) {
-        const SimdF squares = vector * vector;
-        return (squares.get(0) + squares.get(1)) + squares.get(2);
-    }
-
-    SimdF m_point;
-    SimdF m_min;
-    SimdF m_max;
-};
-
-/// The nearest leaves so far, in the caller's two arrays of `capacity` (at least 1) entries, sorted
-/// by ascending distance.
-class GasNearestLeaves {
-  public:
-    GasNearestLeaves(unsigned* leaves, float* distances, unsigned capacity)
-        : m_leaves(leaves), m_distances(distances), m_capacity(capacity) {}
-
-    unsigned get_count() const { return m_count; }
-    bool is_full() const { return m_count == m_capacity; }
-    float get_largest_distance() const { return m_distances[m_count - 1]; }
-
-    /// Takes a leaf unless the arrays are full of nearer ones; where they are full, the last drops
-    /// out. Of equal distances the earlier stays in front.
-    bool insert(unsigned leaf, float distance) {
-        if (is_full()) {
-            if (distance >= get_largest_distance())
-                return false;
-        } else {
-            ++m_count;
-        }
-        unsigned place = m_count - 1;
-        for (; place > 0 && m_distances[place - 1] > distance; --place) {
-            m_leaves[place] = m_leaves[place - 1];
-            m_distances[place] = m_distances[place - 1];
-        }
-        m_leaves[place] = leaf;
-        m_distances[place] = distance;
-        return true;
-    }
-
-  private:
-    unsigned* m_leaves;
-    float* m_distances;
-    unsigned m_capacity;
-    unsigned m_count = 0;
-};
-
 /// The whole of GasTree::get_leaves_in_bbox.
 template <GasTraversable Tree, typename Probe>
 void gas_find_leaves_in_box(const Tree& tree, GasTreeCtx& ctx, const GMathBbox3<float>& box,
@@ -184,24 +99,4 @@ void gas_find_leaves_in_box(const Tree& tree, GasTreeCtx& ctx, const GMathBbox3<
         gas_host::append(leaves, leaf);
     };
     gas_walk_boxes(tree, ctx, search, visit, probe);
-}
-
-/// The whole of GasTree::get_nearest_leaves.
-template <GasTraversable Tree, typename Probe>
-unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathVec3<float>& point,
-                                 float max_distance, unsigned max_count, unsigned* leaves,
-                                 float* distances, Probe& probe) {
-    assert(max_count > 0 && "room for at least one leaf");
-    if (tree.get_node_count() == 0 || max_count == 0)
-        return 0;
-    // Sized by nodes, not by depth: callers that keep a frame for this query see it grow once.
-    ctx.reserve_stack(tree.get_node_count());
-    GasPointSearch search(point, max_distance);
-    GasNearestLeaves nearest(leaves, distances, max_count);
-    const auto visit = [&](unsigned leaf, const SimdF& min, const SimdF& max) {
-        if (nearest.insert(leaf, search.get_center_distance(min, max)) && nearest.is_full())
-            search.set_distance(nearest.get_largest_distance());
-    };
-    gas_walk_boxes(tree, ctx, search, visit, probe);
-    return nearest.get_count();
 }

@@ -55,6 +55,10 @@ struct GasTraversalAccess {
     template <typename Tree> static bool has_sample(const Tree& tree, const unsigned& sample) {
         return tree.has_sample(sample);
     }
+    /// Whether every box has min <= max and a centre that is no NaN.
+    template <typename Tree> static bool are_boxes_ordered(const Tree& tree) {
+        return tree.are_boxes_ordered();
+    }
     /// What the tree's leaf callbacks are called with.
     template <typename Tree> static void* get_callback_user(const Tree& tree) {
         return tree.get_callback_user();

@@ -143,18 +143,19 @@ GasParallelBuild::GasParallelBuild(SysThreadTaskManager& manager, unsigned size,
       m_piece_count(pieces_per_thread * m_team.get_size()), m_pieces(new Piece[m_piece_count]),
       m_task_limit(parts_per_thread * m_team.get_size()), m_tasks(new Task[m_task_limit]) {}
 
-bool GasParallelBuild::make_records(const GMathBbox3<float>* bboxes, unsigned count,
-                                    GasRecord* records, GasLaneBounds& bounds) {
+GasBoxFacts GasParallelBuild::make_records(const GMathBbox3<float>* bboxes, unsigned count,
+                                           GasRecord* records, GasLaneBounds& bounds) {
     GasParallelPasses(*this).run(count, [&](Piece& piece, unsigned first, unsigned piece_count) {
         piece.bounds = gas_no_bounds();
-        piece.is_comparable = gas_make_records(bboxes, first, piece_count, records, piece.bounds);
+        piece.facts = gas_make_records(bboxes, first, piece_count, records, piece.bounds);
     });
-    bool is_comparable = true;
+    GasBoxFacts facts = {true, true};
     for (unsigned i = 0; i < m_piece_count; ++i) {
         bounds.add(m_pieces[i].bounds);
-        is_comparable = is_comparable && m_pieces[i].is_comparable;
+        facts.is_comparable = facts.is_comparable && m_pieces[i].facts.is_comparable;
+        facts.is_ordered = facts.is_ordered && m_pieces[i].facts.is_ordered;
     }
-    return is_comparable;
+    return facts;
 }
 
 void GasParallelBuild::build(GasRecordBuild& build, const GasBuildPart& whole) {

@@ -20,8 +20,8 @@ class GasParallelBuild {
                      unsigned part_size = default_part_size);
 
     /// As the function of that name, for all items.
-    bool make_records(const GMathBbox3<float>* bboxes, unsigned count, GasRecord* records,
-                      GasLaneBounds& bounds);
+    GasBoxFacts make_records(const GMathBbox3<float>* bboxes, unsigned count, GasRecord* records,
+                             GasLaneBounds& bounds);
 
     /// Builds `whole` and everything below it. The progress bar is touched on the calling thread.
     void build(GasRecordBuild& build, const GasBuildPart& whole);
@@ -35,7 +35,7 @@ class GasParallelBuild {
         GasRecordSides sides;
         GasLaneBounds bounds;
         GasRecordMove move;
-        bool is_comparable;
+        GasBoxFacts facts;
     };
     struct Task {
         GasBuildPart part;

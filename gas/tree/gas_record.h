@@ -33,6 +33,13 @@ inline void gas_copy_record(GasRecord& target, const GasRecord& source) {
     max.store(&target.bbox_max.x);
 }
 
+/// A box's six floats in two overlapping loads; each w is 0.
+inline void gas_load_box(const GMathBbox3<float>& box, SimdF& min, SimdF& max) {
+    const float* coordinates = &box.min.x;
+    min = SimdF::load_unaligned(coordinates) & SimdF::s_mask_xyz;
+    max = SimdF::load_unaligned(coordinates + 2).move_down() & SimdF::s_mask_xyz;
+}
+
 /// Points in lanes x, y, z, for bounds of centres; w stays 0.
 struct GasLaneBounds {
     SimdF min;

@@ -14,20 +14,21 @@ void count_leaves(GasRecordBuild& build, unsigned count) {
 
 } // namespace
 
-bool gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
-                      GasRecord* records, GasLaneBounds& bounds) {
+GasBoxFacts gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
+                             GasRecord* records, GasLaneBounds& bounds) {
     SimdF numbers = SimdF(0.0f) <= SimdF(0.0f);
+    SimdF ordered = numbers;
     for (unsigned item = first; item < first + count; ++item) {
-        // A box's six floats in two overlapping loads.
-        const float* coordinates = &bboxes[item].min.x;
-        const SimdF min = SimdF::load_unaligned(coordinates) & SimdF::s_mask_xyz;
-        const SimdF max = SimdF::load_unaligned(coordinates + 2).move_down() & SimdF::s_mask_xyz;
+        SimdF min;
+        SimdF max;
+        gas_load_box(bboxes[item], min, max);
         const SimdF center = (min + max) * SimdF(0.5f);
         numbers = numbers & (center <= center);
+        ordered = ordered & (min <= max);
         bounds.add(center);
         gas_store_node(records[item], min, max, item, GasTree::Node::leaf_flag);
     }
-    return numbers.get_mask() == 15;
+    return {numbers.get_mask() == 15, (numbers & ordered).get_mask() == 15};
 }
 
 void gas_open_node(GasRecordBuild& build, const GasBuildPart& part, const GasDivision& division,

@@ -45,10 +45,17 @@ struct GasRecordBuild {
     unsigned last_open = UINT_MAX;
 };
 
-/// Makes the records of a range of items; grows the bounds of their centres. False: one of the
-/// centres is a NaN.
-bool gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
-                      GasRecord* records, GasLaneBounds& bounds);
+/// What is known of all boxes of a range.
+struct GasBoxFacts {
+    /// No centre is a NaN.
+    bool is_comparable;
+    /// Nor is a box inside out.
+    bool is_ordered;
+};
+
+/// Makes the records of a range of items; grows the bounds of their centres.
+GasBoxFacts gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
+                             GasRecord* records, GasLaneBounds& bounds);
 
 /// Two halves of a part's records, with the bounds of their centres.
 struct GasDivision {

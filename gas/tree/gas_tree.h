@@ -183,9 +183,8 @@ class GAS_EXPORT GasTree {
 
     /// Collects in `leaves`, whose old contents go, the leaf position of every leaf whose box
     /// overlaps `box`; touching boxes overlap. Whatever lies below a first child comes before what
-    /// lies below its sibling: the same order whenever the tree is the same, whatever `ctx` did
-    /// before, but neither sorted by position nor by place. Leaf positions are items as `create`
-    /// numbers them; an index array is not applied. `ctx` lends its stack.
+    /// lies below its sibling: the same order whenever the tree is the same. Leaf positions are
+    /// items as `create` numbers them; an index array is not applied. `ctx` lends its stack.
     void get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
                             CoreVector<unsigned>& leaves) const;
     /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
@@ -193,10 +192,9 @@ class GAS_EXPORT GasTree {
     /// centre, nearest first. Once the arrays are full the cube shrinks to the largest distance
     /// held. A leaf whose box touches the cube counts even where its centre lies beyond
     /// `max_distance`. `leaves` and `distances` hold `max_count` elements each; returns how many
-    /// were written. The walk takes the child whose box is nearer to the point first; of leaves at
-    /// the same distance the one that it meets first stays in front, which is the same whenever the
-    /// tree and the arguments are, whatever `ctx` did before, but says nothing about their
-    /// positions. An empty tree has none. `ctx` lends its stack, which takes an entry per node.
+    /// were written. Leaves at the same distance stand as a depth-first walk finds them that takes
+    /// the child whose box is nearer first: in the same order whenever the tree and the arguments
+    /// are the same. An empty tree has none. `ctx` lends its stack, which takes an entry per node.
     unsigned get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& point,
                                 const float& max_distance, const unsigned& max_count,
                                 unsigned* leaves, float* distances) const;
@@ -262,6 +260,7 @@ class GAS_EXPORT GasTree {
                                SimdF& min, SimdF& max) const;
 
     bool has_sample(const unsigned& sample) const;
+    bool are_boxes_ordered() const;
     void* get_callback_user() const { return m_leaf_callbacks.user; }
     const GasWideNode* get_wide_nodes() const;
     const GasWideSampleNode* get_wide_sample(const unsigned& sample) const;
@@ -285,6 +284,7 @@ class GAS_EXPORT GasTree {
     void leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
                                      CtxShader& shader, GeometryRaytraceCtx& ctx) const;
 
+    /// One record more, which copies share, too: its flags say whether the boxes are ordered.
     Node* m_nodes;
     unsigned m_motion_blur_sample_count;
     GMathBbox3<float>** m_motion_blur_bboxes;

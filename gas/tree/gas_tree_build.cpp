@@ -76,8 +76,7 @@ void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
     const GasScratchArray<GasRecord> records = gas_allocate_scratch<GasRecord>(item_count);
     const GasScratchArray<unsigned> numbers = gas_allocate_scratch<unsigned>(item_count);
     GasHeapArray<unsigned> index_copy = gas_copy_indices(indices, item_count);
-    m_nodes =
-        static_cast<Node*>(sys_aligned_malloc((2 * std::size_t{item_count} - 1) * sizeof(Node)));
+    m_nodes = static_cast<Node*>(sys_aligned_malloc(2 * std::size_t{item_count} * sizeof(Node)));
     m_items = index_copy.release();
     m_leaf_count = item_count;
     m_node_count = 1;
@@ -85,11 +84,11 @@ void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
     choose_split(progress_bar, progress_share);
 
     GasBuildPart whole = {0, item_count, 0, 1, 1, gas_no_bounds()};
-    const bool is_comparable =
+    const GasBoxFacts facts =
         parallel_build
             ? parallel_build->make_records(bboxes, item_count, records.get(), whole.bounds)
             : gas_make_records(bboxes, 0, item_count, records.get(), whole.bounds);
-    if (is_comparable) {
+    if (facts.is_comparable) {
         GasRecordBuild build = {get_build_method(m_split_callback), m_nodes, records.get(),
                                 numbers.get(), progress_bar};
         if (parallel_build) {
@@ -100,6 +99,7 @@ void GasTree::build_tree(const GMathBbox3<float>* bboxes, unsigned item_count,
         }
         m_node_count = 2 * item_count - 1;
         m_depth = build.depth;
+        m_nodes[m_node_count].flags = facts.is_ordered ? 1 : 0;
         return;
     }
 
@@ -202,17 +202,24 @@ void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned d
 }
 
 void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
+    SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
     // Children follow their parents, so this order meets both children before their parent.
     for (unsigned i = m_node_count; i-- > 0;) {
         gas_prefetch_leaf_box(m_nodes, i, bboxes);
         Node& node = m_nodes[i];
         if (node.flags & Node::leaf_flag) {
-            node.bbox_min = bboxes[node.index].min;
-            node.bbox_max = bboxes[node.index].max;
+            SimdF min;
+            SimdF max;
+            gas_load_box(bboxes[node.index], min, max);
+            const SimdF center = (min + max) * SimdF(0.5f);
+            ordered = ordered & (min <= max) & (center <= center);
+            gas_store_node(node, min, max, node.index, node.flags);
             continue;
         }
         const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
         gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
                         previous_order);
     }
+    if (m_nodes)
+        m_nodes[m_node_count].flags = ordered.get_mask() == 15 ? 1 : 0;
 }

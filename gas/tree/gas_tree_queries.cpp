@@ -1,3 +1,4 @@
+#include <gas/traversal/gas_nearest_walk.h>
 #include <gas/traversal/gas_ray_walk.h>
 #include <gas/traversal/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>

@@ -64,6 +64,8 @@ inline bool GasTree::has_sample(const unsigned& sample) const {
     return sample < m_motion_blur_sample_count && m_motion_blur_bboxes[sample];
 }
 
+inline bool GasTree::are_boxes_ordered() const { return m_nodes[m_node_count].flags != 0; }
+
 inline const GasWideNode* GasTree::get_wide_nodes() const {
     return m_wide_nodes && m_wide_nodes->are_boxes_ordered() ? m_wide_nodes->get_nodes() : nullptr;
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include <gas/diagnostics/gas_counted_queries.h>
@@ -26,6 +28,18 @@ class CountedQueries : public testing::Test {
         const float x = random.uniform();
         const float y = random.uniform();
         return {x, y, random.uniform()};
+    }
+
+    /// From a point to the nearest point of a node's box.
+    static float get_distance(const GasTree::Node& node, const GMathVec3<float>& point) {
+        float sum = 0.0f;
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            const float below = node.bbox_min[axis] - point[axis];
+            const float above = point[axis] - node.bbox_max[axis];
+            const float outside = std::max({below, above, 0.0f});
+            sum += outside * outside;
+        }
+        return std::sqrt(sum);
     }
 
     GasTree tree;
@@ -66,6 +80,25 @@ TEST_F(CountedQueries, FindWhatTheOthersFindNearAPoint) {
         EXPECT_EQ(counted, plain);
         EXPECT_GE(counts.leaf_calls, room);
         EXPECT_LT(counts.visited_nodes, tree.get_node_count());
+    }
+}
+
+TEST_F(CountedQueries, VisitHardlyANodeFartherThanTheLastLeafFound) {
+    support::SeededRandom random(8);
+    for (const unsigned room : {1u, 8u, 64u}) {
+        GasWalkCounts counts;
+        unsigned fewest = 0;
+        for (unsigned round = 0; round < 50; ++round) {
+            const GMathVec3<float> point = make_point(random);
+            std::vector<unsigned> leaves(room);
+            std::vector<float> distances(room);
+            gas_counted_get_nearest_leaves(tree, ctx, point, 2.0f, room, leaves.data(),
+                                           distances.data(), counts);
+            for (unsigned i = 0; i < tree.get_node_count(); ++i)
+                fewest += get_distance(tree.get_nodes()[i], point) < distances.back() ? 1 : 0;
+        }
+        EXPECT_GE(counts.visited_nodes, fewest);
+        EXPECT_LE(counts.visited_nodes, fewest + fewest / 5) << room;
     }
 }
 

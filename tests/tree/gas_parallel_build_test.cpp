@@ -46,14 +46,16 @@ void expect_same_nodes(const std::vector<Box>& boxes, Split split, unsigned thre
                        unsigned part_size) {
     Arrays serial(boxes, split);
     Arrays parallel(boxes, split);
-    const bool is_comparable = gas_make_records(serial.bboxes.get_items(), 0, serial.whole.count,
-                                                serial.records.data(), serial.whole.bounds);
+    const GasBoxFacts facts = gas_make_records(serial.bboxes.get_items(), 0, serial.whole.count,
+                                               serial.records.data(), serial.whole.bounds);
     SysThreadTaskManager manager(nullptr);
     GasParallelBuild parallel_build(manager, thread_count, part_size);
-    ASSERT_EQ(parallel_build.make_records(parallel.bboxes.get_items(), parallel.whole.count,
-                                          parallel.records.data(), parallel.whole.bounds),
-              is_comparable);
-    if (!is_comparable)
+    const GasBoxFacts parallel_facts =
+        parallel_build.make_records(parallel.bboxes.get_items(), parallel.whole.count,
+                                    parallel.records.data(), parallel.whole.bounds);
+    ASSERT_EQ(parallel_facts.is_comparable, facts.is_comparable);
+    ASSERT_EQ(parallel_facts.is_ordered, facts.is_ordered);
+    if (!facts.is_comparable)
         return;
     gas_build_part(serial.build, serial.whole);
     gas_close_nodes(serial.build);

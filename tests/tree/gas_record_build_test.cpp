@@ -149,8 +149,8 @@ TEST(RecordBuild, InfinitiesStayOnTheFastPathAndNaNDoesNot) {
     std::vector<GasRecord> records(2);
     const CoreArray<GMathBbox3<float>> boxes =
         support::to_boxes({{{0, 0, 0}, {infinity, 1, 1}}, {{-infinity, 0, 0}, {infinity, 1, 1}}});
-    EXPECT_TRUE(gas_make_records(boxes.get_items(), 0, 1, records.data(), bounds));
-    EXPECT_FALSE(gas_make_records(boxes.get_items(), 0, 2, records.data(), bounds));
+    EXPECT_TRUE(gas_make_records(boxes.get_items(), 0, 1, records.data(), bounds).is_comparable);
+    EXPECT_FALSE(gas_make_records(boxes.get_items(), 0, 2, records.data(), bounds).is_comparable);
     EXPECT_EQ(records[1].index, 1u);
     EXPECT_EQ(records[1].flags, GasTree::Node::leaf_flag);
 }
