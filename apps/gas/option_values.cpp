@@ -43,7 +43,7 @@ std::vector<std::string> split_at_commas(const std::string& text) {
 
 /// `parts` from `first` on as the coordinates of a point.
 Vec3f to_point(const std::vector<std::string>& parts, std::size_t first, std::string_view option) {
-    constexpr double largest = std::numeric_limits<float>::max();
+    constexpr double largest = static_cast<double>(std::numeric_limits<float>::max());
     Vec3 point{0.0, 0.0, 0.0};
     for (unsigned axis = 0; axis < 3; ++axis)
         point[axis] = parse_number(parts[first + axis], option, -largest, largest);
