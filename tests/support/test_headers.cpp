@@ -1,0 +1,1 @@
+// Nothing: its target compiles headers alone.
