@@ -8,6 +8,7 @@
 
 #include "../support/row_of_boxes.h"
 #include "../support/stream_oracle.h"
+#include "../support/threaded_rays.h"
 
 // Streams over the compressed tree, whose rays go one by one.
 
@@ -106,6 +107,19 @@ TEST(CompressedStreamsOfARow, AnEmptyTreeIsSilent) {
     for (const RayQuery query : support::all_ray_queries)
         stream(tree, query, shader, batch.get_ctx());
     EXPECT_TRUE(calls.calls.empty());
+}
+
+TEST(CompressedStreamsOfThreads, FindInASharedTreeWhatOneThreadsDo) {
+    const std::vector<Box> boxes = scenes::make(scenes::Kind::random, 500, 1);
+    GasCompressedTree tree;
+    support::build(tree, boxes);
+    support::fill_samples(tree, {boxes, scenes::make(scenes::Kind::random, 500, 2)});
+    support::ThreadedRays::attach(tree);
+    const auto stream_with = [&](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                                 const CtxEval& eval) {
+        support::trace_stream(tree, query, shader, rays, eval);
+    };
+    support::ThreadedRays(160).expect_same(stream_with, stream_with);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include "../support/grid_items.h"
 #include "../support/stream_oracle.h"
+#include "../support/threaded_rays.h"
 
 // Streams over a grid, whose cells are built and brought up to date on the way.
 
@@ -120,6 +121,27 @@ TEST(GridStreamsOfClusters, AHitInOneCellEndsTheRay) {
         for (unsigned ray = 0; ray < 40; ++ray)
             EXPECT_TRUE(batch.is_hit(ray)) << ray;
     }
+}
+
+TEST(GridStreamsOfThreads, FindInASharedGridWhatOneThreadsDoWhileCellsAreBuilt) {
+    GridItems items(scenes::make(scenes::Kind::random, 500, 1));
+    SeededRandom random(2);
+    for (float& speed : items.speeds)
+        speed = random.between(-2.0f, 2.0f);
+    GasGridTree grids[2];
+    for (GasGridTree& grid : grids) {
+        items.build(grid, 60);
+        grid.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+        support::ThreadedRays::attach(grid);
+    }
+    const auto stream_through = [](const GasGridTree& grid) {
+        return [&grid](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                       const CtxEval& eval) {
+            support::trace_stream(grid, query, shader, rays, eval);
+        };
+    };
+    support::ThreadedRays(160).expect_same(stream_through(grids[0]), stream_through(grids[1]));
+    EXPECT_GT(support::get_built_cells(grids[1]).size(), 10u);
 }
 
 } // namespace
