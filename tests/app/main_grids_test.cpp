@@ -1,21 +1,14 @@
 #include <numeric>
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
+#include "reports.h"
 #include "small_pictures.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-using Words = std::vector<std::string>;
-
-Words join(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
 
 /// Grids give the picture of plain trees, however they are divided, built and walked.
 void expect_one_picture(const TemporaryFolder& folder, const Words& scene) {
@@ -55,7 +48,7 @@ TEST(MainGrids, GiveThePictureOfPlainTreesOfAMesh) {
 
 TEST(MainGrids, GiveThePictureOfPlainTreesOfOneTriangle) {
     const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")});
+    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
 }
 
 TEST(MainGrids, GiveThePictureOfPlainTreesOfAForest) {
@@ -84,13 +77,6 @@ TEST(MainGrids, GiveThePictureOfATinyForestAsBruteForceDoes) {
         EXPECT_TRUE(render_small(folder, {"--items", items, "--tree", "grid"}) == expected)
             << items;
     }
-}
-
-nlohmann::json get_report(Words arguments) {
-    arguments.insert(arguments.begin() + 1, {"--json", "--quiet"});
-    const ProgramResult result = run_program(arguments);
-    EXPECT_EQ(result.exit_code, 0) << result.errors;
-    return nlohmann::json::parse(result.output);
 }
 
 TEST(MainGrids, AskForEachBoxOnceAndForThoseOfTouchedCells) {

@@ -1,19 +1,12 @@
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
+#include "reports.h"
 #include "small_pictures.h"
 
 namespace {
 
 using testing::ContainsRegex;
 using testing::Not;
-
-using Words = std::vector<std::string>;
-
-Words join(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
 
 /// Rays in streams or not, through wide nodes or not, give the picture of one ray at a time without
 /// trees.
@@ -53,7 +46,7 @@ TEST(MainStreams, GiveOnePictureOfAMesh) {
 
 TEST(MainStreams, GiveOnePictureOfOneTriangle) {
     const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")});
+    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
 }
 
 TEST(MainStreams, GiveOnePictureOfAForest) {
@@ -90,17 +83,15 @@ TEST(MainStreams, LeaveHeatMapsAlone) {
                 expected);
 }
 
-nlohmann::json get_report(Words arguments) {
-    arguments.insert(arguments.begin() + 1, {"--json", "--quiet", "--detail", "0.01"});
-    const ProgramResult result = run_program(arguments);
-    EXPECT_EQ(result.exit_code, 0) << result.errors;
-    return nlohmann::json::parse(result.output);
+/// Of the procedural scene, kept small.
+nlohmann::json get_small_report(const Words& arguments) {
+    return get_report(join(arguments, {"--detail", "0.01"}));
 }
 
 TEST(MainStreams, AreReported) {
     const TemporaryFolder folder;
     const auto render = [&](const Words& options) {
-        return get_report(
+        return get_small_report(
             join({"render", "-o", folder.get_path("a.png"), "--size", "8x8"}, options));
     };
     const auto expect = [](const nlohmann::json& report, bool camera, bool sun, bool scattered) {
@@ -122,8 +113,8 @@ TEST(MainStreams, AreReported) {
 TEST(MainWideNodes, AreCountedInReportsOfPictures) {
     const TemporaryFolder folder;
     const Words render = {"render", "-o", folder.get_path("a.png"), "--size", "8x8"};
-    const nlohmann::json with = get_report(render);
-    const nlohmann::json without = get_report(join(render, {"--wide", "off"}));
+    const nlohmann::json with = get_small_report(render);
+    const nlohmann::json without = get_small_report(join(render, {"--wide", "off"}));
     EXPECT_EQ(with["wide_nodes"], true);
     EXPECT_EQ(without["wide_nodes"], false);
     const std::size_t bytes = with["scene"]["wide_bytes"];
@@ -132,15 +123,15 @@ TEST(MainWideNodes, AreCountedInReportsOfPictures) {
     EXPECT_EQ(with["scene"]["tree_bytes"], without["scene"]["tree_bytes"]);
     EXPECT_EQ(with["scene"]["tree_total_bytes"],
               without["scene"]["tree_total_bytes"].get<std::size_t>() + bytes);
-    EXPECT_EQ(get_report(join(render, {"--tree", "compressed"}))["scene"]["wide_bytes"], 0);
+    EXPECT_EQ(get_small_report(join(render, {"--tree", "compressed"}))["scene"]["wide_bytes"], 0);
     EXPECT_THAT(run_program(join(render, {"--detail", "0.01"})).output,
                 ContainsRegex("trees of [0-9.]+ MB, [0-9.]+ of them wide nodes"));
 }
 
 TEST(MainWideNodes, AreCountedInStatistics) {
     const Words moving = {"stats", "--motion"};
-    const nlohmann::json with = get_report(moving);
-    const nlohmann::json without = get_report(join(moving, {"--wide", "off"}));
+    const nlohmann::json with = get_small_report(moving);
+    const nlohmann::json without = get_small_report(join(moving, {"--wide", "off"}));
     for (std::size_t index = 0; index < with["trees"].size(); ++index) {
         const nlohmann::json& tree = with["trees"][index];
         SCOPED_TRACE(tree["name"]);

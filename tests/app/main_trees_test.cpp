@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
+#include "reports.h"
 #include "small_pictures.h"
 
 namespace {
@@ -8,11 +8,8 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-using Words = std::vector<std::string>;
-
-std::string render_with(const TemporaryFolder& folder, Words options, const Words& scene) {
-    options.insert(options.end(), scene.begin(), scene.end());
-    return render_small(folder, options);
+std::string render_with(const TemporaryFolder& folder, const Words& options, const Words& scene) {
+    return render_small(folder, join(options, scene));
 }
 
 /// Compressed trees give the picture of plain ones, in whatever way they are built and walked.
@@ -49,7 +46,7 @@ TEST(MainTrees, GiveOnePictureOfAMesh) {
 
 TEST(MainTrees, GiveOnePictureOfOneTriangle) {
     const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")});
+    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
 }
 
 TEST(MainTrees, GiveOnePictureWhateverTheSizeOfTheMesh) {
@@ -77,13 +74,6 @@ TEST(MainTrees, HaveHeatMapsOfTheirOwn) {
         EXPECT_TRUE(map == render_with(folder, {"--tree", "compressed", "--threads", "3"}, common))
             << packet;
     }
-}
-
-nlohmann::json get_report(Words arguments) {
-    arguments.insert(arguments.begin() + 1, {"--json", "--quiet"});
-    const ProgramResult result = run_program(arguments);
-    EXPECT_EQ(result.exit_code, 0) << result.errors;
-    return nlohmann::json::parse(result.output);
 }
 
 TEST(MainTrees, AreNamedInReports) {

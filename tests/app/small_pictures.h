@@ -27,6 +27,9 @@ inline std::string render_small(const TemporaryFolder& folder, std::vector<std::
     return folder.read("a.png");
 }
 
+/// An OBJ file of one triangle.
+inline std::string make_triangle() { return "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"; }
+
 inline constexpr int lumpy_sheet_side = 12;
 
 /// Height of the sheet's vertex in column x, row y.

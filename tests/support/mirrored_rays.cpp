@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "seeded_random.h"
-
 namespace support {
 
 namespace {
@@ -47,7 +45,14 @@ NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_
     NestedQuery nested;
     nested.query = all_ray_queries[random.below(4)];
     nested.tree = random.below(tree_count);
-    const unsigned most_rays = random.below(4) == 0 ? 9 : 3;
+    nested.batch = make_batch(make_nested_rays(outer, 9, random));
+    return nested;
+}
+
+} // namespace
+
+std::vector<RaySpec> make_nested_rays(const RaySpec& outer, unsigned most, SeededRandom& random) {
+    const unsigned most_rays = random.below(4) == 0 ? most : 3;
     std::vector<RaySpec> rays(1 + random.below(most_rays), outer);
     for (RaySpec& ray : rays) {
         for (double& component : ray.direction) {
@@ -59,11 +64,8 @@ NestedQuery make_nested(const RaySpec& outer, std::uint64_t seed, unsigned tree_
         ray.cache_slot = static_cast<int>(random.below(6));
         ray.seed = random.next();
     }
-    nested.batch = make_batch(std::move(rays));
-    return nested;
+    return rays;
 }
-
-} // namespace
 
 Mirror::Mirror(std::vector<MirroredTree*> trees, const CtxMotionBlur& shutter)
     : m_trees(std::move(trees)), m_shutter(shutter) {

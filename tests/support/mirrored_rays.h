@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "mirrored_trees.h"
+#include "seeded_random.h"
 #include "test_shader.h"
 
 namespace support {
@@ -24,6 +25,10 @@ struct RaySpec {
     /// Decides, with the item, what callbacks do.
     std::uint64_t seed = 0;
 };
+
+/// Rays that a callback traces for a ray, from its origin, about in its direction: up to 3, or
+/// sometimes up to `most`.
+std::vector<RaySpec> make_nested_rays(const RaySpec& outer, unsigned most, SeededRandom& random);
 
 /// What both sides write down of a leaf callback.
 struct LeafEvent {

@@ -35,22 +35,6 @@ double choose_longer(const RaySpec& ray, SeededRandom& random) {
     return choices[random.below(std::size(choices))];
 }
 
-std::vector<RaySpec> make_nested_rays(const RaySpec& outer, SeededRandom& random) {
-    const unsigned most_rays = random.below(4) == 0 ? 40 : 3;
-    std::vector<RaySpec> rays(1 + random.below(most_rays), outer);
-    for (RaySpec& ray : rays) {
-        for (double& component : ray.direction) {
-            if (random.below(4) != 0)
-                component *= random.uniform_double() * 2.0 - 1.0;
-        }
-        ray.far_distance = outer.scale;
-        ray.is_hit_before = false;
-        ray.cache_slot = static_cast<int>(random.below(6));
-        ray.seed = random.next();
-    }
-    return rays;
-}
-
 /// Empties the cached leaves of the frames that the shader's next queries take.
 void forget_cached_leaves(CtxShader& shader) {
     for (auto* ctx = static_cast<GasTreeCtx*>(shader.tree_ctx_slot); ctx; ctx = ctx->next) {
@@ -173,7 +157,7 @@ void RayHistories::react(unsigned item, unsigned ray, CtxShader& shader,
 void RayHistories::trace_nested(const RaySpec& outer, std::uint64_t seed, CtxShader& shader,
                                 RayHistory& history) {
     SeededRandom random(seed);
-    const std::vector<RaySpec> rays = make_nested_rays(outer, random);
+    const std::vector<RaySpec> rays = make_nested_rays(outer, 40, random);
     const RayQuery query = all_ray_queries[random.below(4)];
     const Handing other = starts_streams ? Handing::stream : Handing::together;
     const Handing handing = random.below(2) ? Handing::alone : other;
