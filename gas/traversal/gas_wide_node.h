@@ -16,7 +16,10 @@ struct alignas(64) GasWideNode {
     unsigned references[4];
     /// The binary node that this one stands for.
     unsigned binary_node;
-    unsigned unused[3];
+    /// That one's first child.
+    unsigned first_child;
+    /// The binary nodes in lanes 0 and 2; those in lanes 1 and 3, if any, are the ones after.
+    unsigned lane_nodes[2];
 };
 
 static_assert(sizeof(GasWideNode) == 128, "two cache lines");

@@ -3,7 +3,6 @@
 #include <bit>
 #include <cfloat>
 
-#include <gas/traversal/gas_prefetch.h>
 #include <gas/tree/gas_record.h>
 
 /// What gas_traversal_order says of two sibling boxes, four lanes at a time and without a branch on
@@ -44,18 +43,4 @@ inline void gas_unite_nodes(GasTree::Node& node, const GasTree::Node& first,
         gas_lane_traversal_order(previous_order, first_min, first_max, second_min, second_max);
     gas_store_node(node, SimdF::select(first_min >= second_min, second_min, first_min),
                    SimdF::max(first_max, second_max), index, order << GasTree::Node::order_shift);
-}
-
-/// For passes over the nodes from the last to the first that read the leaves' item boxes, which lie
-/// anywhere: asks for the box that will be needed a few nodes after node `node`. Inlined at once,
-/// as gas_prefetch is.
-[[gnu::always_inline]] inline void gas_prefetch_leaf_box(const GasTree::Node* nodes, unsigned node,
-                                                         const GMathBbox3<float>* bboxes) {
-    constexpr unsigned distance = 24;
-    if (node < distance)
-        return;
-    const GasTree::Node& ahead = nodes[node - distance];
-    const void* const box = &bboxes[ahead.index];
-    // Without a branch: an inner node's own place is at hand anyway.
-    gas_prefetch(ahead.flags & GasTree::Node::leaf_flag ? box : &ahead);
 }

@@ -236,8 +236,8 @@ class GAS_EXPORT GasTree {
                                const float& position);
     static unsigned get_best_axis(const GMathBbox3<float>& box);
     void finish_wide_nodes();
-    void refit_wide_nodes();
-    void fill_wide_sample(unsigned sample);
+    void add_wide_sample(unsigned sample);
+    void fill_wide_sample(unsigned sample, unsigned first_node);
     void resize_wide_samples(unsigned new_count);
     void release_wide_nodes();
 

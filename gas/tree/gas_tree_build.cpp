@@ -13,6 +13,8 @@
 #include <gas/tree/gas_sah_workspace.h>
 #include <gas/tree/gas_split_choice.h>
 #include <gas/tree/gas_tree.h>
+#include <gas/tree/gas_upward_pass.h>
+#include <gas/tree/gas_wide_nodes.h>
 
 namespace {
 
@@ -203,23 +205,27 @@ void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned d
 
 void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
     SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
-    // Children follow their parents, so this order meets both children before their parent.
-    for (unsigned i = m_node_count; i-- > 0;) {
-        gas_prefetch_leaf_box(m_nodes, i, bboxes);
-        Node& node = m_nodes[i];
-        if (node.flags & Node::leaf_flag) {
+    gas_pass_upwards(
+        m_nodes, m_node_count, bboxes,
+        [&](unsigned i) {
+            Node& node = m_nodes[i];
             SimdF min;
             SimdF max;
             gas_load_box(bboxes[node.index], min, max);
             const SimdF center = (min + max) * SimdF(0.5f);
             ordered = ordered & (min <= max) & (center <= center);
             gas_store_node(node, min, max, node.index, node.flags);
-            continue;
-        }
-        const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
-        gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
-                        previous_order);
-    }
+        },
+        [&](unsigned i) {
+            Node& node = m_nodes[i];
+            const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
+            gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
+                            previous_order);
+        },
+        [&](unsigned first_node) {
+            if (m_wide_nodes)
+                m_wide_nodes->refit(m_nodes, first_node);
+        });
     if (m_nodes)
         m_nodes[m_node_count].flags = ordered.get_mask() == 15 ? 1 : 0;
 }

@@ -1,8 +1,8 @@
 #include <gas/traversal/gas_numeric.h>
-#include <gas/tree/gas_node_union.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_traversal_order.h>
 #include <gas/tree/gas_tree.h>
+#include <gas/tree/gas_upward_pass.h>
 
 void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
     const unsigned previous = (node.flags & Node::order_mask) >> Node::order_shift;
@@ -15,7 +15,6 @@ bool GasTree::refit(const CoreArray<GMathBbox3<float>>& bboxes) {
     if (gas_host::get_count(bboxes) != m_leaf_count)
         return false;
     compute_bboxes(gas_host::get_items(bboxes));
-    refit_wide_nodes();
     return true;
 }
 
@@ -44,23 +43,21 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
     if (sample >= m_motion_blur_sample_count)
         return false;
 
+    add_wide_sample(sample);
     GMathBbox3<float>*& boxes = m_motion_blur_bboxes[sample];
     if (!boxes) {
         // One float more than the boxes: a ray engine loads four lanes at the last box's max.
         boxes = static_cast<GMathBbox3<float>*>(
             sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
     }
-    for (unsigned i = m_node_count; i-- > 0;) {
-        gas_prefetch_leaf_box(m_nodes, i, bboxes);
-        const Node& node = m_nodes[i];
-        if (node.flags & Node::leaf_flag) {
-            boxes[i] = bboxes[node.index];
-        } else {
-            boxes[i] = boxes[node.index];
-            gas_unite(boxes[i], boxes[node.index + 1]);
-        }
-    }
-    fill_wide_sample(sample);
+    gas_pass_upwards(
+        m_nodes, m_node_count, bboxes, [&](unsigned i) { boxes[i] = bboxes[m_nodes[i].index]; },
+        [&](unsigned i) {
+            const unsigned child = m_nodes[i].index;
+            boxes[i] = boxes[child];
+            gas_unite(boxes[i], boxes[child + 1]);
+        },
+        [&](unsigned first_node) { fill_wide_sample(sample, first_node); });
     return true;
 }
 

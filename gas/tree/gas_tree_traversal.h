@@ -73,7 +73,7 @@ inline const GasWideNode* GasTree::get_wide_nodes() const {
 /// Null where a box of the sample is not ordered and finite.
 inline const GasWideSampleNode* GasTree::get_wide_sample(const unsigned& sample) const {
     const GasWideSample* const wide = m_wide_samples ? m_wide_samples[sample] : nullptr;
-    return wide && wide->are_boxes_ordered ? wide->nodes : nullptr;
+    return wide && wide->are_boxes_ordered() ? wide->nodes : nullptr;
 }
 
 /// The item that callbacks hear of; a reference to the index array's entry where there is one.

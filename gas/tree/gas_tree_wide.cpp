@@ -15,8 +15,10 @@ void GasTree::set_wide_nodes(const bool& wanted) {
         unsigned count = 0;
         gas_resize_sample_table(m_wide_samples, count, m_motion_blur_sample_count);
         for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
-            if (m_motion_blur_bboxes[sample])
-                fill_wide_sample(sample);
+            if (m_motion_blur_bboxes[sample]) {
+                add_wide_sample(sample);
+                fill_wide_sample(sample, 0);
+            }
         }
     } catch (...) {
         release_wide_nodes();
@@ -45,18 +47,14 @@ std::size_t GasTree::get_wide_nodes_size() const {
     return size;
 }
 
-void GasTree::refit_wide_nodes() {
-    if (m_wide_nodes)
-        m_wide_nodes->refit(m_nodes);
+void GasTree::add_wide_sample(unsigned sample) {
+    if (m_wide_nodes && !m_wide_samples[sample])
+        m_wide_samples[sample] = new GasWideSample(m_wide_nodes->get_count());
 }
 
-void GasTree::fill_wide_sample(unsigned sample) {
-    if (!m_wide_nodes)
-        return;
-    GasWideSample*& wide = m_wide_samples[sample];
-    if (!wide)
-        wide = new GasWideSample(m_wide_nodes->get_count());
-    wide->fill(*m_wide_nodes, m_nodes, m_motion_blur_bboxes[sample]);
+void GasTree::fill_wide_sample(unsigned sample, unsigned first_node) {
+    if (m_wide_nodes)
+        m_wide_samples[sample]->fill(*m_wide_nodes, m_motion_blur_bboxes[sample], first_node);
 }
 
 void GasTree::resize_wide_samples(unsigned new_count) {

@@ -4,18 +4,14 @@
 #include <limits>
 #include <memory>
 
+#include <gas/traversal/gas_prefetch.h>
+#include <gas/tree/gas_wide_choice.h>
+
 namespace {
 
 using Node = GasTree::Node;
 
-bool is_leaf(const Node& node) { return (node.flags & Node::leaf_flag) != 0; }
-
-float get_half_area(const Node& node) {
-    const float x = node.bbox_max.x - node.bbox_min.x;
-    const float y = node.bbox_max.y - node.bbox_min.y;
-    const float z = node.bbox_max.z - node.bbox_min.z;
-    return (x + y) * z + x * y;
-}
+constexpr float infinity = std::numeric_limits<float>::infinity();
 
 /// Room for `count` records at their alignment, which may be more than the host's memory has.
 template <typename Record> void allocate(unsigned count, void*& memory, Record*& records) {
@@ -26,78 +22,6 @@ template <typename Record> void allocate(unsigned count, void*& memory, Record*&
         std::align(alignof(Record), std::size_t{count} * sizeof(Record), aligned, space));
 }
 
-constexpr unsigned no_place = 0xFFFFFFFFu;
-
-/// What becomes of a binary node: how it would stand as the root of a wide one, and as a half.
-struct Choice {
-    /// The sum of the areas of the wide nodes that hold it and what is below; 0 for a leaf.
-    float cost;
-    /// How many these are.
-    unsigned count;
-    /// Where its own wide node goes, once it is known that there is one.
-    unsigned place;
-    /// As a half: whether the parent's wide node holds its children in its place.
-    bool is_skipped;
-};
-
-/// Chooses from the leaves up, so that the areas have the least sum: a wide node's cost is its own
-/// area and what its halves cost, each with its children in its place or not, whichever is less.
-void choose(const Node* nodes, unsigned node_count, Choice* choices) {
-    for (unsigned i = node_count; i-- > 0;) {
-        Choice& choice = choices[i];
-        choice = {0.0f, 0, no_place, false};
-        if (is_leaf(nodes[i]))
-            continue;
-        choice.cost = get_half_area(nodes[i]);
-        choice.count = 1;
-        for (unsigned child = nodes[i].index; child < nodes[i].index + 2; ++child) {
-            Choice& half = choices[child];
-            float cost = half.cost;
-            unsigned count = half.count;
-            if (!is_leaf(nodes[child])) {
-                const Choice* const below = choices + nodes[child].index;
-                const float through = below[0].cost + below[1].cost;
-                half.is_skipped = through <= cost;
-                if (half.is_skipped) {
-                    cost = through;
-                    count = below[0].count + below[1].count;
-                }
-            }
-            choice.cost += cost;
-            choice.count += count;
-        }
-    }
-}
-
-/// Gives the binary nodes that were chosen their wide ones, the root first and first subtrees
-/// before second ones. Boxes come later.
-void place_nodes(const Node* nodes, unsigned node_count, Choice* choices, GasWideNode* wide_nodes) {
-    choices[0].place = 0;
-    for (unsigned i = 0; i < node_count; ++i) {
-        const unsigned place = choices[i].place;
-        if (place == no_place)
-            continue;
-        GasWideNode& wide = wide_nodes[place];
-        wide.binary_node = i;
-        unsigned next_place = place + 1;
-        const auto refer_to = [&](unsigned node) {
-            if (is_leaf(nodes[node]))
-                return nodes[node].index | GasWideNode::leaf_flag;
-            choices[node].place = next_place;
-            next_place += choices[node].count;
-            return choices[node].place;
-        };
-        for (unsigned half = 0; half < 2; ++half) {
-            const unsigned child = nodes[i].index + half;
-            unsigned* const references = wide.references + 2 * half;
-            const bool is_skipped = choices[child].is_skipped;
-            references[0] = refer_to(is_skipped ? nodes[child].index : child);
-            references[1] =
-                is_skipped ? refer_to(nodes[child].index + 1) : GasWideNode::no_reference;
-        }
-    }
-}
-
 /// Four boxes, corner by corner, become six planes.
 struct LaneBoxes {
     SimdF min[4];
@@ -105,16 +29,24 @@ struct LaneBoxes {
     /// Lanes x, y, z are set while every box so far had min <= max there.
     SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
 
-    void set(unsigned lane, const SimdF& box_min, const SimdF& box_max) {
-        min[lane] = box_min;
-        max[lane] = box_max;
-        ordered = ordered & (box_min <= box_max);
-    }
-    /// A box whose far planes all rays pass before the near ones; it is in no order. `reach` is
-    /// infinity, so that none is entered later, or finite where boxes are blended.
-    void set_empty(unsigned lane, float reach) {
-        min[lane] = SimdF(reach);
-        max[lane] = SimdF(-reach);
+    /// Takes the boxes of a wide node's lanes as `boxes` has them for binary nodes: get_min(node),
+    /// get_max(node). An empty lane's box has far planes that all rays pass before the near ones;
+    /// it is in no order. `reach` is infinity, so that none is entered later, or finite where boxes
+    /// are blended.
+    template <typename Boxes>
+    void gather(const GasWideNode& wide, const Boxes& boxes, float reach) {
+        for (unsigned half = 0; half < 2; ++half) {
+            const unsigned first = wide.lane_nodes[half];
+            // Without a branch: there is no pattern in who has two.
+            const int has_second = wide.references[2 * half + 1] != GasWideNode::no_reference;
+            const unsigned second = first + static_cast<unsigned>(has_second);
+            set(2 * half, boxes.get_min(first), boxes.get_max(first));
+            set(2 * half + 1, boxes.get_min(second), boxes.get_max(second));
+            const SimdF is_empty =
+                SimdI(has_second, has_second, has_second, has_second) == SimdI(0, 0, 0, 0);
+            min[2 * half + 1] = SimdF::select(is_empty, SimdF(reach), min[2 * half + 1]);
+            max[2 * half + 1] = SimdF::select(is_empty, SimdF(-reach), max[2 * half + 1]);
+        }
     }
     void store(float (&planes)[6][4]) const {
         store_side(min, planes, 0);
@@ -123,6 +55,11 @@ struct LaneBoxes {
     bool are_ordered() const { return (ordered.get_mask() & 7) == 7; }
 
   private:
+    void set(unsigned lane, const SimdF& box_min, const SimdF& box_max) {
+        min[lane] = box_min;
+        max[lane] = box_max;
+        ordered = ordered & (box_min <= box_max);
+    }
     static void store_side(const SimdF* corners, float (&planes)[6][4], unsigned side) {
         const SimdF even_xy = SimdF::interleave_low(corners[0], corners[2]);
         const SimdF odd_xy = SimdF::interleave_low(corners[1], corners[3]);
@@ -134,44 +71,100 @@ struct LaneBoxes {
     }
 };
 
+/// The boxes in nodes.
+struct NodeBoxes {
+    const Node* nodes;
+
+    SimdF get_min(unsigned node) const { return SimdF::load(&nodes[node].bbox_min.x); }
+    SimdF get_max(unsigned node) const { return SimdF::load(&nodes[node].bbox_max.x); }
+};
+
+/// A sample's boxes; the last one's max reads a float past it, which the array has to spare.
+struct SampleBoxes {
+    const GMathBbox3<float>* boxes;
+
+    SimdF get_min(unsigned node) const { return SimdF::load_unaligned(&boxes[node].min.x); }
+    SimdF get_max(unsigned node) const { return SimdF::load_unaligned(&boxes[node].max.x); }
+};
+
+/// For passes from the last record to the first: asks for one that is written a while after
+/// `records[i]`. Inlined at once, as gas_prefetch is.
+template <typename Record>
+[[gnu::always_inline]] inline void prefetch(const Record* records, unsigned i) {
+    constexpr unsigned distance = 32;
+    const auto* const ahead =
+        reinterpret_cast<const char*>(records + (i > distance ? i - distance : 0));
+    for (unsigned offset = 0; offset < sizeof(Record); offset += 64)
+        gas_prefetch(ahead + offset);
+}
+
+/// The step of a pass that follows one over the binary nodes, which has come to `first_node`: calls
+/// `take(i)` for the wide nodes whose boxes are there, from the last on.
+template <typename Take>
+void advance(GasWideProgress& progress, const GasWideNode* nodes, unsigned count,
+             unsigned first_node, const Take& take) {
+    if (progress.waiting == 0)
+        progress = {count, true};
+    // Wide nodes are in the order of their first children.
+    while (progress.waiting > 0 && nodes[progress.waiting - 1].first_child > first_node) {
+        prefetch(nodes, progress.waiting);
+        take(--progress.waiting);
+    }
+}
+
 } // namespace
 
 GasWideNodes::GasWideNodes(const Node* nodes, unsigned node_count) {
-    const std::unique_ptr<Choice[]> choices(new Choice[node_count]);
-    choose(nodes, node_count, choices.get());
-    m_count = choices[0].count;
+    const GasWideChoice choice(nodes, node_count);
+    m_count = choice.get_count(nodes[0]);
     allocate(m_count, m_memory, m_nodes);
-    place_nodes(nodes, node_count, choices.get(), m_nodes);
-    refit(nodes);
+    place(nodes, choice);
 }
 
 GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
 
-void GasWideNodes::get_lanes(const Node* nodes, unsigned wide, unsigned (&lanes)[4]) const {
-    const GasWideNode& node = m_nodes[wide];
-    for (unsigned half = 0; half < 2; ++half) {
-        const unsigned child = nodes[node.binary_node].index + half;
-        const bool is_skipped = node.references[2 * half + 1] != GasWideNode::no_reference;
-        lanes[2 * half] = is_skipped ? nodes[child].index : child;
-        lanes[2 * half + 1] = is_skipped ? nodes[child].index + 1 : no_node;
+void GasWideNodes::place(const Node* nodes, const GasWideChoice& choice) {
+    LaneBoxes boxes;
+    m_nodes[0].binary_node = 0;
+    for (unsigned i = 0; i < m_count; ++i) {
+        GasWideNode& wide = m_nodes[i];
+        unsigned next_place = i + 1;
+        // What stands in a lane is told apart without branches, which would be mispredicted.
+        const auto refer_to = [&](unsigned node, unsigned is_there) {
+            const Node& record = nodes[node];
+            const unsigned is_leaf = record.flags & Node::leaf_flag;
+            const unsigned is_below = is_there & ~is_leaf;
+            m_nodes[gas_pick(is_below, i, next_place)].binary_node =
+                gas_pick(is_below, wide.binary_node, node);
+            const unsigned reference =
+                gas_pick(is_leaf, next_place, record.index | GasWideNode::leaf_flag);
+            next_place += (0u - is_below) & choice.get_count(record);
+            return gas_pick(is_there, GasWideNode::no_reference, reference);
+        };
+        const unsigned first_child = nodes[wide.binary_node].index;
+        const unsigned skips = choice.get_skips(first_child);
+        wide.first_child = first_child;
+        for (unsigned half = 0; half < 2; ++half) {
+            const unsigned is_skipped = skips >> half & 1;
+            const unsigned child = first_child + half;
+            const unsigned lane_node = gas_pick(is_skipped, child, nodes[child].index);
+            wide.lane_nodes[half] = lane_node;
+            wide.references[2 * half] = refer_to(lane_node, 1);
+            wide.references[2 * half + 1] = refer_to(lane_node + is_skipped, is_skipped);
+        }
+        boxes.gather(wide, NodeBoxes{nodes}, infinity);
+        boxes.store(wide.planes);
     }
+    m_progress = {0, boxes.are_ordered()};
 }
 
-void GasWideNodes::refit(const Node* nodes) {
+void GasWideNodes::refit(const Node* nodes, unsigned first_node) {
     LaneBoxes boxes;
-    unsigned lanes[4];
-    for (unsigned i = 0; i < m_count; ++i) {
-        get_lanes(nodes, i, lanes);
-        for (unsigned lane = 0; lane < 4; ++lane) {
-            if (lanes[lane] == no_node)
-                boxes.set_empty(lane, std::numeric_limits<float>::infinity());
-            else
-                boxes.set(lane, SimdF::load(&nodes[lanes[lane]].bbox_min.x),
-                          SimdF::load(&nodes[lanes[lane]].bbox_max.x));
-        }
+    advance(m_progress, m_nodes, m_count, first_node, [&](unsigned i) {
+        boxes.gather(m_nodes[i], NodeBoxes{nodes}, infinity);
         boxes.store(m_nodes[i].planes);
-    }
-    m_are_boxes_ordered = boxes.are_ordered();
+    });
+    m_progress.are_boxes_ordered = m_progress.are_boxes_ordered && boxes.are_ordered();
 }
 
 std::size_t GasWideNodes::get_memory_size() const {
@@ -184,35 +177,23 @@ GasWideSample::GasWideSample(unsigned node_count) : count(node_count) {
 
 GasWideSample::~GasWideSample() { sys_aligned_free(memory); }
 
-void GasWideSample::fill(const GasWideNodes& wide_nodes, const Node* tree_nodes,
-                         const GMathBbox3<float>* sample_boxes) {
-    // A box as two corners; the second load reads a float past it, which the array has to spare.
-    const auto load_min = [&](unsigned node) {
-        return SimdF::load_unaligned(&sample_boxes[node].min.x);
-    };
-    const auto load_max = [&](unsigned node) {
-        return SimdF::load_unaligned(&sample_boxes[node].max.x);
-    };
+void GasWideSample::fill(const GasWideNodes& wide_nodes, const GMathBbox3<float>* sample_boxes,
+                         unsigned first_node) {
+    const SampleBoxes source = {sample_boxes};
     LaneBoxes boxes;
     SimdF finite = boxes.ordered;
-    unsigned lanes[4];
-    for (unsigned i = 0; i < count; ++i) {
+    advance(progress, wide_nodes.get_nodes(), count, first_node, [&](unsigned i) {
         const GasWideNode& wide = wide_nodes.get_nodes()[i];
-        wide_nodes.get_lanes(tree_nodes, i, lanes);
-        for (unsigned lane = 0; lane < 4; ++lane) {
-            if (lanes[lane] == GasWideNodes::no_node)
-                boxes.set_empty(lane, FLT_MAX);
-            else
-                boxes.set(lane, load_min(lanes[lane]), load_max(lanes[lane]));
-        }
         GasWideSampleNode& node = nodes[i];
+        prefetch(nodes, i);
+        boxes.gather(wide, source, FLT_MAX);
         boxes.store(node.planes);
 
-        const unsigned half = tree_nodes[wide.binary_node].index;
-        const SimdF first_min = load_min(half);
-        const SimdF first_max = load_max(half);
-        const SimdF second_min = load_min(half + 1);
-        const SimdF second_max = load_max(half + 1);
+        const unsigned half = wide.first_child;
+        const SimdF first_min = source.get_min(half);
+        const SimdF first_max = source.get_max(half);
+        const SimdF second_min = source.get_min(half + 1);
+        const SimdF second_max = source.get_max(half + 1);
         const SimdF min_xy = SimdF::interleave_low(first_min, second_min);
         const SimdF max_xy = SimdF::interleave_low(first_max, second_max);
         min_xy.store(node.half_planes[0]);
@@ -224,11 +205,11 @@ void GasWideSample::fill(const GasWideNodes& wide_nodes, const Node* tree_nodes,
         // After the boxes, whose last store reaches into the references.
         for (unsigned lane = 0; lane < 4; ++lane)
             node.references[lane] = wide.references[lane];
-        const SimdF infinity(std::numeric_limits<float>::infinity());
-        finite = finite & (first_max < infinity) & (second_max < infinity) &
-                 (SimdF(0.0f) - infinity < first_min) & (SimdF(0.0f) - infinity < second_min);
-    }
-    are_boxes_ordered = boxes.are_ordered() && (finite.get_mask() & 7) == 7;
+        finite = finite & (first_max < SimdF(infinity)) & (second_max < SimdF(infinity)) &
+                 (SimdF(-infinity) < first_min) & (SimdF(-infinity) < second_min);
+    });
+    progress.are_boxes_ordered =
+        progress.are_boxes_ordered && boxes.are_ordered() && (finite.get_mask() & 7) == 7;
 }
 
 std::size_t GasWideSample::get_memory_size() const {

@@ -5,6 +5,16 @@
 #include <gas/traversal/gas_wide_node.h>
 #include <gas/tree/gas_tree.h>
 
+class GasWideChoice;
+
+/// How far a pass over wide nodes, from the last to the first, has come.
+struct GasWideProgress {
+    /// Wide nodes that wait for their turn; none after the last step.
+    unsigned waiting = 0;
+    /// Whether all boxes of the wide nodes that had theirs are in order; false before the first.
+    bool are_boxes_ordered = false;
+};
+
 /// The wide nodes of a GasTree: its boxes once more, four to a record. Which binary nodes become
 /// wide ones is chosen by surface area, so that rays visit as few as possible.
 class GasWideNodes {
@@ -15,27 +25,27 @@ class GasWideNodes {
     GasWideNodes& operator=(const GasWideNodes&) = delete;
     ~GasWideNodes();
 
-    /// Takes the boxes of the same nodes, changed.
-    void refit(const GasTree::Node* nodes);
+    /// Takes the boxes of the same nodes, changed, as far as they are there: those of `first_node`
+    /// and the nodes behind. Called for blocks of nodes from the last to the first, so that each is
+    /// still in the cache; the last call's `first_node` is 0.
+    void refit(const GasTree::Node* nodes, unsigned first_node);
 
     /// The root first, every node before those below it.
     const GasWideNode* get_nodes() const { return m_nodes; }
     unsigned get_count() const { return m_count; }
     /// Whether every box has min <= max (no NaN): only then is the entry distance of a skipped
     /// parent the nearest of its children's, which walks of wide nodes rely on.
-    bool are_boxes_ordered() const { return m_are_boxes_ordered; }
-
-    /// The binary nodes in the lanes of wide node `wide`; `no_node` where there is none.
-    static constexpr unsigned no_node = 0xFFFFFFFFu;
-    void get_lanes(const GasTree::Node* nodes, unsigned wide, unsigned (&lanes)[4]) const;
+    bool are_boxes_ordered() const { return m_progress.are_boxes_ordered; }
 
     std::size_t get_memory_size() const;
 
   private:
+    void place(const GasTree::Node* nodes, const GasWideChoice& choice);
+
     void* m_memory = nullptr;
     GasWideNode* m_nodes = nullptr;
     unsigned m_count = 0;
-    bool m_are_boxes_ordered = false;
+    GasWideProgress m_progress;
 };
 
 /// The wide nodes of one motion-blur sample.
@@ -45,16 +55,18 @@ struct GasWideSample {
     GasWideSample& operator=(const GasWideSample&) = delete;
     ~GasWideSample();
 
-    /// Takes the sample's boxes, one for each of the tree's nodes.
-    void fill(const GasWideNodes& wide_nodes, const GasTree::Node* nodes,
-              const GMathBbox3<float>* boxes);
+    /// Takes the sample's boxes, one for each of the tree's nodes, step by step as
+    /// GasWideNodes::refit does.
+    void fill(const GasWideNodes& wide_nodes, const GMathBbox3<float>* boxes, unsigned first_node);
+
+    /// Whether every box is finite and has min <= max, as GasWideNodes asks; a box that reaches to
+    /// infinity could not be blended.
+    bool are_boxes_ordered() const { return progress.are_boxes_ordered; }
 
     std::size_t get_memory_size() const;
 
     void* memory = nullptr;
     GasWideSampleNode* nodes = nullptr;
     unsigned count = 0;
-    /// Whether every box is finite and has min <= max, as GasWideNodes asks; a box that reaches to
-    /// infinity could not be blended.
-    bool are_boxes_ordered = false;
+    GasWideProgress progress;
 };
