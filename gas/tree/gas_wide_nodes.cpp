@@ -36,17 +36,22 @@ struct LaneBoxes {
     template <typename Boxes>
     void gather(const GasWideNode& wide, const Boxes& boxes, float reach) {
         for (unsigned half = 0; half < 2; ++half) {
-            const unsigned first = wide.lane_nodes[half];
-            // Without a branch: there is no pattern in who has two.
-            const int has_second = wide.references[2 * half + 1] != GasWideNode::no_reference;
-            const unsigned second = first + static_cast<unsigned>(has_second);
-            set(2 * half, boxes.get_min(first), boxes.get_max(first));
-            set(2 * half + 1, boxes.get_min(second), boxes.get_max(second));
-            const SimdF is_empty =
-                SimdI(has_second, has_second, has_second, has_second) == SimdI(0, 0, 0, 0);
-            min[2 * half + 1] = SimdF::select(is_empty, SimdF(reach), min[2 * half + 1]);
-            max[2 * half + 1] = SimdF::select(is_empty, SimdF(-reach), max[2 * half + 1]);
+            const bool has_second = wide.references[2 * half + 1] != GasWideNode::no_reference;
+            gather_half(half, wide.lane_nodes[half], has_second, boxes, reach);
         }
+    }
+    /// Of one half, whose first lane holds node `first`. Without a branch: there is no pattern in
+    /// who has two.
+    template <typename Boxes>
+    void gather_half(unsigned half, unsigned first, unsigned has_second, const Boxes& boxes,
+                     float reach) {
+        const unsigned second = first + has_second;
+        set(2 * half, boxes.get_min(first), boxes.get_max(first));
+        set(2 * half + 1, boxes.get_min(second), boxes.get_max(second));
+        const auto count = static_cast<int>(has_second);
+        const SimdF is_empty = SimdI(count, count, count, count) == SimdI(0, 0, 0, 0);
+        min[2 * half + 1] = SimdF::select(is_empty, SimdF(reach), min[2 * half + 1]);
+        max[2 * half + 1] = SimdF::select(is_empty, SimdF(-reach), max[2 * half + 1]);
     }
     void store(float (&planes)[6][4]) const {
         store_side(min, planes, 0);
@@ -114,45 +119,53 @@ void advance(GasWideProgress& progress, const GasWideNode* nodes, unsigned count
 
 } // namespace
 
+/// A binary node that becomes a wide one.
+struct GasWideNodes::Waiting {
+    unsigned node;
+    /// Where its wide node is referred to.
+    unsigned* reference;
+};
+
 GasWideNodes::GasWideNodes(const Node* nodes, unsigned node_count) {
     const GasWideChoice choice(nodes, node_count);
     m_count = choice.get_count(nodes[0]);
+    // First of all: what comes last is not released if there is no memory for more.
+    const GasScratchArray<Waiting> waiting = gas_allocate_scratch<Waiting>(m_count);
     allocate(m_count, m_memory, m_nodes);
-    place(nodes, choice);
+    place(nodes, choice, waiting.get());
 }
 
 GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
 
-void GasWideNodes::place(const Node* nodes, const GasWideChoice& choice) {
+void GasWideNodes::place(const Node* nodes, const GasWideChoice& choice, Waiting* waiting) {
+    unsigned no_reference;
+    waiting[0] = {0, &no_reference};
+    unsigned waiting_count = 1;
     LaneBoxes boxes;
-    m_nodes[0].binary_node = 0;
     for (unsigned i = 0; i < m_count; ++i) {
+        const Waiting now = waiting[--waiting_count];
+        *now.reference = i;
         GasWideNode& wide = m_nodes[i];
-        unsigned next_place = i + 1;
+        wide.binary_node = now.node;
+        wide.first_child = nodes[now.node].index;
+        const unsigned skips = choice.get_skips(wide.first_child);
+        // The second half's second lane first, so that the first lane is next to have its place.
         // What stands in a lane is told apart without branches, which would be mispredicted.
-        const auto refer_to = [&](unsigned node, unsigned is_there) {
-            const Node& record = nodes[node];
-            const unsigned is_leaf = record.flags & Node::leaf_flag;
-            const unsigned is_below = is_there & ~is_leaf;
-            m_nodes[gas_pick(is_below, i, next_place)].binary_node =
-                gas_pick(is_below, wide.binary_node, node);
-            const unsigned reference =
-                gas_pick(is_leaf, next_place, record.index | GasWideNode::leaf_flag);
-            next_place += (0u - is_below) & choice.get_count(record);
-            return gas_pick(is_there, GasWideNode::no_reference, reference);
+        const auto refer_to = [&](unsigned lane, unsigned node, unsigned is_there) {
+            // An inner node's place is not known yet.
+            wide.references[lane] = nodes[node].index | GasWideNode::leaf_flag | (is_there - 1);
+            waiting[waiting_count] = {node, &wide.references[lane]};
+            waiting_count += is_there & ~nodes[node].flags;
         };
-        const unsigned first_child = nodes[wide.binary_node].index;
-        const unsigned skips = choice.get_skips(first_child);
-        wide.first_child = first_child;
-        for (unsigned half = 0; half < 2; ++half) {
+        for (unsigned half = 2; half-- > 0;) {
             const unsigned is_skipped = skips >> half & 1;
-            const unsigned child = first_child + half;
+            const unsigned child = wide.first_child + half;
             const unsigned lane_node = gas_pick(is_skipped, child, nodes[child].index);
             wide.lane_nodes[half] = lane_node;
-            wide.references[2 * half] = refer_to(lane_node, 1);
-            wide.references[2 * half + 1] = refer_to(lane_node + is_skipped, is_skipped);
+            refer_to(2 * half + 1, lane_node + is_skipped, is_skipped);
+            refer_to(2 * half, lane_node, 1);
+            boxes.gather_half(half, lane_node, is_skipped, NodeBoxes{nodes}, infinity);
         }
-        boxes.gather(wide, NodeBoxes{nodes}, infinity);
         boxes.store(wide.planes);
     }
     m_progress = {0, boxes.are_ordered()};

@@ -40,7 +40,11 @@ class GasWideNodes {
     std::size_t get_memory_size() const;
 
   private:
-    void place(const GasTree::Node* nodes, const GasWideChoice& choice);
+    struct Waiting;
+
+    /// Makes all wide nodes. `waiting` is scratch for as many, for no more can wait than have no
+    /// place yet.
+    void place(const GasTree::Node* nodes, const GasWideChoice& choice, Waiting* waiting);
 
     void* m_memory = nullptr;
     GasWideNode* m_nodes = nullptr;
