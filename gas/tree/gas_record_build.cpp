@@ -57,6 +57,7 @@ void gas_build_part(GasRecordBuild& build, const GasBuildPart& part) {
     const unsigned small_count = gas_get_small_count(build.method);
     // The smaller child goes first, so that what waits at least halves from one to the next.
     GasBuildPart waiting[32];
+    unsigned parents[32];
     unsigned waiting_count = 0;
     GasBuildPart now = part;
     for (;;) {
@@ -67,8 +68,11 @@ void gas_build_part(GasRecordBuild& build, const GasBuildPart& part) {
             if (waiting_count == 0)
                 break;
             now = waiting[--waiting_count];
+            // All below its sibling has been made, not long ago.
+            gas_close_nodes(build, parents[waiting_count]);
             continue;
         }
+        parents[waiting_count] = now.node;
         GasBuildPart& later = waiting[waiting_count++];
         GasBuildPart first;
         gas_open_node(build, now, gas_divide_records(GasSerialPasses(), build, now), first, later);
@@ -81,8 +85,8 @@ void gas_build_part(GasRecordBuild& build, const GasBuildPart& part) {
     }
 }
 
-void gas_close_nodes(GasRecordBuild& build) {
-    while (build.last_open != UINT_MAX) {
+void gas_close_nodes(GasRecordBuild& build, unsigned last_open) {
+    while (build.last_open != last_open) {
         GasTree::Node& node = build.nodes[build.last_open];
         std::memcpy(&build.last_open, &node.bbox_min.x, sizeof build.last_open);
         gas_unite_nodes(node, build.nodes[node.index], build.nodes[node.index + 1], node.index, 0);

@@ -74,5 +74,5 @@ void gas_build_part(GasRecordBuild& build, const GasBuildPart& part);
 /// Builds a part of at most `gas_get_small_count` items, boxes included.
 void gas_build_small(GasRecordBuild& build, const GasBuildPart& part);
 
-/// Gives all open nodes their boxes.
-void gas_close_nodes(GasRecordBuild& build);
+/// Gives open nodes their boxes: all that were opened after `last_open`, or all.
+void gas_close_nodes(GasRecordBuild& build, unsigned last_open = UINT_MAX);
