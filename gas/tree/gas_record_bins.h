@@ -89,11 +89,10 @@ struct GasBinning {
     void add(const GasRecord& record, GasRecordBins& bins) const {
         constexpr float last = static_cast<float>(GasRecordBins::count - 1);
         const float center = (record.bbox_min.*coordinate + record.bbox_max.*coordinate) * 0.5f;
-        // gas_truncate without branches
-        float place = (center - low) * scale;
-        place = place > 0.0f ? place : 0.0f;
-        place = place < last ? place : last;
-        const auto bin = static_cast<unsigned>(static_cast<int>(place));
+        // gas_truncate in lanes, for compilers make branches of comparisons of lone floats.
+        const SimdF place =
+            SimdF::min(SimdF::max(SimdF((center - low) * scale), SimdF(0.0f)), SimdF(last));
+        const auto bin = static_cast<unsigned>(static_cast<int>(place.get_first()));
         bins.min[bin] = SimdF::min(gas_load_min(record), bins.min[bin]);
         bins.max[bin] = SimdF::max(gas_load_max(record), bins.max[bin]);
         ++bins.counts[bin];
