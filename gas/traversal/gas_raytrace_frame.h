@@ -5,6 +5,8 @@
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
+struct GasPacketBounds;
+
 /// Scratch memory of one query that splits a batch: its own view of the caller's rays, and the
 /// packets that they are gathered in. Frames hang off a CtxShader in a chain as GasTreeCtx does.
 class GAS_EXPORT GasRaytraceFrame {
@@ -18,6 +20,8 @@ class GAS_EXPORT GasRaytraceFrame {
     /// Gives the packet buffer room for `count` packets of 128 bytes. A buffer that has to grow
     /// starts out as zeros.
     void reserve_packets(unsigned count);
+    /// Room for the bounds of each sixteen packets, behind the packets.
+    GasPacketBounds* get_packet_bounds() const;
 
     /// The caller's batch, narrowed to the rays being traced.
     GeometryRaytraceData data;
