@@ -27,11 +27,57 @@ bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
 
 namespace {
 
+/// The rays in fours; the last ray fills what is left of the last four.
+std::vector<RayGroup> make_ray_groups(const std::vector<Ray>& rays) {
+    std::vector<RayGroup> groups((rays.size() + 3) / 4);
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        const auto gather = [&](const auto& get) {
+            const auto get_lane = [&](std::size_t lane) {
+                return get(rays[std::min(4 * i + lane, rays.size() - 1)]);
+            };
+            return SimdF(get_lane(0), get_lane(1), get_lane(2), get_lane(3));
+        };
+        const auto gather_vector = [&](GMathVec3<float> Ray::*vector) {
+            return GMathVec3<SimdF>{gather([&](const Ray& ray) { return (ray.*vector).x; }),
+                                    gather([&](const Ray& ray) { return (ray.*vector).y; }),
+                                    gather([&](const Ray& ray) { return (ray.*vector).z; })};
+        };
+        groups[i] = {gather_vector(&Ray::origin), gather_vector(&Ray::direction),
+                     gather([](const Ray& ray) { return ray.near_distance; })};
+    }
+    return groups;
+}
+
+/// Rays that the query handed over together: a test for each four of them.
+void hit_nearest_together(const TraceTarget& target, unsigned item, GeometryRaytraceCtx& ctx) {
+    const auto first = static_cast<unsigned>(ctx.get_first_ray());
+    const auto last = static_cast<unsigned>(ctx.get_last_ray());
+    const Triangle& triangle = target.triangles[item];
+    for (unsigned start = first & ~3u; start <= last; start += 4) {
+        const auto get_far = [&](unsigned lane) {
+            const unsigned ray = std::min(start + lane, last);
+            return static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
+        };
+        SimdF distances;
+        const int hits = intersect(triangle, target.groups[start / 4],
+                                   {get_far(0), get_far(1), get_far(2), get_far(3)}, distances);
+        for (unsigned lane = 0; hits != 0 && lane < 4; ++lane) {
+            const unsigned ray = start + lane;
+            if ((hits >> lane & 1) != 0 && first <= ray && ray <= last)
+                ctx.record_nearest_hit(ray, static_cast<double>(distances.get(lane)), item);
+        }
+    }
+}
+
 template <bool in_motion>
 void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                  GeometryRaytraceCtx& ctx) {
     TraceTarget& target = *static_cast<TraceTarget*>(user);
     target.test_count += static_cast<unsigned>(ctx.get_last_ray() - ctx.get_first_ray()) + 1;
+    if (target.groups && ctx.get_first_ray() != ctx.get_last_ray()) {
+        hit_nearest_together(target, item, ctx);
+        return;
+    }
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
         auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
@@ -60,7 +106,13 @@ void hit_any_or_all(void* user, const unsigned& item, const CtxEval&, CtxShader&
 
 template <typename Tree>
 Tracer<Tree>::Tracer(const Scene& scene, bool may_move)
-    : m_target{scene.triangles.data(), scene.later_triangles.data(), nullptr, false, nullptr, 0} {
+    : m_target{scene.triangles.data(),
+               scene.later_triangles.data(),
+               nullptr,
+               nullptr,
+               false,
+               nullptr,
+               0} {
     create_traced_tree(m_tree, scene, may_move);
     // Once for all questions: a grid's cells keep what they were built with.
     m_tree.set_leaf_raytrace_callbacks(hit_any_or_all<false>, hit_any_or_all<true>,
@@ -80,6 +132,7 @@ void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_mo
     m_packet_size = 1;
     m_frusta = nullptr;
     m_target.rays = rays.data();
+    m_target.groups = nullptr;
     m_batch.resize(static_cast<unsigned>(rays.size()));
     for (unsigned i = 0; i < m_batch.get_ray_count(); ++i)
         set_ray(m_batch, i, rays[i]);
@@ -146,6 +199,8 @@ template <typename Tree>
 void Tracer<Tree>::prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
                                    const std::vector<GMathFrustum>& frusta) {
     prepare(rays, Query::nearest, false);
+    m_groups = make_ray_groups(rays);
+    m_target.groups = m_groups.data();
     m_packet_size = packet_size;
     m_frusta = frusta.empty() ? nullptr : &frusta;
 }

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench_ray_group.h"
 #include "bench_trees.h"
-#include "bench_triangle.h"
 
 namespace gas_bench {
 
@@ -19,6 +19,8 @@ struct TraceTarget {
     const Triangle* triangles;
     const Triangle* later_triangles;
     const Ray* rays;
+    /// The same rays in fours; for static queries of several rays at once.
+    const RayGroup* groups;
     /// What a query for all hits does with one: sets the hit flag, or counts it for its ray.
     bool stops_at_hit;
     std::uint32_t* hit_counts;
@@ -97,6 +99,7 @@ template <typename Tree> class Tracer {
     unsigned m_packet_size = 1;
     const std::vector<GMathFrustum>* m_frusta = nullptr;
     std::vector<std::uint32_t> m_hit_counts;
+    std::vector<RayGroup> m_groups;
     TraceTarget m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;

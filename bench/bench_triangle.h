@@ -13,11 +13,12 @@ struct Ray {
     float time;
 };
 
-inline float dot(const GMathVec3<float>& a, const GMathVec3<float>& b) {
+template <typename Number> Number dot(const GMathVec3<Number>& a, const GMathVec3<Number>& b) {
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
-inline GMathVec3<float> cross(const GMathVec3<float>& a, const GMathVec3<float>& b) {
+template <typename Number>
+GMathVec3<Number> cross(const GMathVec3<Number>& a, const GMathVec3<Number>& b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <limits>
 
-#include "bench_triangle.h"
+#include "bench_ray_group.h"
 #include "peer_scene.h"
 
 namespace gas_peer {
@@ -51,6 +51,41 @@ bool meets(const Scene& scene, unsigned item, RTCRayN* rays, unsigned count, uns
                             RTCRayN_tfar(rays, count, i), RTCRayN_time(rays, count, i), distance);
 }
 
+/// Rays start..start + 3 of a packet of `count`.
+gas_bench::RayGroup get_group(RTCRayN* rays, unsigned count, unsigned start) {
+    const auto load = [](const float& first) { return SimdF::load_unaligned(&first); };
+    return {{load(RTCRayN_org_x(rays, count, start)), load(RTCRayN_org_y(rays, count, start)),
+             load(RTCRayN_org_z(rays, count, start))},
+            {load(RTCRayN_dir_x(rays, count, start)), load(RTCRayN_dir_y(rays, count, start)),
+             load(RTCRayN_dir_z(rays, count, start))},
+            load(RTCRayN_tnear(rays, count, start))};
+}
+
+/// Rays that came together, as the library's callback tests them: a test for each four. `count` is
+/// a multiple of four.
+void hit_nearest_together(const RTCIntersectFunctionNArguments* arguments) {
+    const Scene& scene = get_scene(arguments->geometryUserPtr);
+    const unsigned count = arguments->N;
+    RTCRayN* const rays = RTCRayHitN_RayN(arguments->rayhit, count);
+    RTCHitN* const hits = RTCRayHitN_HitN(arguments->rayhit, count);
+    for (unsigned start = 0; start < count; start += 4) {
+        const int* const valid = arguments->valid + start;
+        if ((valid[0] | valid[1] | valid[2] | valid[3]) == 0)
+            continue;
+        SimdF distances;
+        const int mask =
+            intersect(scene.triangles[arguments->primID], get_group(rays, count, start),
+                      SimdF::load_unaligned(&RTCRayN_tfar(rays, count, start)), distances);
+        for (unsigned lane = 0; mask != 0 && lane < 4; ++lane) {
+            if ((mask >> lane & 1) == 0 || valid[lane] == 0)
+                continue;
+            RTCRayN_tfar(rays, count, start + lane) = distances.get(lane);
+            RTCHitN_primID(hits, count, start + lane) = arguments->primID;
+            RTCHitN_geomID(hits, count, start + lane) = arguments->geomID;
+        }
+    }
+}
+
 template <bool in_motion> void hit_nearest(const RTCIntersectFunctionNArguments* arguments) {
     const Scene& scene = get_scene(arguments->geometryUserPtr);
     const unsigned item = arguments->primID;
@@ -63,6 +98,10 @@ template <bool in_motion> void hit_nearest(const RTCIntersectFunctionNArguments*
         pair.ray.tfar = distance;
         pair.hit.primID = item;
         pair.hit.geomID = arguments->geomID;
+        return;
+    }
+    if (!in_motion && count % 4 == 0) {
+        hit_nearest_together(arguments);
         return;
     }
     RTCRayN* const rays = RTCRayHitN_RayN(arguments->rayhit, count);
