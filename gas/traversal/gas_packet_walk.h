@@ -70,6 +70,8 @@ void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     unsigned stack_size = 0;
     unsigned node = 0;
     for (;;) {
+        // The processor goes down ahead of the tests, but not where it expects a miss.
+        GasTraversalAccess::prefetch_children(tree, node);
         SimdF min;
         SimdF max;
         GasTraversalAccess::get_node_bbox(tree, ctx, node, min, max);

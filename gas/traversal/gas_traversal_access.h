@@ -36,6 +36,12 @@ struct GasTraversalAccess {
                                   unsigned& first, unsigned& second) {
         tree.get_node_children(ctx, node, first, second);
     }
+    /// Asks for the memory of a node's children, in trees where it lies there as it is read. A leaf
+    /// has none, and asks for some other node's.
+    template <typename Tree> static void prefetch_children(const Tree& tree, const unsigned& node) {
+        if constexpr (requires { tree.prefetch_children(node); })
+            tree.prefetch_children(node);
+    }
     template <typename Tree>
     static unsigned get_node_traversal_order(const Tree& tree, GasTreeCtx& ctx,
                                              const unsigned& node, const GMathBasicRay& ray) {

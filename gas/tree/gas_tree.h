@@ -250,6 +250,7 @@ class GAS_EXPORT GasTree {
     unsigned get_leaf_value(GasTreeCtx& ctx, const unsigned& node) const;
     void get_node_children(GasTreeCtx& ctx, const unsigned& node, unsigned& first,
                            unsigned& second) const;
+    void prefetch_children(const unsigned& node) const;
     unsigned get_node_traversal_order(GasTreeCtx& ctx, const unsigned& node,
                                       const GMathBasicRay& ray) const;
     void get_node_bbox(GasTreeCtx& ctx, const unsigned& node, GasBbox& bbox) const;
@@ -258,7 +259,6 @@ class GAS_EXPORT GasTree {
                                GasBbox& bbox) const;
     void get_blurred_node_bbox(GasTreeCtx& ctx, const unsigned& node, const unsigned& sample,
                                SimdF& min, SimdF& max) const;
-
     bool has_sample(const unsigned& sample) const;
     bool are_boxes_ordered() const;
     void* get_callback_user() const { return m_leaf_callbacks.user; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gas/traversal/gas_prefetch.h>
 #include <gas/traversal/gas_traversal_access.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_wide_nodes.h>
@@ -23,6 +24,12 @@ inline void GasTree::get_node_children(GasTreeCtx&, const unsigned& node, unsign
                                        unsigned& second) const {
     first = m_nodes[node].index;
     second = first + 1;
+}
+
+inline void GasTree::prefetch_children(const unsigned& node) const {
+    const Node* const children = m_nodes + m_nodes[node].index;
+    gas_prefetch(children);
+    gas_prefetch(children + 1); // often in the next cache line
 }
 
 inline unsigned GasTree::get_node_traversal_order(GasTreeCtx&, const unsigned& node,
