@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 /// In which order a stream takes the lanes of a wide node that a ray reaches, looked up by what the
 /// test says of them: a table in place of branches that could not be predicted.
