@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include <gas/traversal/gas_stream_choices.h>
+#include <gas/traversal/gas_bound_history.h>
 #include <gas/traversal/gas_stream_lists.h>
-#include <gas/traversal/gas_wide_walk.h>
+#include <gas/traversal/gas_wide_push.h>
 
 /// The stream over a tree's wide nodes: many rays in flight.
 ///
@@ -51,21 +51,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
     /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
     /// to what is on top of that.
     unsigned expand() {
-        const GasWideHits hits = m_boxes.test(m_ray, m_limit, m_reference);
-        const SimdF halves = m_boxes.get_half_entries(m_ray, m_reference, hits);
-        const SimdF entries = hits.entries;
-        const GasStreamChoice choice = gas_stream_choices[GasStreamChoices::get_index(
-            hits.reached, static_cast<unsigned>((entries.move_down() > entries).get_mask()),
-            static_cast<unsigned>((halves.swap_halves() > halves).get_mask()))];
-
-        const SimdF references = SimdF::load(as_floats(m_boxes.get_references(m_reference)));
-        alignas(16) GasWideEntry lanes[4];
-        SimdF::interleave_low(references, entries).store(as_floats(lanes));
-        SimdF::interleave_high(references, entries).store(as_floats(lanes + 2));
-        GasWideEntry* const top = m_entries + m_size + 1;
-        for (unsigned i = 0; i < 4; ++i)
-            top[i] = lanes[choice.lanes[i]];
-        m_size += choice.count;
+        m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
         return pop();
     }
 
@@ -89,13 +75,6 @@ template <typename Boxes, typename Query> class GasStreamRay {
     unsigned get_ray_index() const { return m_ray_index; }
 
   private:
-    template <typename T> static const float* as_floats(const T* lanes) {
-        return static_cast<const float*>(static_cast<const void*>(lanes));
-    }
-    template <typename T> static float* as_floats(T* lanes) {
-        return static_cast<float*>(static_cast<void*>(lanes));
-    }
-
     /// Moves to what has waited least. Below the last entry is one that stands for the next ray: a
     /// size that wraps there is never used.
     unsigned pop() {

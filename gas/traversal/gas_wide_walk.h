@@ -3,7 +3,7 @@
 #include <gas/traversal/gas_bound_history.h>
 #include <gas/traversal/gas_inline.h>
 #include <gas/traversal/gas_ray_query.h>
-#include <gas/traversal/gas_wide_boxes.h>
+#include <gas/traversal/gas_wide_front.h>
 
 /// The walk of wide nodes for one ray: it calls the leaves that the walk of the binary tree calls,
 /// in that order.
@@ -13,20 +13,6 @@
 /// tested earlier than the binary walk would, which is the same as long as a bound stays (all hits)
 /// or comes nearer (nearest hits, which look again before they go on); a walk whose callback does
 /// otherwise is handed back.
-
-/// A node that waits on the stack, and where the ray enters it.
-struct GasWideEntry {
-    unsigned reference;
-    float entry_distance;
-};
-
-/// A step leaves up to three of them behind.
-static_assert(3 * sizeof(GasWideEntry) <= 2 * sizeof(GasStackEntry), "a frame's stack holds them");
-
-/// A frame's stack as one of such entries.
-inline GasWideEntry* gas_get_wide_entries(const GasTreeCtx& ctx) {
-    return static_cast<GasWideEntry*>(static_cast<void*>(ctx.stack));
-}
 
 /// A ray's pending entries and the node that it is at.
 struct GasWideStack {
@@ -131,6 +117,8 @@ template <typename Boxes, typename Query, typename Tree, typename CallLeaf>
 bool gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
                          GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
                          GasBoundHistory<Query>& history) {
+    if constexpr (!Query::follows_bound)
+        return gas_walk_wide_front(boxes, lane_ray, tree, ctx, query, call_leaf, history);
     const GasWideRay ray(lane_ray);
     GasWideStack stack = {gas_get_wide_entries(ctx), 0, 0};
     double bound = query.get_bound();

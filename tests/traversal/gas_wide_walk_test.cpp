@@ -118,6 +118,22 @@ TEST_P(WideWalk, EqualEntriesGoToTheSecondOfEachPair) {
     EXPECT_EQ(trace(true, ray), expected);
 }
 
+TEST_P(WideWalk, ARayThatReachesEverythingFillsNoMoreThanItsStack) {
+    for (const unsigned count : {2u, 3u, 5u, 8u, 33u, 700u}) {
+        const std::vector<Box> boxes(count, Box{{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}});
+        support::build(tree, support::row_of_boxes(count));
+        tree.refit(support::to_boxes(boxes));
+        support::fill_samples(tree, {boxes, boxes});
+        RaySpec ray;
+        ray.origin[0] = ray.origin[1] = 0.5;
+        ray.origin[2] = -2.0;
+        ray.far_distance = 100.0;
+        const Items binary = trace(false, ray);
+        EXPECT_EQ(binary.size(), count);
+        EXPECT_EQ(trace(true, ray), binary) << count;
+    }
+}
+
 TEST_P(WideWalk, BoundsMayChangeAtEveryLeafAndMoreOftenThanIsKept) {
     // Box i starts at i, as far from the ray's origin.
     std::vector<Box> boxes;

@@ -3,19 +3,19 @@
 #include <cstdint>
 #include <initializer_list>
 
-/// In which order a stream takes the lanes of a wide node that a ray reaches, looked up by what the
+/// In which order the lanes of a wide node that a ray reaches are visited, looked up by what the
 /// test says of them: a table in place of branches that could not be predicted.
 
-struct GasStreamChoice {
+struct GasWideOrder {
     /// The lanes that are reached, the last one to be visited first; the rest may be any lanes.
     std::uint8_t lanes[4];
     std::uint8_t count;
     std::uint8_t unused[3];
 };
 
-static_assert(sizeof(GasStreamChoice) == 8, "one load, and an index times 8");
+static_assert(sizeof(GasWideOrder) == 8, "one load, and an index times 8");
 
-class GasStreamChoices {
+class GasWideOrders {
   public:
     /// The index of what a test says: which lanes are reached; in bits 0 and 2 whether the lane
     /// after it is entered later; in bit 0 whether the second half is entered after the first.
@@ -23,22 +23,22 @@ class GasStreamChoices {
         return reached | (later_lanes & 5) << 4 | (later_half & 1) << 5;
     }
 
-    constexpr GasStreamChoices() : m_choices{} {
+    constexpr GasWideOrders() : m_orders{} {
         for (unsigned index = 0; index < count; ++index)
-            m_choices[index] = choose(index);
+            m_orders[index] = order_lanes(index);
     }
 
-    constexpr const GasStreamChoice& operator[](unsigned index) const { return m_choices[index]; }
+    constexpr const GasWideOrder& operator[](unsigned index) const { return m_orders[index]; }
 
   private:
     static constexpr unsigned count = 128;
 
-    static constexpr GasStreamChoice choose(unsigned index) {
+    static constexpr GasWideOrder order_lanes(unsigned index) {
         const auto has = [&](unsigned bit) { return (index >> bit & 1) != 0; };
-        GasStreamChoice choice = {};
+        GasWideOrder order = {};
         const auto add = [&](unsigned lane) {
             if (has(lane))
-                choice.lanes[choice.count++] = static_cast<std::uint8_t>(lane);
+                order.lanes[order.count++] = static_cast<std::uint8_t>(lane);
         };
         const unsigned last_half = has(5) ? 1 : 0;
         for (const unsigned half : {last_half, 1 - last_half}) {
@@ -46,10 +46,10 @@ class GasStreamChoices {
             add(2 * half + last_lane);
             add(2 * half + 1 - last_lane);
         }
-        return choice;
+        return order;
     }
 
-    GasStreamChoice m_choices[count];
+    GasWideOrder m_orders[count];
 };
 
-inline constexpr GasStreamChoices gas_stream_choices;
+inline constexpr GasWideOrders gas_wide_orders;
