@@ -1,4 +1,4 @@
-#include "bench_cost.h"
+#include <bench/bench_cost.h>
 
 #include <vector>
 

@@ -1,6 +1,6 @@
-#include "bench_grid.h"
+#include <bench/bench_grid.h>
 
-#include "bench_triangle.h"
+#include <bench/bench_triangle.h>
 
 namespace gas_bench {
 

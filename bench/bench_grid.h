@@ -3,7 +3,7 @@
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>
 
-#include "bench_scene.h"
+#include <bench/bench_scene.h>
 
 namespace gas_bench {
 

@@ -1,9 +1,9 @@
-#include "bench_interior.h"
+#include <bench/bench_interior.h>
 
 #include <cmath>
 
-#include "bench_triangle.h"
-#include "support/seeded_random.h"
+#include <bench/bench_triangle.h>
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

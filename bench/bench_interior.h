@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "bench_scene.h"
+#include <bench/bench_scene.h>
 
 namespace gas_bench {
 

@@ -1,6 +1,6 @@
-#include "bench_query.h"
+#include <bench/bench_query.h>
 
-#include "support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench_triangle.h"
+#include <bench/bench_triangle.h>
 
 namespace gas_bench {
 

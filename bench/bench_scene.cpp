@@ -1,4 +1,4 @@
-#include "bench_scene.h"
+#include <bench/bench_scene.h>
 
 #include <algorithm>
 #include <cmath>
@@ -6,8 +6,8 @@
 
 #include <tiny_obj_loader.h>
 
-#include "bench_interior.h"
-#include "support/seeded_random.h"
+#include <bench/bench_interior.h>
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

@@ -1,4 +1,4 @@
-#include "bench_tracer.h"
+#include <bench/bench_tracer.h>
 
 #include <algorithm>
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "bench_ray_group.h"
-#include "bench_trees.h"
+#include <bench/bench_ray_group.h>
+#include <bench/bench_trees.h>
 
 namespace gas_bench {
 

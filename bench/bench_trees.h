@@ -7,7 +7,7 @@
 #include <gas/diagnostics/gas_counted_rays.h>
 #include <gas/tree/gas_tree.h>
 
-#include "bench_grid.h"
+#include <bench/bench_grid.h>
 
 /// The tree classes under measurement, and where their members differ.
 namespace gas_bench {

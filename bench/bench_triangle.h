@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench_scene.h"
+#include <bench/bench_scene.h>
 
 namespace gas_bench {
 

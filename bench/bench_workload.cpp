@@ -1,9 +1,9 @@
-#include "bench_workload.h"
+#include <bench/bench_workload.h>
 
 #include <algorithm>
 #include <cmath>
 
-#include "support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "bench_tracer.h"
+#include <bench/bench_tracer.h>
 
 namespace gas_bench {
 

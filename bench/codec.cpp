@@ -4,8 +4,8 @@
 
 #include <gas/compressed/gas_box_codec.h>
 
-#include "bench_workload.h"
-#include "support/seeded_random.h"
+#include <bench/bench_workload.h>
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

@@ -9,9 +9,9 @@
 #include <benchmark/benchmark.h>
 #include <gas/object/gas_object.h>
 
-#include "bench_workload.h"
-#include "processor_clock.h"
-#include "support/seeded_random.h"
+#include <bench/bench_workload.h>
+#include <bench/processor_clock.h>
+#include <tests/support/seeded_random.h>
 
 namespace gas_bench {
 

@@ -6,11 +6,11 @@
 
 #include <benchmark/benchmark.h>
 #include <gas/diagnostics/gas_counted_queries.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
-#include "bench_query.h"
-#include "bench_workload.h"
-#include "processor_clock.h"
+#include <bench/bench_query.h>
+#include <bench/bench_workload.h>
+#include <bench/processor_clock.h>
 
 namespace gas_bench {
 

@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench_workload.h"
+#include <bench/bench_workload.h>
 
 namespace gas_bench {
 

@@ -2,9 +2,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench_register.h"
-#include "bench_workload.h"
-#include "processor_clock.h"
+#include <bench/bench_register.h>
+#include <bench/bench_workload.h>
+#include <bench/processor_clock.h>
 
 namespace gas_bench {
 

@@ -2,8 +2,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench_register.h"
-#include "bench_workload.h"
+#include <bench/bench_register.h>
+#include <bench/bench_workload.h>
 
 namespace gas_bench {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <vector>
 
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"

@@ -13,7 +13,17 @@ import sys
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # A folder of gas/ may include itself and the folders before it.
-FLOORS = ["host", "object", "traversal", "tree", "compressed", "grid", "diagnostics"]
+FLOORS = [
+    "host", "object", "core", "traversal", "split", "build", "tree", "compressed", "grid",
+    "diagnostics",
+]
+# The rooms of a folder, likewise; files that stand in the folder itself are above its rooms.
+ROOMS = {
+    "gas/host": ["simd"],
+    "gas/traversal": ["frame", "query", "single", "wide", "packet", "spatial"],
+    "gas/tree": ["wide"],
+    "apps/gas": ["math", "image", "mesh", "report", "trees", "scene", "render", "cli"],
+}
 HOST_DOOR = "gas/host/host.h"
 # Checks whichever host is behind the door; sources may include it.
 HOST_CONTRACT = "gas/host/host_contract.h"
@@ -31,7 +41,9 @@ README_PROGRAM = "examples/first_ray.cpp"
 LONG_FILES: dict[str, str] = {}
 
 # Files of tests/ that are not `<name>_test.cpp` beside a file of the library.
-SUPPORT_FOLDERS = ("tests/support/", "tests/package/", "tests/seam/")
+SUPPORT_FOLDERS = (
+    "tests/support/", "tests/naive/", "tests/mirror/", "tests/package/", "tests/seam/",
+)
 
 LANE_FILES = re.compile(r"gas/host/(simd/\w+\.h|simd_[fi]\.h)$")
 LANE_RULES = [
@@ -163,7 +175,40 @@ def floor_of(path):
     return parts[1] if len(parts) > 2 and parts[0] == "gas" else None
 
 
+def room_of(path, folder):
+    """The place of a file's room in its folder; files of the folder itself come last."""
+    rest = path[len(folder) + 1 :].split("/")
+    rooms = ROOMS[folder]
+    if len(rest) == 1:
+        return len(rooms)
+    return rooms.index(rest[0]) if rest[0] in rooms else None
+
+
+def check_rooms(source, report):
+    for folder, rooms in ROOMS.items():
+        if not source.path.startswith(folder + "/"):
+            continue
+        room = room_of(source.path, folder)
+        if room is None:
+            report.add(source.path, 1, f"stands in no room of {folder}: {', '.join(rooms)}")
+            continue
+        for match in INCLUDE.finditer(source.code):
+            included = match.group("path")
+            if not included.startswith(folder + "/"):
+                continue
+            other = room_of(included, folder)
+            if other is None or other > room:
+                line = source.line_of(match.start("path"))
+                report.add(source.path, line, f"a room looks up: <{included}>")
+
+
 def check_includes(source, report):
+    for match in INCLUDE.finditer(source.code):
+        if match.group("open") == '"' and not source.path.startswith("examples/"):
+            line = source.line_of(match.start("path"))
+            written = match.group("path")
+            report.add(source.path, line, f'includes start at the root, not "{written}"')
+    check_rooms(source, report)
     floor = floor_of(source.path)
     if floor is None:
         return
@@ -173,8 +218,6 @@ def check_includes(source, report):
     for match in INCLUDE.finditer(source.code):
         line = source.line_of(match.start("path"))
         included = match.group("path")
-        if match.group("open") == '"':
-            report.add(source.path, line, f'write #include <gas/...>, not "{included}"')
         other = floor_of(included)
         if other is None:
             continue
@@ -225,17 +268,18 @@ def check_test_names(paths, report):
         if not re.match(r"tests/\w+/.*\.cpp$", path):
             continue
         folder = path.split("/")[1]
+        room = os.path.dirname(path)[len("tests/") :]
         name = os.path.basename(path)
         if not name.endswith("_test.cpp"):
             if not path.startswith(SUPPORT_FOLDERS):
                 report.add(path, 1, "a test source is named <name>_test.cpp")
             continue
         if folder in FLOORS:
-            mirrored = f"gas/{folder}/"
+            mirrored = f"gas/{room}/"
         elif folder == "app":
-            mirrored = "apps/gas/"
-        elif folder == "support":
-            mirrored = "tests/support/"
+            mirrored = "apps/"
+        elif folder in ("support", "naive"):
+            mirrored = f"tests/{folder}/"
         else:
             continue
         stems = {

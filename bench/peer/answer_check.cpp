@@ -1,4 +1,4 @@
-#include "answer_check.h"
+#include <bench/peer/answer_check.h>
 
 #include <algorithm>
 #include <cmath>

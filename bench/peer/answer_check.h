@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "bench_tracer.h"
-#include "contender.h"
+#include <bench/bench_tracer.h>
+#include <bench/peer/contender.h>
 
 namespace gas_peer {
 

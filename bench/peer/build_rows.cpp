@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <memory>
 
-#include "bench_cost.h"
-#include "peer_cost.h"
-#include "peer_table.h"
+#include <bench/bench_cost.h>
+#include <bench/peer/peer_cost.h>
+#include <bench/peer/peer_table.h>
 
 namespace gas_peer {
 

@@ -1,8 +1,8 @@
-#include "contender.h"
+#include <bench/peer/contender.h>
 
 #include <algorithm>
 
-#include "processor_clock.h"
+#include <bench/processor_clock.h>
 
 namespace gas_peer {
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "report.h"
+#include <bench/peer/report.h>
 
 namespace gas_peer {
 

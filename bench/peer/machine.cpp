@@ -1,4 +1,4 @@
-#include "machine.h"
+#include <bench/peer/machine.h>
 
 #include <fstream>
 #include <thread>

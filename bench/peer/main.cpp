@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "options.h"
-#include "output_file.h"
-#include "own_tables.h"
-#include "peer_table.h"
-#include "report.h"
+#include <apps/common/output_file.h>
+#include <bench/peer/options.h>
+#include <bench/peer/own_tables.h>
+#include <bench/peer/peer_table.h>
+#include <bench/peer/report.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "options.h"
+#include <bench/peer/options.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -7,8 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "output_file.h"
-#include "whole_number.h"
+#include <apps/common/output_file.h>
+#include <apps/common/whole_number.h>
 
 namespace gas_peer {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "bench_scene.h"
-#include "row_maker.h"
+#include <bench/bench_scene.h>
+#include <bench/peer/row_maker.h>
 
 namespace gas_peer {
 

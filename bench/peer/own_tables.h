@@ -1,7 +1,7 @@
 #pragma once
 
-#include "bench_workload.h"
-#include "row_maker.h"
+#include <bench/bench_workload.h>
+#include <bench/peer/row_maker.h>
 
 /// Tables without the peer.
 namespace gas_peer {

@@ -1,10 +1,10 @@
-#include "peer_callbacks.h"
+#include <bench/peer/peer_callbacks.h>
 
 #include <cstddef>
 #include <limits>
 
-#include "bench_ray_group.h"
-#include "peer_scene.h"
+#include <bench/bench_ray_group.h>
+#include <bench/peer/peer_scene.h>
 
 namespace gas_peer {
 

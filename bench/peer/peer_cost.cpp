@@ -1,4 +1,4 @@
-#include "peer_cost.h"
+#include <bench/peer/peer_cost.h>
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "peer_scene.h"
+#include <bench/peer/peer_scene.h>
 
 namespace gas_peer {
 

@@ -1,4 +1,4 @@
-#include "peer_rays.h"
+#include <bench/peer/peer_rays.h>
 
 #include <algorithm>
 #include <limits>

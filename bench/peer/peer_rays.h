@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "bench_tracer.h"
-#include "contender.h"
-#include "peer_callbacks.h"
-#include "peer_scene.h"
+#include <bench/bench_tracer.h>
+#include <bench/peer/contender.h>
+#include <bench/peer/peer_callbacks.h>
+#include <bench/peer/peer_scene.h>
 
 namespace gas_peer {
 

@@ -1,8 +1,8 @@
-#include "peer_scene.h"
+#include <bench/peer/peer_scene.h>
 
 #include <stdexcept>
 
-#include "peer_callbacks.h"
+#include <bench/peer/peer_callbacks.h>
 
 namespace gas_peer {
 

@@ -8,7 +8,7 @@
 
 #include <embree3/rtcore.h>
 
-#include "bench_scene.h"
+#include <bench/bench_scene.h>
 
 /// The peer: Embree 3, one thread, user geometry with a primitive per item.
 namespace gas_peer {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "bench_workload.h"
-#include "peer_scene.h"
-#include "row_maker.h"
+#include <bench/bench_workload.h>
+#include <bench/peer/peer_scene.h>
+#include <bench/peer/row_maker.h>
 
 namespace gas_peer {
 

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include <gas/diagnostics/gas_counted_queries.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
-#include "bench_query.h"
-#include "own_tables.h"
+#include <bench/bench_query.h>
+#include <bench/peer/own_tables.h>
 
 namespace gas_peer {
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "machine.h"
-#include "row_maker.h"
-#include "table.h"
+#include <bench/peer/machine.h>
+#include <bench/peer/row_maker.h>
+#include <bench/peer/table.h>
 
 namespace gas_peer {
 

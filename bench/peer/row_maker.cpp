@@ -1,4 +1,4 @@
-#include "row_maker.h"
+#include <bench/peer/row_maker.h>
 
 #include <algorithm>
 #include <cmath>

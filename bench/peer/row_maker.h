@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "answer_check.h"
-#include "contender.h"
-#include "table.h"
+#include <bench/peer/answer_check.h>
+#include <bench/peer/contender.h>
+#include <bench/peer/table.h>
 
 namespace gas_peer {
 

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "report.h"
+#include <bench/peer/report.h>
 
 namespace gas_peer {
 

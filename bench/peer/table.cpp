@@ -1,4 +1,4 @@
-#include "table.h"
+#include <bench/peer/table.h>
 
 #include <algorithm>
 #include <cmath>

@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "gas_contender.h"
-#include "peer_rays.h"
-#include "peer_table.h"
+#include <bench/peer/gas_contender.h>
+#include <bench/peer/peer_rays.h>
+#include <bench/peer/peer_table.h>
 
 namespace gas_peer {
 

@@ -3,9 +3,9 @@
 #include <limits>
 #include <memory>
 
-#include "bench_cost.h"
-#include "gas_contender.h"
-#include "own_tables.h"
+#include <bench/bench_cost.h>
+#include <bench/peer/gas_contender.h>
+#include <bench/peer/own_tables.h>
 
 namespace gas_peer {
 

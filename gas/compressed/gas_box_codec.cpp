@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include <gas/compressed/gas_lane_corners.h>
+#include <gas/core/gas_lane_corners.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <gas/compressed/gas_compressed_node.h>
+#include <gas/core/gas_box_pair.h>
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
-#include <gas/traversal/gas_box_pair.h>
 
 /// Encodes the boxes of two siblings against their parent's box.
 ///

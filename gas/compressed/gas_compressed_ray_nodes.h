@@ -4,8 +4,8 @@
 
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/compressed/gas_lane_corners.h>
-#include <gas/traversal/gas_ray_nodes.h>
+#include <gas/core/gas_lane_corners.h>
+#include <gas/traversal/single/gas_ray_nodes.h>
 
 /// Node sources of GasCompressedTree for single rays: they keep the current node's decoded box at
 /// hand and those of waiting nodes at their place in the stack, without slots.

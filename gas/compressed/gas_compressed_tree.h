@@ -3,10 +3,10 @@
 #include <cstddef>
 
 #include <gas/compressed/gas_compressed_node.h>
+#include <gas/core/gas_bbox.h>
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
-#include <gas/traversal/gas_bbox.h>
-#include <gas/traversal/gas_leaf_callbacks.h>
+#include <gas/traversal/query/gas_leaf_callbacks.h>
 
 class GasTreeCtx;
 struct GasCompressedTreeComputeBboxContext;

@@ -5,12 +5,12 @@
 #include <numeric>
 #include <optional>
 
+#include <gas/build/gas_build_input.h>
 #include <gas/compressed/gas_compressed_build_steps.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/traversal/gas_numeric.h>
-#include <gas/tree/gas_build_input.h>
-#include <gas/tree/gas_sah_workspace.h>
-#include <gas/tree/gas_split_choice.h>
+#include <gas/core/gas_numeric.h>
+#include <gas/split/gas_sah_workspace.h>
+#include <gas/split/gas_split_choice.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include <cstring>
 #include <memory>
 
+#include <gas/build/gas_build_input.h>
 #include <gas/compressed/gas_compressed_build_steps.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/tree/gas_build_input.h>
 #include <gas/tree/gas_sample_table.h>
 
 namespace {

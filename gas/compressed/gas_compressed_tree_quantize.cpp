@@ -3,8 +3,8 @@
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_build_steps.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/compressed/gas_lane_corners.h>
-#include <gas/tree/gas_traversal_order.h>
+#include <gas/core/gas_lane_corners.h>
+#include <gas/core/gas_traversal_order.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include <gas/tree/gas_split_items.h>
-#include <gas/tree/gas_split_median.h>
-#include <gas/tree/gas_split_sah.h>
+#include <gas/split/gas_split_items.h>
+#include <gas/split/gas_split_median.h>
+#include <gas/split/gas_split_sah.h>
 
 static_assert(GasSplitContext<GasCompressedTreeSplitContext>);
 

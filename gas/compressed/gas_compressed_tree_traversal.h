@@ -4,7 +4,7 @@
 
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
 /// Inline bodies of GasCompressedTree's traversal interface and leaf dispatch.
 

@@ -1,8 +1,8 @@
 #include <gas/diagnostics/gas_counted_queries.h>
 
 #include <gas/diagnostics/gas_counting_probe.h>
-#include <gas/traversal/gas_nearest_walk.h>
-#include <gas/traversal/gas_spatial_walk.h>
+#include <gas/traversal/spatial/gas_nearest_walk.h>
+#include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree_traversal.h>
 
 void gas_counted_get_leaves_in_bbox(const GasTree& tree, GasTreeCtx& ctx,

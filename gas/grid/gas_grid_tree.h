@@ -6,7 +6,7 @@
 #include <gas/gas_export.h>
 #include <gas/grid/gas_grid_bbox_callbacks.h>
 #include <gas/host/host.h>
-#include <gas/traversal/gas_leaf_callbacks.h>
+#include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_tree.h>
 
 class GasGridSubTree;

@@ -3,10 +3,10 @@
 #include <numeric>
 #include <vector>
 
+#include <gas/core/gas_numeric.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_resolution.h>
 #include <gas/grid/gas_grid_tree.h>
-#include <gas/traversal/gas_numeric.h>
 
 namespace {
 

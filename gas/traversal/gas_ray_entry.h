@@ -1,12 +1,50 @@
 #pragma once
 
 #include <cassert>
+#include <cstddef>
+#include <type_traits>
 
-#include <gas/traversal/gas_packet_walk.h>
-#include <gas/traversal/gas_ray_walk.h>
-#include <gas/traversal/gas_raytrace_frame.h>
+#include <gas/traversal/frame/gas_raytrace_frame.h>
+#include <gas/traversal/packet/gas_packet_walk.h>
+#include <gas/traversal/single/gas_ray_walk.h>
+#include <gas/traversal/wide/gas_wide_walk.h>
 
 /// Before the walk: the shortcut for one leaf, missing frames, one ray or a batch.
+
+/// Traces one ray, as the query says; `probe` hears of every leaf callback, too. The shader has
+/// frames and the tree a root.
+template <typename Nodes, typename Query, GasTraversable Tree, typename Probe>
+void gas_walk_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                  GeometryRaytraceCtx& rays, unsigned ray, Probe& probe) {
+    GeometryRaytraceData& data = gas_host::get_data(rays);
+    const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
+    GasTreeCtx& ctx = lease.get();
+    const GasLaneRay lane_ray(gas_host::get_line(data, ray), rays.get_tnear(ray));
+    const float time = gas_host::get_time(data, ray);
+    Query query(ctx, data, ray);
+    const auto call_leaf = [&](unsigned leaf) {
+        probe.call_leaf();
+        Query::template call_leaf<Nodes::is_motion>(tree, ctx, leaf, eval, shader, rays);
+    };
+
+    if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
+        return;
+    if constexpr (GasWideTraversable<Tree> && std::is_same_v<Probe, GasNoProbe>) {
+        using Boxes = std::conditional_t<Nodes::is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
+        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
+            const Boxes boxes(tree, shader, time);
+            if (boxes.is_ready()) {
+                GasBoundHistory<Query> history(query.get_bound());
+                if (!gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, history))
+                    gas_resume_walk<Nodes>(lane_ray, time, tree, ctx, eval, shader, rays, query,
+                                           history);
+                return;
+            }
+        }
+    }
+    Nodes nodes(tree, ctx, shader, time);
+    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
+}
 
 /// Whether there is a tree, frames, and a ray in range; asserts what the contract demands of them.
 template <typename Query, GasTraversable Tree>

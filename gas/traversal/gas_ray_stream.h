@@ -3,8 +3,8 @@
 #include <chrono>
 
 #include <gas/traversal/gas_ray_entry.h>
-#include <gas/traversal/gas_stream_query.h>
-#include <gas/traversal/gas_wide_stream.h>
+#include <gas/traversal/query/gas_stream_query.h>
+#include <gas/traversal/wide/gas_wide_stream.h>
 
 /// Streams: batches of rays with no order between them, each answered as a single-ray query that
 /// knows no cached leaf.

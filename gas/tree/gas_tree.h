@@ -2,11 +2,11 @@
 
 #include <cstddef>
 
+#include <gas/build/gas_tree_node.h>
+#include <gas/core/gas_bbox.h>
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
-#include <gas/traversal/gas_bbox.h>
-#include <gas/traversal/gas_leaf_callbacks.h>
-#include <gas/tree/gas_tree_node.h>
+#include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_tree_split_context.h>
 
 class GasParallelBuild;

@@ -5,16 +5,16 @@
 #include <new>
 #include <numeric>
 
-#include <gas/traversal/gas_numeric.h>
-#include <gas/tree/gas_build_input.h>
-#include <gas/tree/gas_node_union.h>
-#include <gas/tree/gas_parallel_build.h>
-#include <gas/tree/gas_record_build.h>
-#include <gas/tree/gas_sah_workspace.h>
-#include <gas/tree/gas_split_choice.h>
+#include <gas/build/gas_build_input.h>
+#include <gas/build/gas_node_union.h>
+#include <gas/build/gas_parallel_build.h>
+#include <gas/build/gas_record_build.h>
+#include <gas/core/gas_numeric.h>
+#include <gas/split/gas_sah_workspace.h>
+#include <gas/split/gas_split_choice.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_upward_pass.h>
-#include <gas/tree/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_nodes.h>
 
 namespace {
 

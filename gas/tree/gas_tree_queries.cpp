@@ -1,6 +1,6 @@
-#include <gas/traversal/gas_nearest_walk.h>
-#include <gas/traversal/gas_ray_walk.h>
-#include <gas/traversal/gas_spatial_walk.h>
+#include <gas/traversal/query/gas_probe.h>
+#include <gas/traversal/spatial/gas_nearest_walk.h>
+#include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_tree_traversal.h>
 

@@ -1,6 +1,6 @@
-#include <gas/traversal/gas_numeric.h>
+#include <gas/core/gas_numeric.h>
+#include <gas/core/gas_traversal_order.h>
 #include <gas/tree/gas_sample_table.h>
-#include <gas/tree/gas_traversal_order.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_upward_pass.h>
 

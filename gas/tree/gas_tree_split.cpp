@@ -1,6 +1,8 @@
-#include <gas/tree/gas_split_median.h>
-#include <gas/tree/gas_split_sah.h>
+#include <gas/split/gas_split_median.h>
+#include <gas/split/gas_split_sah.h>
 #include <gas/tree/gas_tree.h>
+
+static_assert(GasSplitContext<GasTreeSplitContext>);
 
 void GasTree::split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                            unsigned& left_count) {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <gas/traversal/gas_prefetch.h>
-#include <gas/traversal/gas_traversal_access.h>
+#include <gas/core/gas_prefetch.h>
+#include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree.h>
-#include <gas/tree/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_nodes.h>
 
 /// Inline bodies of GasTree's traversal interface and leaf dispatch, for the files that instantiate
 /// an engine. `node` is an index into the nodes, `leaf` what a leaf's record holds: its item.

@@ -1,6 +1,6 @@
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_tree.h>
-#include <gas/tree/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_nodes.h>
 
 /// The wide nodes beside a tree's own: made on demand, released with them.
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gas/traversal/gas_prefetch.h>
+#include <gas/core/gas_prefetch.h>
 #include <gas/tree/gas_tree.h>
 
 /// Goes over nodes from the last to the first, so that children come before their parent, in blocks

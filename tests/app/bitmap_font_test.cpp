@@ -1,4 +1,4 @@
-#include <apps/gas/bitmap_font.h>
+#include <apps/gas/image/bitmap_font.h>
 
 #include <set>
 #include <string>

@@ -1,11 +1,11 @@
-#include <apps/gas/box_padding.h>
+#include <apps/gas/trees/box_padding.h>
 
 #include <gtest/gtest.h>
 
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <apps/gas/camera.h>
+#include <apps/gas/scene/camera.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include <apps/gas/compressed_statistics.h>
+#include <apps/gas/report/compressed_statistics.h>
 
 #include <gtest/gtest.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <apps/gas/forest_shape.h>
+#include <apps/gas/scene/forest_shape.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include <apps/gas/heat_map.h>
+#include <apps/gas/image/heat_map.h>
 
 #include <limits>
 

@@ -1,4 +1,4 @@
-#include "apps/gas/instance_visits.h"
+#include <apps/gas/trees/instance_visits.h>
 
 #include <map>
 

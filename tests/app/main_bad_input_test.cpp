@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "program.h"
+#include <tests/app/program.h>
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "reports.h"
-#include "small_pictures.h"
+#include <tests/app/reports.h>
+#include <tests/app/small_pictures.h>
 
 namespace {
 

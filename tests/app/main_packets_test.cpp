@@ -1,4 +1,4 @@
-#include "small_pictures.h"
+#include <tests/app/small_pictures.h>
 
 namespace {
 

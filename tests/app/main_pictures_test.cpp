@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "small_pictures.h"
+#include <tests/app/small_pictures.h>
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "small_pictures.h"
+#include <tests/app/small_pictures.h>
 
 namespace {
 

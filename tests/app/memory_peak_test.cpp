@@ -1,4 +1,4 @@
-#include <apps/gas/memory_peak.h>
+#include <apps/gas/report/memory_peak.h>
 
 #include <fstream>
 #include <memory>

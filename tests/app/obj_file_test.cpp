@@ -1,10 +1,10 @@
-#include <apps/gas/obj_file.h>
+#include <apps/gas/mesh/obj_file.h>
 
 #include <gmock/gmock.h>
 
-#include <apps/gas/user_error.h>
+#include <apps/common/user_error.h>
 
-#include "temporary_folder.h"
+#include <tests/app/temporary_folder.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include <apps/gas/obj_text.h>
+#include <apps/gas/mesh/obj_text.h>
 
 #include <gmock/gmock.h>
 
-#include <apps/gas/user_error.h>
+#include <apps/common/user_error.h>
 
 namespace {
 

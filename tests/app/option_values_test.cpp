@@ -1,8 +1,8 @@
-#include <apps/gas/option_values.h>
+#include <apps/gas/cli/option_values.h>
 
 #include <gmock/gmock.h>
 
-#include <apps/gas/user_error.h>
+#include <apps/common/user_error.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <apps/gas/picture.h>
+#include <apps/gas/image/picture.h>
 
 #include <png.h>
 

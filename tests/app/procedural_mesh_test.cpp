@@ -1,4 +1,4 @@
-#include <apps/gas/procedural_mesh.h>
+#include <apps/gas/mesh/procedural_mesh.h>
 
 #include <map>
 

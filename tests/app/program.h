@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "temporary_folder.h"
+#include <tests/app/temporary_folder.h>
 
 /// What a run of the program gave.
 struct ProgramResult {

@@ -1,8 +1,8 @@
-#include <apps/gas/ray_shear.h>
+#include <apps/gas/math/ray_shear.h>
 
 #include <gtest/gtest.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

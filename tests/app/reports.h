@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "program.h"
+#include <tests/app/program.h>
 
 using Words = std::vector<std::string>;
 

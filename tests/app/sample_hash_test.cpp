@@ -1,4 +1,4 @@
-#include <apps/gas/sample_hash.h>
+#include <apps/gas/math/sample_hash.h>
 
 #include <array>
 #include <set>

@@ -1,12 +1,12 @@
-#include <apps/gas/scene.h>
+#include <apps/gas/scene/scene.h>
 
 #include <gtest/gtest.h>
 
-#include <apps/gas/mesh_shape.h>
-#include <apps/gas/procedural_mesh.h>
-#include <apps/gas/sphere_shape.h>
+#include <apps/gas/mesh/procedural_mesh.h>
+#include <apps/gas/scene/mesh_shape.h>
+#include <apps/gas/scene/sphere_shape.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

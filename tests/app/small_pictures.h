@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "program.h"
+#include <tests/app/program.h>
 
 /// Options of a picture that takes a moment: of several tiles, some of them cut off by its border.
 inline const std::vector<std::string> small_picture = {"--size", "24x15", "--spp",

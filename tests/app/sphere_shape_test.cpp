@@ -1,4 +1,4 @@
-#include <apps/gas/sphere_shape.h>
+#include <apps/gas/scene/sphere_shape.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include <apps/gas/transform.h>
+#include <apps/gas/math/transform.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include <apps/gas/tree_items.h>
+#include <apps/gas/trees/tree_items.h>
 
 #include <vector>
 
-#include <apps/gas/tree_kind.h>
+#include <apps/gas/trees/tree_kind.h>
 #include <gtest/gtest.h>
 
 namespace {

@@ -1,10 +1,10 @@
-#include <apps/gas/tree_scale.h>
+#include <apps/gas/trees/tree_scale.h>
 
 #include <gtest/gtest.h>
 
 #include <gas/compressed/gas_box_codec.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

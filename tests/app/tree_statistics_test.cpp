@@ -1,4 +1,4 @@
-#include <apps/gas/tree_statistics.h>
+#include <apps/gas/report/tree_statistics.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include <apps/gas/triangle_mesh.h>
+#include <apps/gas/mesh/triangle_mesh.h>
 
 #include <gtest/gtest.h>
 

@@ -7,11 +7,11 @@
 
 #include <gas/compressed/gas_box_codec.h>
 
-#include "../support/box_conversion.h"
-#include "../support/naive_compressed.h"
-#include "../support/sanitizers.h"
-#include "../support/seeded_random.h"
-#include "../support/spoiled_boxes.h"
+#include <tests/naive/naive_compressed.h>
+#include <tests/support/box_conversion.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
 
 // Encoder and decoder of single pairs against the naive ones, as bytes and as bits.
 

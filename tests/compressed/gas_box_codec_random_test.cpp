@@ -10,8 +10,8 @@
 
 #include <gas/compressed/gas_box_codec.h>
 
-#include "../support/sanitizers.h"
-#include "../support/seeded_random.h"
+#include <tests/support/sanitizers.h>
+#include <tests/support/seeded_random.h>
 
 // What is decoded contains what was encoded and stays within the parent.
 

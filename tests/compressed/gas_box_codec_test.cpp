@@ -7,7 +7,7 @@
 
 #include <gas/compressed/gas_box_codec.h>
 
-#include "../support/box_conversion.h"
+#include <tests/support/box_conversion.h>
 
 namespace {
 

@@ -4,13 +4,13 @@
 
 #include <gas/compressed/gas_compressed_ray_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
-#include <gas/traversal/gas_ray_walk.h>
+#include <gas/traversal/gas_ray_entry.h>
 
-#include "../support/ray_maker.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/test_shader.h"
+#include <tests/support/ray_maker.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/test_shader.h>
 
 // A single ray keeps decoded boxes at hand and on its stack; the slots of the traversal interface
 // keep them by node. Both walks must meet the same nodes and leaves.

@@ -7,12 +7,12 @@
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "../support/compressed_checker.h"
-#include "../support/drawn_progress.h"
-#include "../support/scenes.h"
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/compressed_checker.h>
+#include <tests/support/drawn_progress.h>
+#include <tests/support/scenes.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

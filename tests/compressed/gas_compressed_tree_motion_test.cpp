@@ -2,10 +2,10 @@
 
 #include <limits>
 
-#include "../support/compressed_checker.h"
-#include "../support/scenes.h"
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
+#include <tests/support/compressed_checker.h>
+#include <tests/support/scenes.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
 
 namespace {
 

@@ -5,13 +5,13 @@
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "../support/compressed_difference.h"
-#include "../support/drawn_progress.h"
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/spoiled_boxes.h"
-#include "../support/tree_build.h"
+#include <tests/support/compressed_difference.h>
+#include <tests/support/drawn_progress.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
+#include <tests/support/tree_build.h>
 
 // Whole compressed trees of the library against the naive ones, byte by byte.
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "../support/ray_batches.h"
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
+#include <tests/support/ray_batches.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
 
 // Batches that go together through compressed trees, by the library and by the naive
 // implementation: the exact sequence of leaf callbacks with their ranges, nested batches through

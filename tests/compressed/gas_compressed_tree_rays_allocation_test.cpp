@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "../support/allocation_attempts.h"
-#include "../support/nested_tracer.h"
+#include <tests/support/allocation_attempts.h>
+#include <tests/support/nested_tracer.h>
 
 // Frames grow with the first queries; from then on a query allocates nothing.
 

@@ -4,13 +4,13 @@
 #include <set>
 #include <vector>
 
-#include "../support/brute_force.h"
-#include "../support/compressed_checker.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/test_shader.h"
-#include "../support/working_range.h"
+#include <tests/support/brute_force.h>
+#include <tests/support/compressed_checker.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/working_range.h>
 
 // What the walks find against trying every leaf, without a tree.
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "../support/compressed_checker.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/small_stack.h"
-#include "../support/test_shader.h"
+#include <tests/support/compressed_checker.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/small_stack.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "../support/mirrored_rays.h"
-#include "../support/ray_maker.h"
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/spoiled_boxes.h"
-#include "../support/tree_build.h"
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/ray_maker.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
+#include <tests/support/tree_build.h>
 
 // Compressed trees of the library and of the naive implementation side by side, rays alone and in
 // small batches: the exact sequence of leaf callbacks, what callbacks left in the rays, and the

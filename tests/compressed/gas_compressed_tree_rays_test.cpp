@@ -6,9 +6,9 @@
 
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/test_shader.h"
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

@@ -6,9 +6,9 @@
 
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include "../support/row_of_boxes.h"
-#include "../support/stream_oracle.h"
-#include "../support/threaded_rays.h"
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/stream_oracle.h>
+#include <tests/support/threaded_rays.h>
 
 // Streams over the compressed tree, whose rays go one by one.
 

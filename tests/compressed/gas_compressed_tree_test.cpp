@@ -7,11 +7,11 @@
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "../support/compressed_checker.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/test_shader.h"
+#include <tests/support/compressed_checker.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

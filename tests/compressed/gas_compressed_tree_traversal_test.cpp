@@ -6,10 +6,10 @@
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "../support/compressed_checker.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
+#include <tests/support/compressed_checker.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include <gas/diagnostics/gas_counted_queries.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
-#include "../support/seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include <gas/diagnostics/gas_counted_rays.h>
 
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/test_shader.h"
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

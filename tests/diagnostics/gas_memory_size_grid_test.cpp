@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "../support/grid_items.h"
-#include "../support/test_shader.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_tree.h>
 
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include "../support/row_of_boxes.h"
+#include <tests/support/row_of_boxes.h>
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include "golden_compressed_trees.h"
-#include "golden_hash.h"
+#include <tests/golden/golden_compressed_trees.h>
+#include <tests/golden/golden_hash.h>
 
 namespace {
 

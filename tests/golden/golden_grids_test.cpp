@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "../support/grid_items.h"
-#include "../support/scenes.h"
-#include "golden_grids.h"
-#include "golden_hash.h"
+#include <tests/golden/golden_grids.h>
+#include <tests/golden/golden_hash.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/scenes.h>
 
 // Grids by their outcome: cells, their items, the top tree, and the trees of all cells with two
 // motion-blur samples. Numbers of cells along an axis come from a cube root, the one function that

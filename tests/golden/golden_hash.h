@@ -9,8 +9,8 @@
 #include <gas/host/host.h>
 #include <gas/tree/gas_tree.h>
 
-#include "../support/scenes.h"
-#include "../support/tree_build.h"
+#include <tests/support/scenes.h>
+#include <tests/support/tree_build.h>
 
 /// A 64-bit FNV-1a hash over little-endian words.
 class Hash {

@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "../support/scenes.h"
-#include "../support/tree_build.h"
-#include "golden_hash.h"
-#include "golden_trees.h"
+#include <tests/golden/golden_hash.h>
+#include <tests/golden/golden_trees.h>
+#include <tests/support/scenes.h>
+#include <tests/support/tree_build.h>
 
 namespace {
 

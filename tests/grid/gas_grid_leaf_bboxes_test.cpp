@@ -5,13 +5,13 @@
 #include <thread>
 #include <unordered_map>
 
-#include "../support/box_conversion.h"
-#include "../support/grid_items.h"
-#include "../support/naive_grid.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/split_scene.h"
-#include "../support/test_shader.h"
+#include <tests/naive/naive_grid.h>
+#include <tests/support/box_conversion.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/test_shader.h>
 
 // Requests for boxes as the callbacks see them, whole or in pieces.
 

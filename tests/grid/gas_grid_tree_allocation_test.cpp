@@ -2,11 +2,11 @@
 
 #include <new>
 
-#include "../support/allocation_counter.h"
-#include "../support/box_conversion.h"
-#include "../support/grid_items.h"
-#include "../support/solid_items.h"
-#include "../support/test_shader.h"
+#include <tests/support/allocation_counter.h>
+#include <tests/support/box_conversion.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/solid_items.h>
+#include <tests/support/test_shader.h>
 
 // Grids where memory runs out, at every single allocation in turn.
 

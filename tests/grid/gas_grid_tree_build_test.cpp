@@ -7,13 +7,13 @@
 
 #include <gas/grid/gas_grid_resolution.h>
 
-#include "../support/box_conversion.h"
-#include "../support/grid_items.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <memory>
 #include <vector>
 
-#include "../support/grid_items.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/split_scene.h"
-#include "../support/test_shader.h"
-#include "../support/tree_build.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/tree_build.h>
 
 // Copies: what they share, what is their own, and that nothing is freed early, twice or never.
 

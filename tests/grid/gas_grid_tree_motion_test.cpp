@@ -2,12 +2,12 @@
 
 #include <set>
 
-#include "../support/box_conversion.h"
-#include "../support/grid_items.h"
-#include "../support/scenes.h"
-#include "../support/split_scene.h"
-#include "../support/test_shader.h"
-#include "../support/tree_checker.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/scenes.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "../support/mirrored_grid.h"
-#include "../support/mirrored_rays.h"
-#include "../support/ray_batches.h"
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/spoiled_boxes.h"
+#include <tests/mirror/mirrored_grid.h>
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/ray_batches.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
 
 // Grids of the library and of the naive implementation side by side, bit by bit: cells, top trees,
 // cells' trees, samples, the order in which queries build cells and bring them up to date, the

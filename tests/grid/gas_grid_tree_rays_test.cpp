@@ -4,15 +4,15 @@
 #include <memory>
 #include <set>
 
-#include "../support/box_conversion.h"
-#include "../support/grid_items.h"
-#include "../support/pinhole_tile.h"
-#include "../support/row_of_boxes.h"
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/solid_items.h"
-#include "../support/test_shader.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/grid_items.h>
+#include <tests/support/pinhole_tile.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/solid_items.h>
+#include <tests/support/test_shader.h>
 
 // What rays find against trying every item, and against a GasTree over all items.
 

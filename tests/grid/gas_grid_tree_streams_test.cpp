@@ -4,9 +4,9 @@
 
 #include <gas/grid/gas_grid_tree.h>
 
-#include "../support/grid_items.h"
-#include "../support/stream_oracle.h"
-#include "../support/threaded_rays.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/stream_oracle.h>
+#include <tests/support/threaded_rays.h>
 
 // Streams over a grid, whose cells are built and brought up to date on the way.
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <type_traits>
 
-#include "../support/grid_items.h"
-#include "../support/test_shader.h"
-#include "../support/tree_build.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/tree_build.h>
 
 namespace {
 

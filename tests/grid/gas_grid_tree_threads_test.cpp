@@ -7,12 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "../support/grid_items.h"
-#include "../support/sanitizers.h"
-#include "../support/seeded_random.h"
-#include "../support/solid_items.h"
-#include "../support/test_shader.h"
-#include "../support/tree_build.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/sanitizers.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/solid_items.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/tree_build.h>
 
 // Many threads in one grid at the moment when its cells are built.
 

@@ -6,8 +6,8 @@
 
 #include <gas/host/host.h>
 
-#include "../support/pinhole_tile.h"
-#include "../support/seeded_random.h"
+#include <tests/support/pinhole_tile.h>
+#include <tests/support/seeded_random.h>
 
 namespace {
 

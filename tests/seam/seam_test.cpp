@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <gas/object/gas_object_empty.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 #include <tests/seam/seam_scene.h>
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <new>
 
-#include "allocation_counter.h"
+#include <tests/support/allocation_counter.h>
 
 namespace support {
 

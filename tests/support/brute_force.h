@@ -6,8 +6,8 @@
 
 #include <gas/host/host.h>
 
-#include "naive_tree.h"
-#include "seeded_random.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/seeded_random.h>
 
 /// Lines held against single boxes, without a tree.
 namespace support {

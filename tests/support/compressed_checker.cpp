@@ -1,4 +1,4 @@
-#include "compressed_checker.h"
+#include <tests/support/compressed_checker.h>
 
 #include <algorithm>
 #include <cstring>
@@ -6,8 +6,8 @@
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "box_conversion.h"
-#include "tree_checker.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/tree_checker.h>
 
 namespace support {
 

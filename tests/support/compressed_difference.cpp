@@ -1,12 +1,12 @@
-#include "compressed_difference.h"
+#include <tests/support/compressed_difference.h>
 
 #include <cstring>
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
-#include "box_conversion.h"
-#include "tree_checker.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/tree_checker.h>
 
 namespace support {
 

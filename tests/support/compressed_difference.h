@@ -4,7 +4,7 @@
 
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include "naive_compressed.h"
+#include <tests/naive/naive_compressed.h>
 
 namespace support {
 

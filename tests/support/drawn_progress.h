@@ -7,7 +7,7 @@
 
 #include <gas/host/host.h>
 
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
 
 namespace support {
 

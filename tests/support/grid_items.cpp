@@ -1,13 +1,13 @@
-#include "grid_items.h"
+#include <tests/support/grid_items.h>
 
 #include <cstring>
 #include <string>
 
-#include <gas/traversal/gas_traversal_access.h>
+#include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree_traversal.h>
 
-#include "box_conversion.h"
-#include "seeded_random.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/seeded_random.h>
 
 namespace support {
 

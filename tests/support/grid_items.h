@@ -9,8 +9,8 @@
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>
 
-#include "naive_tree.h"
-#include "recording_callbacks.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/recording_callbacks.h>
 
 namespace support {
 

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "mirrored_rays.h"
-#include "ray_maker.h"
-#include "scenes.h"
-#include "seeded_random.h"
-#include "spoiled_boxes.h"
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/ray_maker.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
 
 /// Boxes and rays at which a walk that tests four boxes at once could go another way than one that
 /// tests two.

@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "recording_callbacks.h"
-#include "row_of_boxes.h"
-#include "scenes.h"
-#include "test_shader.h"
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/test_shader.h>
 
 namespace support {
 

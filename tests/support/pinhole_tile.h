@@ -4,7 +4,7 @@
 
 #include <gas/host/host.h>
 
-#include "seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace support {
 

@@ -4,7 +4,7 @@
 
 #include <gas/host/host.h>
 
-#include "mirrored_rays.h"
+#include <tests/mirror/mirrored_rays.h>
 
 namespace support {
 

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <vector>
 
-#include "mirrored_rays.h"
-#include "pinhole_tile.h"
-#include "ray_maker.h"
-#include "tree_build.h"
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/pinhole_tile.h>
+#include <tests/support/ray_maker.h>
+#include <tests/support/tree_build.h>
 
 namespace support {
 

@@ -1,12 +1,12 @@
-#include "ray_histories.h"
+#include <tests/support/ray_histories.h>
 
 #include <bit>
 #include <iterator>
 #include <limits>
 
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
-#include "seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace support {
 

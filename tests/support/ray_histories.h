@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "mirrored_rays.h"
-#include "raw_rays.h"
-#include "recording_callbacks.h"
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/raw_rays.h>
+#include <tests/support/recording_callbacks.h>
 
 namespace support {
 

@@ -6,8 +6,8 @@
 #include <limits>
 #include <vector>
 
-#include "mirrored_rays.h"
-#include "seeded_random.h"
+#include <tests/mirror/mirrored_rays.h>
+#include <tests/support/seeded_random.h>
 
 namespace support {
 

@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "box_conversion.h"
-#include "naive_tree.h"
-#include "tree_build.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/box_conversion.h>
+#include <tests/support/tree_build.h>
 
 namespace support {
 

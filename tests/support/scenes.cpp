@@ -1,8 +1,8 @@
-#include "scenes.h"
+#include <tests/support/scenes.h>
 
 #include <utility>
 
-#include "seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace scenes {
 

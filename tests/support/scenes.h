@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
 
 /// Seeded box scenes, equal bit by bit on every compiler.
 namespace scenes {

@@ -1,11 +1,11 @@
-#include "scenes.h"
+#include <tests/support/scenes.h>
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
 
-#include "seeded_random.h"
+#include <tests/support/seeded_random.h>
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include "sanitizers.h"
+#include <tests/support/sanitizers.h>
 
 namespace support {
 

@@ -7,8 +7,8 @@
 
 #include <gas/host/host.h>
 
-#include "grid_items.h"
-#include "recording_callbacks.h"
+#include <tests/support/grid_items.h>
+#include <tests/support/recording_callbacks.h>
 
 namespace support {
 

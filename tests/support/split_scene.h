@@ -4,11 +4,11 @@
 #include <numeric>
 #include <vector>
 
-#include <gas/tree/gas_sah_workspace.h>
+#include <gas/split/gas_sah_workspace.h>
 #include <gas/tree/gas_tree.h>
 
-#include "box_conversion.h"
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/box_conversion.h>
 
 namespace support {
 

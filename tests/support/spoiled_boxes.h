@@ -5,8 +5,8 @@
 #include <limits>
 #include <vector>
 
-#include "naive_tree.h"
-#include "seeded_random.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/seeded_random.h>
 
 namespace support {
 

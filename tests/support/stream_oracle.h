@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "hostile_rays.h"
-#include "ray_histories.h"
-#include "test_shader.h"
+#include <tests/support/hostile_rays.h>
+#include <tests/support/ray_histories.h>
+#include <tests/support/test_shader.h>
 
 namespace support {
 

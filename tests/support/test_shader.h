@@ -1,8 +1,8 @@
 #pragma once
 
 #include <gas/object/gas_object.h>
-#include <gas/traversal/gas_raytrace_frame.h>
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_raytrace_frame.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 
 namespace support {
 

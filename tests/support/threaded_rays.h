@@ -6,9 +6,9 @@
 #include <thread>
 #include <vector>
 
-#include "recording_callbacks.h"
-#include "seeded_random.h"
-#include "test_shader.h"
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/test_shader.h>
 
 namespace support {
 

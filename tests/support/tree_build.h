@@ -4,8 +4,8 @@
 #include <gas/host/host.h>
 #include <gas/tree/gas_tree.h>
 
-#include "box_conversion.h"
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
+#include <tests/support/box_conversion.h>
 
 namespace support {
 

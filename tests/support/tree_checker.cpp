@@ -1,12 +1,12 @@
-#include "tree_checker.h"
+#include <tests/support/tree_checker.h>
 
 #include <algorithm>
 #include <cstring>
 
-#include <gas/traversal/gas_traversal_access.h>
+#include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree_traversal.h>
 
-#include "box_conversion.h"
+#include <tests/support/box_conversion.h>
 
 namespace support {
 

@@ -5,7 +5,7 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
 
 namespace support {
 

@@ -8,7 +8,7 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_tree_traversal.h>
 
-#include "tree_checker.h"
+#include <tests/support/tree_checker.h>
 
 namespace support {
 

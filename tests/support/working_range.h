@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "naive_tree.h"
+#include <tests/naive/naive_tree.h>
 
 namespace support {
 

@@ -4,9 +4,9 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/test_shader.h"
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

@@ -6,10 +6,10 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include "../support/allocation_attempts.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/test_shader.h"
+#include <tests/support/allocation_attempts.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/test_shader.h>
 
 namespace {
 

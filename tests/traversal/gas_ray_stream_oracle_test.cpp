@@ -5,8 +5,8 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include "../support/row_of_boxes.h"
-#include "../support/stream_oracle.h"
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/stream_oracle.h>
 
 // Streams against queries that trace each ray alone: every ray has the same history, whatever the
 // others do, and the cached leaves of the frames stay.

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "../support/allocation_attempts.h"
-#include "../support/scenes.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/allocation_attempts.h>
+#include <tests/support/scenes.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "../support/scenes.h"
-#include "../support/small_stack.h"
-#include "../support/test_shader.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/scenes.h>
+#include <tests/support/small_stack.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

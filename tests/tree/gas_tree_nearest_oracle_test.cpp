@@ -9,14 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 
-#include "../support/naive_leaves.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/spoiled_boxes.h"
-#include "../support/tree_build.h"
+#include <tests/naive/naive_leaves.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/spoiled_boxes.h>
+#include <tests/support/tree_build.h>
 
 /// The nearest leaves are those of a plain depth-first walk, equal distances in its order.
 

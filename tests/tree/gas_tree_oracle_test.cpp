@@ -2,13 +2,13 @@
 
 #include <cstdio>
 
-#include "../support/sanitizers.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
-#include "../support/split_scene.h"
-#include "../support/spoiled_boxes.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/sanitizers.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/spoiled_boxes.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 // The library against the naive implementation, bit by bit.
 

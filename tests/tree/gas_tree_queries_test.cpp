@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include <gas/traversal/gas_tree_ctx.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
 
-#include "../support/allocation_counter.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/seeded_random.h"
+#include <tests/support/allocation_counter.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/seeded_random.h>
 
 namespace {
 

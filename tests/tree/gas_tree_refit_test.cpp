@@ -4,10 +4,10 @@
 #include <cstring>
 #include <limits>
 
-#include "../support/scenes.h"
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/scenes.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <limits>
 
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include <gas/tree/gas_split_sah.h>
+#include <gas/split/gas_split_sah.h>
 
-#include "../support/scenes.h"
-#include "../support/split_scene.h"
-#include "../support/tree_build.h"
+#include <tests/support/scenes.h>
+#include <tests/support/split_scene.h>
+#include <tests/support/tree_build.h>
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <type_traits>
 
-#include "../support/box_conversion.h"
-#include "../support/scenes.h"
-#include "../support/tree_build.h"
-#include "../support/tree_checker.h"
+#include <tests/support/box_conversion.h>
+#include <tests/support/scenes.h>
+#include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace {
 

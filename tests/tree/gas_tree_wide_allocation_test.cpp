@@ -2,12 +2,12 @@
 
 #include <vector>
 
-#include "../support/allocation_attempts.h"
-#include "../support/recording_callbacks.h"
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/test_shader.h"
-#include "../support/wide_checker.h"
+#include <tests/support/allocation_attempts.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/test_shader.h>
+#include <tests/support/wide_checker.h>
 
 // Wide nodes when memory runs out: a tree without them, or an empty one after a build.
 

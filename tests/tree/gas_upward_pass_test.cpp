@@ -4,9 +4,9 @@
 
 #include <gas/tree/gas_upward_pass.h>
 
-#include "../support/row_of_boxes.h"
-#include "../support/scenes.h"
-#include "../support/wide_checker.h"
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/scenes.h>
+#include <tests/support/wide_checker.h>
 
 namespace {
 

@@ -1,0 +1,77 @@
+#include <apps/gas/cli/command_line.h>
+
+#include <cstdio>
+#include <new>
+
+#include <CLI/CLI.hpp>
+
+#include <apps/common/user_error.h>
+#include <apps/gas/cli/query_command.h>
+#include <apps/gas/cli/render_command.h>
+#include <apps/gas/cli/stats_command.h>
+
+namespace gas_app {
+
+namespace {
+
+int report(int exit_code, const char* message) {
+    std::fprintf(stderr, "gas: %s\n", message);
+    return exit_code;
+}
+
+int report_usage(const std::string& message) {
+    return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
+}
+
+/// What is wrong with the command line. A word that is no subcommand is named, not only missed.
+std::string describe(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining();
+    if (app.get_subcommands().empty() && !unknown.empty())
+        return unknown.front() + ": there is no such subcommand or option";
+    return error.what();
+}
+
+int parse_and_run(int argument_count, const char* const* arguments) {
+    CLI::App app("Renders pictures through trees of boxes, says what the trees are like, and "
+                 "searches them.",
+                 "gas");
+    app.require_subcommand(1);
+    RenderCommand render(app);
+    StatsCommand stats(app);
+    QueryCommand query(app);
+    try {
+        app.parse(argument_count, arguments);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+            return app.exit(error); // a wish for help
+        return report_usage(describe(app, error));
+    }
+    if (render.is_chosen())
+        render.run();
+    if (stats.is_chosen())
+        stats.run();
+    if (query.is_chosen())
+        query.run();
+    return exit_done;
+}
+
+} // namespace
+
+int run_command_line(int argument_count, const char* const* arguments) {
+    try {
+        const int exit_code = parse_and_run(argument_count, arguments);
+        if (std::fflush(stdout) != 0 || std::ferror(stdout))
+            return report(exit_failed, "standard output cannot be written");
+        return exit_code;
+    } catch (const OptionError& error) {
+        return report_usage(error.what());
+    } catch (const UserError& error) {
+        return report(exit_failed, error.what());
+    } catch (const std::bad_alloc&) {
+        return report(exit_failed, "out of memory");
+    } catch (const std::exception& error) {
+        return report(exit_failed, error.what());
+    }
+}
+
+} // namespace gas_app

@@ -1,0 +1,174 @@
+#include <apps/gas/cli/render_command.h>
+
+#include <chrono>
+#include <thread>
+
+#include <apps/common/output_file.h>
+#include <apps/common/user_error.h>
+#include <apps/common/whole_number.h>
+#include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/render_report.h>
+#include <apps/gas/image/heat_map.h>
+
+namespace gas_app {
+
+namespace {
+
+class Stopwatch {
+  public:
+    /// Seconds since the last call, or since it was made.
+    double lap() {
+        const Clock::time_point now = Clock::now();
+        const std::chrono::duration<double> seconds = now - m_lap_start;
+        m_lap_start = now;
+        return seconds.count();
+    }
+    /// Seconds since it was made, up to the last lap's end.
+    double get_total() const {
+        return std::chrono::duration<double>(m_lap_start - m_start).count();
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point m_start = Clock::now();
+    Clock::time_point m_lap_start = m_start;
+};
+
+} // namespace
+
+RenderCommand::RenderCommand(CLI::App& app)
+    : m_command(
+          app.add_subcommand("render", "Render a picture of a mesh or of the procedural scene")) {
+    m_scene.add_to(*m_command);
+    m_command->add_option("-o,--output", m_output_path, "The picture, a PNG file")->required();
+    m_command->add_option("--size", m_size, "Size of the picture")->capture_default_str();
+    m_command->add_option("--spp", m_samples, "Samples per pixel")
+        ->check(whole_number(1, 65536))
+        ->capture_default_str();
+    m_command->add_option("--ao", m_ambient_rays, "Ambient occlusion rays per sample; 0: none")
+        ->check(whole_number(0, 4096))
+        ->capture_default_str();
+    m_command->add_option("--threads", m_threads, "Threads; 0: one for each processor")
+        ->check(whole_number(0, 1024))
+        ->capture_default_str();
+    m_command->add_option("--camera", m_view,
+                          "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
+    m_command
+        ->add_option("--repeat", m_render_count,
+                     "Render the picture so many times, and report the time of each: the first "
+                     "finds the cells of grids not built")
+        ->check(whole_number(1, 1000))
+        ->capture_default_str();
+    m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
+    CLI::Option* heat_map = m_command->add_flag(
+        "--heatmap", m_heat_map,
+        "Show what each pixel's camera rays cost instead of what they see; rays of "
+        "a packet share its cost evenly; not of --tree grid");
+    m_command
+        ->add_option("--packet", m_packet_size,
+                     "Camera rays traced together, from neighbouring pixels; 1: one by one; "
+                     "usually 64, for a heat map or with --stream all 1")
+        ->check(whole_number(1, largest_packet));
+    m_command
+        ->add_option("--stream", m_stream,
+                     "Which rays go through the trees in streams, many at a time: off; on: "
+                     "those that scatter, ambient and mirrored ones; all: also those towards the "
+                     "sun and, without packets, from the camera. Those of a heat map never do")
+        ->capture_default_str();
+    m_command
+        ->add_flag("--brute-force", m_brute_force,
+                   "Test every item instead of walking trees: the same picture, slowly")
+        ->excludes(heat_map);
+}
+
+RenderSettings RenderCommand::get_render_settings() const {
+    RenderSettings settings;
+    const PictureSize size = parse_size(m_size);
+    settings.width = size.width;
+    settings.height = size.height;
+    settings.samples = m_samples;
+    settings.ambient_rays = m_ambient_rays;
+    settings.threads =
+        m_threads > 0 ? m_threads : std::max(1u, std::thread::hardware_concurrency());
+    settings.seed = parse_seed(m_seed);
+    choose_walks(settings);
+    return settings;
+}
+
+/// How the rays of each kind find their way.
+void RenderCommand::choose_walks(RenderSettings& settings) const {
+    constexpr unsigned usual_packet = 64;
+    const StreamChoice stream = parse_streams(m_stream);
+    const bool stream_all = stream == StreamChoice::all_rays;
+    settings.packet_size = m_heat_map || stream_all ? 1 : usual_packet;
+    if (m_packet_size > 0)
+        settings.packet_size = m_packet_size;
+    const Walk walk = m_brute_force ? Walk::brute_force
+                      : m_heat_map  ? Walk::counting
+                                    : Walk::engine;
+    const auto choose = [&](bool streams) {
+        return streams && walk == Walk::engine ? Walk::stream : walk;
+    };
+    settings.camera_walk = choose(stream_all && settings.packet_size == 1);
+    settings.sun_walk = choose(stream_all);
+    settings.walk = choose(stream != StreamChoice::none);
+}
+
+void RenderCommand::run() const {
+    AppBase application(m_scene.json ? stderr : stdout);
+    const RenderSettings settings = get_render_settings();
+    StageSettings stage_settings;
+    m_scene.apply(stage_settings, application);
+    stage_settings.width = settings.width;
+    stage_settings.height = settings.height;
+    stage_settings.has_view = !m_view.empty();
+    if (stage_settings.has_view)
+        stage_settings.view = parse_view(m_view);
+    const TreeSettings tree_settings = m_scene.get_tree_settings();
+    if (m_heat_map && tree_settings.kind == TreeKind::grid)
+        throw OptionError("--heatmap: the walks of --tree grid are not counted");
+    check_output_path(m_output_path, m_scene.mesh_path);
+
+    Stopwatch stopwatch;
+    RenderTiming timing;
+    const Stage stage = m_scene.make_stage(stage_settings);
+    timing.scene = stopwatch.lap();
+
+    AppProgressBar& bar =
+        *application.create_progress_bar("Building trees", m_scene.shows_progress());
+    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
+    bar.finish();
+    timing.build = stopwatch.lap();
+
+    Picture picture(settings.width, settings.height);
+    const RenderResult result = draw(stage, settings, application, picture);
+    timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
+    timing.renders.push_back(result.seconds);
+    while (timing.renders.size() < m_render_count)
+        timing.renders.push_back(draw(stage, settings, application, picture).seconds);
+    stopwatch.lap();
+    write_output_file(m_output_path, encode_png(picture));
+    timing.write = stopwatch.lap();
+    timing.total = stopwatch.get_total();
+
+    const RenderReport report = {m_scene,           stage,        settings, timing,
+                                 result.ray_counts, m_output_path};
+    if (m_scene.json)
+        report.print_json();
+    else if (!m_scene.quiet)
+        report.print_text();
+}
+
+RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& settings,
+                                 AppBase& application, Picture& picture) const {
+    AppProgressBar& bar = *application.create_progress_bar("Rendering", m_scene.shows_progress());
+    if (!m_heat_map)
+        return render_picture(stage, settings, bar, picture);
+    std::vector<double> costs;
+    const RenderResult result = render_costs(stage, settings, bar, costs);
+    draw_heat_map(picture, costs);
+    return result;
+}
+
+} // namespace gas_app

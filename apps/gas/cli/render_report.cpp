@@ -1,0 +1,162 @@
+#include <apps/gas/cli/render_report.h>
+
+#include <cstdio>
+
+#include <nlohmann/json.hpp>
+
+#include <apps/gas/report/grid_statistics.h>
+#include <apps/gas/report/memory_peak.h>
+
+namespace gas_app {
+
+namespace {
+
+/// Over all shapes.
+struct SceneCounts {
+    std::uint64_t items = 0;
+    /// As often as instances place them.
+    std::uint64_t placed_items = 0;
+    /// With the tree over the instances: what the trees say, their wide nodes, and everything they
+    /// hold.
+    std::uint64_t tree_bytes = 0;
+    std::uint64_t wide_bytes = 0;
+    std::uint64_t tree_total_bytes = 0;
+
+    explicit SceneCounts(const Scene& scene)
+        : tree_bytes(scene.get_tree().get_memory_size()),
+          wide_bytes(scene.get_tree().get_wide_bytes()),
+          tree_total_bytes(scene.get_tree().get_total_bytes()) {
+        for (const auto& shape : scene.get_shapes()) {
+            items += shape->get_item_count();
+            tree_bytes += shape->get_tree().get_memory_size();
+            wide_bytes += shape->get_tree().get_wide_bytes();
+            tree_total_bytes += shape->get_tree().get_total_bytes();
+        }
+        for (const Instance& instance : scene.get_instances())
+            placed_items += instance.shape->get_item_count();
+    }
+};
+
+/// Over the grids of all shapes.
+struct GridCounts {
+    std::uint64_t cells = 0;
+    std::uint64_t built_cells = 0;
+    std::uint64_t asked_by_build = 0;
+    std::uint64_t asked_by_rays = 0;
+
+    explicit GridCounts(const Scene& scene) {
+        for (const auto& shape : scene.get_shapes()) {
+            const TracedTree& tree = shape->get_tree();
+            const auto* grid = std::get_if<GasGridTree>(&tree.get_tree());
+            if (!grid)
+                continue;
+            cells += grid->get_cell_count();
+            built_cells += count_built_cells(*grid);
+            asked_by_build += tree.get_boxes_asked_by_build();
+            asked_by_rays += tree.get_boxes_asked_by_rays();
+        }
+    }
+    double get_built_share() const {
+        return static_cast<double>(built_cells) /
+               static_cast<double>(std::max(cells, std::uint64_t{1}));
+    }
+};
+
+nlohmann::ordered_json get_peak_as_json() {
+    const std::optional<std::size_t> peak = get_peak_resident_size();
+    return peak ? nlohmann::ordered_json(*peak) : nlohmann::ordered_json(nullptr);
+}
+
+nlohmann::ordered_json as_json(const GridCounts& grids) {
+    return {{"cells", grids.cells},
+            {"built_cells", grids.built_cells},
+            {"built_share", grids.get_built_share()},
+            {"boxes_asked_by_build", grids.asked_by_build},
+            {"boxes_asked_by_rays", grids.asked_by_rays}};
+}
+
+unsigned long long printable(std::uint64_t number) { return number; }
+
+} // namespace
+
+void RenderReport::print_json() const {
+    const SceneCounts counts(*stage.scene);
+    nlohmann::ordered_json report = {
+        {"picture", picture_path},
+        {"width", settings.width},
+        {"height", settings.height},
+        {"samples_per_pixel", settings.samples},
+        {"ambient_rays", settings.ambient_rays},
+        {"threads", settings.threads},
+        {"packet", settings.packet_size},
+        {"streams",
+         {{"camera", settings.camera_walk == Walk::stream},
+          {"sun", settings.sun_walk == Walk::stream},
+          {"scattered", settings.walk == Walk::stream}}},
+        {"tree", options.tree_kind},
+        {"wide_nodes", options.get_tree_settings().has_wide_nodes},
+        {"build_method", options.build_method},
+        {"motion_samples", stage.scene->get_sample_count()},
+        {"heat_map", settings.walk == Walk::counting},
+        {"brute_force", settings.walk == Walk::brute_force},
+        {"scene",
+         {{"shapes", stage.scene->get_shapes().size()},
+          {"instances", stage.scene->get_instances().size()},
+          {"items", counts.items},
+          {"placed_items", counts.placed_items},
+          {"tree_bytes", counts.tree_bytes},
+          {"wide_bytes", counts.wide_bytes},
+          {"tree_total_bytes", counts.tree_total_bytes}}},
+        {"seconds",
+         {{"scene", timing.scene},
+          {"build", timing.build},
+          {"first_pixel", timing.first_pixel},
+          {"render", timing.renders.front()},
+          {"renders", timing.renders},
+          {"write", timing.write},
+          {"total", timing.total}}},
+        {"peak_resident_bytes", get_peak_as_json()},
+        {"rays",
+         {{"camera", ray_counts.camera},
+          {"mirror", ray_counts.mirror},
+          {"shadow", ray_counts.shadow},
+          {"ambient", ray_counts.ambient},
+          {"total", ray_counts.get_total()},
+          {"per_second", static_cast<double>(ray_counts.get_total()) / timing.renders.front()}}}};
+    if (options.get_tree_settings().kind == TreeKind::grid)
+        report["grids"] = as_json(GridCounts(*stage.scene));
+    // File names are bytes; what is no UTF-8 in them is replaced.
+    std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+}
+
+void RenderReport::print_text() const {
+    const SceneCounts counts(*stage.scene);
+    const double rays = static_cast<double>(ray_counts.get_total()) * 1e-6;
+    std::printf("%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
+                "%.2f s (%.2f million per second)\n",
+                picture_path.c_str(), settings.width, settings.height,
+                stage.scene->get_instances().size(), printable(counts.placed_items),
+                options.tree_kind.c_str(), rays, timing.renders.front(),
+                rays / timing.renders.front());
+    for (std::size_t again = 1; again < timing.renders.size(); ++again)
+        std::printf("once more in %.2f s (%.2f million per second)\n", timing.renders[again],
+                    rays / timing.renders[again]);
+    std::printf("first pixel after %.2f s, everything after %.2f s", timing.first_pixel,
+                timing.total);
+    if (const std::optional<std::size_t> peak = get_peak_resident_size())
+        std::printf(", at most %.1f MB resident", static_cast<double>(*peak) * 1e-6);
+    std::printf("\n");
+    std::printf("trees of %.1f MB, %.1f of them wide nodes\n",
+                static_cast<double>(counts.tree_total_bytes) * 1e-6,
+                static_cast<double>(counts.wide_bytes) * 1e-6);
+    if (options.get_tree_settings().kind != TreeKind::grid)
+        return;
+    const GridCounts grids(*stage.scene);
+    std::printf("grids: %llu cells, %llu of them built (%.2f %%); the build asked for %llu boxes, "
+                "rays for %llu\n",
+                printable(grids.cells), printable(grids.built_cells),
+                100.0 * grids.get_built_share(), printable(grids.asked_by_build),
+                printable(grids.asked_by_rays));
+}
+
+} // namespace gas_app

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <apps/gas/scene/stage.h>
+#include <apps/gas/trees/tree_kind.h>
+
+namespace gas_app {
+
+/// What subcommands have in common: which scene, and how its trees are built.
+struct SceneOptions {
+    /// What trees without a progress bar are built by.
+    static constexpr const char* usual_build_method = "sah-fast";
+    static constexpr unsigned largest_item_count = 200'000'000;
+
+    std::string mesh_path;
+    std::string up_axis = "y";
+    std::string detail = "1";
+    std::string build_method = usual_build_method;
+    std::string tree_kind = "plain";
+    std::string wide_nodes = "on";
+    /// 0: not chosen.
+    unsigned item_count = 0;
+    unsigned cell_count = 0;
+    bool cell_bars = false;
+    bool motion = false;
+    bool json = false;
+    bool quiet = false;
+
+    void add_to(CLI::App& command);
+    /// Reads the values; throws a UserError.
+    void apply(StageSettings& settings, AppBase& application) const;
+    TreeSettings get_tree_settings() const;
+    /// The stage, its trees not yet built.
+    Stage make_stage(const StageSettings& settings) const;
+    /// Whether progress may be shown; with `json` it goes to standard error.
+    bool shows_progress() const { return !quiet; }
+};
+
+} // namespace gas_app

@@ -1,0 +1,206 @@
+#include <apps/gas/cli/stats_command.h>
+
+#include <cmath>
+#include <cstdio>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include <apps/gas/render/renderer.h>
+
+namespace gas_app {
+
+namespace {
+
+// What is looked at while statistics are taken, in the proportions of the usual picture.
+constexpr unsigned picture_width = 160;
+constexpr unsigned picture_height = 100;
+
+} // namespace
+
+StatsCommand::StatsCommand(CLI::App& app)
+    : m_command(app.add_subcommand(
+          "stats", "Say what the trees of a mesh or of the procedural scene are like")) {
+    m_scene.add_to(*m_command);
+}
+
+void StatsCommand::run() const {
+    AppBase application(m_scene.json ? stderr : stdout);
+    StageSettings settings;
+    m_scene.apply(settings, application);
+    settings.width = picture_width;
+    settings.height = picture_height;
+    TreeSettings tree_settings = m_scene.get_tree_settings();
+    tree_settings.measures_memory = true;
+    const Stage stage = m_scene.make_stage(settings);
+    AppProgressBar& bar =
+        *application.create_progress_bar("Building trees", m_scene.shows_progress());
+    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
+    bar.finish();
+
+    Entries entries;
+    // Of a mesh file, the mesh alone: the floor under it is the program's.
+    const bool is_mesh = !m_scene.mesh_path.empty();
+    for (const auto& shape : stage.scene->get_shapes())
+        if (!is_mesh || shape == stage.scene->get_shapes().front())
+            add_entry(shape->get_name(), shape->get_tree(), entries);
+    if (!is_mesh)
+        add_entry("instances", stage.scene->get_tree(), entries);
+    if (!entries.grids.empty())
+        render_small_picture(stage, application);
+    for (GridEntry& grid : entries.grids)
+        grid.look_again();
+
+    if (m_scene.json) {
+        print_json(entries);
+    } else if (!m_scene.quiet) {
+        for (const GridEntry& grid : entries.grids)
+            grid.print_text();
+        for (const Entry& entry : entries.trees)
+            print_text(entry);
+    }
+}
+
+void StatsCommand::add_entry(const std::string& name, const TracedTree& tree, Entries& entries) {
+    if (tree.get_kind() == TreeKind::grid)
+        entries.grids.emplace_back(name, tree);
+    else
+        entries.trees.push_back(make_entry(name, tree));
+}
+
+/// Sends rays into the grids, the same for everybody.
+void StatsCommand::render_small_picture(const Stage& stage, AppBase& application) {
+    RenderSettings settings;
+    settings.width = picture_width;
+    settings.height = picture_height;
+    settings.samples = 1;
+    settings.ambient_rays = 1;
+    settings.threads = std::max(1u, std::thread::hardware_concurrency());
+    settings.packet_size = 64;
+    AppProgressBar& bar = *application.create_progress_bar("Rendering", false);
+    Picture picture(settings.width, settings.height);
+    render_picture(stage, settings, bar, picture);
+}
+
+StatsCommand::Entry StatsCommand::make_entry(const std::string& name, const TracedTree& tree) {
+    Entry entry{name, &tree, {}, std::nullopt};
+    if (const auto* compressed = std::get_if<GasCompressedTree>(&tree.get_tree())) {
+        entry.statistics = get_tree_statistics(*compressed);
+        entry.tightness = get_tightness(*compressed, tree.get_built_boxes());
+    } else {
+        entry.statistics = get_tree_statistics(std::get<GasTree>(tree.get_tree()));
+    }
+    return entry;
+}
+
+namespace {
+
+nlohmann::ordered_json as_json(const std::optional<std::size_t>& number) {
+    return number ? nlohmann::ordered_json(*number) : nlohmann::ordered_json(nullptr);
+}
+
+} // namespace
+
+nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
+    const TreeStatistics& tree = entry.statistics;
+    nlohmann::ordered_json report = {
+        {"name", entry.name},
+        {"tree", get_name(entry.tree->get_kind())},
+        {"leaves", tree.leaf_count},
+        {"nodes", tree.node_count},
+        {"depth", tree.depth},
+        {"mean_leaf_depth", tree.mean_leaf_depth},
+        {"memory_bytes", tree.memory_bytes},
+        {"node_bytes", tree.node_bytes},
+        {"bytes_per_item", tree.bytes_per_item},
+        {"motion_samples", tree.motion_sample_count},
+        {"motion_bytes", tree.motion_bytes},
+        {"wide_bytes", tree.wide_bytes},
+        {"wide_bytes_per_item", tree.wide_bytes_per_item},
+        {"total_bytes", tree.total_bytes},
+        {"build_peak_bytes", gas_app::as_json(entry.tree->get_build_peak())},
+        {"sah_cost", tree.sah_cost},
+        {"build_seconds", entry.tree->get_build_seconds()},
+        {"leaves_per_level", tree.leaves_per_level}};
+    if (entry.tightness) {
+        report["scale"] = entry.tree->get_scale();
+        report["exact_sah_cost"] = entry.tightness->exact_sah_cost;
+        report["tightness"] = entry.tightness->mean_ratio;
+        report["tightness_per_level"] = entry.tightness->mean_ratio_per_level;
+    }
+    return report;
+}
+
+void StatsCommand::print_json(const Entries& entries) const {
+    nlohmann::ordered_json trees = nlohmann::ordered_json::array();
+    for (const GridEntry& grid : entries.grids)
+        trees.push_back(grid.as_json());
+    for (const Entry& entry : entries.trees)
+        trees.push_back(as_json(entry));
+    const nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
+                                           {"tree", m_scene.tree_kind},
+                                           {"build_method", m_scene.build_method},
+                                           {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
+                                           {"sah_leaf_cost", TreeStatistics::leaf_cost},
+                                           {"trees", std::move(trees)}};
+    std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+}
+
+void StatsCommand::print_text(const Entry& entry) {
+    const TreeStatistics& tree = entry.statistics;
+    std::printf("%s\n", entry.name.c_str());
+    if (const auto* plain = std::get_if<GasTree>(&entry.tree->get_tree()))
+        plain->print(); // to standard output, too
+    std::printf("  tree             %s\n", get_name(entry.tree->get_kind()).data());
+    std::printf("  leaves           %u\n", tree.leaf_count);
+    std::printf("  nodes            %u\n", tree.node_count);
+    std::printf("  depth            %u, leaves at %.2f on average\n", tree.depth,
+                tree.mean_leaf_depth);
+    std::printf("  memory           %zu bytes, %zu of them nodes; %.1f per item\n",
+                tree.memory_bytes, tree.node_bytes, tree.bytes_per_item);
+    if (tree.motion_sample_count > 0)
+        std::printf("  motion           %zu bytes for %u samples\n", tree.motion_bytes,
+                    tree.motion_sample_count);
+    if (tree.wide_bytes > 0)
+        std::printf("  wide nodes       %zu bytes, %.1f per item\n", tree.wide_bytes,
+                    tree.wide_bytes_per_item);
+    if (tree.total_bytes > tree.memory_bytes)
+        std::printf("  in all           %zu bytes, %.1f per item\n", tree.total_bytes,
+                    static_cast<double>(tree.total_bytes) / tree.leaf_count);
+    if (const std::optional<std::size_t> peak = entry.tree->get_build_peak())
+        std::printf("  build peak       %zu bytes, %.1f per item\n", *peak,
+                    static_cast<double>(*peak) / tree.leaf_count);
+    std::printf("  SAH cost         %.3f (inner node %g, leaf %g)\n", tree.sah_cost,
+                TreeStatistics::inner_node_cost, TreeStatistics::leaf_cost);
+    if (entry.tightness) {
+        std::printf("  of exact boxes   %.3f\n", entry.tightness->exact_sah_cost);
+        std::printf("  tightness        %.4f, decoded over exact area on average\n",
+                    entry.tightness->mean_ratio);
+        std::printf("  scale            %g\n", entry.tree->get_scale());
+    }
+    std::printf("  build            %.1f ms\n", 1e3 * entry.tree->get_build_seconds());
+    print_levels(entry);
+    std::printf("\n");
+}
+
+/// A bar for the leaves of each level that has any; of compressed trees every level's tightness.
+void StatsCommand::print_levels(const Entry& entry) {
+    const std::vector<unsigned>& leaves = entry.statistics.leaves_per_level;
+    std::printf("  leaves per level%s\n", entry.tightness ? ", with its tightness" : "");
+    constexpr double widest_bar = 50.0;
+    unsigned most = 1;
+    for (const unsigned count : leaves)
+        most = std::max(most, count);
+    for (std::size_t level = 0; level < leaves.size(); ++level) {
+        if (leaves[level] == 0 && !entry.tightness)
+            continue;
+        const double share = static_cast<double>(leaves[level]) / most;
+        const std::string bar(static_cast<std::size_t>(std::lround(widest_bar * share)), '#');
+        std::printf("  %8zu  %9u  ", level + 1, leaves[level]);
+        if (entry.tightness)
+            std::printf("%7.4f  ", entry.tightness->mean_ratio_per_level[level]);
+        std::printf("%s\n", bar.c_str());
+    }
+}
+
+} // namespace gas_app

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <optional>
+
+#include <apps/gas/cli/scene_options.h>
+#include <apps/gas/report/compressed_statistics.h>
+#include <apps/gas/trees/grid_report.h>
+
+namespace gas_app {
+
+/// `gas stats`: what the trees of a mesh or of the procedural scene are like.
+class StatsCommand {
+  public:
+    explicit StatsCommand(CLI::App& app);
+
+    bool is_chosen() const { return m_command->parsed(); }
+    void run() const;
+
+  private:
+    struct Entry {
+        std::string name;
+        const TracedTree* tree;
+        TreeStatistics statistics;
+        /// Of compressed trees.
+        std::optional<Tightness> tightness;
+    };
+
+    /// One of both has an entry for a tree.
+    struct Entries {
+        std::vector<GridEntry> grids;
+        std::vector<Entry> trees;
+    };
+
+    static Entry make_entry(const std::string& name, const TracedTree& tree);
+    static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
+    static void render_small_picture(const Stage& stage, AppBase& application);
+    void print_json(const Entries& entries) const;
+    static nlohmann::ordered_json as_json(const Entry& entry);
+    static void print_text(const Entry& entry);
+    static void print_levels(const Entry& entry);
+
+    CLI::App* m_command;
+    SceneOptions m_scene;
+};
+
+} // namespace gas_app

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <apps/gas/image/picture.h>
+
+namespace gas_app {
+
+/// The colour of a fraction 0..1 of the scale: from near black over violet, red and yellow to near
+/// white, ever lighter. Values outside are clamped, a NaN counts as 0.
+Color8 get_heat_color(double fraction);
+
+/// Where the scale of a heat map ends: 1, 1.5, 2, 3, 5 or 7.5 times a power of ten, so high that at
+/// most one cost in 200 is above it; at least 1.
+double get_scale_end(std::vector<double> costs);
+
+/// Numbers of the scale: whole where they are 10 or more or have no fraction.
+std::string format_scale_number(double number);
+
+/// Paints the costs, row by row, and a legend over the lower edge.
+void draw_heat_map(Picture& picture, const std::vector<double>& costs);
+
+} // namespace gas_app

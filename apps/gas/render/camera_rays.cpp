@@ -1,0 +1,105 @@
+#include <apps/gas/render/camera_rays.h>
+
+#include <gas/host/gmath_pinhole_frustum.h>
+
+namespace gas_app {
+
+namespace {
+
+/// The even bits of a number, moved together.
+unsigned take_even_bits(unsigned bits) {
+    unsigned number = 0;
+    for (unsigned bit = 0; bit < 16; ++bit)
+        number |= (bits >> (2 * bit) & 1u) << bit;
+    return number;
+}
+
+} // namespace
+
+CameraRays::CameraRays(const Stage& stage, const RenderSettings& settings)
+    : m_stage(stage), m_settings(settings), m_batch(settings.get_camera_batch_size()) {}
+
+void CameraRays::trace(const Tile& tile, unsigned first, unsigned count, TraceState& state,
+                       CtxShader& shader) {
+    m_sample_count = count;
+    make_rays(tile, first);
+    state.walk = m_settings.camera_walk;
+    const unsigned ray_count = static_cast<unsigned>(m_rays.size());
+    const unsigned batch_size = m_settings.get_camera_batch_size();
+    for (unsigned place = 0; place < ray_count; place += batch_size)
+        trace_batch(tile, place, std::min(batch_size, ray_count - place), state, shader);
+}
+
+/// Makes the rays pixel by pixel, and lists them along a Z-order curve (Morton 1966): any run of it
+/// covers few pixels that lie together, 4, 16, 64 or 256 of them a square.
+void CameraRays::make_rays(const Tile& tile, unsigned first) {
+    m_rays.clear();
+    for (unsigned pixel = 0; pixel < tile.get_pixel_count(); ++pixel) {
+        const PixelSampler sampler(m_settings.seed,
+                                   tile.get_picture_pixel(pixel, m_settings.width));
+        for (unsigned sample = first; sample < first + m_sample_count; ++sample) {
+            const SquarePoint place = sampler.get_square(sample, pixel_area);
+            CameraRay ray;
+            ray.direction = m_stage.camera.get_direction(tile.get_x(pixel) + place.u,
+                                                         tile.get_y(pixel) + place.v);
+            ray.time = static_cast<float>(sampler.get_line(sample, shutter_time));
+            m_rays.push_back(ray);
+        }
+    }
+
+    m_order.clear();
+    for (unsigned step = 0; step < tile_size * tile_size; ++step) {
+        const unsigned column = take_even_bits(step);
+        const unsigned row = take_even_bits(step >> 1);
+        if (tile.left + column >= tile.right || tile.top + row >= tile.bottom)
+            continue;
+        const unsigned pixel = row * tile.get_width() + column;
+        for (unsigned sample = 0; sample < m_sample_count; ++sample)
+            m_order.push_back(pixel * m_sample_count + sample);
+    }
+}
+
+void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned count,
+                             TraceState& state, CtxShader& shader) {
+    for (unsigned index = 0; index < count; ++index) {
+        const CameraRay& ray = m_rays[m_order[first_place + index]];
+        m_batch.set_ray(index, m_stage.camera.get_position(), ray.direction, 0.0, far_away,
+                        ray.time, camera_slot);
+        state.hits[index] = SceneHit();
+    }
+    if (count > 1 && state.walk != Walk::stream)
+        m_batch.set_frustum(get_frustum(tile, first_place, count));
+    else
+        m_batch.clear_frustum();
+    state.counts = GasWalkCounts();
+    m_batch.get_data().set_range(0, static_cast<int>(count) - 1);
+    m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
+
+    const std::uint64_t cost = state.counts.visited_nodes + state.counts.leaf_calls;
+    for (unsigned index = 0; index < count; ++index) {
+        CameraRay& ray = m_rays[m_order[first_place + index]];
+        ray.hit = state.hits[index];
+        ray.distance = m_batch.get_hit_distance(index);
+        ray.cost = static_cast<double>(cost) / count;
+    }
+}
+
+/// Around the pixels of the rays.
+GMathFrustum CameraRays::get_frustum(const Tile& tile, unsigned first_place, unsigned count) const {
+    Tile pixels{tile.right, tile.bottom, tile.left, tile.top};
+    for (unsigned index = 0; index < count; ++index) {
+        const unsigned pixel = m_order[first_place + index] / m_sample_count;
+        pixels.left = std::min(pixels.left, tile.get_x(pixel));
+        pixels.top = std::min(pixels.top, tile.get_y(pixel));
+        pixels.right = std::max(pixels.right, tile.get_x(pixel) + 1);
+        pixels.bottom = std::max(pixels.bottom, tile.get_y(pixel) + 1);
+    }
+    const Camera& camera = m_stage.camera;
+    const Vec3 corners[4] = {camera.get_direction(pixels.left, pixels.top),
+                             camera.get_direction(pixels.right, pixels.top),
+                             camera.get_direction(pixels.right, pixels.bottom),
+                             camera.get_direction(pixels.left, pixels.bottom)};
+    return gmath_make_pinhole_frustum(camera.get_position(), corners);
+}
+
+} // namespace gas_app

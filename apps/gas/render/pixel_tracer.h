@@ -1,0 +1,118 @@
+#pragma once
+
+#include <cstdint>
+
+#include <apps/gas/render/camera_rays.h>
+
+namespace gas_app {
+
+/// How many rays of each kind were traced.
+struct RayCounts {
+    std::uint64_t camera = 0;
+    std::uint64_t mirror = 0;
+    std::uint64_t shadow = 0;
+    std::uint64_t ambient = 0;
+
+    void add(const RayCounts& other) {
+        camera += other.camera;
+        mirror += other.mirror;
+        shadow += other.shadow;
+        ambient += other.ambient;
+    }
+    std::uint64_t get_total() const { return camera + mirror + shadow + ambient; }
+};
+
+/// Computes pixels, one thread's share of them. A pixel depends on nothing but the stage, the
+/// settings and its place; its light, moreover, not on the packets and streams of the settings.
+class PixelTracer {
+  public:
+    PixelTracer(const Stage& stage, const RenderSettings& settings);
+
+    /// The mean light that reaches each pixel of the tile, row by row.
+    void trace_light(const Tile& tile, std::vector<Vec3>& light);
+    /// Of each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
+    /// ray, nested trees included; the mean over the samples. Rays of a packet share its costs
+    /// evenly: a visit of a node counts once for all of them.
+    void trace_costs(const Tile& tile, std::vector<double>& costs);
+
+    /// Forgets what makes later rays cheaper, so that costs do not depend on earlier tiles.
+    void forget_leaves() { m_holder.forget_leaves(); }
+    const RayCounts& get_ray_counts() const { return m_ray_counts; }
+
+  private:
+    static constexpr unsigned batch_size = RenderSettings::stream_size;
+    /// Paths that are followed together: enough to fill streams at each step.
+    static constexpr unsigned block_size = 2048;
+
+    /// A ray on its way from the camera, and what its light counts in the pixel.
+    struct Path {
+        /// Of the tile.
+        unsigned pixel;
+        Vec3 origin;
+        Vec3 direction;
+        Vec3 weight;
+        unsigned sample;
+        float time;
+        unsigned depth;
+        /// When it was traced.
+        SceneHit hit;
+        double distance;
+    };
+    /// A path's hit, while its light is gathered.
+    struct Lit {
+        Path path;
+        Surface surface;
+        /// What stays of the path's weight for light that the surface scatters.
+        Vec3 weight;
+    };
+
+    /// A ray towards light, the one of its place in the batch.
+    struct LightRay {
+        unsigned pixel;
+        /// What the pixel gets where nothing is in the way: this, or so much of the sky's light.
+        Vec3 open;
+        bool sees_sky;
+        /// What it gets where something is.
+        Vec3 blocked;
+    };
+
+    void trace_camera_rays(const Tile& tile, unsigned first, unsigned count);
+    void start_path(unsigned pixel, unsigned first, unsigned sample);
+    void follow_paths(const Tile& tile);
+    void trace_paths();
+    void trace_path_batch(Path* paths, unsigned count);
+    void shade_paths();
+    void shade_hit(const Path& path);
+    void add_mirror(const Path& path, const Surface& surface, Vec3& weight);
+    void add_light(unsigned pixel, const Vec3& light) { m_light[pixel] = m_light[pixel] + light; }
+    Vec3 leave_surface(const Surface& surface, const Vec3& point) const;
+
+    // Light; bodies in pixel_lights.cpp.
+    void gather_sun_light(const Tile& tile);
+    void gather_ambient_light(const Tile& tile);
+    void send_ambient_rays(const PixelSampler& sampler, const Lit& lit, unsigned rays);
+    void add_light_ray(const LightRay& ray, const Vec3& origin, const Vec3& direction,
+                       double far_distance, float time, int cache_slot);
+    void trace_light_rays();
+    PixelSampler get_sampler(const Tile& tile, unsigned pixel) const {
+        return {m_settings.seed, tile.get_picture_pixel(pixel, m_settings.width)};
+    }
+
+    const Stage& m_stage;
+    const RenderSettings& m_settings;
+    CameraRays m_camera_rays;
+    TraceState m_state;
+    ShaderHolder m_holder;
+    GeometryRayBatch m_batch;
+    GeometryRayBatch m_single_ray;
+    RayCounts m_ray_counts;
+
+    std::vector<Path> m_paths;
+    std::vector<Path> m_next_paths;
+    std::vector<Lit> m_lit;
+    std::vector<LightRay> m_light_rays;
+    /// Per pixel of the tile.
+    std::vector<Vec3> m_light;
+};
+
+} // namespace gas_app

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include <apps/gas/image/picture.h>
+#include <apps/gas/render/pixel_tracer.h>
+
+namespace gas_app {
+
+struct RenderResult {
+    RayCounts ray_counts;
+    double seconds = 0.0;
+    /// Until the first tile was done.
+    double first_tile_seconds = 0.0;
+};
+
+/// Both compute a stage whose trees were built, tile by tile on the threads of the settings, and
+/// fill the progress bar.
+
+/// The picture of the stage.
+RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
+                            AppProgressBar& progress_bar, Picture& picture);
+
+/// The costs of each pixel, row by row: a heat map. The walk of the settings must count.
+RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
+                          AppProgressBar& progress_bar, std::vector<double>& costs);
+
+} // namespace gas_app

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <vector>
+
+#include <apps/gas/math/vector_math.h>
+
+namespace gas_app {
+
+/// Where the camera stands: angles in degrees around the point that it looks at.
+struct ViewPoint {
+    /// 0: in front (towards +z); 90: to the right (towards +x).
+    double azimuth = 30.0;
+    /// 0: level; 90: above.
+    double elevation = 20.0;
+    /// 2: everything twice as large.
+    double zoom = 1.0;
+};
+
+/// A pinhole camera; y is up.
+class Camera {
+  public:
+    /// Looks at `target` from `distance` away. `field_of_view`: radians from the bottom to the top
+    /// of a picture of `width` by `height` pixels.
+    Camera(const ViewPoint& view, const Vec3& target, double distance, double field_of_view,
+           unsigned width, unsigned height);
+
+    /// A camera that has all `points` in view, with a margin, as large as they go.
+    static Camera frame(const ViewPoint& view, const std::vector<Vec3>& points,
+                        double field_of_view, unsigned width, unsigned height);
+
+    const Vec3& get_position() const { return m_position; }
+    /// Through pixel coordinates (x, y) from the upper left corner; length 1.
+    Vec3 get_direction(double x, double y) const;
+    /// How many of the target's units one pixel spans at distance 1.
+    double get_pixel_size() const { return m_pixel_size; }
+
+  private:
+    Vec3 m_position;
+    Vec3 m_forward;
+    Vec3 m_right;
+    Vec3 m_up;
+    double m_pixel_size;
+    double m_center_x;
+    double m_center_y;
+};
+
+} // namespace gas_app

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <apps/gas/scene/shape.h>
+
+namespace gas_app {
+
+/// The lie of the land around the forest, from place alone: rolling hills in a wide bowl.
+double get_land_height(double x, double z);
+/// All heights lie between these two.
+inline constexpr double lowest_land = 0.0;
+inline constexpr double highest_land = 42.0;
+
+/// A forest around a clearing whose leaves, triangles all, are computed from their numbers whenever
+/// they are asked for, and stored nowhere. Trees stand along a spiral, the first at the clearing's
+/// edge; in motion they sway.
+class ForestShape : public Shape {
+  public:
+    /// `item_count` of at least 1. `sample_count`: motion samples, 1 when the air is still.
+    ForestShape(std::string name, unsigned item_count, unsigned sample_count);
+
+    static constexpr double clearing_radius = 9.0;
+    /// Where the forest of so many items ends.
+    static double get_radius(unsigned item_count);
+
+    unsigned get_item_count() const override { return m_item_count; }
+    unsigned get_sample_count() const override { return m_sample_count; }
+    Box get_item_box(unsigned item, unsigned sample) const override;
+    ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
+                             const Vec3& direction) const override;
+    Vec3 get_item_color(unsigned item) const override;
+    /// A little larger: of the land that the forest stands on.
+    Box get_exact_box(unsigned sample) const override;
+
+    bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;
+    Box get_box_at(unsigned item, const Moment& moment) const;
+
+  private:
+    struct Corners {
+        Vec3 a;
+        Vec3 b;
+        Vec3 c;
+    };
+
+    static Corners get_corners(unsigned item, double sway);
+    double get_sway(unsigned sample) const;
+    double get_sway(const Moment& moment) const;
+
+    unsigned m_item_count;
+    unsigned m_sample_count;
+};
+
+} // namespace gas_app

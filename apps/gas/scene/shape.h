@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+
+#include <apps/gas/trees/traced_tree.h>
+
+namespace gas_app {
+
+/// A surface at a hit, in the shape's space; normals have length 1 and face the ray.
+struct ShapeSurface {
+    /// Of the geometry itself, and as shaded.
+    Vec3 geometric_normal;
+    Vec3 shading_normal;
+    /// Where rays that look for light start: the hit, or a point above it on the smooth surface
+    /// that a facet stands for.
+    Vec3 light_point;
+};
+
+/// Items with a tree over them, in a space of their own; instances place it in the scene. Built
+/// once, then read by all threads.
+class Shape {
+  public:
+    explicit Shape(std::string name) : m_name(std::move(name)) {}
+    Shape(const Shape&) = delete;
+    Shape& operator=(const Shape&) = delete;
+    virtual ~Shape() = default;
+
+    virtual unsigned get_item_count() const = 0;
+    /// Motion samples of its items; 1: they stay where they are.
+    virtual unsigned get_sample_count() const = 0;
+    /// The exact box of an item at a sample; between samples items move in straight lines.
+    virtual Box get_item_box(unsigned item, unsigned sample) const = 0;
+    /// Of a ray along `direction` that hit `point`.
+    virtual ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
+                                     const Vec3& direction) const = 0;
+    /// The item's own colour, multiplied with that of the instance's material.
+    virtual Vec3 get_item_color(unsigned item) const = 0;
+
+    const std::string& get_name() const { return m_name; }
+    /// Around all items at a sample. Exact, unless the shape has too many to look at each.
+    virtual Box get_exact_box(unsigned sample) const;
+
+    /// Builds the tree for rays whose origins lie within `reach` of this space's origin, along each
+    /// axis.
+    void build(double reach, const TreeSettings& settings, AppProgressBar& progress_bar,
+               float progress_share);
+    const TracedTree& get_tree() const { return m_tree; }
+
+  protected:
+    TracedTree m_tree;
+
+  private:
+    std::string m_name;
+};
+
+} // namespace gas_app

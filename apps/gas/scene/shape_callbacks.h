@@ -1,0 +1,64 @@
+#pragma once
+
+#include <apps/gas/scene/shape.h>
+#include <apps/gas/trees/box_padding.h>
+
+namespace gas_app {
+
+/// The leaf callbacks of a shape, for any kind of items. `Items` is the shape's class; it offers
+///
+///     bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const
+///     Box get_box_at(unsigned item, const Moment& moment) const
+///
+/// where a hit before `near_distance` may be reported; it does not count.
+template <typename Items> struct ShapeCallbacks {
+    static void find_any_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
+                             GeometryRaytraceCtx& ctx) {
+        const Items& items = *static_cast<const Items*>(user);
+        const TraceState& state = TraceState::of(eval);
+        for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
+            const unsigned ray = static_cast<unsigned>(index);
+            ItemHit hit;
+            if (!ctx.is_hit(ray) && is_hit(items, item, state.local_rays[ray], ctx, ray, hit) &&
+                hit.distance < ctx.get_tfar(ray))
+                ctx.set_hit(ray);
+        }
+    }
+
+    static void find_nearest_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
+                                 GeometryRaytraceCtx& ctx) {
+        const Items& items = *static_cast<const Items*>(user);
+        TraceState& state = TraceState::of(eval);
+        for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
+            const unsigned ray = static_cast<unsigned>(index);
+            ItemHit hit;
+            if (is_hit(items, item, state.local_rays[ray], ctx, ray, hit))
+                record(state, item, hit, ctx, ray);
+        }
+    }
+
+  private:
+    static bool is_hit(const Items& items, unsigned item, const LocalRay& ray,
+                       const GeometryRaytraceCtx& ctx, unsigned index, ItemHit& hit) {
+        const double near_distance = ctx.get_tnear(index);
+        return items.intersect(item, ray, near_distance, hit) && hit.distance > near_distance &&
+               is_within(items.get_box_at(item, ray.moment),
+                         ray.origin + ray.direction * hit.distance, items.get_tree().get_padding());
+    }
+
+    /// At equal distance the lower instance, then the lower item is kept, whichever came first; the
+    /// distance is not touched then.
+    static void record(TraceState& state, unsigned item, const ItemHit& hit,
+                       const GeometryRaytraceCtx& ctx, unsigned ray) {
+        GeometryIntersectionPath& path = ctx.get_intersection_path(ray);
+        SceneHit& best = state.hits[state.local_rays[ray].scene_ray];
+        const SceneHit found{state.instance, item, hit.u, hit.v};
+        if (ctx.record_nearest_hit(ray, hit.distance, item))
+            best = found;
+        else if (hit.distance == path.get_hit_distance() && best.is_hit() &&
+                 found.comes_before(best))
+            best = found;
+    }
+};
+
+} // namespace gas_app

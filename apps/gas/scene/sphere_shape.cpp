@@ -1,0 +1,72 @@
+#include <apps/gas/scene/sphere_shape.h>
+
+#include <apps/gas/scene/shape_callbacks.h>
+
+namespace gas_app {
+
+namespace {
+
+Box get_sphere_box(const Sphere& sphere) {
+    const Vec3 radius{sphere.radius, sphere.radius, sphere.radius};
+    return {sphere.center - radius, sphere.center + radius};
+}
+
+} // namespace
+
+SphereShape::SphereShape(std::string name, std::vector<std::vector<Sphere>> samples)
+    : Shape(std::move(name)), m_samples(std::move(samples)) {
+    using Callbacks = ShapeCallbacks<SphereShape>;
+    m_tree.set_callbacks(Callbacks::find_any_hit, Callbacks::find_nearest_hit, this);
+}
+
+unsigned SphereShape::get_item_count() const {
+    return static_cast<unsigned>(m_samples.front().size());
+}
+
+unsigned SphereShape::get_sample_count() const { return static_cast<unsigned>(m_samples.size()); }
+
+Box SphereShape::get_item_box(unsigned item, unsigned sample) const {
+    return get_sphere_box(m_samples[sample][item]);
+}
+
+Box SphereShape::get_box_at(unsigned item, const Moment& moment) const {
+    return get_sphere_box(get_sphere(item, moment));
+}
+
+Sphere SphereShape::get_sphere(unsigned item, const Moment& moment) const {
+    const Sphere& before = m_samples[m_samples.size() < 2 ? 0 : moment.sample][item];
+    if (m_samples.size() < 2)
+        return before;
+    const Sphere& after = m_samples[moment.sample + 1][item];
+    return {mix(before.center, after.center, moment.fraction),
+            before.radius + (after.radius - before.radius) * moment.fraction, before.color};
+}
+
+bool SphereShape::intersect(unsigned item, const LocalRay& ray, double near_distance,
+                            ItemHit& hit) const {
+    // From the point of the ray nearest to the centre: no large numbers cancel, however far away
+    // the ray starts (Haines, Guenther and Akenine-Moeller, Ray Tracing Gems, chapter 7, 2019).
+    const Sphere sphere = get_sphere(item, ray.moment);
+    const Vec3 offset = ray.origin - sphere.center;
+    const double direction_squared = dot(ray.direction, ray.direction);
+    const double middle = -dot(offset, ray.direction) / direction_squared;
+    const Vec3 nearest = offset + ray.direction * middle;
+    const double discriminant = sphere.radius * sphere.radius - dot(nearest, nearest);
+    if (!(discriminant >= 0.0))
+        return false;
+    const double half_chord = std::sqrt(discriminant / direction_squared);
+    const double entry = middle - half_chord;
+    hit.distance = entry > near_distance ? entry : middle + half_chord;
+    return true;
+}
+
+ShapeSurface SphereShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
+                                      const Vec3& direction) const {
+    const Vec3 outward = normalized(point - get_sphere(hit.item, moment).center);
+    const Vec3 normal = outward * (dot(outward, direction) > 0.0 ? -1.0 : 1.0);
+    return {normal, normal, point};
+}
+
+Vec3 SphereShape::get_item_color(unsigned item) const { return m_samples.front()[item].color; }
+
+} // namespace gas_app

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <vector>
+
+#include <apps/gas/scene/shape.h>
+
+namespace gas_app {
+
+struct Sphere {
+    Vec3 center;
+    double radius;
+    Vec3 color;
+};
+
+/// A swarm of spheres, exact ones.
+class SphereShape : public Shape {
+  public:
+    /// `samples` holds the spheres at each motion sample; their colours are those of the first.
+    SphereShape(std::string name, std::vector<std::vector<Sphere>> samples);
+
+    unsigned get_item_count() const override;
+    unsigned get_sample_count() const override;
+    Box get_item_box(unsigned item, unsigned sample) const override;
+    ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
+                             const Vec3& direction) const override;
+    Vec3 get_item_color(unsigned item) const override;
+
+    bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;
+    Box get_box_at(unsigned item, const Moment& moment) const;
+
+  private:
+    Sphere get_sphere(unsigned item, const Moment& moment) const;
+
+    std::vector<std::vector<Sphere>> m_samples;
+};
+
+} // namespace gas_app

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <apps/gas/scene/camera.h>
+#include <apps/gas/scene/scene.h>
+#include <apps/gas/scene/sky.h>
+
+namespace gas_app {
+
+/// Everything that a picture shows, and from where.
+struct Stage {
+    std::unique_ptr<Scene> scene;
+    Camera camera;
+    Sky sky;
+    /// How far surfaces look for what darkens them.
+    double ambient_distance = 1.0;
+    /// Distances at which surfaces begin to fade into the sky, and where they are gone.
+    double haze_start = 1e6;
+    double haze_end = 2e6;
+};
+
+/// What a stage is made of and looked at with.
+struct StageSettings {
+    unsigned width = 640;
+    unsigned height = 400;
+    ViewPoint view;
+    /// Whether the view point was chosen by the user; otherwise each stage has its own.
+    bool has_view = false;
+    bool motion = false;
+    /// Of the procedural scene: how many items, compared with the usual.
+    double detail = 1.0;
+    /// Of a mesh file: the axis that points up, 0 to 2.
+    unsigned up_axis = 1;
+};
+
+/// Motion samples of a scene that moves.
+inline constexpr unsigned motion_sample_count = 5;
+
+/// The procedural scene.
+Stage make_default_stage(const StageSettings& settings);
+
+/// A forest of `item_count` (at least 1) leaves that nobody stores.
+Stage make_forest_stage(const StageSettings& settings, unsigned item_count);
+
+/// The mesh of an OBJ file, brought to a common size, on a floor. Throws a UserError.
+Stage make_mesh_stage(const StageSettings& settings, const std::string& path);
+
+} // namespace gas_app

@@ -1,0 +1,233 @@
+#include <apps/gas/trees/traced_tree.h>
+
+#include <chrono>
+
+#include <apps/gas/report/compressed_statistics.h>
+#include <apps/gas/report/grid_statistics.h>
+#include <apps/gas/report/memory_peak.h>
+#include <apps/gas/trees/tree_scale.h>
+
+namespace gas_app {
+
+namespace {
+
+// Where the classes of trees differ in their arguments.
+
+void create(GasTree& tree, const TracedTree::ItemBoxes& boxes, AppProgressBar& progress_bar,
+            float progress_share) {
+    tree.create(boxes, nullptr, &progress_bar, progress_share);
+}
+
+/// The build fills a whole bar. So it gets one of its own, which nobody sees.
+void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes,
+            AppProgressBar& progress_bar, float progress_share) {
+    AppProgressBar unseen(progress_bar.get_app(), "", false, nullptr);
+    tree.create(boxes, nullptr, &unseen);
+    progress_bar.set_value(progress_bar.get_value() + progress_share);
+}
+
+bool is_moving(const CtxShader& shader) { return shader.get_motion_blur_sample_count() >= 2; }
+
+/// `shortcut`: what the tree's queries want to know of trees with a single leaf, if anything.
+template <typename Tree, typename... Shortcut>
+void run_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+               GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    if (query == Query::any_hit && is_moving(shader))
+        tree.ray_hit_motion(eval, shader, ctx, shortcut...);
+    else if (query == Query::any_hit)
+        tree.ray_hit_static(eval, shader, ctx, shortcut...);
+    else if (is_moving(shader))
+        tree.ray_hit_nearest_motion(eval, shader, ctx, shortcut...);
+    else
+        tree.ray_hit_nearest_static(eval, shader, ctx, shortcut...);
+}
+
+template <typename Tree, typename... Shortcut>
+void run_stream(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    if (query == Query::any_hit && is_moving(shader))
+        tree.ray_stream_motion(eval, shader, ctx, shortcut...);
+    else if (query == Query::any_hit)
+        tree.ray_stream_static(eval, shader, ctx, shortcut...);
+    else if (is_moving(shader))
+        tree.ray_stream_nearest_motion(eval, shader, ctx, shortcut...);
+    else
+        tree.ray_stream_nearest_static(eval, shader, ctx, shortcut...);
+}
+
+template <typename Tree, typename... Shortcut>
+void run_counted_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    GasWalkCounts& counts = TraceState::of(eval).counts;
+    if (query == Query::any_hit && is_moving(shader))
+        gas_counted_ray_hit_motion(tree, eval, shader, ctx, shortcut..., counts);
+    else if (query == Query::any_hit)
+        gas_counted_ray_hit_static(tree, eval, shader, ctx, shortcut..., counts);
+    else if (is_moving(shader))
+        gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, shortcut..., counts);
+    else
+        gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, shortcut..., counts);
+}
+
+template <typename Tree, typename... Shortcut>
+void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
+    const Walk walk = TraceState::of(eval).walk;
+    if (walk == Walk::counting)
+        run_counted_query(tree, query, eval, shader, ctx, shortcut...);
+    else if (walk == Walk::stream)
+        run_stream(tree, query, eval, shader, ctx, shortcut...);
+    else
+        run_query(tree, query, eval, shader, ctx, shortcut...);
+}
+
+void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                    GeometryRaytraceCtx& ctx) {
+    // Boxes of single-item trees are the callers' own: no need to test them twice.
+    constexpr bool shortcut = true;
+    trace_tree(tree, query, eval, shader, ctx, shortcut);
+}
+
+/// The walk of a grid is not counted: the program refuses to draw heat maps of grids.
+void trace_any_tree(const GasGridTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+                    GeometryRaytraceCtx& ctx) {
+    if (TraceState::of(eval).walk == Walk::stream)
+        run_stream(tree, query, eval, shader, ctx);
+    else
+        run_query(tree, query, eval, shader, ctx);
+}
+
+void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& eval,
+                    CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    trace_tree(tree, query, eval, shader, ctx);
+}
+
+std::size_t get_total_bytes(const GasTree& tree) {
+    return tree.get_memory_size() + tree.get_wide_nodes_size() + get_motion_bytes(tree);
+}
+
+std::size_t get_total_bytes(const GasCompressedTree& tree) {
+    return tree.get_memory_size() + get_motion_bytes(tree);
+}
+
+std::size_t get_total_bytes(const GasGridTree& grid) {
+    return get_grid_statistics(grid).get_total_bytes();
+}
+
+} // namespace
+
+void TracedTree::set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_hit, void* user) {
+    m_any_hit = any_hit;
+    m_nearest_hit = nearest_hit;
+    m_user = user;
+}
+
+void TracedTree::choose_tree(const TreeSettings& settings) {
+    if (settings.kind == TreeKind::grid)
+        m_items.serve(m_tree.emplace<GasGridTree>());
+    else if (settings.kind == TreeKind::compressed)
+        m_tree.emplace<GasCompressedTree>();
+    else
+        m_tree.emplace<GasTree>().set_wide_nodes(settings.has_wide_nodes);
+    std::visit(
+        [&](auto& tree) { tree.set_leaf_raytrace_callbacks(m_any_hit, m_nearest_hit, m_user); },
+        m_tree);
+}
+
+void TracedTree::build(const Items& items, const TreeSettings& settings,
+                       AppProgressBar& progress_bar, float progress_share) {
+    m_items.describe(items);
+    const bool is_plain = settings.kind == TreeKind::plain;
+    m_items.set_scale(is_plain ? 1.0 : get_tree_scale(m_items.get_padded_bounds()));
+    choose_tree(settings);
+    std::visit([&](auto& tree) { build_tree(tree, settings, progress_bar, progress_share); },
+               m_tree);
+    m_asked_by_build = m_items.get_asked_count();
+}
+
+/// Runs `create`, and remembers what it took.
+template <typename Create> void TracedTree::measure(bool measures_memory, const Create& create) {
+    std::optional<MemoryPeak> peak;
+    if (measures_memory)
+        peak.emplace();
+    const auto start = std::chrono::steady_clock::now();
+    create();
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    m_build_seconds = seconds.count();
+    m_build_peak = peak ? peak->get_growth() : std::nullopt;
+}
+
+template <typename Tree>
+void TracedTree::build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
+                            float progress_share) {
+    ItemBoxes boxes = get_built_boxes();
+    measure(settings.measures_memory, [&] { create(tree, boxes, progress_bar, progress_share); });
+
+    const unsigned sample_count = m_items.get().sample_count;
+    if (sample_count < 2)
+        return;
+    tree.set_motion_blur_sample_count(sample_count);
+    for (unsigned sample = 0; sample < sample_count; ++sample) {
+        m_items.fill(sample, boxes);
+        tree.refit_motion_blur_sample(boxes, sample);
+    }
+}
+
+void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
+                            AppProgressBar& progress_bar, float progress_share) {
+    const unsigned item_count = m_items.get().item_count;
+    // The build fills a whole bar, too. The cells' bars take their titles from this one.
+    AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
+    measure(settings.measures_memory, [&] {
+        grid.create(item_count, settings.get_target_cell_count(item_count), nullptr,
+                    settings.has_cell_bars ? &unseen : nullptr);
+    });
+    if (m_items.get().sample_count >= 2)
+        grid.update_motion_blur({0.0f, 1.0f, m_items.get().sample_count});
+    progress_bar.set_value(progress_bar.get_value() + progress_share);
+}
+
+TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
+    ItemBoxes boxes(m_items.get().item_count);
+    m_items.fill(m_items.get_built_sample(), boxes);
+    return boxes;
+}
+
+std::size_t TracedTree::get_memory_size() const {
+    return std::visit([](const auto& tree) { return tree.get_memory_size(); }, m_tree);
+}
+
+std::size_t TracedTree::get_wide_bytes() const {
+    const auto* const plain = std::get_if<GasTree>(&m_tree);
+    return plain ? plain->get_wide_nodes_size() : 0;
+}
+
+std::size_t TracedTree::get_total_bytes() const {
+    return std::visit([](const auto& tree) { return gas_app::get_total_bytes(tree); }, m_tree);
+}
+
+Box TracedTree::get_box(unsigned sample) const {
+    return std::visit(
+        [&](const auto& tree) {
+            const Box box =
+                to_double(tree.get_motion_blur_sample_count() >= 2 ? tree.get_blurred_bbox(sample)
+                                                                   : tree.get_bbox());
+            const double inverse = 1.0 / m_items.get_scale();
+            return Box{box.min * inverse, box.max * inverse};
+        },
+        m_tree);
+}
+
+void TracedTree::trace(Query query, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& ctx) const {
+    if (TraceState::of(eval).walk != Walk::brute_force) {
+        std::visit([&](const auto& tree) { trace_any_tree(tree, query, eval, shader, ctx); },
+                   m_tree);
+        return;
+    }
+    const GasLeafCallback callback = query == Query::any_hit ? m_any_hit : m_nearest_hit;
+    for (unsigned item = 0; item < m_items.get().item_count; ++item)
+        callback(m_user, item, eval, shader, ctx);
+}
+
+} // namespace gas_app

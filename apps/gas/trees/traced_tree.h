@@ -1,0 +1,95 @@
+#pragma once
+
+#include <optional>
+#include <variant>
+
+#include <gas/compressed/gas_compressed_tree.h>
+#include <gas/grid/gas_grid_tree.h>
+#include <gas/tree/gas_tree.h>
+
+#include <apps/gas/trees/trace_state.h>
+#include <apps/gas/trees/tree_items.h>
+#include <apps/gas/trees/tree_kind.h>
+
+namespace gas_app {
+
+/// What a query looks for.
+enum class Query {
+    any_hit,    ///< whether there is a hit at all
+    nearest_hit ///< the nearest hit
+};
+
+/// A tree of the chosen kind together with its callbacks, so that it can also be searched without
+/// the tree.
+class TracedTree {
+  public:
+    /// One for each kind, in the order of TreeKind.
+    using AnyTree = std::variant<GasTree, GasCompressedTree, GasGridTree>;
+    using ItemBoxes = TreeItems::Boxes;
+    using Items = TreeItems::Description;
+
+    TracedTree() = default;
+    TracedTree(const TracedTree&) = delete;
+    TracedTree& operator=(const TracedTree&) = delete;
+
+    void set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_hit, void* user);
+
+    /// Builds the tree; with 2 motion samples or more it is built over the middle one and then
+    /// filled with all. Takes the build method from the application of `progress_bar` and fills
+    /// `progress_share` of the bar. Items may be asked for their boxes as long as the tree lives.
+    void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
+               float progress_share);
+
+    /// Traces the rays first..last of `ctx`, whose origins and directions were multiplied by
+    /// `get_scale()`, in the way that the state says; callbacks of a stream come ray by ray, those
+    /// of different rays mixed. Motion is looked at when the shader has samples.
+    void trace(Query query, const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+
+    const AnyTree& get_tree() const { return m_tree; }
+    TreeKind get_kind() const { return static_cast<TreeKind>(m_tree.index()); }
+    unsigned get_item_count() const { return m_items.get().item_count; }
+    double get_padding() const { return m_items.get().padding; }
+    /// By how much boxes and rays are larger in the tree: a power of two (tree_scale.h says why), 1
+    /// for plain trees.
+    double get_scale() const { return m_items.get_scale(); }
+    double get_build_seconds() const { return m_build_seconds; }
+    /// How much memory was held at most during the build, the tree with it but not the array of
+    /// boxes that it was built over (a grid makes its own, which counts); when it was measured and
+    /// could be.
+    std::optional<std::size_t> get_build_peak() const { return m_build_peak; }
+    /// What the tree says; the wide nodes that it has; and everything, with motion samples and a
+    /// grid's lists.
+    std::size_t get_memory_size() const;
+    std::size_t get_wide_bytes() const;
+    std::size_t get_total_bytes() const;
+    /// The padded box around everything at motion sample `sample`, not scaled.
+    Box get_box(unsigned sample) const;
+    /// The boxes that the tree was built over, padded and scaled.
+    ItemBoxes get_built_boxes() const;
+    /// Of a grid: how many boxes its build has asked for, those of motion samples among them, and
+    /// how many rays have since.
+    std::uint64_t get_boxes_asked_by_build() const { return m_asked_by_build; }
+    std::uint64_t get_boxes_asked_by_rays() const {
+        return m_items.get_asked_count() - m_asked_by_build;
+    }
+
+  private:
+    void choose_tree(const TreeSettings& settings);
+    template <typename Create> void measure(bool measures_memory, const Create& create);
+    template <typename Tree>
+    void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
+                    float progress_share);
+    void build_tree(GasGridTree& grid, const TreeSettings& settings, AppProgressBar& progress_bar,
+                    float progress_share);
+
+    AnyTree m_tree;
+    GasLeafCallback m_any_hit = GasLeafCallbacks::ignore;
+    GasLeafCallback m_nearest_hit = GasLeafCallbacks::ignore;
+    void* m_user = nullptr;
+    TreeItems m_items;
+    double m_build_seconds = 0.0;
+    std::optional<std::size_t> m_build_peak;
+    std::uint64_t m_asked_by_build = 0;
+};
+
+} // namespace gas_app

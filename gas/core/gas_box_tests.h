@@ -1,0 +1,105 @@
+#pragma once
+
+#include <limits>
+
+#include <gas/core/gas_box_pair.h>
+#include <gas/host/host.h>
+
+/// A ray as the box tests take it: floats, in lanes x, y, z; lane w is 0.
+struct GasLaneRay {
+    SimdF origin;
+    SimdF inverse_direction;
+    /// The near distance in all lanes.
+    SimdF near_distance;
+
+    GasLaneRay(const GMathBasicRay& line, double near) {
+        const GMathVec3<double>& from = gas_host::get_origin(line);
+        const GMathVec3<double>& inverse = gas_host::get_inverse_direction(line);
+        origin = SimdF(static_cast<float>(from.x), static_cast<float>(from.y),
+                       static_cast<float>(from.z), 0.0f);
+        inverse_direction =
+            SimdF(load_inverse(inverse.x), load_inverse(inverse.y), load_inverse(inverse.z), 0.0f);
+        near_distance = SimdF(static_cast<float>(near));
+    }
+
+    /// An infinite inverse is +infinity whatever its sign: with that, an axis-parallel ray on a
+    /// face of a box gives a NaN on the side that the slab test's operand order ignores.
+    static float load_inverse(double inverse) {
+        constexpr float infinity = std::numeric_limits<float>::infinity();
+        const float narrow = static_cast<float>(inverse);
+        return narrow == -infinity ? infinity : narrow;
+    }
+};
+
+/// The slab test (Kay and Kajiya 1986) of two boxes at once. Bit 0 of the result: the ray is inside
+/// the first box somewhere between its near distance and `far_distance` (in all lanes); bit 1: the
+/// second. Lanes 0 and 1 of `entries` are the distances at which it enters them.
+///
+/// A ray in a face gives 0 x infinity = NaN. The near side is min(t1, t0), the far side
+/// max(t0, t1), and the running value is the second operand of what follows, so that a NaN lane
+/// never culls; none is left when lanes are combined, so any order of combining gives the same.
+inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
+                             const GasBoxPair& boxes, SimdF& entries) {
+    const auto get_near = [&](const SimdF& t0, const SimdF& t1) {
+        return SimdF::max(SimdF::min(t1, t0), ray.near_distance);
+    };
+    const auto get_far = [&](const SimdF& t0, const SimdF& t1) {
+        return SimdF::min(SimdF::max(t0, t1), far_distance);
+    };
+    const SimdF first_t0 = (boxes.first_min - ray.origin) * ray.inverse_direction;
+    const SimdF first_t1 = (boxes.first_max - ray.origin) * ray.inverse_direction;
+    const SimdF second_t0 = (boxes.second_min - ray.origin) * ray.inverse_direction;
+    const SimdF second_t1 = (boxes.second_max - ray.origin) * ray.inverse_direction;
+
+    const SimdF first_near = get_near(first_t0, first_t1);
+    const SimdF second_near = get_near(second_t0, second_t1);
+    const SimdF first_far = get_far(first_t0, first_t1);
+    const SimdF second_far = get_far(second_t0, second_t1);
+
+    // Side by side the pair's lanes are (x, x, y, y) and (z, z, w, w): w never enters lanes 0, 1.
+    const SimdF near_xy = SimdF::interleave_low(first_near, second_near);
+    const SimdF near_zw = SimdF::interleave_high(first_near, second_near);
+    const SimdF far_xy = SimdF::interleave_low(first_far, second_far);
+    const SimdF far_zw = SimdF::interleave_high(first_far, second_far);
+    entries = SimdF::max(SimdF::max(near_xy, near_xy.move_high()), near_zw);
+    const SimdF exits = SimdF::min(SimdF::min(far_xy, far_xy.move_high()), far_zw);
+    return (entries <= exits).get_mask() & 3;
+}
+
+/// The slab test of one box: whether the ray is inside it somewhere between its near distance and
+/// `far_distance`, as the test of a pair says it of either box.
+inline bool gas_test_box(const GasLaneRay& ray, float far_distance, const SimdF& min,
+                         const SimdF& max) {
+    const SimdF t0 = (min - ray.origin) * ray.inverse_direction;
+    const SimdF t1 = (max - ray.origin) * ray.inverse_direction;
+    const SimdF near = SimdF::max(SimdF::min(t1, t0), ray.near_distance);
+    const SimdF far = SimdF::min(SimdF::max(t0, t1), SimdF(far_distance));
+    const SimdF entry = SimdF::max(SimdF::max(near, near.broadcast<1>()), near.broadcast<2>());
+    const SimdF exit = SimdF::min(SimdF::min(far, far.broadcast<1>()), far.broadcast<2>());
+    return ((entry <= exit).get_mask() & 1) != 0;
+}
+
+/// Whether two boxes share a point; touching boxes do. Lanes x, y, z; a NaN separates nothing.
+inline bool gas_test_overlap(const SimdF& first_min, const SimdF& first_max,
+                             const SimdF& second_min, const SimdF& second_max) {
+    return (((first_max < second_min) | (second_max < first_min)).get_mask() & 7) == 0;
+}
+
+/// Whether a box lies outside a convex region: beyond one of its planes with every corner, which
+/// the corner furthest along the plane's normal decides. In doubles, so that rounding never drops a
+/// box that a ray of the region can hit.
+inline bool gas_is_outside(const GMathFrustum& frustum, const SimdF& min, const SimdF& max) {
+    const auto get_furthest = [&](double normal, unsigned axis) {
+        return normal * static_cast<double>(normal > 0.0 ? max.get(axis) : min.get(axis));
+    };
+    const unsigned count = gas_host::get_plane_count(frustum);
+    for (unsigned plane = 0; plane < count; ++plane) {
+        const GMathVec3<double>& normal = gas_host::get_plane_normal(frustum, plane);
+        const double distance = get_furthest(normal.x, 0) + get_furthest(normal.y, 1) +
+                                get_furthest(normal.z, 2) +
+                                gas_host::get_plane_offset(frustum, plane);
+        if (distance < 0.0)
+            return true;
+    }
+    return false;
+}

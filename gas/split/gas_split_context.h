@@ -1,0 +1,13 @@
+#pragma once
+
+#include <concepts>
+
+#include <gas/split/gas_sah_workspace.h>
+
+/// What the split algorithms need of a context, whichever tree is being built.
+template <typename Context>
+concept GasSplitContext = requires(const Context& context) {
+    { context.bboxes } -> std::convertible_to<const GMathBbox3<float>*>;
+    { context.centers } -> std::convertible_to<const GMathVec3<float>*>;
+    { context.sah_workspace } -> std::convertible_to<GasSahWorkspace*>;
+};

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <utility>
+
+#include <gas/core/gas_numeric.h>
+
+/// Centres closer together than this along an axis count as one.
+inline constexpr double gas_smallest_extent = 1e-8;
+
+/// Whether centres that spread by `extent` can be divided; false for a NaN.
+inline bool gas_is_divisible(float extent) {
+    return static_cast<double>(extent) >= gas_smallest_extent;
+}
+
+/// The bounds of the listed items' centres; all zeros for none.
+inline GMathBbox3<float> gas_center_bounds(const unsigned* items, unsigned count,
+                                           const GMathVec3<float>* centers) {
+    if (count == 0)
+        return {{0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
+    GMathBbox3<float> bounds = {centers[items[0]], centers[items[0]]};
+    for (unsigned i = 1; i < count; ++i) {
+        const GMathVec3<float>& center = centers[items[i]];
+        gas_grow(bounds.min, bounds.max, center, center);
+    }
+    return bounds;
+}
+
+/// The axis of a box's largest extent; ties go to the lower axis.
+inline unsigned gas_widest_axis(const GMathBbox3<float>& box) {
+    const float extent_x = box.max.x - box.min.x;
+    const float extent_y = box.max.y - box.min.y;
+    const float extent_z = box.max.z - box.min.z;
+    if (extent_y > extent_x)
+        return extent_z > extent_y ? 2 : 1;
+    return extent_z > extent_x ? 2 : 0;
+}
+
+/// Partitions `items` in place: centres at or below `position` come first and keep their order, the
+/// others (NaN included) follow. Returns how many came first.
+inline unsigned gas_partition_items(unsigned* items, unsigned count,
+                                    const GMathVec3<float>* centers, unsigned axis,
+                                    float position) {
+    const GasCoordinate coordinate = gas_coordinates[axis];
+    unsigned low = 0;
+    unsigned high = count; // one past the last entry not yet moved to the high side
+    while (low < high) {
+        if (position >= centers[items[low]].*coordinate) {
+            ++low;
+        } else {
+            --high;
+            std::swap(items[low], items[high]);
+        }
+    }
+    return low;
+}
+
+/// Sorts `count` (at most a few dozen) items by centre, ascending. A quicksort with the last entry
+/// as pivot and one pass of swaps (Lomuto's scheme): where centres are equal, its own moves decide
+/// the order, and that order is part of the tree.
+inline void gas_sort_by_center(unsigned* items, unsigned count, const GMathVec3<float>* centers,
+                               GasCoordinate coordinate) {
+    while (count >= 2) {
+        const float pivot = centers[items[count - 1]].*coordinate;
+        unsigned store = 0;
+        for (unsigned i = 0; i + 1 < count; ++i) {
+            if (centers[items[i]].*coordinate < pivot)
+                std::swap(items[i], items[store++]);
+        }
+        std::swap(items[store], items[count - 1]);
+        gas_sort_by_center(items, store, centers, coordinate);
+        items += store + 1;
+        count -= store + 1;
+    }
+}

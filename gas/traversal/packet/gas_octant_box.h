@@ -1,0 +1,46 @@
+#pragma once
+
+#include <gas/host/host.h>
+#include <gas/traversal/packet/gas_simd_rays.h>
+
+/// A box, each coordinate in all four lanes, for the rays of an even batch: one in which along each
+/// axis all inverse directions are finite and of one sign, and all origins finite. They pass a
+/// box's planes in one order, so that a test need not sort distances, and it gives what
+/// GasTreeSimdNode gives.
+struct GasEvenBox {
+    SimdF near[3];
+    SimdF far[3];
+
+    /// `signs`: lanes x, y, z are -0 where directions are negative, else +0. Planes are sorted
+    /// along the rays, for a box's corners need not be in order; with these operands a NaN goes to
+    /// the side on which GasTreeSimdNode's test has it.
+    void init(const SimdF& min, const SimdF& max, const SimdF& signs) {
+        const SimdF low = min ^ signs;
+        const SimdF high = max ^ signs;
+        const SimdF first = SimdF::min(high, low) ^ signs;
+        const SimdF second = SimdF::max(low, high) ^ signs;
+        near[0] = first.broadcast<0>();
+        near[1] = first.broadcast<1>();
+        near[2] = first.broadcast<2>();
+        far[0] = second.broadcast<0>();
+        far[1] = second.broadcast<1>();
+        far[2] = second.broadcast<2>();
+    }
+
+    /// The mask of the packet's lanes that hit the box.
+    int test(const GasSimdRays& packet) const {
+        SimdF entry = packet.tnear;
+        SimdF exit = packet.tfar;
+        clip(0, packet.origin_x, packet.inverse_direction_x, entry, exit);
+        clip(1, packet.origin_y, packet.inverse_direction_y, entry, exit);
+        clip(2, packet.origin_z, packet.inverse_direction_z, entry, exit);
+        return (entry <= exit).get_mask();
+    }
+
+  private:
+    void clip(unsigned axis, const SimdF& origin, const SimdF& inverse_direction, SimdF& entry,
+              SimdF& exit) const {
+        entry = SimdF::max((near[axis] - origin) * inverse_direction, entry);
+        exit = SimdF::min((far[axis] - origin) * inverse_direction, exit);
+    }
+};

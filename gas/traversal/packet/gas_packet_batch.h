@@ -1,0 +1,182 @@
+#pragma once
+
+#include <cstddef>
+#include <limits>
+
+#include <gas/core/gas_box_tests.h>
+#include <gas/traversal/frame/gas_raytrace_frame.h>
+#include <gas/traversal/packet/gas_packet_bounds.h>
+
+/// The rays first..last of a frame's batch, gathered into packets. Lanes outside of the range keep
+/// what former batches left there, and tests see them.
+class GasPacketBatch {
+    auto read_far() const {
+        GeometryIntersectionMap& map = gas_host::get_intersection_map(m_data);
+        return [&map](unsigned ray) {
+            return static_cast<float>(gas_host::get_hit_distance(map.get_path(ray)));
+        };
+    }
+
+  public:
+    GasPacketBatch(GasRaytraceFrame& frame, int first, int last)
+        : m_data(frame.data), m_first_ray(first), m_first_packet(static_cast<unsigned>(first) / 4),
+          m_last_packet(static_cast<unsigned>(last) / 4) {
+        const unsigned count =
+            gas_host::get_ray_count(m_data) / 4 + (gas_host::get_ray_count(m_data) % 4 != 0);
+        frame.reserve_packets(count, get_buffer_size(count));
+        m_packets = static_cast<GasSimdRays*>(frame.packets);
+        void* const packets_end = m_packets + round_to_blocks(frame.packet_capacity);
+        m_bounds = static_cast<GasPacketBounds*>(packets_end);
+        for (unsigned packet = m_first_packet; packet <= m_last_packet; ++packet)
+            fill(packet, first, last);
+        find_signs(first);
+        if (!m_is_even || !has_bounds())
+            return;
+        const GasPacketBounder bounder(m_packets, m_first_packet, m_last_packet);
+        for (unsigned group = get_group(m_first_packet); group <= get_group(m_last_packet); ++group)
+            bounder.bound(group, m_signs, m_bounds[group]);
+    }
+
+    const GasSimdRays* get_packets() const { return m_packets; }
+    /// A reference or a value, as the host has it.
+    decltype(auto) get_line(int ray) const {
+        return gas_host::get_line(m_data, static_cast<unsigned>(ray));
+    }
+    decltype(auto) get_first_line() const { return get_line(m_first_ray); }
+    /// See GasEvenBox.
+    bool is_even() const { return m_is_even; }
+    const SimdF& get_signs() const { return m_signs; }
+    /// The bounds of sixteen packets, from 16 * group on; for even batches of several packets.
+    const GasPacketBounds& get_bounds(unsigned group) const { return m_bounds[group]; }
+
+    /// Takes the hit distances that a callback left to rays first..last.
+    void read_hit_distances(int first, int last) {
+        const unsigned first_packet = static_cast<unsigned>(first) / 4;
+        const unsigned last_packet = static_cast<unsigned>(last) / 4;
+        bool is_changed = false;
+        for (unsigned packet = first_packet; packet <= last_packet; ++packet) {
+            SimdF& lanes = m_packets[packet].tfar;
+            const SimdF distances = PacketLanes(packet, first, last).gather(lanes, read_far());
+            // A NaN is a change.
+            is_changed |= ((lanes <= distances) & (distances <= lanes)).get_mask() != 15;
+            lanes = distances;
+        }
+        if (!is_changed || !m_is_even || !has_bounds())
+            return;
+        const GasPacketBounder bounder(m_packets, m_first_packet, m_last_packet);
+        for (unsigned group = get_group(first_packet); group <= get_group(last_packet); ++group)
+            bounder.bound_far_distance(group, m_bounds[group]);
+    }
+
+  private:
+    /// The rays of a packet that lie in a range.
+    class PacketLanes {
+      public:
+        PacketLanes(unsigned packet, int first, int last) {
+            const int start = static_cast<int>(packet * 4);
+            for (int lane = 0; lane < 4; ++lane) {
+                const int ray = start + lane;
+                m_rays[lane] = static_cast<unsigned>(ray < first ? first : ray > last ? last : ray);
+            }
+            m_is_whole = first <= start && start + 3 <= last;
+            if (!m_is_whole) {
+                const SimdF lane_numbers(0.0f, 1.0f, 2.0f, 3.0f);
+                m_mask = (SimdF(static_cast<float>(first - start)) <= lane_numbers) &
+                         (lane_numbers <= SimdF(static_cast<float>(last - start)));
+            }
+        }
+
+        /// `read(ray)` in the lanes of those rays, `old` in the others.
+        template <typename Read> SimdF gather(const SimdF& old, const Read& read) const {
+            const SimdF lanes(read(m_rays[0]), read(m_rays[1]), read(m_rays[2]), read(m_rays[3]));
+            return m_is_whole ? lanes : SimdF::select(m_mask, lanes, old);
+        }
+
+      private:
+        unsigned m_rays[4];
+        bool m_is_whole;
+        SimdF m_mask;
+    };
+
+    /// Tests of the last block read all of its packets.
+    static std::size_t round_to_blocks(unsigned packet_count) {
+        constexpr std::size_t block_size = GasPacketBounds::block_size;
+        return (packet_count + block_size - 1) / block_size * block_size;
+    }
+    /// The packets, and behind them the bounds of each sixteen.
+    static std::size_t get_buffer_size(unsigned packet_count) {
+        const std::size_t group_count = packet_count / GasPacketBounds::packet_count + 1;
+        return round_to_blocks(packet_count) * sizeof(GasSimdRays) +
+               group_count * sizeof(GasPacketBounds);
+    }
+
+    static unsigned get_group(unsigned packet) { return packet / GasPacketBounds::packet_count; }
+    bool has_bounds() const { return m_first_packet != m_last_packet; }
+
+    void fill(unsigned index, int first, int last) {
+        GasSimdRays& packet = m_packets[index];
+        const PacketLanes lanes(index, first, last);
+        const auto gather_origin = [&](SimdF& target, double GMathVec3<double>::*axis) {
+            target = lanes.gather(target, [&](unsigned ray) {
+                return static_cast<float>(gas_host::get_origin(gas_host::get_line(m_data, ray)).*
+                                          axis);
+            });
+        };
+        gather_origin(packet.origin_x, &GMathVec3<double>::x);
+        gather_origin(packet.origin_y, &GMathVec3<double>::y);
+        gather_origin(packet.origin_z, &GMathVec3<double>::z);
+        const SimdF infinity(std::numeric_limits<float>::infinity());
+        const auto gather_inverse = [&](SimdF& target, double GMathVec3<double>::*axis) {
+            const SimdF inverse = lanes.gather(target, [&](unsigned ray) {
+                return static_cast<float>(
+                    gas_host::get_inverse_direction(gas_host::get_line(m_data, ray)).*axis);
+            });
+            // As GasLaneRay::load_inverse; what was there before has none.
+            target = SimdF::select(inverse <= SimdF(0.0f) - infinity, infinity, inverse);
+        };
+        gather_inverse(packet.inverse_direction_x, &GMathVec3<double>::x);
+        gather_inverse(packet.inverse_direction_y, &GMathVec3<double>::y);
+        gather_inverse(packet.inverse_direction_z, &GMathVec3<double>::z);
+        packet.tnear = lanes.gather(packet.tnear, [&](unsigned ray) {
+            return static_cast<float>(gas_host::get_ctx(m_data).get_tnear(ray));
+        });
+        packet.tfar = lanes.gather(packet.tfar, read_far());
+    }
+
+    /// Takes the signs of the first ray's directions, and whether the batch is even.
+    void find_signs(int first) {
+        const GasSimdRays& start = m_packets[m_first_packet];
+        const unsigned lane = static_cast<unsigned>(first) % 4;
+        const auto get_sign = [&](const SimdF& inverse) {
+            return ((inverse < SimdF(0.0f)).get_mask() >> lane & 1) != 0 ? -0.0f : 0.0f;
+        };
+        m_signs = SimdF(get_sign(start.inverse_direction_x), get_sign(start.inverse_direction_y),
+                        get_sign(start.inverse_direction_z), 0.0f);
+        const SimdF largest(std::numeric_limits<float>::max());
+        const SimdF sign_x = m_signs.broadcast<0>();
+        const SimdF sign_y = m_signs.broadcast<1>();
+        const SimdF sign_z = m_signs.broadcast<2>();
+        const auto check = [&](const SimdF& origin, const SimdF& inverse, const SimdF& sign) {
+            const SimdF size = inverse ^ sign;
+            return (SimdF(0.0f) < size) & (size <= largest) & (origin <= largest) &
+                   (SimdF(0.0f) - largest <= origin);
+        };
+        SimdF even = SimdF(0.0f) <= SimdF(0.0f);
+        for (unsigned i = m_first_packet; i <= m_last_packet; ++i) {
+            const GasSimdRays& packet = m_packets[i];
+            even = even & check(packet.origin_x, packet.inverse_direction_x, sign_x) &
+                   check(packet.origin_y, packet.inverse_direction_y, sign_y) &
+                   check(packet.origin_z, packet.inverse_direction_z, sign_z);
+        }
+        m_is_even = even.get_mask() == 15;
+    }
+
+    GeometryRaytraceData& m_data;
+    int m_first_ray;
+    unsigned m_first_packet;
+    unsigned m_last_packet;
+    GasSimdRays* m_packets;
+    GasPacketBounds* m_bounds;
+    SimdF m_signs;
+    bool m_is_even;
+};

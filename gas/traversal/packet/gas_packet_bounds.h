@@ -1,0 +1,107 @@
+#pragma once
+
+#include <limits>
+
+#include <gas/traversal/packet/gas_octant_box.h>
+
+/// What the rays of sixteen packets have in common, lane by lane for each block of four packets:
+/// proves that blocks miss a box without a look at their rays. For even batches (gas_even_box.h).
+struct GasPacketBounds {
+    static constexpr unsigned block_size = 4;
+    static constexpr unsigned packet_count = 4 * block_size;
+
+    /// Along each axis the origin that is nearest to the far end, and that nearest to the near end.
+    SimdF near_origin[3];
+    SimdF far_origin[3];
+    SimdF least_inverse[3];
+    SimdF largest_inverse[3];
+    SimdF near_distance;
+    SimdF far_distance;
+
+    /// The blocks that may hit the box, as a mask. Rounding is monotone, so no ray enters earlier
+    /// or leaves later than the ends of the intervals say; and no number here is a NaN but one that
+    /// a box's plane gives, which tells as little here as it does in a ray's own test.
+    int test(const GasEvenBox& box) const {
+        SimdF entry = near_distance;
+        SimdF exit = far_distance;
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            const SimdF near = box.near[axis] - near_origin[axis];
+            const SimdF far = box.far[axis] - far_origin[axis];
+            entry = SimdF::max(SimdF::min(near * least_inverse[axis], near * largest_inverse[axis]),
+                               entry);
+            exit = SimdF::min(SimdF::max(far * least_inverse[axis], far * largest_inverse[axis]),
+                              exit);
+        }
+        return (entry <= exit).get_mask();
+    }
+};
+
+static_assert(sizeof(GasPacketBounds) == 224, "fourteen four-lane vectors");
+
+/// Gathers bounds from the packets first..last, of which the sixteen that `bounds` stands for may
+/// be a part. Blocks without a packet are never asked.
+class GasPacketBounder {
+  public:
+    GasPacketBounder(const GasSimdRays* packets, unsigned first, unsigned last)
+        : m_packets(packets), m_first(first), m_last(last) {}
+
+    void bound(unsigned group, const SimdF& signs, GasPacketBounds& bounds) const {
+        const int negative = signs.get_mask();
+        bound_axis<&GasSimdRays::origin_x, &GasSimdRays::inverse_direction_x>(
+            group, 0, (negative & 1) != 0, bounds);
+        bound_axis<&GasSimdRays::origin_y, &GasSimdRays::inverse_direction_y>(
+            group, 1, (negative & 2) != 0, bounds);
+        bound_axis<&GasSimdRays::origin_z, &GasSimdRays::inverse_direction_z>(
+            group, 2, (negative & 4) != 0, bounds);
+        bounds.near_distance = get_least<&GasSimdRays::tnear>(group);
+        bound_far_distance(group, bounds);
+    }
+
+    void bound_far_distance(unsigned group, GasPacketBounds& bounds) const {
+        bounds.far_distance = get_largest<&GasSimdRays::tfar>(group);
+    }
+
+  private:
+    using Lanes = SimdF GasSimdRays::*;
+
+    template <Lanes origin, Lanes inverse>
+    void bound_axis(unsigned group, unsigned axis, bool is_negative,
+                    GasPacketBounds& bounds) const {
+        const SimdF least = get_least<origin>(group);
+        const SimdF largest = get_largest<origin>(group);
+        bounds.near_origin[axis] = is_negative ? least : largest;
+        bounds.far_origin[axis] = is_negative ? largest : least;
+        bounds.least_inverse[axis] = get_least<inverse>(group);
+        bounds.largest_inverse[axis] = get_largest<inverse>(group);
+    }
+
+    template <Lanes lanes> SimdF get_least(unsigned group) const {
+        return reduce<lanes>(group, std::numeric_limits<float>::infinity(), SimdF::min);
+    }
+    template <Lanes lanes> SimdF get_largest(unsigned group) const {
+        return reduce<lanes>(group, -std::numeric_limits<float>::infinity(), SimdF::max);
+    }
+
+    /// Lane j: the least or the largest of block j. A NaN among them (a near or far distance: its
+    /// ray hits nothing) is left out, as the running value is the second operand.
+    template <Lanes lanes, typename Pick>
+    SimdF reduce(unsigned group, float start, const Pick& pick) const {
+        SimdF blocks[4];
+        unsigned packet = group * GasPacketBounds::packet_count;
+        for (SimdF& block : blocks) {
+            block = SimdF(start);
+            for (unsigned i = 0; i < GasPacketBounds::block_size; ++i, ++packet) {
+                if (m_first <= packet && packet <= m_last)
+                    block = pick(m_packets[packet].*lanes, block);
+            }
+        }
+        const auto fold = [&](const SimdF& a, const SimdF& b) {
+            return pick(SimdF::interleave_low(a, b), SimdF::interleave_high(a, b));
+        };
+        return fold(fold(blocks[0], blocks[2]), fold(blocks[1], blocks[3]));
+    }
+
+    const GasSimdRays* m_packets;
+    unsigned m_first;
+    unsigned m_last;
+};

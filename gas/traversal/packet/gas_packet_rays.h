@@ -1,0 +1,148 @@
+#pragma once
+
+#include <bit>
+
+#include <gas/traversal/packet/gas_packet_batch.h>
+#include <gas/traversal/packet/gas_tree_simd_node.h>
+
+/// Two ways to narrow a range of active rays by a node's box, one for each kind of batch. Both do
+/// what follows, and give the same:
+///
+/// Whether any ray of first..last may hit the box; `first` moves to the first hit of the first
+/// packet that has one, `last` to the last hit of the last such packet. Where a packet has hits,
+/// but only beyond the range's end in it, that end moves into the next packet, untested. A box that
+/// the first packet misses, others or not, is missed by all when it `is_outside` the batch's
+/// frustum.
+
+/// Any batch, packet by packet.
+class GasMixedPackets {
+  public:
+    explicit GasMixedPackets(GasPacketBatch& batch) : m_batch(batch) {}
+
+    template <typename IsOutside>
+    bool narrow(const SimdF& min, const SimdF& max, int& first, int& last,
+                const IsOutside& is_outside) {
+        const GasSimdRays* const packets = m_batch.get_packets();
+        GasTreeSimdNode node;
+        node.init(min, max);
+        SimdF tmin;
+        SimdF tmax;
+        const int mask = node.intersect_rays(packets, static_cast<unsigned>(first), tmin, tmax);
+        GasTreeSimdNode::update_first_index(first, mask);
+        if (mask == 0) {
+            if (first > last || is_outside())
+                return false;
+            node.update_first_ray(packets, first, last, tmin, tmax);
+        }
+        node.update_last_ray(packets, first, last, tmin, tmax);
+        return first <= last;
+    }
+
+    /// Takes the hit distances that a callback left to rays first..last.
+    void read_hit_distances(int first, int last) { m_batch.read_hit_distances(first, last); }
+
+    /// A line whose directions' signs are those of ray `first`.
+    decltype(auto) get_order_line(int first) const { return m_batch.get_line(first); }
+
+  private:
+    GasPacketBatch& m_batch;
+};
+
+/// Even batches: blocks of sixteen rays whose bounds miss the box are left out.
+class GasEvenPackets {
+  public:
+    explicit GasEvenPackets(GasPacketBatch& batch)
+        : m_batch(batch), m_packets(batch.get_packets()), m_signs(batch.get_signs()) {}
+
+    template <typename IsOutside>
+    bool narrow(const SimdF& min, const SimdF& max, int& first, int& last,
+                const IsOutside& is_outside) {
+        m_box.init(min, max, m_signs);
+        const auto first_packet = static_cast<unsigned>(first) / 4;
+        const auto last_packet = static_cast<unsigned>(last) / 4;
+        const int first_mask = m_box.test(m_packets[first_packet]);
+        GasTreeSimdNode::update_first_index(first, first_mask);
+        if (first_packet == last_packet) {
+            GasTreeSimdNode::update_last_index(last, first_mask);
+            return first <= last;
+        }
+        if (first_mask == 0 && (!find_first(first_packet + 1, last_packet, first) || is_outside()))
+            return false;
+        const int last_mask = m_box.test(m_packets[last_packet]);
+        GasTreeSimdNode::update_last_index(last, last_mask);
+        if (last_mask == 0 && !find_last(first_packet, last_packet - 1, last))
+            return false;
+        return first <= last;
+    }
+
+    void read_hit_distances(int first, int last) { m_batch.read_hit_distances(first, last); }
+
+    /// Always the same line, so that the way down does not wait for tests.
+    decltype(auto) get_order_line(int) const { return m_batch.get_first_line(); }
+
+  private:
+    /// Sets `first` to the first hit of the packets first_packet..last_packet, if there is one.
+    bool find_first(unsigned first_packet, unsigned last_packet, int& first) const {
+        for (unsigned group = first_packet / 16; group <= last_packet / 16; ++group) {
+            unsigned blocks = find_blocks(group, first_packet, last_packet);
+            for (; blocks != 0; blocks &= blocks - 1) {
+                const unsigned block = 4 * group + static_cast<unsigned>(std::countr_zero(blocks));
+                const unsigned hits = test_block(block, first_packet, last_packet);
+                if (hits != 0) {
+                    first = static_cast<int>(16 * block) + std::countr_zero(hits);
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
+    /// Sets `last` to the last hit of the packets first_packet..last_packet, if there is one.
+    bool find_last(unsigned first_packet, unsigned last_packet, int& last) const {
+        for (unsigned group = last_packet / 16 + 1; group-- > first_packet / 16;) {
+            unsigned blocks = find_blocks(group, first_packet, last_packet);
+            while (blocks != 0) {
+                const unsigned highest = std::bit_floor(blocks);
+                blocks ^= highest;
+                const unsigned block = 4 * group + static_cast<unsigned>(std::countr_zero(highest));
+                const unsigned hits = test_block(block, first_packet, last_packet);
+                if (hits != 0) {
+                    last = static_cast<int>(16 * block) + 31 - std::countl_zero(hits);
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
+    /// The blocks of a group that may hit the box, of those that hold packets of a range.
+    unsigned find_blocks(unsigned group, unsigned first_packet, unsigned last_packet) const {
+        const auto blocks = static_cast<unsigned>(m_batch.get_bounds(group).test(m_box));
+        return blocks & get_bits(first_packet / 4, last_packet / 4, 4 * group, 4);
+    }
+
+    /// The mask of the block's sixteen lanes that hit the box, without those of packets outside of
+    /// a range. A block at the end may reach beyond the batch's packets, not beyond the buffer.
+    unsigned test_block(unsigned block, unsigned first_packet, unsigned last_packet) const {
+        const GasSimdRays* const packets = m_packets + 4 * block;
+        const int low = m_box.test(packets[0]) | m_box.test(packets[1]) << 4;
+        const int high = m_box.test(packets[2]) | m_box.test(packets[3]) << 4;
+        return static_cast<unsigned>(low | high << 8) &
+               get_bits(4 * first_packet, 4 * last_packet + 3, 16 * block, 16);
+    }
+
+    /// Bit j: whether start + j lies in first..last, for j below `count`.
+    static unsigned get_bits(unsigned first, unsigned last, unsigned start, unsigned count) {
+        unsigned bits = (1u << count) - 1;
+        if (first > start)
+            bits &= ~0u << (first - start);
+        if (last < start + count - 1)
+            bits &= (2u << (last - start)) - 1;
+        return bits;
+    }
+
+    GasPacketBatch& m_batch;
+    const GasSimdRays* m_packets;
+    SimdF m_signs;
+    GasEvenBox m_box;
+};

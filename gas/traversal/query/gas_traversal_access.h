@@ -1,0 +1,125 @@
+#pragma once
+
+#include <concepts>
+
+#include <gas/core/gas_bbox.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
+
+/// The key to a tree's private traversal interface: a tree befriends this struct, and the engines
+/// ask everything through it.
+struct GasTraversalAccess {
+    template <typename Tree> static void init_traversal(const Tree& tree, GasTreeCtx& ctx) {
+        tree.init_traversal(ctx);
+    }
+    template <typename Tree> static void deinit_traversal(const Tree& tree, GasTreeCtx& ctx) {
+        tree.deinit_traversal(ctx);
+    }
+    template <typename Tree>
+    static void free_node(const Tree& tree, GasTreeCtx& ctx, const unsigned& node) {
+        tree.free_node(ctx, node);
+    }
+    template <typename Tree>
+    static bool is_leaf_valid(const Tree& tree, GasTreeCtx& ctx, const unsigned& leaf) {
+        return tree.is_leaf_valid(ctx, leaf);
+    }
+    template <typename Tree>
+    static bool is_node_a_leaf(const Tree& tree, GasTreeCtx& ctx, const unsigned& node) {
+        return tree.is_node_a_leaf(ctx, node);
+    }
+    template <typename Tree>
+    static unsigned get_leaf_value(const Tree& tree, GasTreeCtx& ctx, const unsigned& node) {
+        return tree.get_leaf_value(ctx, node);
+    }
+    template <typename Tree>
+    static void get_node_children(const Tree& tree, GasTreeCtx& ctx, const unsigned& node,
+                                  unsigned& first, unsigned& second) {
+        tree.get_node_children(ctx, node, first, second);
+    }
+    /// Asks for the memory of a node's children, in trees where it lies there as it is read. A leaf
+    /// has none, and asks for some other node's.
+    template <typename Tree> static void prefetch_children(const Tree& tree, const unsigned& node) {
+        if constexpr (requires { tree.prefetch_children(node); })
+            tree.prefetch_children(node);
+    }
+    template <typename Tree>
+    static unsigned get_node_traversal_order(const Tree& tree, GasTreeCtx& ctx,
+                                             const unsigned& node, const GMathBasicRay& ray) {
+        return tree.get_node_traversal_order(ctx, node, ray);
+    }
+    template <typename Tree, typename... Corners>
+    static void get_node_bbox(const Tree& tree, GasTreeCtx& ctx, const unsigned& node,
+                              Corners&... corners) {
+        tree.get_node_bbox(ctx, node, corners...);
+    }
+    template <typename Tree, typename... Corners>
+    static void get_blurred_node_bbox(const Tree& tree, GasTreeCtx& ctx, const unsigned& node,
+                                      const unsigned& sample, Corners&... corners) {
+        tree.get_blurred_node_bbox(ctx, node, sample, corners...);
+    }
+    /// Whether boxes of sample `sample` exist.
+    template <typename Tree> static bool has_sample(const Tree& tree, const unsigned& sample) {
+        return tree.has_sample(sample);
+    }
+    /// Whether every box has min <= max and a centre that is no NaN.
+    template <typename Tree> static bool are_boxes_ordered(const Tree& tree) {
+        return tree.are_boxes_ordered();
+    }
+    /// What the tree's leaf callbacks are called with.
+    template <typename Tree> static void* get_callback_user(const Tree& tree) {
+        return tree.get_callback_user();
+    }
+    /// The tree's wide nodes where walks may take them, else null.
+    template <typename Tree>
+    static auto get_wide_nodes(const Tree& tree) -> decltype(tree.get_wide_nodes()) {
+        return tree.get_wide_nodes();
+    }
+    /// Those of a motion-blur sample, likewise.
+    template <typename Tree>
+    static auto get_wide_sample(const Tree& tree, unsigned sample)
+        -> decltype(tree.get_wide_sample(sample)) {
+        return tree.get_wide_sample(sample);
+    }
+
+    template <typename Tree, typename... Query>
+    static void leaf_ray_hit_static(const Tree& tree, Query&&... query) {
+        tree.leaf_ray_hit_static(query...);
+    }
+    template <typename Tree, typename... Query>
+    static void leaf_ray_hit_motion(const Tree& tree, Query&&... query) {
+        tree.leaf_ray_hit_motion(query...);
+    }
+    template <typename Tree, typename... Query>
+    static void leaf_ray_hit_nearest_static(const Tree& tree, Query&&... query) {
+        tree.leaf_ray_hit_nearest_static(query...);
+    }
+    template <typename Tree, typename... Query>
+    static void leaf_ray_hit_nearest_motion(const Tree& tree, Query&&... query) {
+        tree.leaf_ray_hit_nearest_motion(query...);
+    }
+};
+
+/// A tree that the engines can walk: the ten operations of the traversal interface, and the counts.
+template <typename Tree>
+concept GasTraversable = requires(const Tree& tree, GasTreeCtx& ctx, const unsigned& node,
+                                  unsigned& child, const GMathBasicRay& ray, GasBbox& bbox,
+                                  SimdF& corner) {
+    GasTraversalAccess::init_traversal(tree, ctx);
+    GasTraversalAccess::deinit_traversal(tree, ctx);
+    GasTraversalAccess::free_node(tree, ctx, node);
+    { GasTraversalAccess::is_leaf_valid(tree, ctx, node) } -> std::same_as<bool>;
+    { GasTraversalAccess::is_node_a_leaf(tree, ctx, node) } -> std::same_as<bool>;
+    { GasTraversalAccess::get_leaf_value(tree, ctx, node) } -> std::same_as<unsigned>;
+    GasTraversalAccess::get_node_children(tree, ctx, node, child, child);
+    {
+        GasTraversalAccess::get_node_traversal_order(tree, ctx, node, ray)
+        } -> std::same_as<unsigned>;
+    GasTraversalAccess::get_node_bbox(tree, ctx, node, bbox);
+    GasTraversalAccess::get_node_bbox(tree, ctx, node, corner, corner);
+    GasTraversalAccess::get_blurred_node_bbox(tree, ctx, node, node, bbox);
+    GasTraversalAccess::get_blurred_node_bbox(tree, ctx, node, node, corner, corner);
+    { GasTraversalAccess::has_sample(tree, node) } -> std::same_as<bool>;
+    { tree.get_leaf_count() } -> std::convertible_to<unsigned>;
+    { tree.get_node_count() } -> std::convertible_to<unsigned>;
+    { tree.get_depth() } -> std::convertible_to<unsigned>;
+    { tree.get_motion_blur_sample_count() } -> std::convertible_to<unsigned>;
+};

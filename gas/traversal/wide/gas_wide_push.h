@@ -1,0 +1,46 @@
+#pragma once
+
+#include <gas/core/gas_inline.h>
+#include <gas/traversal/frame/gas_tree_ctx.h>
+#include <gas/traversal/wide/gas_wide_boxes.h>
+#include <gas/traversal/wide/gas_wide_orders.h>
+
+/// A node that waits on the stack, and where the ray enters it.
+struct GasWideEntry {
+    unsigned reference;
+    float entry_distance;
+
+    bool is_leaf() const { return (reference & GasWideNode::leaf_flag) != 0; }
+    unsigned get_leaf() const { return reference & ~GasWideNode::leaf_flag; }
+};
+
+static_assert(2 * sizeof(GasStackEntry) == 5 * sizeof(GasWideEntry),
+              "a frame that has two entries for each level has five of these");
+
+/// A frame's stack as one of such entries.
+inline GasWideEntry* gas_get_wide_entries(const GasTreeCtx& ctx) {
+    return static_cast<GasWideEntry*>(static_cast<void*>(ctx.stack));
+}
+
+/// Puts what a ray reaches of wide node `node` at `top`, the last one to be visited first, and
+/// returns how many entries that are; four are written. Nothing branches on boxes, so that other
+/// nodes can be on the way at the same time.
+template <typename Boxes>
+GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ray,
+                                        const SimdF& limit, unsigned node, GasWideEntry* top) {
+    const GasWideHits hits = boxes.test(ray, limit, node);
+    const SimdF halves = boxes.get_half_entries(ray, node, hits);
+    const SimdF entries = hits.entries;
+    const GasWideOrder order = gas_wide_orders[GasWideOrders::get_index(
+        hits.reached, static_cast<unsigned>((entries.move_down() > entries).get_mask()),
+        static_cast<unsigned>((halves.swap_halves() > halves).get_mask()))];
+    const void* const words = boxes.get_references(node);
+    const SimdF references = SimdF::load(static_cast<const float*>(words));
+    alignas(16) GasWideEntry lanes[4];
+    void* const lane_words = lanes;
+    SimdF::interleave_low(references, entries).store(static_cast<float*>(lane_words));
+    SimdF::interleave_high(references, entries).store(static_cast<float*>(lane_words) + 4);
+    for (unsigned i = 0; i < 4; ++i)
+        top[i] = lanes[order.lanes[i]];
+    return order.count;
+}

@@ -1,0 +1,133 @@
+#pragma once
+
+#include <limits>
+
+#include <gas/traversal/query/gas_bound_history.h>
+#include <gas/traversal/wide/gas_stream_lists.h>
+#include <gas/traversal/wide/gas_wide_push.h>
+
+/// The stream over a tree's wide nodes: many rays in flight.
+///
+/// A lone ray waits: for each node's boxes to arrive, and for branches that no predictor guesses.
+/// Here rays take turns, a step each; the next node of each is on its way meanwhile, and within a
+/// step nothing branches on what the boxes are. Each ray visits what its own walk visits, in that
+/// order.
+
+/// Entries of the stack of each ray in flight: up to three for each level, one below them that says
+/// that nothing waits any more, and four that may be written but do not count. Stacks lie an odd
+/// number of cache lines apart, or they would compete for a few sets of the cache.
+inline std::size_t gas_get_stream_stack_size(unsigned depth) {
+    constexpr std::size_t entries_per_line = 64 / sizeof(GasWideEntry);
+    const std::size_t lines = (3 * std::size_t{depth} + 5) / entries_per_line + 1;
+    return (lines | 1) * entries_per_line;
+}
+
+/// A ray in flight.
+template <typename Boxes, typename Query> class GasStreamRay {
+  public:
+    /// Room for the entries of its walk.
+    void set_stack(GasWideEntry* entries) {
+        m_entries = entries;
+        // Within any limit but a NaN, for which nothing waits.
+        m_entries[0] = {GasWideNode::no_reference, -std::numeric_limits<float>::infinity()};
+    }
+
+    /// Starts at the root; the step that follows.
+    unsigned start(const Boxes& boxes, const GasLaneRay& ray, const Query& query,
+                   unsigned ray_index) {
+        m_boxes = boxes;
+        m_ray = GasWideRay(ray);
+        m_query = query;
+        m_ray_index = ray_index;
+        m_size = 0;
+        m_reference = 0;
+        const double bound = query.get_bound();
+        m_history = GasBoundHistory<Query>(bound);
+        m_limit = SimdF(Query::get_limit(bound));
+        return Query::is_beyond(m_ray.near_distance.get_first(), bound) ? take_next_ray
+                                                                        : expand_node;
+    }
+
+    /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
+    /// to what is on top of that.
+    unsigned expand() {
+        m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
+        return pop();
+    }
+
+    /// Visits the leaf that it is at. `resume(query, history)` goes on with it by other means.
+    template <typename Tree, typename CallLeaf, typename Resume>
+    unsigned visit(const Tree& tree, const CallLeaf& call_leaf, const Resume& resume) {
+        if (m_query.visit_leaf(tree, m_reference & ~GasWideNode::leaf_flag, call_leaf))
+            return take_next_ray;
+        const double bound = m_query.get_bound();
+        const GasBoundChange change = m_history.follow(bound);
+        if (change == GasBoundChange::shorter) {
+            m_limit = SimdF(Query::get_limit(bound));
+            drop_far_entries();
+        } else if (change == GasBoundChange::lost) {
+            resume(m_query, m_history);
+            return take_next_ray;
+        }
+        return pop();
+    }
+
+    unsigned get_ray_index() const { return m_ray_index; }
+
+  private:
+    /// Moves to what has waited least. Below the last entry is one that stands for the next ray: a
+    /// size that wraps there is never used.
+    unsigned pop() {
+        m_reference = m_entries[m_size--].reference;
+        const unsigned is_leaf = m_reference / GasWideNode::leaf_flag;
+        m_boxes.prefetch(m_reference & (is_leaf - 1));
+        return is_leaf | (m_reference == GasWideNode::no_reference ? 2u : 0u);
+    }
+
+    /// Keeps what is within the limit, so that whatever is popped is.
+    void drop_far_entries() {
+        const float limit = m_limit.get_first();
+        unsigned kept = 0;
+        for (unsigned i = 1; i <= m_size; ++i) {
+            m_entries[kept + 1] = m_entries[i];
+            kept += m_entries[i].entry_distance <= limit;
+        }
+        m_size = kept;
+    }
+
+    GasWideRay m_ray;
+    SimdF m_limit;
+    Boxes m_boxes;
+    GasWideEntry* m_entries;
+    unsigned m_size;
+    unsigned m_reference;
+    unsigned m_ray_index;
+    Query m_query;
+    GasBoundHistory<Query> m_history;
+};
+
+/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(ray)` starts the
+/// next one there is and returns its step, `take_next_ray` when there is none; `call_leaf(leaf,
+/// ray)` calls a leaf; `resume(ray, query, history)` takes over a ray that was lost. `stacks` has
+/// room for `stack_size` entries for each slot.
+template <typename Boxes, typename Query, typename Tree, typename StartNext, typename CallLeaf,
+          typename Resume>
+void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
+                           const StartNext& start_next, const CallLeaf& call_leaf,
+                           const Resume& resume) {
+    GasStreamRay<Boxes, Query> rays[GasStreamLists::slot_count];
+    for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
+        rays[slot].set_stack(stacks + slot * stack_size);
+    GasStreamLists lists;
+    while (!lists.is_empty()) {
+        lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot]); });
+        lists.dismiss();
+        lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(); });
+        lists.advance<visit_leaf>([&](unsigned slot) {
+            const unsigned ray = rays[slot].get_ray_index();
+            return rays[slot].visit(
+                tree, [&](unsigned leaf) { call_leaf(leaf, ray); },
+                [&](Query& query, const auto& history) { resume(ray, query, history); });
+        });
+    }
+}

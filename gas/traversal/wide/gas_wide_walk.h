@@ -1,0 +1,146 @@
+#pragma once
+
+#include <gas/core/gas_inline.h>
+#include <gas/traversal/query/gas_bound_history.h>
+#include <gas/traversal/query/gas_ray_query.h>
+#include <gas/traversal/wide/gas_wide_look_ahead.h>
+
+/// The walk of wide nodes for one ray: it calls the leaves that the walk of the binary tree calls,
+/// in that order.
+///
+/// A ray is tested against the children of two siblings at once. Where it enters the siblings
+/// themselves decides which comes first, and a sibling is hit where a child of it is. Children are
+/// tested earlier than the binary walk would, which is the same as long as a bound stays (all hits)
+/// or comes nearer (nearest hits, which look again before they go on); a walk whose callback does
+/// otherwise is handed back.
+
+/// A ray's pending entries and the node that it is at.
+struct GasWideStack {
+    GasWideEntry* entries;
+    unsigned size;
+    unsigned reference;
+
+    bool is_at_leaf() const { return (reference & GasWideNode::leaf_flag) != 0; }
+
+    /// The children that were reached (bits 0 and 1 of `reached`, not none) wait, the nearer one on
+    /// top, or the second where both are entered at the same distance.
+    template <unsigned half>
+    void push_half(const unsigned* references, const float* distances, unsigned reached) {
+        constexpr unsigned first = 2 * half;
+        constexpr unsigned second = first + 1;
+        if (reached != 1 && (reached == 2 || !(distances[second] > distances[first]))) {
+            if (reached == 3)
+                push<first>(references, distances);
+            push<second>(references, distances);
+        } else {
+            if (reached == 3)
+                push<second>(references, distances);
+            push<first>(references, distances);
+        }
+    }
+
+    /// Moves to the one that would be on top; the other waits.
+    template <unsigned half>
+    void take_half(const unsigned* references, const float* distances, unsigned reached) {
+        constexpr unsigned first = 2 * half;
+        constexpr unsigned second = first + 1;
+        if (reached == 3) {
+            if (distances[second] > distances[first]) {
+                push<second>(references, distances);
+                reference = references[first];
+            } else {
+                push<first>(references, distances);
+                reference = references[second];
+            }
+        } else if (reached == 1) {
+            reference = references[first];
+        } else {
+            reference = references[second];
+        }
+    }
+
+    /// Moves to what has waited least and is within the limit; false when there is nothing.
+    template <typename Query> bool pop(float limit) {
+        while (size) {
+            const GasWideEntry& top = entries[--size];
+            reference = top.reference;
+            if (!Query::follows_bound || top.entry_distance <= limit)
+                return true;
+        }
+        return false;
+    }
+
+  private:
+    template <unsigned lane> void push(const unsigned* references, const float* distances) {
+        entries[size++] = {references[lane], distances[lane]};
+    }
+};
+
+/// Tests what a wide node holds and moves to what the ray reaches first; the rest waits. False: it
+/// reaches nothing of it.
+template <typename Boxes>
+GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray,
+                                       const SimdF& limit, GasWideStack& stack) {
+    const unsigned node = stack.reference;
+    const unsigned* const references = boxes.get_references(node);
+    const GasWideHits hits = boxes.test(ray, limit, node);
+    if (hits.reached == 0)
+        return false;
+
+    alignas(16) float distances[4];
+    hits.entries.store(distances);
+    const unsigned first = hits.reached & 3;
+    const unsigned second = hits.reached >> 2;
+    // Branches, not selected addresses: a predicted one lets the next node load before the test of
+    // this one is done.
+    if (first && second) {
+        const SimdF halves = boxes.get_half_entries(ray, node, hits);
+        if (halves.broadcast<2>().get_first() > halves.get_first()) {
+            stack.push_half<1>(references, distances, second);
+            stack.take_half<0>(references, distances, first);
+        } else {
+            stack.push_half<0>(references, distances, first);
+            stack.take_half<1>(references, distances, second);
+        }
+    } else if (first) {
+        stack.take_half<0>(references, distances, first);
+    } else {
+        stack.take_half<1>(references, distances, second);
+    }
+    return true;
+}
+
+/// Walks a tree's wide nodes for one ray, as gas_walk_nodes does the binary ones; `call_leaf` calls
+/// one. False: a callback changed the bound in a way that this walk does not follow, and `history`
+/// tells how far it came.
+template <typename Boxes, typename Query, typename Tree, typename CallLeaf>
+bool gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
+                         GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
+                         GasBoundHistory<Query>& history) {
+    if constexpr (!Query::follows_bound)
+        return gas_walk_wide_front(boxes, lane_ray, tree, ctx, query, call_leaf, history);
+    const GasWideRay ray(lane_ray);
+    GasWideStack stack = {gas_get_wide_entries(ctx), 0, 0};
+    double bound = query.get_bound();
+    SimdF limit(Query::get_limit(bound));
+    bool walking = !Query::is_beyond(ray.near_distance.get_first(), bound);
+    while (walking) {
+        bool is_reached = true;
+        while (is_reached && !stack.is_at_leaf())
+            is_reached = gas_descend_wide(boxes, ray, limit, stack);
+        if (is_reached) {
+            const unsigned leaf = stack.reference & ~GasWideNode::leaf_flag;
+            if (query.visit_leaf(tree, leaf, call_leaf))
+                return true;
+            bound = query.get_bound();
+            const GasBoundChange change = history.follow(bound);
+            if (change == GasBoundChange::lost)
+                return false;
+            if (change == GasBoundChange::shorter)
+                limit = SimdF(Query::get_limit(bound));
+        }
+        walking = stack.pop<Query>(limit.get_first());
+    }
+    query.finish();
+    return true;
+}
