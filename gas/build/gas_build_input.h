@@ -6,6 +6,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// What the builds of both hierarchies do with what the caller hands them.
 
 /// Memory of `sys_malloc` that nobody owns yet.
@@ -57,3 +59,5 @@ void gas_create_over_doubles(Tree& tree, const CoreArray<GMathBbox3<double>>& bb
     }
     tree.create(narrow.get(), count, arguments...);
 }
+
+} // namespace gas_abi1

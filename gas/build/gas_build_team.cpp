@@ -1,5 +1,7 @@
 #include <gas/build/gas_build_team.h>
 
+inline namespace gas_abi1 {
+
 GasBuildTask::~GasBuildTask() = default;
 
 GasBuildTeam::GasBuildTeam(SysThreadTaskManager& manager, unsigned size)
@@ -16,3 +18,5 @@ void GasBuildTeam::start(unsigned count, void (*call)(const void*), const void* 
         }
     }
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// One of the host's tasks, for a step of a build that several threads share.
 class GasBuildTask : public SysThreadTask {
   public:
@@ -61,3 +63,5 @@ class GasBuildTeam {
     unsigned m_size;
     std::unique_ptr<GasBuildTask[]> m_tasks;
 };
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/build/gas_record.h>
 
+inline namespace gas_abi1 {
+
 /// What gas_traversal_order says of two sibling boxes, four lanes at a time and without a branch on
 /// which gap is the widest. Each w may hold anything.
 inline unsigned gas_lane_traversal_order(unsigned previous, const SimdF& first_min,
@@ -44,3 +46,5 @@ inline void gas_unite_nodes(GasTreeNode& node, const GasTreeNode& first, const G
     gas_store_node(node, SimdF::select(first_min >= second_min, second_min, first_min),
                    SimdF::max(first_max, second_max), index, order << GasTreeNode::order_shift);
 }
+
+} // namespace gas_abi1

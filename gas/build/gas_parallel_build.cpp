@@ -6,6 +6,8 @@
 
 #include <gas/build/gas_record_divider.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// Pieces per thread, for threads that are held up now and then.
@@ -211,3 +213,5 @@ void GasParallelBuild::insert(const GasBuildPart& part) {
         m_tasks[place] = m_tasks[place - 1];
     m_tasks[place].part = part;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/build/gas_record_bins.h>
 #include <gas/build/gas_record_build.h>
 
+inline namespace gas_abi1 {
+
 /// Builds the nodes that gas_build_part and gas_close_nodes build, on several threads: large parts
 /// are divided by all threads together, one after the other, until there are enough for each thread
 /// to work on some of its own. A node's number follows from the counts of items alone, and no union
@@ -54,3 +56,5 @@ class GasParallelBuild {
     unsigned m_task_count = 0;
     std::unique_ptr<Task[]> m_tasks;
 };
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/build/gas_tree_node.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// An item on its way through a build: its box and its number, in the form of the leaf that it will
 /// become. A node's list of items is a run of records, so that every pass over it reads memory in
 /// order. No coordinate of a record's centre is a NaN: then no union depends on the order in which
@@ -71,3 +73,5 @@ inline GMathBbox3<float> gas_to_box(const GasLaneBounds& bounds) {
     bounds.max.store(high);
     return {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
 }
+
+} // namespace gas_abi1

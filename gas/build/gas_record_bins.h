@@ -4,6 +4,8 @@
 #include <gas/build/gas_record_partition.h>
 #include <gas/split/gas_split_sah.h>
 
+inline namespace gas_abi1 {
+
 /// The surface area heuristic over records. Costs, winners and positions are those of
 /// gas_split_sah.h to the last bit, except that the factor of 2 in every area, which changes no
 /// comparison, is left out.
@@ -122,3 +124,5 @@ inline void gas_fill_bins(const GasRecord* records, unsigned count, const GasBin
         bins.max[bin] = bins.max[bin] & SimdF::s_mask_xyz;
     }
 }
+
+} // namespace gas_abi1

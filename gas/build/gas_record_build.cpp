@@ -5,6 +5,8 @@
 #include <gas/build/gas_node_union.h>
 #include <gas/build/gas_record_divider.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 void count_leaves(GasRecordBuild& build, unsigned count) {
@@ -92,3 +94,5 @@ void gas_close_nodes(GasRecordBuild& build, unsigned last_open) {
         gas_unite_nodes(node, build.nodes[node.index], build.nodes[node.index + 1], node.index, 0);
     }
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/build/gas_record.h>
 #include <gas/build/gas_record_partition.h>
 
+inline namespace gas_abi1 {
+
 /// Builds trees from records: the same nodes that GasTree::recurse_split and compute_bboxes make
 /// with the public split functions, bit by bit, as long as no centre is a NaN.
 
@@ -76,3 +78,5 @@ void gas_build_small(GasRecordBuild& build, const GasBuildPart& part);
 
 /// Gives open nodes their boxes: all that were opened after `last_open`, or all.
 void gas_close_nodes(GasRecordBuild& build, unsigned last_open = UINT_MAX);
+
+} // namespace gas_abi1

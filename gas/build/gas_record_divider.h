@@ -7,6 +7,8 @@
 #include <gas/split/gas_split_items.h>
 #include <gas/split/gas_split_sah.h>
 
+inline namespace gas_abi1 {
+
 /// The split functions over records: where they cut a part of more than `gas_small_count` items, or
 /// of 3 and more by the median.
 
@@ -128,3 +130,5 @@ GasDivision gas_divide_records(const Passes& passes, const GasRecordBuild& build
     }
     return divider.divide_fast();
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/build/gas_record.h>
 
+inline namespace gas_abi1 {
+
 /// Divides records in the order in which gas_partition_items divides a list of items.
 ///
 /// That order follows from the sides alone. Records at or below the position stay where they are
@@ -137,3 +139,5 @@ inline GasRecordSides gas_partition_records(GasRecord* records, unsigned count, 
         return gas_partition_records<fixed_axis()>(records, count, position, high_records);
     });
 }
+
+} // namespace gas_abi1

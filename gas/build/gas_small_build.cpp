@@ -6,6 +6,8 @@
 #include <gas/build/gas_small_sort.h>
 #include <gas/split/gas_split_sah.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 static_assert(gas_small_count == GasSahWorkspace::bin_count, "the exact path's limit");
@@ -151,3 +153,5 @@ void gas_build_small(GasRecordBuild& build, const GasBuildPart& part) {
                         first, 0);
     }
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Sorting the few items of a small node by centre.
 
 /// Numbers of items within a small subtree.
@@ -77,3 +79,5 @@ inline void gas_sort_small(float* keys, GasSmallNumber* numbers, unsigned count)
     for (unsigned i = 0; i < count; ++i)
         numbers[-ranks[i]] = unsorted[i];
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// One node of a GasTree: two halves that each load as four lanes.
 struct alignas(16) GasTreeNode {
     static constexpr unsigned leaf_flag = 1;
@@ -17,3 +19,5 @@ struct alignas(16) GasTreeNode {
     /// on the low side (bit 3).
     unsigned flags;
 };
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/core/gas_lane_corners.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// The floor of each lane; its low byte is 0 for what no 32-bit integer holds: a float of that size
@@ -56,3 +58,5 @@ GasQuantizedPair gas_encode_box_pair(const GMathBbox3<float>& parent,
     std::memcpy(&pair, bytes, sizeof pair);
     return pair;
 }
+
+} // namespace gas_abi1

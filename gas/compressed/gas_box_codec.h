@@ -5,6 +5,8 @@
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Encodes the boxes of two siblings against their parent's box.
 ///
 /// Before it is rounded outward to a step, a stored bound is moved outward by 3.9e-5 units. That
@@ -61,3 +63,5 @@ inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_
     gas_decode_box_pair(bytes, parent_min, parent_max,
                         gas_find_finite_lanes(parent_min, parent_max), boxes);
 }
+
+} // namespace gas_abi1

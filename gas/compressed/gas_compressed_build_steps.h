@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// The bottom-up pass: the boxes of items, and of nodes, which it writes.
 struct GasCompressedTreeComputeBboxContext {
     const GMathBbox3<float>* item_bboxes;
@@ -17,3 +19,5 @@ struct GasCompressedTreeQuantizeBboxContext {
     /// One per node.
     GMathBbox3<float>* decoded_bboxes;
 };
+
+} // namespace gas_abi1

@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// The boxes of two siblings in seven bytes. Of the two lower bounds on an axis the parent's box
 /// repeats one; the other is stored, as a distance up from the parent's lower bound in steps of
 /// 1/255 of its extent. Upper bounds likewise, down from the parent's. gas_box_codec.h encodes and
@@ -37,3 +39,5 @@ struct alignas(16) GasCompressedNode {
 };
 
 static_assert(sizeof(GasCompressedNode) == 16, "one four-lane vector");
+
+} // namespace gas_abi1

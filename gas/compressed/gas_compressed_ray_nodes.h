@@ -7,6 +7,8 @@
 #include <gas/core/gas_lane_corners.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 
+inline namespace gas_abi1 {
+
 /// Node sources of GasCompressedTree for single rays: they keep the current node's decoded box at
 /// hand and those of waiting nodes at their place in the stack, without slots.
 
@@ -193,3 +195,5 @@ template <> struct GasNodeSources<GasCompressedTree> {
     using Static = GasCompressedStaticNodes;
     using Motion = GasCompressedMotionNodes;
 };
+
+} // namespace gas_abi1

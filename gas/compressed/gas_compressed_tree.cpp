@@ -7,6 +7,8 @@
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 
+inline namespace gas_abi1 {
+
 static_assert(offsetof(GasCompressedNode, flags) == 7, "the flags follow the pair of boxes");
 static_assert(offsetof(GasCompressedNode, children) == 8, "the children close the record");
 
@@ -84,3 +86,5 @@ void GasCompressedTree::set_leaf_raytrace_callbacks(GasLeafCallback hit_static,
                                                     GasLeafCallback nearest_motion, void* user) {
     m_leaf_callbacks.set(hit_static, hit_motion, nearest_static, nearest_motion, user);
 }
+
+} // namespace gas_abi1

@@ -5,13 +5,14 @@
 #include <gas/compressed/gas_compressed_node.h>
 #include <gas/core/gas_bbox.h>
 #include <gas/gas_export.h>
+#include <gas/gas_forward.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 
-class GasTreeCtx;
+inline namespace gas_abi1 {
+
 struct GasCompressedTreeComputeBboxContext;
 struct GasCompressedTreeQuantizeBboxContext;
-struct GasSahWorkspace;
 
 /// What a split function sees of the build of a GasCompressedTree.
 struct GasCompressedTreeSplitContext {
@@ -252,3 +253,5 @@ class GAS_EXPORT GasCompressedTree {
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
 };
+
+} // namespace gas_abi1

@@ -12,6 +12,8 @@
 #include <gas/split/gas_sah_workspace.h>
 #include <gas/split/gas_split_choice.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr unsigned no_node = UINT_MAX;
@@ -193,3 +195,5 @@ void GasCompressedTree::compute_bboxes(GasCompressedTreeComputeBboxContext& cont
     }
     out = context.node_bboxes[node];
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_sample_table.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// What follows the last record of a sample: records are read by wider loads.
@@ -65,3 +67,5 @@ bool GasCompressedTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes
     quantize_motion_blur_bboxes(context, sample, m_root_index, root_bbox);
     return true;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/core/gas_lane_corners.h>
 #include <gas/core/gas_traversal_order.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 GMathBbox3<float> store(const SimdF& min, const SimdF& max) {
@@ -82,3 +84,5 @@ void GasCompressedTree::quantize_motion_blur_bboxes(GasCompressedTreeQuantizeBbo
                        std::memcpy(records + std::size_t{i} * sizeof pair, &pair, sizeof pair);
                    });
 }
+
+} // namespace gas_abi1

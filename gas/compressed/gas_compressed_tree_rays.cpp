@@ -4,6 +4,8 @@
 #include <gas/traversal/gas_ray_entry.h>
 #include <gas/traversal/gas_ray_stream.h>
 
+inline namespace gas_abi1 {
+
 static_assert(GasTraversable<GasCompressedTree>);
 
 namespace {
@@ -56,3 +58,5 @@ void GasCompressedTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader
                                                   GeometryRaytraceCtx& ctx) const {
     gas_stream_motion<GasStreamNearestHit>(*this, eval, shader, ctx, single_leaf_shortcut);
 }
+
+} // namespace gas_abi1

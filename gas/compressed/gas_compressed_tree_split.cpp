@@ -4,6 +4,8 @@
 #include <gas/split/gas_split_median.h>
 #include <gas/split/gas_split_sah.h>
 
+inline namespace gas_abi1 {
+
 static_assert(GasSplitContext<GasCompressedTreeSplitContext>);
 
 void GasCompressedTree::split_median(const GasCompressedTreeSplitContext& context, unsigned* items,
@@ -40,3 +42,5 @@ GMathBbox3<float> GasCompressedTree::compute_items_bbox(const unsigned* items,
                                                         const GMathVec3<float>* centers) {
     return gas_center_bounds(items, count, centers);
 }
+
+} // namespace gas_abi1

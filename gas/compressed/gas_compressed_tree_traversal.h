@@ -6,6 +6,8 @@
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 
+inline namespace gas_abi1 {
+
 /// Inline bodies of GasCompressedTree's traversal interface and leaf dispatch.
 
 /// What a slot holds beside its box.
@@ -166,3 +168,5 @@ inline void GasCompressedTree::leaf_ray_hit_nearest_motion(GasTreeCtx&, const un
                                                            GeometryRaytraceCtx& ctx) const {
     leaf_ray_hit_nearest_motion(leaf, eval, shader, ctx);
 }
+
+} // namespace gas_abi1

@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// A node's box as the ray engines receive it: min x, y, z, 0, then max x, y, z, 0. Each half loads
 /// as one SimdF.
 struct alignas(16) GasBbox {
@@ -8,3 +10,5 @@ struct alignas(16) GasBbox {
 };
 
 static_assert(sizeof(GasBbox) == 32, "two four-lane vectors");
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/core/gas_box_pair.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// A ray as the box tests take it: floats, in lanes x, y, z; lane w is 0.
 struct GasLaneRay {
     SimdF origin;
@@ -103,3 +105,5 @@ inline bool gas_is_outside(const GMathFrustum& frustum, const SimdF& min, const 
     }
     return false;
 }
+
+} // namespace gas_abi1

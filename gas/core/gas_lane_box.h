@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// A box in two four-lane vectors, for growing boxes without going coordinate by coordinate. Both
 /// halves come out of the box's own six floats: the min in lanes x, y, z, the max in lanes y, z, w.
 /// The lane that is left over holds a neighbour's coordinate, takes part and means nothing.
@@ -29,3 +31,5 @@ struct GasLaneBox {
         return {high[1] - low[0], high[2] - low[1], high[3] - low[2]};
     }
 };
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <gas/core/gas_bbox.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// A box in lanes x, y, z; lane w is 0.
 struct GasLaneCorners {
     SimdF min;
@@ -16,3 +18,5 @@ struct GasLaneCorners {
     explicit GasLaneCorners(const GasBbox& bbox)
         : min(SimdF::load(bbox.min)), max(SimdF::load(bbox.max)) {}
 };
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// The smaller value; `b` where they are equal, `a` where one is a NaN.
 inline float gas_min(float a, float b) { return a >= b ? b : a; }
 
@@ -42,3 +44,5 @@ inline GMathVec3<float> gas_box_center(const GMathBbox3<float>& box) {
 using GasCoordinate = float GMathVec3<float>::*;
 inline constexpr GasCoordinate gas_coordinates[3] = {&GMathVec3<float>::x, &GMathVec3<float>::y,
                                                      &GMathVec3<float>::z};
+
+} // namespace gas_abi1

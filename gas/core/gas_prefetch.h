@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// Asks for the memory at an address that is read soon and may lie anywhere. Inlined at once, for
 /// compilers drop calls of functions that do nothing else.
 #if defined(__GNUC__)
@@ -9,3 +11,5 @@
 #else
 inline void gas_prefetch(const void*) {}
 #endif
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// The traversal order code of two sibling boxes: the axis along which they are best separated
 /// (bits 0 and 1), and whether the second lies on the low side (bit 2). Of equal gaps the earlier
 /// stays; `previous` when no gap compares (NaN, or below the lowest float).
@@ -27,3 +29,5 @@ inline unsigned gas_traversal_order(unsigned previous, const GMathVec3<float>& f
     offer(first_min.z - second_max.z, 6);
     return code;
 }
+
+} // namespace gas_abi1

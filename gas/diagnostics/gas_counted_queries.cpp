@@ -5,6 +5,8 @@
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+inline namespace gas_abi1 {
+
 void gas_counted_get_leaves_in_bbox(const GasTree& tree, GasTreeCtx& ctx,
                                     const GMathBbox3<float>& box, CoreVector<unsigned>& leaves,
                                     GasWalkCounts& counts) {
@@ -20,3 +22,5 @@ unsigned gas_counted_get_nearest_leaves(const GasTree& tree, GasTreeCtx& ctx,
     return gas_find_nearest_leaves(tree, ctx, point, max_distance, max_count, leaves, distances,
                                    probe);
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/diagnostics/gas_counted_rays.h>
 
+inline namespace gas_abi1 {
+
 /// As GasTree's spatial queries of these names; add to `counts` every node whose turn came, leaves
 /// included, and every leaf that overlapped.
 void gas_counted_get_leaves_in_bbox(const GasTree& tree, GasTreeCtx& ctx,
@@ -11,3 +13,5 @@ unsigned gas_counted_get_nearest_leaves(const GasTree& tree, GasTreeCtx& ctx,
                                         const GMathVec3<float>& point, const float& max_distance,
                                         const unsigned& max_count, unsigned* leaves,
                                         float* distances, GasWalkCounts& counts);
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/traversal/gas_ray_entry.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+inline namespace gas_abi1 {
+
 void gas_counted_ray_hit_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
                                 GasWalkCounts& counts) {
@@ -61,3 +63,5 @@ void gas_counted_ray_hit_nearest_motion(const GasCompressedTree& tree, const Ctx
     GasCountingProbe probe = {counts};
     gas_trace_motion<GasNearestHit>(tree, eval, shader, ctx, true, probe);
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/tree/gas_tree.h>
 
+inline namespace gas_abi1 {
+
 /// What a query did: for heat maps and benchmarks. The counting engines are instantiations of the
 /// shipped ones with the same walk and the same results; the library itself carries no counters.
 struct GasWalkCounts {
@@ -41,3 +43,5 @@ void gas_counted_ray_hit_nearest_static(const GasCompressedTree& tree, const Ctx
 void gas_counted_ray_hit_nearest_motion(const GasCompressedTree& tree, const CtxEval& eval,
                                         CtxShader& shader, GeometryRaytraceCtx& ctx,
                                         GasWalkCounts& counts);
+
+} // namespace gas_abi1

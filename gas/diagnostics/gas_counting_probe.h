@@ -2,6 +2,8 @@
 
 #include <gas/diagnostics/gas_counted_rays.h>
 
+inline namespace gas_abi1 {
+
 /// The probe of the counting walks.
 struct GasCountingProbe {
     GasWalkCounts& counts;
@@ -9,3 +11,5 @@ struct GasCountingProbe {
     void visit_node() const { ++counts.visited_nodes; }
     void call_leaf() const { ++counts.leaf_calls; }
 };
+
+} // namespace gas_abi1

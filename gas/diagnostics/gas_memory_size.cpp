@@ -3,6 +3,8 @@
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/tree/gas_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// What an index array is charged: 8 bytes per entry.
@@ -33,3 +35,5 @@ std::size_t GasGridTree::get_memory_size() const {
     }
     return size;
 }
+
+} // namespace gas_abi1

@@ -1,5 +1,7 @@
 #include <gas/tree/gas_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// Emits the pieces as one message.
@@ -40,3 +42,5 @@ void GasTree::print() const {
     print_message(static_cast<float>(get_memory_size()) * static_cast<float>(kilobytes_per_byte),
                   "KB\n");
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Fills `bboxes` with the boxes of `count` listed items.
 using GasLeafBboxesCallback = void (*)(void* user, const unsigned& count, const unsigned* items,
                                        GMathBbox3<float>* bboxes);
@@ -46,3 +48,5 @@ struct GasGridBboxCallbacks {
     static void ignore_bbox_at(void*, const double&, const unsigned&, const unsigned*,
                                GMathBbox3<float>&) {}
 };
+
+} // namespace gas_abi1

@@ -8,7 +8,7 @@
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/tree/gas_tree.h>
 
-class GasGridTree;
+inline namespace gas_abi1 {
 
 /// An occupied cell: its tree, null until a ray first reaches it, and its share of the items.
 struct GasGridCell {
@@ -64,3 +64,5 @@ class GasGridCellGuard {
     SysThreadLock& m_lock;
     const GasGridCellGuard* m_outer;
 };
+
+} // namespace gas_abi1

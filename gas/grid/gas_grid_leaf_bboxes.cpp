@@ -5,6 +5,8 @@
 
 #include <gas/grid/gas_grid_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// Pieces hold about this many items.
@@ -73,3 +75,5 @@ void GasGridTree::get_leaf_bboxes_at(const double& time, const unsigned& count,
     if (!run_in_pieces<GetLeafBboxesAtTask>(count, prepare))
         m_bbox_callbacks.leaf_bboxes_at(m_bbox_callbacks.user, time, count, items, bboxes);
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/grid/gas_grid_bbox_callbacks.h>
 
+inline namespace gas_abi1 {
+
 /// Pieces of a request for boxes. A task is filled before it is added and keeps nothing alive.
 
 class GetLeafBboxesTask : public SysThreadTask {
@@ -42,3 +44,5 @@ class GetLeavesBboxAtTask : public SysThreadTask {
     /// One box.
     GMathBbox3<float>* bbox = nullptr;
 };
+
+} // namespace gas_abi1

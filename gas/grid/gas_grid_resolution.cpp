@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// The low 32 bits of a number truncated towards zero; 0 for one that 64 bits do not hold.
@@ -84,3 +86,5 @@ bool GasGridResolution::find_cell(const GMathVec3<float>& point, unsigned& cell)
         cell %= cell_count;
     return true;
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// How a box is divided into the cells of a grid.
 struct GasGridResolution {
     GMathVec3<double> corner;
@@ -20,3 +22,5 @@ struct GasGridResolution {
     /// Finds the cell of a finite point. False: the point lies so far outside that it has none.
     bool find_cell(const GMathVec3<float>& point, unsigned& cell) const;
 };
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/compressed/gas_compressed_tree.h>
 
+inline namespace gas_abi1 {
+
 /// The tree of one cell of a GasGridTree; its leaves report the items as the grid was given them.
 class GAS_EXPORT GasGridSubTree final : public GasCompressedTree {
   public:
@@ -22,3 +24,5 @@ class GAS_EXPORT GasGridSubTree final : public GasCompressedTree {
   private:
     std::atomic<bool> m_motion_update_pending{true};
 };
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 
 #include <gas/grid/gas_grid_cells.h>
 
+inline namespace gas_abi1 {
+
 GasGridTree::GasGridTree() : m_progress_owner(nullptr) { look_at_top_tree(); }
 
 GasGridTree::GasGridTree(const GasGridTree& other) : GasGridTree() { *this = other; }
@@ -109,3 +111,5 @@ void GasGridTree::set_leaf_raytrace_callbacks(GasLeafCallback hit_static,
                                               GasLeafCallback nearest_motion, void* user) {
     m_leaf_callbacks.set(hit_static, hit_motion, nearest_static, nearest_motion, user);
 }
+
+} // namespace gas_abi1

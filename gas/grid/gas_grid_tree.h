@@ -4,12 +4,14 @@
 #include <memory>
 
 #include <gas/gas_export.h>
+#include <gas/gas_forward.h>
 #include <gas/grid/gas_grid_bbox_callbacks.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_tree.h>
 
-class GasGridSubTree;
+inline namespace gas_abi1 {
+
 struct GasGridCells;
 
 /// A two-level hierarchy for very many items whose boxes are expensive: `create` sorts the items
@@ -194,3 +196,5 @@ class GAS_EXPORT GasGridTree {
     GasGridBboxCallbacks m_bbox_callbacks;
     GasLeafCallbacks m_leaf_callbacks;
 };
+
+} // namespace gas_abi1

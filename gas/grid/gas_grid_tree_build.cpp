@@ -8,6 +8,8 @@
 #include <gas/grid/gas_grid_resolution.h>
 #include <gas/grid/gas_grid_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr int no_cell = -1;
@@ -141,3 +143,5 @@ void GasGridTree::create(const unsigned& count, const unsigned& target_cell_coun
     }
     create(bboxes.get(), item_count, target_cell_count, indices, progress_bar);
 }
+
+} // namespace gas_abi1

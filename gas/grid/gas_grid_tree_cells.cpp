@@ -4,6 +4,8 @@
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// Value 1: the lock is held for a piece of work.
@@ -105,3 +107,5 @@ void GasGridTree::update_sub_tree_motion_blur(const CtxMotionBlur& motion,
     }
     sub_tree->set_motion_update_pending(false);
 }
+
+} // namespace gas_abi1

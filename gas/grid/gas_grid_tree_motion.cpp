@@ -4,6 +4,8 @@
 #include <gas/grid/gas_grid_leaf_bboxes.h>
 #include <gas/grid/gas_grid_tree.h>
 
+inline namespace gas_abi1 {
+
 void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
     const unsigned sample_count = gas_host::get_sample_count(motion);
     if (!m_cells) {
@@ -53,3 +55,5 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
     look_at_top_trees(shared);
     unfinished.release();
 }
+
+} // namespace gas_abi1

@@ -1,6 +1,8 @@
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// A top tree of one cell needs no test of its box: the cell's tree tests its own.
@@ -90,3 +92,5 @@ void GasGridTree::grid_cell_ray_hit_nearest_motion_callback(void* user, const un
                                                             GeometryRaytraceCtx& ctx) {
     get_grid(user).grid_cell_ray_hit_nearest_motion(cell, eval, shader, ctx);
 }
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <gas/traversal/gas_ray_stream.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+inline namespace gas_abi1 {
+
 /// The key of the streams to a grid's cells.
 struct GasGridStreamCells {
     static const GasTree& get_top_tree(const GasGridTree& grid) { return grid.m_top_tree; }
@@ -75,3 +77,5 @@ void GasGridTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shad
     gas_stream_motion<NearestHit>(GasGridStreamCells::get_top_tree(*this), eval, shader, ctx,
                                   single_leaf_shortcut);
 }
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <sys/mman.h>
 #endif
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr std::size_t alignment = 16;
@@ -56,3 +58,5 @@ void* sys_malloc(std::size_t size) {
 }
 
 void sys_free(void* memory) { std::free(memory); }
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// `size` bytes at a 16-byte boundary, uninitialised; released with `sys_aligned_free`. Throws
 /// std::bad_alloc when there is no memory; a size of 0 gives a pointer that can be released. Blocks
 /// of several megabytes, here and below, stand in huge pages where the system has some.
@@ -15,3 +17,5 @@ GAS_HOST_EXPORT void sys_aligned_free(void* memory);
 GAS_HOST_EXPORT void* sys_malloc(std::size_t size);
 /// Null is allowed.
 GAS_HOST_EXPORT void sys_free(void* memory);
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+inline namespace gas_abi1 {
+
 AppBase::AppBase(std::FILE* output) : m_output(output) {}
 
 AppBase::~AppBase() = default;
@@ -15,3 +17,5 @@ AppProgressBar* AppBase::create_progress_bar(const CoreString& title, const bool
     m_progress_bars.push_back(std::make_unique<AppProgressBar>(*this, title, visible, m_output));
     return m_progress_bars.back().get();
 }
+
+} // namespace gas_abi1

@@ -9,6 +9,8 @@
 #include <gas/host/core_string.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// The application: settings that the library reads, and the progress bars it shows.
 class GAS_HOST_EXPORT AppBase {
   public:
@@ -33,3 +35,5 @@ class GAS_HOST_EXPORT AppBase {
     std::mutex m_progress_bar_mutex;
     std::vector<std::unique_ptr<AppProgressBar>> m_progress_bars;
 };
+
+} // namespace gas_abi1

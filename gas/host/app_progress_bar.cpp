@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr int bar_width = 30;
@@ -76,3 +78,5 @@ void AppProgressBar::write_terminal_line(int percent) {
     const char* blanks = percent < 10 ? "  " : percent < 100 ? " " : "";
     std::fprintf(m_output, "\r%s [%s] %d %%%s", m_title.get_data(), bar.c_str(), percent, blanks);
 }
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/host/core_string.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 class AppBase;
 
 /// A progress bar of an application; used by one thread at a time. On a terminal it redraws one
@@ -57,3 +59,5 @@ class GAS_HOST_EXPORT AppProgressBar {
     std::uint64_t m_next_step = 1;
     int m_drawn_percent;
 };
+
+} // namespace gas_abi1

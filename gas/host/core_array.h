@@ -4,6 +4,8 @@
 #include <initializer_list>
 #include <utility>
 
+inline namespace gas_abi1 {
+
 /// An owning array: 32-bit element count, then a pointer to the first element. Copies are deep.
 /// With a count of 0 it is empty whatever the pointer.
 template <typename T> class CoreArray {
@@ -61,3 +63,5 @@ template <typename T> class CoreArray {
     unsigned m_count = 0;
     T* m_items = nullptr;
 };
+
+} // namespace gas_abi1

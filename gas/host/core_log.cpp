@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 template <typename T> void append_number(std::string& text, T value) {
@@ -63,3 +65,5 @@ CoreLogHandler& core_main_log_handler() {
     static CoreLogHandler handler;
     return handler;
 }
+
+} // namespace gas_abi1

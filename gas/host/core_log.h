@@ -7,6 +7,8 @@
 
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// Collects the pieces of one log message. Floats are written with the fewest digits that read
 /// back as the same float, every NaN as "nan".
 class GAS_HOST_EXPORT CoreLogStream {
@@ -43,3 +45,5 @@ class GAS_HOST_EXPORT CoreLogHandler {
 
 /// The process's one log handler.
 GAS_HOST_EXPORT CoreLogHandler& core_main_log_handler();
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+inline namespace gas_abi1 {
+
 /// Names a class at run time.
 class CoreClassInfo {
   public:
@@ -98,3 +100,5 @@ class EventObject : public CoreCustomData {
     Listener m_listener = nullptr;
     void* m_listener_user = nullptr;
 };
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+inline namespace gas_abi1 {
+
 /// A plain string of bytes.
 class CoreString {
   public:
@@ -27,3 +29,5 @@ class CoreString {
   private:
     std::string m_text;
 };
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <new>
 #include <utility>
 
+inline namespace gas_abi1 {
+
 /// A growable array: element count, pointer to the first element, capacity. Copies are deep.
 template <typename T> class CoreVector {
   public:
@@ -78,3 +80,5 @@ template <typename T> class CoreVector {
     T* m_items = nullptr;
     unsigned m_capacity = 0;
 };
+
+} // namespace gas_abi1

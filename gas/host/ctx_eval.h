@@ -1,8 +1,12 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// What the renderer is evaluating; the library passes it through to the callbacks untouched.
 class CtxEval {
   public:
     /// A pointer for the callbacks' use; null until set.
     void* user_data = nullptr;
 };
+
+} // namespace gas_abi1

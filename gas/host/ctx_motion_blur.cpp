@@ -1,5 +1,7 @@
 #include <gas/host/ctx_motion_blur.h>
 
+inline namespace gas_abi1 {
+
 void CtxMotionBlur::get_time_spanf(const float& time, unsigned& sample, float& fraction) const {
     sample = 0;
     fraction = 0.0f;
@@ -22,3 +24,5 @@ void CtxMotionBlur::get_time_spanf(const float& time, unsigned& sample, float& f
     if (fraction > 1.0f)
         fraction = 1.0f;
 }
+
+} // namespace gas_abi1

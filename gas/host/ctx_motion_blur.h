@@ -2,6 +2,8 @@
 
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// Shutter and number of motion-blur samples. Sample 0 stands at the shutter's opening, the last
 /// sample at its closing, the others evenly between.
 class GAS_HOST_EXPORT CtxMotionBlur {
@@ -34,3 +36,5 @@ class GAS_HOST_EXPORT CtxMotionBlur {
     float m_shutter_close = 1.0f;
     unsigned m_sample_count = 0;
 };
+
+} // namespace gas_abi1

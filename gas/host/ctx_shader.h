@@ -2,6 +2,8 @@
 
 #include <gas/host/ctx_motion_blur.h>
 
+inline namespace gas_abi1 {
+
 /// One thread's shading context: motion-blur settings, the settings that a nearest-hit query hands
 /// to its intersection map, and two slots for the traversal frames of the library.
 ///
@@ -30,3 +32,5 @@ class CtxShader {
   private:
     CtxMotionBlur m_motion_blur;
 };
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -71,3 +73,5 @@ void GeometryRayBatch::reset_hits() {
     m_map.init(get_ray_count(), m_far_distances.data());
     m_data.use_intersection_map(true);
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/host/geometry_raytrace.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// A ray batch that owns its rays, ready to trace in three lines:
 ///
 ///     GeometryRayBatch batch(1);
@@ -60,3 +62,5 @@ class GAS_HOST_EXPORT GeometryRayBatch {
     GMathFrustum m_frustum;
     GeometryRaytraceData m_data;
 };
+
+} // namespace gas_abi1

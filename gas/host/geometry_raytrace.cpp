@@ -1,5 +1,7 @@
 #include <gas/host/geometry_raytrace.h>
 
+inline namespace gas_abi1 {
+
 void GeometryIntersectionMap::init(const unsigned& count, const double* distances) {
     m_paths.resize(count);
     for (unsigned ray = 0; ray < count; ++ray)
@@ -33,3 +35,5 @@ void GeometryRaytraceData::set_rays(const Arrays& arrays, unsigned count,
     m_first_ray = 0;
     m_last_ray = static_cast<int>(count) - 1;
 }
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/host/gmath_frustum.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 class GeometryRaytraceData;
 
 /// One ray of a batch, with what does not change while it is traced.
@@ -200,3 +202,5 @@ inline bool GeometryRaytraceCtx::record_nearest_hit(const unsigned& ray, double 
     set_hit(ray);
     return true;
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/host/gmath_vec3.h>
 
+inline namespace gas_abi1 {
+
 /// A ray's line: origin, direction (any length), and what box tests need of the direction.
 /// Setting the direction derives the inverse direction and the sign flags, so the four never
 /// disagree.
@@ -56,3 +58,5 @@ class GMathBasicRay {
     GMathVec3<double> m_inverse_direction;
     unsigned char m_sign[3];
 };
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/gmath_vec3.h>
 
+inline namespace gas_abi1 {
+
 /// An axis-aligned box: min x, y, z, then max x, y, z; a plain value. Both corners belong to it.
 template <typename T> struct GMathBbox3 {
     GMathVec3<T> min;
@@ -13,3 +15,5 @@ template <typename T> struct GMathBbox3 {
 
 static_assert(sizeof(GMathBbox3<float>) == 6 * sizeof(float), "six coordinates, no padding");
 static_assert(sizeof(GMathBbox3<double>) == 6 * sizeof(double), "six coordinates, no padding");
+
+} // namespace gas_abi1

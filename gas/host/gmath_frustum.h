@@ -2,6 +2,8 @@
 
 #include <gas/host/gmath_vec3.h>
 
+inline namespace gas_abi1 {
+
 /// A convex region as up to six planes; a point p is inside when normal . p + offset >= 0 for
 /// every plane. No planes: everything is inside. gmath_make_pinhole_frustum makes one for the rays
 /// of a camera's tile.
@@ -29,3 +31,5 @@ class GMathFrustum {
     unsigned m_plane_count = 0;
     Plane m_planes[max_plane_count] = {};
 };
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 using Vector = GMathVec3<double>;
@@ -118,3 +120,5 @@ GMathFrustum gmath_make_pinhole_frustum(const GMathVec3<double>& eye,
                           slack + depth + far_distance * (1.0 + margin_of_distance));
     return frustum;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/host/gmath_vec3.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// The frustum of a batch of rays from one pinhole through one tile of the picture: a little wider
 /// than the rays, so that no box is lost that a ray at the border hits only by rounding.
 ///
@@ -21,3 +23,5 @@
 GAS_HOST_EXPORT GMathFrustum gmath_make_pinhole_frustum(
     const GMathVec3<double>& eye, const GMathVec3<double> (&corners)[4], double near_distance = 0.0,
     double far_distance = std::numeric_limits<double>::infinity());
+
+} // namespace gas_abi1

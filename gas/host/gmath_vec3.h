@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// Three coordinates in order x, y, z; a plain value.
 template <typename T> struct GMathVec3 {
     T x;
@@ -26,3 +28,5 @@ template <typename T> struct GMathVec3 {
 
 static_assert(sizeof(GMathVec3<float>) == 3 * sizeof(float), "three coordinates, no padding");
 static_assert(sizeof(GMathVec3<double>) == 3 * sizeof(double), "three coordinates, no padding");
+
+} // namespace gas_abi1

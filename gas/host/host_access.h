@@ -8,6 +8,8 @@
 #include <gas/host/ctx_shader.h>
 #include <gas/host/geometry_raytrace.h>
 
+inline namespace gas_abi1 {
+
 /// How the library reaches into records whose layout is the host's. Each host writes these short
 /// functions for its own records; these are the reference host's.
 namespace gas_host {
@@ -128,3 +130,5 @@ inline const GMathVec3<double>& get_inverse_direction(const GMathBasicRay& line)
 inline unsigned get_sign(const GMathBasicRay& line, unsigned axis) { return line.get_sign(axis); }
 
 } // namespace gas_host
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/host/host.h>
 #include <gas/host/host_contract_values.h>
 
+inline namespace gas_abi1 {
+
 /// Everything the library asks of the host that is present: a concept per record, then a check per
 /// record that names what is missing. It can only speak of types; what an operation must do stands
 /// beside each concept and is tested by tests/host. Included by sources of the library only.
@@ -254,3 +256,5 @@ static_assert(PublicBase<ResourceData, EventObject> && PublicBase<EventObject, C
               "CoreBaseType");
 
 } // namespace gas_host_contract
+
+} // namespace gas_abi1

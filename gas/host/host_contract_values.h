@@ -6,6 +6,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// The part of the host's contract that speaks of geometric values and lanes; host_contract.h is
 /// the whole.
 namespace gas_host_contract {
@@ -135,3 +137,5 @@ static_assert(LanesMoves<SimdF>, "SimdF lacks a load, a store, a move or s_mask_
 static_assert(IntegerLanes<SimdI>, "SimdI is four integer lanes with the operations of simd_i.h");
 
 } // namespace gas_host_contract
+
+} // namespace gas_abi1

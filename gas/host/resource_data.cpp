@@ -1,5 +1,7 @@
 #include <gas/host/resource_data.h>
 
+inline namespace gas_abi1 {
+
 ResourceData::ResourceData() = default;
 ResourceData::ResourceData(const ResourceData&) = default;
 ResourceData& ResourceData::operator=(const ResourceData&) = default;
@@ -22,3 +24,5 @@ void* ResourceData::serialize(std::size_t& size) const {
 }
 
 bool ResourceData::deserialize(void*, const std::size_t&) { return false; }
+
+} // namespace gas_abi1

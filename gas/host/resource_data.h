@@ -5,6 +5,8 @@
 #include <gas/host/core_object.h>
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// Base of everything that the host's resource system holds. The order of the virtual operations
 /// is part of the interface: destructor, then as declared.
 class GAS_HOST_EXPORT ResourceData : public EventObject {
@@ -26,3 +28,5 @@ class GAS_HOST_EXPORT ResourceData : public EventObject {
     /// Takes the content from a block; false, with nothing changed, when it cannot.
     virtual bool deserialize(void* data, const std::size_t& size);
 };
+
+} // namespace gas_abi1

@@ -22,6 +22,8 @@ namespace gas_simd = gas_simd_neon;
 namespace gas_simd = gas_simd_scalar;
 #endif
 
+inline namespace gas_abi1 {
+
 /// Every operation works lane by lane and rounds once; nothing fuses. Comparisons give masks: all
 /// bits of a lane set where true (false for a NaN).
 class SimdF {
@@ -118,3 +120,5 @@ class SimdF {
 inline const SimdF SimdF::s_mask_xyz = gas_simd::get_mask_xyz();
 
 static_assert(sizeof(SimdF) == 16 && alignof(SimdF) == 16, "four floats at a 16-byte boundary");
+
+} // namespace gas_abi1

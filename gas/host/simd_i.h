@@ -2,6 +2,8 @@
 
 #include <gas/host/simd_f.h>
 
+inline namespace gas_abi1 {
+
 /// Four 32-bit integer lanes x, y, z, w with one meaning on every back end.
 class SimdI {
   public:
@@ -51,3 +53,5 @@ class SimdI {
   private:
     Lanes m_lanes;
 };
+
+} // namespace gas_abi1

@@ -1,5 +1,7 @@
 #include <gas/host/sys_thread_lock.h>
 
+inline namespace gas_abi1 {
+
 // Three states (Drepper, "Futexes Are Tricky", 2011): an unlock wakes somebody only when somebody
 // may be asleep.
 
@@ -35,3 +37,5 @@ void SysThreadLock::unlock() {
     if (m_state.exchange(unlocked, std::memory_order_release) == contended)
         m_state.notify_one();
 }
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// A lock of four bytes, for structures with very many of them. Not recursive: a thread that takes
 /// it twice waits for ever. What was written before `unlock` is seen after the next `lock`.
 class GAS_HOST_EXPORT SysThreadLock {
@@ -24,3 +26,5 @@ class GAS_HOST_EXPORT SysThreadLock {
   private:
     std::atomic<unsigned> m_state{0};
 };
+
+} // namespace gas_abi1

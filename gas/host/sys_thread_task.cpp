@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+inline namespace gas_abi1 {
+
 SysThreadTask::~SysThreadTask() = default;
 
 /// The threads that all managers share. One mutex guards every list of tasks: tasks are far larger
@@ -153,3 +155,5 @@ bool SysThreadTaskManager::take_task(Entry& entry) {
     tasks.pop_back();
     return true;
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 
 #include <gas/host/host_export.h>
 
+inline namespace gas_abi1 {
+
 /// A piece of work.
 class GAS_HOST_EXPORT SysThreadTask {
   public:
@@ -59,3 +61,5 @@ class GAS_HOST_EXPORT SysThreadTaskManager {
     std::size_t m_running_count = 0;
     bool m_is_listed = false;
 };
+
+} // namespace gas_abi1

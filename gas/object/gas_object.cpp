@@ -3,6 +3,8 @@
 #include <cassert>
 #include <cstring>
 
+inline namespace gas_abi1 {
+
 GasObject::GasObject()
     : m_ray_hit_static(nullptr), m_ray_hit_motion(nullptr), m_ray_hit_nearest_static(nullptr),
       m_ray_hit_nearest_motion(nullptr) {}
@@ -92,3 +94,5 @@ void GasObject::ray_hit_nearest(const CtxEval& eval, CtxShader& shader,
     else
         ray_hit_nearest_static(eval, shader, ctx);
 }
+
+} // namespace gas_abi1

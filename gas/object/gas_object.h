@@ -3,6 +3,8 @@
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Abstract base of what a renderer hands rays to: a host resource that knows its bounds and
 /// carries four object-level ray callbacks. It holds no tree; the callbacks reach one.
 ///
@@ -63,3 +65,5 @@ class GAS_EXPORT GasObject : public ResourceData {
     ObjectRayCallback m_ray_hit_nearest_static;
     ObjectRayCallback m_ray_hit_nearest_motion;
 };
+
+} // namespace gas_abi1

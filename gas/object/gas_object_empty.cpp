@@ -1,5 +1,7 @@
 #include <gas/object/gas_object_empty.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 void hit_nothing(const GasObject*, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
@@ -18,3 +20,5 @@ const GasObjectEmpty& GasObjectEmpty::get_gas() {
     static const GasObjectEmpty empty;
     return empty;
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/object/gas_object.h>
 
+inline namespace gas_abi1 {
+
 /// The object with nothing in it: its box is all zeros and no ray hits it.
 class GAS_EXPORT GasObjectEmpty : public GasObject {
   public:
@@ -15,3 +17,5 @@ class GAS_EXPORT GasObjectEmpty : public GasObject {
     /// The one shared empty object, made by the first call.
     static const GasObjectEmpty& get_gas();
 };
+
+} // namespace gas_abi1

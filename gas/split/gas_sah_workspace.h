@@ -3,6 +3,8 @@
 #include <gas/core/gas_lane_box.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Scratch of the binned SAH splits, made once per build. On the exact path a slot holds one item
 /// in place of a bin.
 struct GasSahWorkspace {
@@ -23,3 +25,5 @@ struct GasSahWorkspace {
     unsigned sorted_items[3][bin_count];
     const GMathVec3<float>* centers;
 };
+
+} // namespace gas_abi1

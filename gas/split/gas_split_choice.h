@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace gas_abi1 {
+
 /// The split function of a tree class for a build method setting; any unknown setting counts as the
 /// fast binned SAH.
 template <typename Tree> auto gas_choose_split(unsigned build_method) {
@@ -14,3 +16,5 @@ template <typename Tree> auto gas_choose_split(unsigned build_method) {
         return &Tree::split_sah_bins_fast;
     }
 }
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 
 #include <gas/split/gas_sah_workspace.h>
 
+inline namespace gas_abi1 {
+
 /// What the split algorithms need of a context, whichever tree is being built.
 template <typename Context>
 concept GasSplitContext = requires(const Context& context) {
@@ -11,3 +13,5 @@ concept GasSplitContext = requires(const Context& context) {
     { context.centers } -> std::convertible_to<const GMathVec3<float>*>;
     { context.sah_workspace } -> std::convertible_to<GasSahWorkspace*>;
 };
+
+} // namespace gas_abi1

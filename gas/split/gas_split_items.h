@@ -4,6 +4,8 @@
 
 #include <gas/core/gas_numeric.h>
 
+inline namespace gas_abi1 {
+
 /// Centres closer together than this along an axis count as one.
 inline constexpr double gas_smallest_extent = 1e-8;
 
@@ -72,3 +74,5 @@ inline void gas_sort_by_center(unsigned* items, unsigned count, const GMathVec3<
         count -= store + 1;
     }
 }
+
+} // namespace gas_abi1

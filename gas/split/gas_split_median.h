@@ -5,6 +5,8 @@
 #include <gas/split/gas_split_context.h>
 #include <gas/split/gas_split_items.h>
 
+inline namespace gas_abi1 {
+
 /// Cuts at the middle of the centres' bounds along their widest axis. Centres that coincide or
 /// overflow are halved in the order they have.
 template <GasSplitContext Context>
@@ -20,3 +22,5 @@ void gas_split_median(const Context& context, unsigned* items, unsigned count,
     }
     left_count = gas_partition_items(items, count, context.centers, axis, position);
 }
+
+} // namespace gas_abi1

@@ -9,6 +9,8 @@
 #include <gas/split/gas_split_items.h>
 #include <gas/split/gas_split_median.h>
 
+inline namespace gas_abi1 {
+
 /// The surface area heuristic (Goldsmith and Salmon 1987) over bins (Wald 2007): of all cuts, the
 /// one with the least sum of child area times child item count. Up to 16 items every cut between
 /// the sorted centres is tried, above that the 15 planes between 16 bins.
@@ -205,3 +207,5 @@ void gas_split_hybrid(const Context& context, unsigned* items, unsigned count,
     else
         gas_split_median(context, items, count, left_count);
 }
+
+} // namespace gas_abi1

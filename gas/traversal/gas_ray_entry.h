@@ -9,6 +9,8 @@
 #include <gas/traversal/single/gas_ray_walk.h>
 #include <gas/traversal/wide/gas_wide_walk.h>
 
+inline namespace gas_abi1 {
+
 /// Before the walk: the shortcut for one leaf, missing frames, one ray or a batch.
 
 /// Traces one ray, as the query says; `probe` hears of every leaf callback, too. The shader has
@@ -129,3 +131,5 @@ void gas_trace_motion(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         gas_walk_batch<typename GasNodeSources<Tree>::Static, Query>(tree, eval, shader, rays,
                                                                      probe);
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/traversal/query/gas_stream_query.h>
 #include <gas/traversal/wide/gas_wide_stream.h>
 
+inline namespace gas_abi1 {
+
 /// Streams: batches of rays with no order between them, each answered as a single-ray query that
 /// knows no cached leaf.
 
@@ -169,3 +171,5 @@ void gas_stream_motion(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     else
         gas_stream_rays<Query, StaticNodes, GasWideStaticBoxes>(tree, eval, shader, rays);
 }
+
+} // namespace gas_abi1

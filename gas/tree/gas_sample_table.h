@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+inline namespace gas_abi1 {
+
 /// Changes a table with an entry per motion-blur sample from `count` to `new_count` entries: the
 /// first min(old, new) entries stay, new ones are null or zero, and no entries means no table. What
 /// dropped entries point at is the caller's to release, beforehand.
@@ -26,3 +28,5 @@ template <typename Entry> Entry* gas_copy_sample_table(Entry* table, unsigned co
     }
     return copy;
 }
+
+} // namespace gas_abi1

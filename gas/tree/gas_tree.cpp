@@ -6,6 +6,8 @@
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 
+inline namespace gas_abi1 {
+
 static_assert(sizeof(GasTree::Node) == 32, "two halves of four lanes");
 static_assert(offsetof(GasTree::Node, index) == 12, "the index closes the first half");
 static_assert(offsetof(GasTree::Node, bbox_max) == 16, "the second half starts with the max");
@@ -70,3 +72,5 @@ void GasTree::set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCal
                                           GasLeafCallback nearest_motion, void* user) {
     m_leaf_callbacks.set(hit_static, hit_motion, nearest_static, nearest_motion, user);
 }
+
+} // namespace gas_abi1

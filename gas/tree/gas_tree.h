@@ -5,17 +5,15 @@
 #include <gas/build/gas_tree_node.h>
 #include <gas/core/gas_bbox.h>
 #include <gas/gas_export.h>
+#include <gas/gas_forward.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_tree_split_context.h>
 
+inline namespace gas_abi1 {
+
 class GasParallelBuild;
-class GasTreeCtx;
 class GasWideNodes;
-struct GasWideNode;
-struct GasWideSample;
-struct GasWideSampleNode;
-struct GasTraversalAccess;
 
 /// A binary bounding-volume hierarchy over item boxes, one item per leaf.
 ///
@@ -262,8 +260,8 @@ class GAS_EXPORT GasTree {
     bool has_sample(const unsigned& sample) const;
     bool are_boxes_ordered() const;
     void* get_callback_user() const { return m_leaf_callbacks.user; }
-    const GasWideNode* get_wide_nodes() const;
-    const GasWideSampleNode* get_wide_sample(const unsigned& sample) const;
+    const struct GasWideNode* get_wide_nodes() const;
+    const struct GasWideSampleNode* get_wide_sample(const unsigned& sample) const;
     const unsigned& get_item(const unsigned& leaf) const;
 
     // Leaf dispatch: maps the leaf position to its item and calls the callback of that name.
@@ -295,6 +293,8 @@ class GAS_EXPORT GasTree {
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
     GasWideNodes* m_wide_nodes;
-    GasWideSample** m_wide_samples;
+    struct GasWideSample** m_wide_samples;
     bool m_wants_wide_nodes;
 };
+
+} // namespace gas_abi1

@@ -16,6 +16,8 @@
 #include <gas/tree/gas_upward_pass.h>
 #include <gas/tree/wide/gas_wide_nodes.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 constexpr unsigned no_node = UINT_MAX;
@@ -229,3 +231,5 @@ void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
     if (m_nodes)
         m_nodes[m_node_count].flags = ordered.get_mask() == 15 ? 1 : 0;
 }
+
+} // namespace gas_abi1

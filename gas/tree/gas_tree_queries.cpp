@@ -4,6 +4,8 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+inline namespace gas_abi1 {
+
 void GasTree::get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
                                  CoreVector<unsigned>& leaves) const {
     GasNoProbe probe;
@@ -17,3 +19,5 @@ unsigned GasTree::get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& po
     return gas_find_nearest_leaves(*this, ctx, point, max_distance, max_count, leaves, distances,
                                    probe);
 }
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+inline namespace gas_abi1 {
+
 static_assert(GasTraversable<GasTree>);
 
 void GasTree::ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -52,3 +54,5 @@ void GasTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                         const bool& single_leaf_shortcut) const {
     gas_stream_motion<GasStreamNearestHit>(*this, eval, shader, ctx, single_leaf_shortcut);
 }
+
+} // namespace gas_abi1

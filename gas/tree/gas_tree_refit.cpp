@@ -4,6 +4,8 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_upward_pass.h>
 
+inline namespace gas_abi1 {
+
 void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
     const unsigned previous = (node.flags & Node::order_mask) >> Node::order_shift;
     const unsigned code = gas_traversal_order(previous, first.bbox_min, first.bbox_max,
@@ -72,3 +74,5 @@ GMathBbox3<float> GasTree::get_blurred_bbox(const unsigned& sample) const {
         return {{0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
     return m_motion_blur_bboxes[sample][0];
 }
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 #include <gas/split/gas_split_sah.h>
 #include <gas/tree/gas_tree.h>
 
+inline namespace gas_abi1 {
+
 static_assert(GasSplitContext<GasTreeSplitContext>);
 
 void GasTree::split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
@@ -31,3 +33,5 @@ unsigned GasTree::sort_items(unsigned* items, const unsigned& count,
 }
 
 unsigned GasTree::get_best_axis(const GMathBbox3<float>& box) { return gas_widest_axis(box); }
+
+} // namespace gas_abi1

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <gas/gas_forward.h>
 #include <gas/host/host.h>
 
-struct GasSahWorkspace;
+inline namespace gas_abi1 {
 
 /// What a split function sees of the build of a GasTree.
 struct GasTreeSplitContext {
@@ -17,3 +18,5 @@ struct GasTreeSplitContext {
     /// Leaves created so far; counted only with a progress bar.
     unsigned built_leaf_count;
 };
+
+} // namespace gas_abi1

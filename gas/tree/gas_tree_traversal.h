@@ -5,6 +5,8 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/wide/gas_wide_nodes.h>
 
+inline namespace gas_abi1 {
+
 /// Inline bodies of GasTree's traversal interface and leaf dispatch, for the files that instantiate
 /// an engine. `node` is an index into the nodes, `leaf` what a leaf's record holds: its item.
 
@@ -131,3 +133,5 @@ inline void GasTree::leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& le
                                                  GeometryRaytraceCtx& ctx) const {
     leaf_ray_hit_nearest_motion(leaf, eval, shader, ctx);
 }
+
+} // namespace gas_abi1

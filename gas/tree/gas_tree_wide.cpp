@@ -2,6 +2,8 @@
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/wide/gas_wide_nodes.h>
 
+inline namespace gas_abi1 {
+
 /// The wide nodes beside a tree's own: made on demand, released with them.
 
 void GasTree::set_wide_nodes(const bool& wanted) {
@@ -82,3 +84,5 @@ void GasTree::release_wide_nodes() {
     delete m_wide_nodes;
     m_wide_nodes = nullptr;
 }
+
+} // namespace gas_abi1

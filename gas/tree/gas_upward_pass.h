@@ -3,6 +3,8 @@
 #include <gas/core/gas_prefetch.h>
 #include <gas/tree/gas_tree.h>
 
+inline namespace gas_abi1 {
+
 /// Goes over nodes from the last to the first, so that children come before their parent, in blocks
 /// that stay in the cache: calls `on_leaf(i)` for the leaves of a block, then `on_inner(i)` for its
 /// other nodes, then `on_block(first)`, which is told the block's first node. Leaves and inner
@@ -40,3 +42,5 @@ void gas_pass_upwards(const GasTreeNode* nodes, unsigned node_count,
         end = first;
     }
 }
+
+} // namespace gas_abi1

@@ -71,7 +71,12 @@ void operator delete[](void* memory, std::align_val_t) noexcept { release(memory
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { release(memory); }
 
+// In place of the reference host's, so in its namespace.
+inline namespace gas_abi1 {
+
 void* sys_malloc(std::size_t size) { return allocate(size, 1); }
 void sys_free(void* memory) { release(memory); }
 void* sys_aligned_malloc(std::size_t size) { return allocate(size, 16); }
 void sys_aligned_free(void* memory) { release(memory); }
+
+} // namespace gas_abi1

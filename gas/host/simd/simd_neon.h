@@ -2,6 +2,8 @@
 
 #include <arm_neon.h>
 
+inline namespace gas_abi1 {
+
 /// Four float lanes on NEON (AArch64); `simd_f.h` says what each operation means. Minimum and
 /// maximum compare and select, since the machine's own treat NaN and signed zeros differently.
 namespace gas_simd_neon {
@@ -97,3 +99,5 @@ inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return vaddq_
 inline IntegerLanes get_mask_bits(Lanes a) { return vreinterpretq_s32_f32(a); }
 
 } // namespace gas_simd_neon
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+inline namespace gas_abi1 {
+
 /// Four float lanes in portable C++; `simd_f.h` says what each operation means.
 namespace gas_simd_scalar {
 
@@ -208,3 +210,5 @@ inline IntegerLanes get_mask_bits(const Lanes& a) {
 }
 
 } // namespace gas_simd_scalar
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <emmintrin.h>
 
+inline namespace gas_abi1 {
+
 /// Four float lanes on SSE2; `simd_f.h` says what each operation means.
 namespace gas_simd_sse2 {
 
@@ -83,3 +85,5 @@ inline IntegerLanes add_integers(IntegerLanes a, IntegerLanes b) { return _mm_ad
 inline IntegerLanes get_mask_bits(Lanes a) { return _mm_castps_si128(a); }
 
 } // namespace gas_simd_sse2
+
+} // namespace gas_abi1

@@ -4,6 +4,8 @@
 #include <gas/traversal/frame/gas_raytrace_frame.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 
+inline namespace gas_abi1 {
+
 void GasObject::create_ctx(CtxShader& shader) {
     auto frame = std::make_unique<GasRaytraceFrame>();
     gas_host::get_tree_ctx_slot(shader) = new GasTreeCtx;
@@ -19,3 +21,5 @@ void GasObject::destroy_ctx(CtxShader& shader) {
     delete static_cast<GasTreeCtx*>(ctx_slot);
     ctx_slot = nullptr;
 }
+
+} // namespace gas_abi1

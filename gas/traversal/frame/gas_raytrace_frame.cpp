@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+inline namespace gas_abi1 {
+
 GasRaytraceFrame::~GasRaytraceFrame() {
     while (GasRaytraceFrame* following = next) {
         next = following->next;
@@ -23,3 +25,5 @@ void GasRaytraceFrame::reserve_packets(unsigned count, std::size_t size) {
     std::memset(packets, 0, size);
     packet_capacity = count;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Scratch memory of one query that splits a batch: its own view of the caller's rays, and the
 /// packets that they are gathered in. Frames hang off a CtxShader in a chain as GasTreeCtx does.
 class GAS_EXPORT GasRaytraceFrame {
@@ -69,3 +71,5 @@ class GasRaytraceFrameLease {
     void*& m_slot;
     GasRaytraceFrame* m_frame;
 };
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <limits>
 #include <new>
 
+inline namespace gas_abi1 {
+
 GasTreeCtx::~GasTreeCtx() {
     // The chain is as long as queries were ever nested: unlink it here, without recursion.
     while (GasTreeCtx* following = next) {
@@ -52,3 +54,5 @@ void GasTreeCtx::grow_slots() {
     indices = static_cast<unsigned*>(sys_malloc(stack_capacity * sizeof(unsigned)));
     index_capacity = stack_capacity;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// A pending node of a walk. Single rays use the first two words, packets the range of active rays.
 struct GasStackEntry {
     unsigned node;
@@ -110,3 +112,5 @@ class GasTreeCtxLease {
     void*& m_slot;
     GasTreeCtx* m_ctx;
 };
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <gas/host/host.h>
 #include <gas/traversal/packet/gas_simd_rays.h>
 
+inline namespace gas_abi1 {
+
 /// A box, each coordinate in all four lanes, for the rays of an even batch: one in which along each
 /// axis all inverse directions are finite and of one sign, and all origins finite. They pass a
 /// box's planes in one order, so that a test need not sort distances, and it gives what
@@ -44,3 +46,5 @@ struct GasEvenBox {
         exit = SimdF::min((far[axis] - origin) * inverse_direction, exit);
     }
 };
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/traversal/frame/gas_raytrace_frame.h>
 #include <gas/traversal/packet/gas_packet_bounds.h>
 
+inline namespace gas_abi1 {
+
 /// The rays first..last of a frame's batch, gathered into packets. Lanes outside of the range keep
 /// what former batches left there, and tests see them.
 class GasPacketBatch {
@@ -180,3 +182,5 @@ class GasPacketBatch {
     SimdF m_signs;
     bool m_is_even;
 };
+
+} // namespace gas_abi1

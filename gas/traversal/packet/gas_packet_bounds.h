@@ -4,6 +4,8 @@
 
 #include <gas/traversal/packet/gas_octant_box.h>
 
+inline namespace gas_abi1 {
+
 /// What the rays of sixteen packets have in common, lane by lane for each block of four packets:
 /// proves that blocks miss a box without a look at their rays. For even batches (gas_even_box.h).
 struct GasPacketBounds {
@@ -105,3 +107,5 @@ class GasPacketBounder {
     unsigned m_first;
     unsigned m_last;
 };
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/traversal/packet/gas_packet_batch.h>
 #include <gas/traversal/packet/gas_tree_simd_node.h>
 
+inline namespace gas_abi1 {
+
 /// Two ways to narrow a range of active rays by a node's box, one for each kind of batch. Both do
 /// what follows, and give the same:
 ///
@@ -146,3 +148,5 @@ class GasEvenPackets {
     SimdF m_signs;
     GasEvenBox m_box;
 };
+
+} // namespace gas_abi1

@@ -8,6 +8,8 @@
 #include <gas/traversal/packet/gas_tree_simd_node.h>
 #include <gas/traversal/query/gas_ray_query.h>
 
+inline namespace gas_abi1 {
+
 /// The nearest-hit walk of a whole batch: at every node a range first..last of active rays,
 /// narrowed from both ends by testing the node's box. Children are visited in the order that suits
 /// the first active ray; a leaf's callback handles all rays of the range.
@@ -134,3 +136,5 @@ void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         }
     }
 }
+
+} // namespace gas_abi1

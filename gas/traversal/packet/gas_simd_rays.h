@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// A packet of four rays: lane j of packet k holds ray 4k + j of the batch. Lanes that no ray of
 /// the batch has filled hold whatever the buffer held before; ranges decide which rays count.
 struct GasSimdRays {
@@ -17,3 +19,5 @@ struct GasSimdRays {
 };
 
 static_assert(sizeof(GasSimdRays) == 128, "eight four-lane vectors");
+
+} // namespace gas_abi1

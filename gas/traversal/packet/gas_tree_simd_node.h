@@ -4,6 +4,8 @@
 #include <gas/host/host.h>
 #include <gas/traversal/packet/gas_simd_rays.h>
 
+inline namespace gas_abi1 {
+
 /// One box, each coordinate in all four lanes, for testing against packets; and the moves of a
 /// range first..last of active rays by the masks that such tests give. Bit j of a mask is lane j.
 class GAS_EXPORT GasTreeSimdNode {
@@ -92,3 +94,5 @@ class GAS_EXPORT GasTreeSimdNode {
         tmax = SimdF::min(SimdF::max(t0, t1), tmax);
     }
 };
+
+} // namespace gas_abi1

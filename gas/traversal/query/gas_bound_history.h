@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+inline namespace gas_abi1 {
+
 /// What callbacks did to a ray's bound. A walk that keeps only what it needs while bounds do as
 /// they mostly do gives up where one does not; the walk of the binary tree then passes the leaves
 /// that were visited, sees the bounds of then, and goes on from there.
@@ -84,3 +86,5 @@ template <typename Query> class GasResumedQuery {
     const GasBoundHistory<Query>& m_history;
     std::uint64_t m_passed = 0;
 };
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/host/host.h>
 
+inline namespace gas_abi1 {
+
 /// Called for each leaf that a query reaches, with the user pointer that was registered beside it.
 /// `item` is the leaf's position in the boxes that the tree was built over, or the entry of the
 /// caller's index array there. The callback looks at the rays first..last of `ctx`.
@@ -34,3 +36,5 @@ struct GasLeafCallbacks {
 
     static void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
 };
+
+} // namespace gas_abi1

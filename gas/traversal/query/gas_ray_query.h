@@ -6,6 +6,8 @@
 
 #include <gas/traversal/query/gas_traversal_access.h>
 
+inline namespace gas_abi1 {
+
 /// Queries: what bounds a ray, what the visit of a leaf means, and when to stop.
 
 /// A ray's cache slot; one out of range breaks the host's contract and counts as slot 0.
@@ -181,3 +183,5 @@ class GasNearestHit {
     bool m_has_pretested_leaf = false;
     unsigned m_pretested_leaf = 0;
 };
+
+} // namespace gas_abi1

@@ -2,6 +2,8 @@
 
 #include <gas/traversal/query/gas_ray_query.h>
 
+inline namespace gas_abi1 {
+
 /// The queries of a stream: what they mean is as in gas_ray_query.h, but they know no cached leaf.
 
 /// What both have in common: a leaf is called, and that is all.
@@ -79,3 +81,5 @@ class GasStreamNearestHit : public GasStreamQuery {
   private:
     const GeometryIntersectionPath* m_path;
 };
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/core/gas_bbox.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 
+inline namespace gas_abi1 {
+
 /// The key to a tree's private traversal interface: a tree befriends this struct, and the engines
 /// ask everything through it.
 struct GasTraversalAccess {
@@ -123,3 +125,5 @@ concept GasTraversable = requires(const Tree& tree, GasTreeCtx& ctx, const unsig
     { tree.get_depth() } -> std::convertible_to<unsigned>;
     { tree.get_motion_blur_sample_count() } -> std::convertible_to<unsigned>;
 };
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/core/gas_box_pair.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
+inline namespace gas_abi1 {
+
 /// Node sources: a walk's current node, where boxes come from, how a child waits on the stack, and
 /// which callbacks are meant.
 
@@ -141,3 +143,5 @@ template <typename Tree> struct GasNodeSources {
     using Static = GasStaticNodes<Tree>;
     using Motion = GasMotionNodes<Tree>;
 };
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 
+inline namespace gas_abi1 {
+
 /// The nodes that wait on a frame's stack.
 struct GasWalkStack {
     GasStackEntry* entries;
@@ -113,3 +115,5 @@ void gas_resume_walk(const GasLaneRay& lane_ray, float time, const Tree& tree, G
     GasNoProbe probe;
     gas_walk_nodes(nodes, lane_ray, tree, ctx, resumed, call_leaf, probe);
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/core/gas_box_tests.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 
+inline namespace gas_abi1 {
+
 /// What is asked for near a point, and what was found so far.
 
 /// Leaves in a cube around a point, the nearer box first. The cube may shrink on the way.
@@ -115,3 +117,5 @@ class GasNearestLeaves {
     unsigned m_capacity;
     unsigned m_count = 0;
 };
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/traversal/spatial/gas_nearest_leaves.h>
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 
+inline namespace gas_abi1 {
+
 /// The nearest leaves of a tree, nearest nodes first, so that hardly a node is visited that is
 /// farther than the last leaf found. Of leaves at the same distance those count that a depth-first
 /// walk would find first, which takes the nearer child first and of two as near the second one.
@@ -210,3 +212,5 @@ unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathV
     gas_walk_boxes(tree, ctx, search, visit, probe);
     return nearest.get_count();
 }
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/core/gas_numeric.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
+inline namespace gas_abi1 {
+
 /// Queries without rays run on a frame that the caller hands over and report leaf positions. Here:
 /// the depth-first walk of them, and leaves that overlap a box.
 
@@ -100,3 +102,5 @@ void gas_find_leaves_in_box(const Tree& tree, GasTreeCtx& ctx, const GMathBbox3<
     };
     gas_walk_boxes(tree, ctx, search, visit, probe);
 }
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstdint>
 
+inline namespace gas_abi1 {
+
 /// The rays of a stream that are in flight, as sets by what they do next.
 
 /// What a ray does next. Rays that do the same are served in one run, so that no branch has to be
@@ -60,3 +62,5 @@ class GasStreamLists {
 
 static_assert(expand_node == 0 && visit_leaf == 1 && take_next_ray == 3,
               "a step is computed, and taken apart again, by its bits");
+
+} // namespace gas_abi1

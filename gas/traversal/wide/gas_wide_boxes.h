@@ -8,6 +8,8 @@
 #include <gas/traversal/single/gas_ray_nodes.h>
 #include <gas/traversal/wide/gas_wide_node.h>
 
+inline namespace gas_abi1 {
+
 /// The test of wide nodes, static and blended to a ray's time.
 
 /// A tree that may hold wide nodes beside its own.
@@ -175,3 +177,5 @@ class GasWideMotionBoxes {
     const GasWideSampleNode* m_earlier = nullptr;
     const GasWideSampleNode* m_later = nullptr;
 };
+
+} // namespace gas_abi1

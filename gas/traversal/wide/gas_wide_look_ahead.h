@@ -3,6 +3,8 @@
 #include <gas/traversal/query/gas_bound_history.h>
 #include <gas/traversal/wide/gas_wide_push.h>
 
+inline namespace gas_abi1 {
+
 /// The walk of wide nodes for one ray whose bound stays: nothing that a leaf's callback does
 /// changes what is reached, so that several of the nodes that come next are tested before the first
 /// leaf is called. Their boxes arrive together, and no test waits for another: in large trees 1.2
@@ -56,3 +58,5 @@ bool gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray, const T
     query.finish();
     return true;
 }
+
+} // namespace gas_abi1

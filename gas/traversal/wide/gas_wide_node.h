@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+inline namespace gas_abi1 {
+
 /// Two levels of a binary tree in one record: up to four boxes that a ray is tested against at
 /// once. Lanes 0 and 1 stand for the binary node's first child, lanes 2 and 3 for its second: a
 /// half holds that child's two children, or in its first lane the child itself.
@@ -36,3 +38,5 @@ struct alignas(32) GasWideSampleNode {
 };
 
 static_assert(sizeof(GasWideSampleNode) == 160, "two and a half cache lines");
+
+} // namespace gas_abi1

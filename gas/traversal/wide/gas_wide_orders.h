@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <initializer_list>
 
+inline namespace gas_abi1 {
+
 /// In which order the lanes of a wide node that a ray reaches are visited, looked up by what the
 /// test says of them: a table in place of branches that could not be predicted.
 
@@ -53,3 +55,5 @@ class GasWideOrders {
 };
 
 inline constexpr GasWideOrders gas_wide_orders;
+
+} // namespace gas_abi1

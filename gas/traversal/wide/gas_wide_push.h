@@ -5,6 +5,8 @@
 #include <gas/traversal/wide/gas_wide_boxes.h>
 #include <gas/traversal/wide/gas_wide_orders.h>
 
+inline namespace gas_abi1 {
+
 /// A node that waits on the stack, and where the ray enters it.
 struct GasWideEntry {
     unsigned reference;
@@ -44,3 +46,5 @@ GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ra
         top[i] = lanes[order.lanes[i]];
     return order.count;
 }
+
+} // namespace gas_abi1

@@ -6,6 +6,8 @@
 #include <gas/traversal/wide/gas_stream_lists.h>
 #include <gas/traversal/wide/gas_wide_push.h>
 
+inline namespace gas_abi1 {
+
 /// The stream over a tree's wide nodes: many rays in flight.
 ///
 /// A lone ray waits: for each node's boxes to arrive, and for branches that no predictor guesses.
@@ -131,3 +133,5 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
         });
     }
 }
+
+} // namespace gas_abi1

@@ -5,6 +5,8 @@
 #include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/wide/gas_wide_look_ahead.h>
 
+inline namespace gas_abi1 {
+
 /// The walk of wide nodes for one ray: it calls the leaves that the walk of the binary tree calls,
 /// in that order.
 ///
@@ -144,3 +146,5 @@ bool gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const T
     query.finish();
     return true;
 }
+
+} // namespace gas_abi1

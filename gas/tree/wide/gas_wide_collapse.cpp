@@ -5,6 +5,8 @@
 
 #include <gas/build/gas_record.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 /// Half the areas of two boxes in lanes x and y.
@@ -65,3 +67,5 @@ GasWideChoice::GasWideChoice(const GasTreeNode* nodes, unsigned node_count)
         m_skips[pair] = static_cast<unsigned char>(skips);
     }
 }
+
+} // namespace gas_abi1

@@ -3,6 +3,8 @@
 #include <gas/build/gas_build_input.h>
 #include <gas/build/gas_tree_node.h>
 
+inline namespace gas_abi1 {
+
 /// `zero` or, when `bit` is 1, `one`, without a branch: leaves and inner nodes follow each other
 /// without a pattern, and so do halves of wide nodes.
 inline unsigned gas_pick(unsigned bit, unsigned zero, unsigned one) {
@@ -46,3 +48,5 @@ class GasWideChoice {
     GasScratchArray<Pair> m_pairs;
     GasScratchArray<unsigned char> m_skips;
 };
+
+} // namespace gas_abi1

@@ -7,6 +7,8 @@
 #include <gas/core/gas_prefetch.h>
 #include <gas/tree/wide/gas_wide_collapse.h>
 
+inline namespace gas_abi1 {
+
 namespace {
 
 using Node = GasTreeNode;
@@ -229,3 +231,5 @@ std::size_t GasWideSample::get_memory_size() const {
     return sizeof(GasWideSample) + std::size_t{count} * sizeof(GasWideSampleNode) +
            alignof(GasWideSampleNode);
 }
+
+} // namespace gas_abi1

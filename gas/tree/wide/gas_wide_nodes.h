@@ -5,6 +5,8 @@
 #include <gas/build/gas_tree_node.h>
 #include <gas/traversal/wide/gas_wide_node.h>
 
+inline namespace gas_abi1 {
+
 class GasWideChoice;
 
 /// How far a pass over wide nodes, from the last to the first, has come.
@@ -74,3 +76,5 @@ struct GasWideSample {
     unsigned count = 0;
     GasWideProgress progress;
 };
+
+} // namespace gas_abi1
