@@ -30,7 +30,8 @@ class GasBuildTeam {
 
     /// Calls `work(piece)` once for every piece below `count` and returns when all is done; what
     /// was written is then seen. `work` throws nothing. `after_own(piece)` follows on the calling
-    /// thread where it did the work.
+    /// thread where it did the work; what it throws passes through once the other threads are done
+    /// with the pieces that they had taken.
     template <typename Work, typename AfterOwn>
     void run(unsigned count, const Work& work, const AfterOwn& after_own) {
         std::atomic<unsigned> next = 0;
@@ -46,9 +47,15 @@ class GasBuildTeam {
         using WorkOn = decltype(work_on);
         start(
             count, [](const void* step) { (*static_cast<const WorkOn*>(step))(); }, &work_on);
-        for (unsigned piece; take(piece);) {
-            work(piece);
-            after_own(piece);
+        try {
+            for (unsigned piece; take(piece);) {
+                work(piece);
+                after_own(piece);
+            }
+        } catch (...) {
+            next.store(count, std::memory_order_relaxed);
+            m_manager.wait_until_completed();
+            throw;
         }
         m_manager.wait_until_completed();
     }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gas/build/gas_record.h>
-#include <gas/build/gas_record_partition.h>
 #include <gas/split/gas_split_sah.h>
 
 inline namespace gas_abi1 {
@@ -10,19 +9,16 @@ inline namespace gas_abi1 {
 /// gas_split_sah.h to the last bit, except that the factor of 2 in every area, which changes no
 /// comparison, is left out.
 
-/// The boxes of bins.
+/// What has fallen into the bins.
 struct GasRecordBins {
     static constexpr unsigned count = GasSahWorkspace::bin_count;
 
-    SimdF min[count];
-    SimdF max[count];
+    GasLaneBox boxes[count];
     unsigned counts[count];
 
     void clear() {
-        const GasLaneBounds none = gas_no_bounds();
         for (unsigned i = 0; i < count; ++i) {
-            min[i] = none.min;
-            max[i] = none.max;
+            boxes[i] = GasLaneBox::get_empty();
             counts[i] = 0;
         }
     }
@@ -31,53 +27,37 @@ struct GasRecordBins {
         constexpr unsigned limit = 1u << 24;
         return static_cast<float>(counts[bin] < limit ? counts[bin] : limit);
     }
-    const SimdF& get_min(unsigned bin) const { return min[bin]; }
-    const SimdF& get_max(unsigned bin) const { return max[bin]; }
+    const GasLaneBox& get_box(unsigned bin) const { return boxes[bin]; }
     void add(const GasRecordBins& other) {
         for (unsigned i = 0; i < count; ++i) {
-            min[i] = SimdF::min(other.min[i], min[i]);
-            max[i] = SimdF::max(other.max[i], max[i]);
+            boxes[i].add(other.boxes[i]);
             counts[i] += other.counts[i];
         }
     }
 };
 
-/// Half the surface area of a box with this extent.
-inline double gas_half_area(const SimdF& extent) {
-    float sides[4];
-    extent.store(sides);
-    const double dx = static_cast<double>(sides[0]);
-    const double dy = static_cast<double>(sides[1]);
-    const double dz = static_cast<double>(sides[2]);
-    return (dx + dy) * dz + dx * dy;
-}
-
 /// Fills `costs[k]` for the planes k = 1 to `count` - 1 between `count` boxes. Box k and the number
-/// of its items are what `boxes` tells: get_min(k), get_max(k), get_count(k); every w is 0.
+/// of its items are what `boxes` tells: get_box(k), get_count(k); every w is 0.
 template <typename Boxes>
 void gas_compute_plane_costs(const Boxes& boxes, unsigned count, double* costs) {
     SimdF extents[GasRecordBins::count];
     float counts[GasRecordBins::count];
-    SimdF min = boxes.get_min(0);
-    SimdF max = boxes.get_max(0);
+    GasLaneBox box = boxes.get_box(0);
     float items = boxes.get_count(0);
     for (unsigned k = 1; k < count; ++k) {
-        extents[k] = max - min;
+        extents[k] = box.get_extent();
         counts[k] = items;
-        min = SimdF::min(boxes.get_min(k), min);
-        max = SimdF::max(boxes.get_max(k), max);
+        box.add(boxes.get_box(k));
         items += boxes.get_count(k);
     }
-    min = boxes.get_min(count - 1);
-    max = boxes.get_max(count - 1);
+    box = boxes.get_box(count - 1);
     items = boxes.get_count(count - 1);
     for (unsigned k = count - 1;; --k) {
         costs[k] = gas_half_area(extents[k]) * static_cast<double>(counts[k]) +
-                   gas_half_area(max - min) * static_cast<double>(items);
+                   gas_half_area(box.get_extent()) * static_cast<double>(items);
         if (k == 1)
             break;
-        min = SimdF::min(boxes.get_min(k - 1), min);
-        max = SimdF::max(boxes.get_max(k - 1), max);
+        box.add(boxes.get_box(k - 1));
         items += boxes.get_count(k - 1);
     }
 }
@@ -95,8 +75,7 @@ struct GasBinning {
         const SimdF place =
             SimdF::min(SimdF::max(SimdF((center - low) * scale), SimdF(0.0f)), SimdF(last));
         const auto bin = static_cast<unsigned>(static_cast<int>(place.get_first()));
-        bins.min[bin] = SimdF::min(gas_load_min(record), bins.min[bin]);
-        bins.max[bin] = SimdF::max(gas_load_max(record), bins.max[bin]);
+        bins.boxes[bin].add(gas_load_raw_box(record));
         ++bins.counts[bin];
     }
 };
@@ -119,10 +98,8 @@ inline void gas_fill_bins(const GasRecord* records, unsigned count, const GasBin
     }
     for (; i < count; ++i)
         binning.add(records[i], bins);
-    for (unsigned bin = 0; bin < GasRecordBins::count; ++bin) {
-        bins.min[bin] = bins.min[bin] & SimdF::s_mask_xyz;
-        bins.max[bin] = bins.max[bin] & SimdF::s_mask_xyz;
-    }
+    for (GasLaneBox& box : bins.boxes)
+        box = box.mask_w();
 }
 
 } // namespace gas_abi1

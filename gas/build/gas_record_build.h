@@ -1,82 +1,118 @@
 #pragma once
 
-#include <climits>
+#include <cstring>
 
-#include <gas/build/gas_record.h>
-#include <gas/build/gas_record_partition.h>
+#include <gas/build/gas_depth_first.h>
+#include <gas/build/gas_record_divider.h>
+#include <gas/build/gas_small_build.h>
 
 inline namespace gas_abi1 {
 
-/// Builds trees from records: the same nodes that GasTree::recurse_split and compute_bboxes make
-/// with the public split functions, bit by bit, as long as no centre is a NaN.
-
-/// How nodes are divided; the values are those of the build method setting.
-enum class GasBuildMethod { median = 0, hybrid = 1, sah_fast = 2, sah = 3 };
-
-/// A node still to be made: its share of the records, its number, the first number of the nodes
-/// below it (a node of n items has 2n - 2), its level, and the bounds of its records' centres. So
-/// parts can be worked on in any order, and on any thread.
-struct GasBuildPart {
-    unsigned offset;
-    unsigned count;
-    unsigned node;
-    unsigned below;
-    unsigned depth;
-    GasLaneBounds bounds;
-};
-
-/// Nodes of up to this many items are built in one go; fewer where nothing but the median counts.
-inline constexpr unsigned gas_small_count = 16;
-inline unsigned gas_get_small_count(GasBuildMethod method) {
-    return method == GasBuildMethod::median ? 2 : gas_small_count;
-}
-
-/// What one thread of a build works with; parts that it works on overlap nobody else's.
-struct GasRecordBuild {
-    GasBuildMethod method;
-    GasTreeNode* nodes;
-    GasRecord* records;
-    /// One number per record, scratch.
-    unsigned* numbers;
-    /// Told of each leaf; may be null.
-    AppProgressBar* progress_bar = nullptr;
-    unsigned built_leaf_count = 0;
-    /// The deepest level so far.
-    unsigned depth = 0;
-    /// The inner node made last that has no box yet; each holds the one before in its box.
-    unsigned last_open = UINT_MAX;
-};
+/// Builds trees from records: the same nodes that the split functions give, bit by bit, as long as
+/// no centre is a NaN.
 
 /// What is known of all boxes of a range.
 struct GasBoxFacts {
     /// No centre is a NaN.
-    bool is_comparable;
+    bool is_comparable = true;
     /// Nor is a box inside out.
-    bool is_ordered;
+    bool is_ordered = true;
+
+    void add(const GasBoxFacts& other) {
+        is_comparable = is_comparable && other.is_comparable;
+        is_ordered = is_ordered && other.is_ordered;
+    }
 };
 
-/// Makes the records of a range of items; grows the bounds of their centres.
-GasBoxFacts gas_make_records(const GMathBbox3<float>* bboxes, unsigned first, unsigned count,
-                             GasRecord* records, GasLaneBounds& bounds);
+/// Makes the records of a range of items from their boxes, floats or doubles that are rounded to
+/// the nearest float; grows the bounds of their centres.
+template <typename Box>
+GasBoxFacts gas_make_records(const Box* bboxes, unsigned first, unsigned count, GasRecord* records,
+                             GasLaneBox& bounds) {
+    SimdF numbers = SimdF(0.0f) <= SimdF(0.0f);
+    SimdF ordered = numbers;
+    GasLaneBox grown = bounds;
+    for (unsigned item = first; item < first + count; ++item) {
+        const GasLaneBox box = GasLaneBox::load(bboxes[item]);
+        const SimdF center = box.get_center();
+        numbers = numbers & (center <= center);
+        ordered = ordered & (box.min <= box.max);
+        grown.add(center);
+        gas_store_node(records[item], box, item, GasTreeNode::leaf_flag);
+    }
+    bounds = grown;
+    return {numbers.get_mask() == 15, (numbers & ordered).get_mask() == 15};
+}
 
-/// Two halves of a part's records, with the bounds of their centres.
-struct GasDivision {
-    unsigned left_count;
-    GasLaneBounds left;
-    GasLaneBounds right;
+/// The records of a build, as gas_build_depth_first takes items. Threads may share them: parts that
+/// they work on overlap nobody else's.
+class GasRecordBuild {
+  public:
+    /// `numbers` is scratch, one for each record.
+    GasRecordBuild(GasBuildMethod method, GasRecord* records, unsigned* numbers)
+        : m_method(method), m_records(records), m_numbers(numbers),
+          m_small_count(gas_get_small_count(method)) {}
+
+    unsigned get_item(unsigned offset) const { return m_records[offset].index; }
+    bool is_small(unsigned count) const { return count <= m_small_count; }
+
+    void divide(const GasBuildPart& part, GasBuildPart& first, GasBuildPart& second) const {
+        divide_with(GasSerialPasses(), part, first, second);
+    }
+    template <typename Passes>
+    void divide_with(const Passes& passes, const GasBuildPart& part, GasBuildPart& first,
+                     GasBuildPart& second) const {
+        GasRecordItems<Passes> items(passes, m_records + part.offset, part.count,
+                                     m_numbers + part.offset, part.bounds);
+        const GasDivision division = items.divide(gas_choose_cut(m_method, items, part.count));
+        first.count = division.left_count;
+        first.bounds = division.left;
+        second.bounds = division.right;
+    }
+    template <typename Numbering>
+    void build_small(Numbering& numbering, const GasBuildPart& part) const {
+        if (part.count == 1)
+            place(numbering, part);
+        else
+            gas_build_small(numbering, m_method, m_records + part.offset, part);
+    }
+    template <typename Numbering> void place(Numbering& numbering, const GasBuildPart& part) const {
+        numbering.place_leaf(part.node, m_records[part.offset]);
+    }
+
+    template <typename Numbering>
+    static void close_below_sibling(Numbering& numbering, const GasBuildPart& part) {
+        numbering.close_below_sibling(part.node);
+    }
+
+    /// The scratch of a pending part's records keeps its bounds, where they are asked for later and
+    /// have room.
+    void keep_bounds(const GasBuildPart& part) const {
+        if (!has_kept_bounds(part))
+            return;
+        const GMathBbox3<float> bounds = part.bounds.to_box();
+        std::memcpy(m_numbers + part.offset, &bounds, sizeof bounds);
+    }
+    void restore_bounds(GasBuildPart& part) const {
+        if (has_kept_bounds(part)) {
+            GMathBbox3<float> bounds;
+            std::memcpy(&bounds, m_numbers + part.offset, sizeof bounds);
+            part.bounds = GasLaneBox::load(bounds);
+        } else if (!is_small(part.count)) {
+            part.bounds = gas_get_record_bounds(m_records + part.offset, part.count);
+        }
+    }
+
+  private:
+    bool has_kept_bounds(const GasBuildPart& part) const {
+        constexpr unsigned words = sizeof(GMathBbox3<float>) / sizeof(unsigned);
+        return !is_small(part.count) && part.count >= words;
+    }
+
+    GasBuildMethod m_method;
+    GasRecord* m_records;
+    unsigned* m_numbers;
+    unsigned m_small_count;
 };
-
-/// Makes the node of a part that is divided, which stays open, and its two children's parts.
-void gas_open_node(GasRecordBuild& build, const GasBuildPart& part, const GasDivision& division,
-                   GasBuildPart& first, GasBuildPart& second);
-
-/// Makes the nodes of a part and of everything below it; some stay open.
-void gas_build_part(GasRecordBuild& build, const GasBuildPart& part);
-
-/// Builds a part of at most `gas_get_small_count` items, boxes included.
-void gas_build_small(GasRecordBuild& build, const GasBuildPart& part);
-
-/// Gives open nodes their boxes: all that were opened after `last_open`, or all.
-void gas_close_nodes(GasRecordBuild& build, unsigned last_open = UINT_MAX);
 
 } // namespace gas_abi1

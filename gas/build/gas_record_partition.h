@@ -1,6 +1,5 @@
 #pragma once
 
-#include <limits>
 #include <type_traits>
 
 #include <gas/build/gas_record.h>
@@ -18,14 +17,9 @@ inline namespace gas_abi1 {
 /// Both sides' records: how many lie below, and the bounds of their centres.
 struct GasRecordSides {
     unsigned low_count;
-    GasLaneBounds low;
-    GasLaneBounds high;
+    GasLaneBox low;
+    GasLaneBox high;
 };
-
-inline GasLaneBounds gas_no_bounds() {
-    constexpr float infinity = std::numeric_limits<float>::infinity();
-    return {SimdF(infinity), SimdF(-infinity)};
-}
 
 /// Lists the records above `position` in `high_records`, numbered from `first` on. A NaN has every
 /// record above it, and no bounds.
@@ -33,8 +27,8 @@ template <unsigned axis>
 GasRecordSides gas_find_sides(const GasRecord* records, unsigned count, float position,
                               unsigned first, unsigned* high_records) {
     const SimdF plane(position);
-    GasLaneBounds low = gas_no_bounds();
-    GasLaneBounds high = gas_no_bounds();
+    GasLaneBox low = GasLaneBox::get_empty();
+    GasLaneBox high = GasLaneBox::get_empty();
     unsigned high_count = 0;
     for (unsigned i = 0; i < count; ++i) {
         const SimdF center = gas_record_center(records[i]);
@@ -57,48 +51,39 @@ struct GasRecordMove {
     unsigned bottom;
     const unsigned* hole;
     const unsigned* last_hole;
-    SimdF carried_min;
-    SimdF carried_max;
+    GasLaneBox carried;
 };
 
 template <unsigned axis>
 void gas_move_records(GasRecord* records, float position, const GasRecordMove& move) {
     const SimdF plane(position);
     const unsigned* hole = move.hole;
-    SimdF carried_min = move.carried_min;
-    SimdF carried_max = move.carried_max;
+    GasLaneBox carried = move.carried;
     for (unsigned i = move.top; i > move.bottom; --i) {
-        GasRecord& record = records[i];
-        const SimdF min = gas_load_min(record);
-        const SimdF max = gas_load_max(record);
-        carried_min.store(&record.bbox_min.x);
-        carried_max.store(&record.bbox_max.x);
+        const GasLaneBox box = gas_load_raw_box(records[i]);
+        gas_store_raw_box(records[i], carried);
         // What does not belong into the hole is overwritten later.
-        min.store(&records[*hole].bbox_min.x);
-        max.store(&records[*hole].bbox_max.x);
-        const SimdF coordinate = gas_record_center(min, max).template broadcast<axis>();
+        gas_store_raw_box(records[*hole], box);
+        const SimdF coordinate = box.mask_w().get_center().template broadcast<axis>();
         const SimdF is_high = plane < coordinate;
-        const GasRecord& next = records[hole[hole != move.last_hole]];
-        carried_min = SimdF::select(is_high, min, gas_load_min(next));
-        carried_max = SimdF::select(is_high, max, gas_load_max(next));
+        const GasLaneBox next = gas_load_raw_box(records[hole[hole != move.last_hole]]);
+        carried.min = SimdF::select(is_high, box.min, next.min);
+        carried.max = SimdF::select(is_high, box.max, next.max);
         hole += ~static_cast<unsigned>(is_high.get_mask()) & 1u;
     }
     // The last place: its own record fills the last hole, unless it is that hole itself.
     GasRecord& record = records[move.bottom];
     if (*hole != move.bottom)
         gas_copy_record(records[*hole], record);
-    carried_min.store(&record.bbox_min.x);
-    carried_max.store(&record.bbox_max.x);
+    gas_store_raw_box(record, carried);
 }
 
 /// The whole upper part, once the sides are known: `low_count` (1 to count - 1) records belong
 /// below, the numbers of the others are in `high_records`, ascending.
 inline GasRecordMove gas_plan_move(const GasRecord* records, unsigned count, unsigned low_count,
                                    const unsigned* high_records) {
-    const GasRecord& first = records[high_records[0]];
-    return {count - 1,           low_count,
-            high_records,        high_records + (count - low_count - 1),
-            gas_load_min(first), gas_load_max(first)};
+    return {count - 1, low_count, high_records, high_records + (count - low_count - 1),
+            gas_load_raw_box(records[high_records[0]])};
 }
 
 /// All records lie above: the first goes to the end, behind the others.

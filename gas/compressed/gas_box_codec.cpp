@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include <gas/core/gas_lane_corners.h>
+#include <gas/compressed/gas_compressed_boxes.h>
 
 inline namespace gas_abi1 {
 
@@ -21,12 +21,15 @@ SimdI get_floor(const SimdF& a) {
 GasQuantizedPair gas_encode_box_pair(const GMathBbox3<float>& parent,
                                      const GMathBbox3<float>& first,
                                      const GMathBbox3<float>& second) {
+    return gas_encode_box_pair(GasLaneBox::load(parent), GasLaneBox::load(first),
+                               GasLaneBox::load(second));
+}
+
+GasQuantizedPair gas_encode_box_pair(const GasLaneBox& outer, const GasLaneBox& a,
+                                     const GasLaneBox& b) {
     const SimdF step_count(255.0f);      // 0x437F0000
     const SimdF widening(3.9215687e-5f); // 0.01 / 255, 0x38247B86
     const SimdF zero(0.0f);
-    const GasLaneCorners outer(parent);
-    const GasLaneCorners a(first);
-    const GasLaneCorners b(second);
 
     // Where the parent has no extent, zeros are kept.
     const SimdF extent = outer.max - outer.min;

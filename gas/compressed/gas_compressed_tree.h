@@ -11,8 +11,10 @@
 
 inline namespace gas_abi1 {
 
+enum class GasBuildMethod;
 struct GasCompressedTreeComputeBboxContext;
 struct GasCompressedTreeQuantizeBboxContext;
+class GasParallelBuild;
 
 /// What a split function sees of the build of a GasCompressedTree.
 struct GasCompressedTreeSplitContext {
@@ -68,9 +70,10 @@ class GAS_EXPORT GasCompressedTree {
     /// when not null, holds `count` values that leaves report in place of their item's position;
     /// they are copied. With a `progress_bar` (may be null) the build method setting of the bar's
     /// application chooses the split function and the build fills the bar; without one it is the
-    /// fast binned SAH. A count of 0 breaks the contract; a release build then just clears. When
-    /// memory runs out std::bad_alloc passes through and the tree is empty. Beside the tree itself
-    /// a build needs 24 bytes per item.
+    /// fast binned SAH. A count of 0 breaks the contract; a release build then just clears.
+    /// Whatever is thrown on the way, std::bad_alloc or what a bar throws, passes through and
+    /// leaves the tree empty. Beside the tree itself a build needs 36 bytes per item, whatever the
+    /// number of threads and the type of box; more where a centre is a NaN.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar);
     /// As above over an array; an empty one only clears the tree.
@@ -81,6 +84,15 @@ class GAS_EXPORT GasCompressedTree {
     /// Rounds every coordinate to the nearest float first, not outward.
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar);
+
+    /// The same tree, bit for bit, on up to `thread_count` threads, as GasTree's of these
+    /// arguments.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
 
     /// Releases everything but the samples' root boxes and leaves an empty tree. Callbacks stay.
     void clear();
@@ -225,7 +237,18 @@ class GAS_EXPORT GasCompressedTree {
     // Steps of the build.
     void recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node, unsigned depth,
                        unsigned* items, const unsigned& count);
-    void split_items(const GMathBbox3<float>* bboxes, AppProgressBar* progress_bar);
+    template <typename Box>
+    void build(const Box* bboxes, unsigned count, const unsigned* indices,
+               AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
+               unsigned thread_count);
+    template <typename Box>
+    void split_items(const Box* bboxes, GasTreeNode* records, unsigned* numbers,
+                     AppProgressBar* progress_bar, GasParallelBuild* parallel);
+    template <typename Box>
+    void split_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
+    template <typename Box>
+    void quantize_boxes(const Box* bboxes, GMathBbox3<float>* boxes, GasParallelBuild* parallel);
+    GasBuildMethod choose_split(AppProgressBar* progress_bar);
     void create_single_leaf(const GMathBbox3<float>& bbox);
     void compute_bboxes(GasCompressedTreeComputeBboxContext& context, const unsigned& node,
                         GMathBbox3<float>& out) const;

@@ -1,91 +1,153 @@
 #include <cassert>
-#include <climits>
-#include <cstring>
-#include <memory>
+#include <new>
 #include <numeric>
 #include <optional>
 
 #include <gas/build/gas_build_input.h>
-#include <gas/compressed/gas_compressed_build_steps.h>
+#include <gas/build/gas_list_build.h>
+#include <gas/build/gas_parallel_build.h>
+#include <gas/compressed/gas_compressed_boxes.h>
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/compressed/gas_inner_numbering.h>
 #include <gas/core/gas_numeric.h>
-#include <gas/split/gas_sah_workspace.h>
-#include <gas/split/gas_split_choice.h>
 
 inline namespace gas_abi1 {
 
-namespace {
-
-constexpr unsigned no_node = UINT_MAX;
-
-/// What a second child that waits for its turn needs: its share of the item list, its depth, and
-/// the child that waits behind it. It is kept in the child's own record, which nothing else has
-/// written yet, so the walk needs no stack however deep the tree gets.
-struct WaitingChild {
-    unsigned offset;
-    unsigned count;
-    unsigned depth;
-    unsigned behind;
-};
-
-static_assert(sizeof(WaitingChild) <= sizeof(GasCompressedNode));
-
-struct ClearTree {
-    void operator()(GasCompressedTree* tree) const { tree->clear(); }
-};
-
-} // namespace
-
-void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
-                               const unsigned* indices, AppProgressBar* progress_bar) {
-    const unsigned item_count = count; // the caller's count may live in what `clear` releases
+template <typename Box>
+void GasCompressedTree::build(const Box* bboxes, unsigned item_count, const unsigned* indices,
+                              AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
+                              unsigned thread_count) {
     clear();
     assert(item_count > 0 && "a tree is built over at least one box");
     if (item_count == 0)
         return;
 
-    GasHeapArray<unsigned> index_copy = gas_copy_indices(indices, item_count);
-    const unsigned capacity = item_count == 1 ? 1 : item_count - 1;
+    GasBuildGuard<GasCompressedTree> guard(*this);
+    const unsigned node_count = item_count == 1 ? 1 : item_count - 1;
     m_nodes = static_cast<GasCompressedNode*>(
-        sys_aligned_malloc(std::size_t{capacity} * sizeof(GasCompressedNode)));
-    m_items = index_copy.release();
+        sys_aligned_malloc(std::size_t{node_count} * sizeof(GasCompressedNode)));
+    m_items = gas_copy_indices(indices, item_count).release();
     m_leaf_count = item_count;
-    m_node_count = 1;
+    m_node_count = node_count;
     m_depth = 1;
     m_root_index = 0;
-    // From here on, memory that cannot be had leaves an empty tree.
-    std::unique_ptr<GasCompressedTree, ClearTree> unfinished(this);
-
     if (item_count == 1) {
-        create_single_leaf(bboxes[0]);
+        create_single_leaf(GasLaneBox::load(bboxes[0]).to_box());
     } else {
-        split_items(bboxes, progress_bar);
-        // One array serves both passes, and only once the splits have released theirs.
-        const GasScratchArray<GMathBbox3<float>> boxes =
-            gas_allocate_scratch<GMathBbox3<float>>(m_node_count);
-        GasCompressedTreeComputeBboxContext exact = {bboxes, boxes.get()};
-        compute_bboxes(exact, m_root_index, m_bbox);
-        GasCompressedTreeQuantizeBboxContext context = {bboxes, boxes.get(), boxes.get()};
-        quantize_tree(context, m_root_index, m_bbox);
+        std::optional<GasParallelBuild> parallel;
+        if (task_manager && thread_count > 1 && item_count > GasParallelBuild::default_part_size)
+            parallel.emplace(*task_manager, thread_count);
+        GasParallelBuild* const threads = parallel ? &*parallel : nullptr;
+        const GasScratchArray<GasRecord> records = gas_allocate_scratch<GasRecord>(item_count);
+        {
+            const GasScratchArray<unsigned> numbers = gas_allocate_scratch<unsigned>(item_count);
+            split_items(bboxes, records.get(), numbers.get(), progress_bar, threads);
+        }
+        // The records are done with: the nodes' boxes take their place.
+        static_assert(sizeof(GMathBbox3<float>) <= sizeof(GasRecord));
+        void* const memory = records.get();
+        quantize_boxes(bboxes, new (memory) GMathBbox3<float>[node_count], threads);
     }
-    unfinished.release();
+    guard.finish();
     if (progress_bar)
         progress_bar->set_value(1.0f);
 }
 
-void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
-                               AppProgressBar* progress_bar) {
-    gas_create_over(*this, bboxes, indices, progress_bar);
+template <typename Box>
+void GasCompressedTree::split_items(const Box* bboxes, GasRecord* records, unsigned* numbers,
+                                    AppProgressBar* progress_bar, GasParallelBuild* parallel) {
+    const GasBuildMethod method = choose_split(progress_bar);
+    GasBuildPart whole = {0, m_leaf_count, 0, 1, 1, GasLaneBox::get_empty()};
+    const GasBoxFacts facts =
+        parallel ? parallel->make_records(bboxes, m_leaf_count, records, whole.bounds)
+                 : gas_make_records(bboxes, 0, m_leaf_count, records, whole.bounds);
+    if (!facts.is_comparable)
+        return split_lists(bboxes, numbers, progress_bar);
+    GasRecordBuild items(method, records, numbers);
+    if (parallel) {
+        m_depth = parallel->build<GasInnerNumbering>(m_nodes, items, whole, progress_bar);
+        return;
+    }
+    unsigned built_leaf_count = 0;
+    GasInnerNumbering numbering(m_nodes, 1, progress_bar, built_leaf_count);
+    gas_build_depth_first(numbering, items, whole);
+    m_depth = numbering.get_depth();
 }
 
-void GasCompressedTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
-                               AppProgressBar* progress_bar) {
-    gas_create_over(*this, bboxes, indices, progress_bar);
+/// Where a centre is a NaN the order of unions counts: the split functions themselves divide the
+/// items. `items` is scratch.
+template <typename Box>
+void GasCompressedTree::split_lists(const Box* bboxes, unsigned* items,
+                                    AppProgressBar* progress_bar) {
+    GasScratchArray<GMathBbox3<float>> narrow(nullptr, sys_aligned_free);
+    const GMathBbox3<float>* const boxes = gas_get_float_boxes(bboxes, m_leaf_count, narrow);
+    const GasScratchArray<GMathVec3<float>> centers =
+        gas_allocate_scratch<GMathVec3<float>>(m_leaf_count);
+    std::iota(items, items + m_leaf_count, 0u);
+    for (unsigned i = 0; i < m_leaf_count; ++i)
+        new (&centers[i]) GMathVec3<float>(gas_box_center(boxes[i]));
+    GasSahWorkspace workspace(centers.get());
+    GasCompressedTreeSplitContext context = {
+        boxes, centers.get(), m_split_callback != split_median ? &workspace : nullptr, progress_bar,
+        0};
+    recurse_split(context, m_root_index, 1, items, m_leaf_count);
 }
 
-void GasCompressedTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
-                               AppProgressBar* progress_bar) {
-    gas_create_over_doubles(*this, bboxes, indices, progress_bar);
+void GasCompressedTree::recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node,
+                                      unsigned depth, unsigned* items, const unsigned& count) {
+    const unsigned first = node;
+    GasInnerNumbering numbering(m_nodes, first + 1, context.progress_bar, context.built_leaf_count);
+    GasListBuild<GasCompressedTreeSplitContext, SplitCallback> list(context, m_split_callback,
+                                                                    items);
+    gas_build_depth_first(numbering, list,
+                          {0, count, first, first + 1, depth, GasLaneBox::get_empty()});
+    m_depth = numbering.get_depth();
+}
+
+/// The last step: exact boxes from the last node to the root, then what a ray will see of them from
+/// the root to the last. `boxes` has room for one box a node.
+template <typename Box>
+void GasCompressedTree::quantize_boxes(const Box* bboxes, GMathBbox3<float>* boxes,
+                                       GasParallelBuild* parallel) {
+    const auto compute = [&](unsigned first, unsigned end) {
+        gas_compute_node_boxes(m_nodes, first, end, bboxes, boxes);
+    };
+    const auto quantize = [&](unsigned first, unsigned end) {
+        gas_quantize_nodes(m_nodes, first, end, bboxes, boxes, boxes, GasPairWriter{m_nodes});
+    };
+    const unsigned divided_count = parallel ? parallel->get_divided_count() : 0;
+    if (divided_count == 0) {
+        compute(0, m_node_count);
+        m_bbox = boxes[0];
+        return quantize(0, m_node_count);
+    }
+    const GasBuildPart* const divided = parallel->get_divided_parts();
+    parallel->for_each_part([&](const GasBuildPart& part) {
+        compute(part.below, part.below + GasInnerNumbering::count_below(part.count));
+        compute(part.node, part.node + 1);
+    });
+    for (unsigned i = divided_count; i-- > 0;)
+        compute(divided[i].node, divided[i].node + 1);
+    m_bbox = boxes[0];
+    for (unsigned i = 0; i < divided_count; ++i)
+        quantize(divided[i].node, divided[i].node + 1);
+    parallel->for_each_part([&](const GasBuildPart& part) {
+        quantize(part.node, part.node + 1);
+        quantize(part.below, part.below + GasInnerNumbering::count_below(part.count));
+    });
+}
+
+GasBuildMethod GasCompressedTree::choose_split(AppProgressBar* progress_bar) {
+    GasBuildMethod method = GasBuildMethod::sah_fast;
+    if (progress_bar) {
+        const unsigned step = m_leaf_count <= 100 ? 1 : m_leaf_count / 100;
+        progress_bar->set_value(0.0f);
+        gas_host::set_progress_steps(*progress_bar, step,
+                                     static_cast<float>(step) / static_cast<float>(m_leaf_count));
+        method = gas_get_build_method(gas_host::get_build_method(*progress_bar));
+    }
+    m_split_callback = gas_get_split_callback<GasCompressedTree>(method);
+    return method;
 }
 
 void GasCompressedTree::create_single_leaf(const GMathBbox3<float>& bbox) {
@@ -95,105 +157,39 @@ void GasCompressedTree::create_single_leaf(const GMathBbox3<float>& bbox) {
                   {0, 0}};
 }
 
-void GasCompressedTree::split_items(const GMathBbox3<float>* bboxes, AppProgressBar* progress_bar) {
-    const GasScratchArray<unsigned> items = gas_allocate_scratch<unsigned>(m_leaf_count);
-    const GasScratchArray<GMathVec3<float>> centers =
-        gas_allocate_scratch<GMathVec3<float>>(m_leaf_count);
-    std::iota(items.get(), items.get() + m_leaf_count, 0u);
-    for (unsigned i = 0; i < m_leaf_count; ++i)
-        centers[i] = gas_box_center(bboxes[i]);
-
-    m_split_callback = split_sah_bins_fast;
-    if (progress_bar) {
-        const unsigned step = m_leaf_count <= 100 ? 1 : m_leaf_count / 100;
-        progress_bar->set_value(0.0f);
-        gas_host::set_progress_steps(*progress_bar, step,
-                                     static_cast<float>(step) / static_cast<float>(m_leaf_count));
-        m_split_callback =
-            gas_choose_split<GasCompressedTree>(gas_host::get_build_method(*progress_bar));
-    }
-    std::optional<GasSahWorkspace> workspace;
-    if (m_split_callback != split_median)
-        workspace.emplace(centers.get());
-    GasCompressedTreeSplitContext context = {bboxes, centers.get(),
-                                             workspace ? &*workspace : nullptr, progress_bar, 0};
-    recurse_split(context, m_root_index, m_depth, items.get(), m_leaf_count);
-    ++m_depth; // the leaves below the last node
+void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                               const unsigned* indices, AppProgressBar* progress_bar) {
+    build(bboxes, count, indices, progress_bar, nullptr, 1);
 }
 
-void GasCompressedTree::recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node,
-                                      unsigned depth, unsigned* items, const unsigned& count) {
-    unsigned current = node;
-    unsigned waiting = no_node;
-    WaitingChild part = {0, count, depth, no_node};
-    for (;;) {
-        if (m_depth < part.depth)
-            m_depth = part.depth;
-        unsigned left_count = 1;
-        if (part.count > 2) {
-            m_split_callback(context, items + part.offset, part.count, left_count);
-            if (left_count == 0 || left_count >= part.count)
-                left_count = part.count / 2;
-        }
-
-        // Both children are numbered before either is divided.
-        const unsigned right_count = part.count - left_count;
-        const bool first_is_leaf = left_count == 1;
-        const bool second_is_leaf = right_count == 1;
-        const unsigned first = first_is_leaf ? items[part.offset] : m_node_count++;
-        const unsigned second = second_is_leaf ? items[part.offset + left_count] : m_node_count++;
-        unsigned flags = 0;
-        if (first_is_leaf)
-            flags |= GasCompressedNode::first_leaf;
-        if (second_is_leaf)
-            flags |= GasCompressedNode::second_leaf;
-        m_nodes[current] = {{}, static_cast<unsigned char>(flags), {first, second}};
-        if (context.progress_bar && flags != 0) {
-            context.built_leaf_count += first_is_leaf + second_is_leaf;
-            context.progress_bar->increment_if_step(context.built_leaf_count);
-        }
-
-        const unsigned child_depth = part.depth + 1;
-        if (!first_is_leaf) {
-            if (!second_is_leaf) {
-                const WaitingChild later = {part.offset + left_count, right_count, child_depth,
-                                            waiting};
-                std::memcpy(static_cast<void*>(&m_nodes[second]), &later, sizeof later);
-                waiting = second;
-            }
-            current = first;
-            part.count = left_count;
-            part.depth = child_depth;
-        } else if (!second_is_leaf) {
-            current = second;
-            part.offset += left_count;
-            part.count = right_count;
-            part.depth = child_depth;
-        } else {
-            // The child that has waited least is next: depth first, first subtrees first.
-            if (waiting == no_node)
-                return;
-            current = waiting;
-            std::memcpy(&part, static_cast<const void*>(&m_nodes[current]), sizeof part);
-            waiting = part.behind;
-        }
-    }
+void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                               const unsigned* indices, AppProgressBar* progress_bar,
+                               SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    build(bboxes, count, indices, progress_bar, &task_manager, thread_count);
 }
 
-void GasCompressedTree::compute_bboxes(GasCompressedTreeComputeBboxContext& context,
-                                       const unsigned& node, GMathBbox3<float>& out) const {
-    // Children follow their parents, so this order meets both children before their parent.
-    for (unsigned i = m_node_count; i-- > node;) {
-        const GasCompressedNode& record = m_nodes[i];
-        const auto get_bbox = [&](unsigned child, unsigned leaf_flag) -> const GMathBbox3<float>& {
-            return record.flags & leaf_flag ? context.item_bboxes[record.children[child]]
-                                            : context.node_bboxes[record.children[child]];
-        };
-        GMathBbox3<float>& bbox = context.node_bboxes[i];
-        bbox = get_bbox(0, GasCompressedNode::first_leaf);
-        gas_unite(bbox, get_bbox(1, GasCompressedNode::second_leaf));
-    }
-    out = context.node_bboxes[node];
+void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               AppProgressBar* progress_bar) {
+    gas_create_over(*this, bboxes, indices, progress_bar);
+}
+
+void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                               const unsigned& thread_count) {
+    gas_create_over(*this, bboxes, indices, progress_bar, task_manager, thread_count);
+}
+
+void GasCompressedTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               AppProgressBar* progress_bar) {
+    gas_create_over(*this, bboxes, indices, progress_bar);
+}
+
+void GasCompressedTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                               AppProgressBar* progress_bar) {
+    const unsigned count = gas_host::get_count(bboxes);
+    if (count == 0)
+        return clear();
+    build(gas_host::get_items(bboxes), count, indices, progress_bar, nullptr, 1);
 }
 
 } // namespace gas_abi1

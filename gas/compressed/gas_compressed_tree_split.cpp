@@ -1,7 +1,5 @@
 #include <gas/compressed/gas_compressed_tree.h>
 
-#include <gas/split/gas_split_items.h>
-#include <gas/split/gas_split_median.h>
 #include <gas/split/gas_split_sah.h>
 
 inline namespace gas_abi1 {
@@ -10,22 +8,22 @@ static_assert(GasSplitContext<GasCompressedTreeSplitContext>);
 
 void GasCompressedTree::split_median(const GasCompressedTreeSplitContext& context, unsigned* items,
                                      unsigned count, unsigned& left_count) {
-    gas_split_median(context, items, count, left_count);
+    gas_split<GasBuildMethod::median>(context, items, count, left_count);
 }
 
 void GasCompressedTree::split_sah_bins(const GasCompressedTreeSplitContext& context,
                                        unsigned* items, unsigned count, unsigned& left_count) {
-    gas_split_sah_bins(context, items, count, left_count);
+    gas_split<GasBuildMethod::sah>(context, items, count, left_count);
 }
 
 void GasCompressedTree::split_sah_bins_fast(const GasCompressedTreeSplitContext& context,
                                             unsigned* items, unsigned count, unsigned& left_count) {
-    gas_split_sah_bins_fast(context, items, count, left_count);
+    gas_split<GasBuildMethod::sah_fast>(context, items, count, left_count);
 }
 
 void GasCompressedTree::split_hybrid(const GasCompressedTreeSplitContext& context, unsigned* items,
                                      unsigned count, unsigned& left_count) {
-    gas_split_hybrid(context, items, count, left_count);
+    gas_split<GasBuildMethod::hybrid>(context, items, count, left_count);
 }
 
 GMathBbox3<float> GasCompressedTree::compute_items_bbox(const unsigned* items,

@@ -23,6 +23,7 @@ struct GasSahWorkspace {
     GasLaneBox suffix_boxes[plane_count];
     /// The exact path's items, sorted by centre along each axis.
     unsigned sorted_items[3][bin_count];
+    /// Part of the record's layout; the splits take the context's centres.
     const GMathVec3<float>* centers;
 };
 

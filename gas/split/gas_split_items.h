@@ -6,14 +6,6 @@
 
 inline namespace gas_abi1 {
 
-/// Centres closer together than this along an axis count as one.
-inline constexpr double gas_smallest_extent = 1e-8;
-
-/// Whether centres that spread by `extent` can be divided; false for a NaN.
-inline bool gas_is_divisible(float extent) {
-    return static_cast<double>(extent) >= gas_smallest_extent;
-}
-
 /// The bounds of the listed items' centres; all zeros for none.
 inline GMathBbox3<float> gas_center_bounds(const unsigned* items, unsigned count,
                                            const GMathVec3<float>* centers) {
@@ -25,16 +17,6 @@ inline GMathBbox3<float> gas_center_bounds(const unsigned* items, unsigned count
         gas_grow(bounds.min, bounds.max, center, center);
     }
     return bounds;
-}
-
-/// The axis of a box's largest extent; ties go to the lower axis.
-inline unsigned gas_widest_axis(const GMathBbox3<float>& box) {
-    const float extent_x = box.max.x - box.min.x;
-    const float extent_y = box.max.y - box.min.y;
-    const float extent_z = box.max.z - box.min.z;
-    if (extent_y > extent_x)
-        return extent_z > extent_y ? 2 : 1;
-    return extent_z > extent_x ? 2 : 0;
 }
 
 /// Partitions `items` in place: centres at or below `position` come first and keep their order, the

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <limits>
 
 #include <gas/split/gas_split_context.h>
 #include <gas/split/gas_split_items.h>
-#include <gas/split/gas_split_median.h>
+#include <gas/split/gas_split_methods.h>
 
 inline namespace gas_abi1 {
 
@@ -15,30 +14,12 @@ inline namespace gas_abi1 {
 /// one with the least sum of child area times child item count. Up to 16 items every cut between
 /// the sorted centres is tried, above that the 15 planes between 16 bins.
 
-/// A candidate's cost, and where it cuts: after `left_count` sorted items, or at `position`.
-struct GasSahCut {
-    double cost = 1e308;
-    unsigned axis = 3; // 3: none won
-    unsigned left_count = 0;
-    float position = 0.0f;
-
-    bool has_won() const { return axis < 3; }
-};
-
 /// A little below 16, so that the largest centre still falls into bin 15 (0x417ff972).
 inline constexpr float gas_sah_bin_scale = 15.9984f;
 static_assert(std::bit_cast<std::uint32_t>(gas_sah_bin_scale) == 0x417ff972);
 
-/// The most items of a node that is hybrid-split by the surface area heuristic.
-inline constexpr unsigned gas_hybrid_sah_limit = 128;
-
-/// In double, from the single-precision extents.
 inline double gas_surface_area(const GasLaneBox& box) {
-    const GMathVec3<float> extent = box.get_extent();
-    const double dx = static_cast<double>(extent.x);
-    const double dy = static_cast<double>(extent.y);
-    const double dz = static_cast<double>(extent.z);
-    return 2.0 * ((dx + dy) * dz + dx * dy);
+    return 2.0 * gas_half_area(box.get_extent());
 }
 
 /// Fills counts and boxes on both sides of the `count - 1` planes between the first `count` bins.
@@ -66,18 +47,9 @@ inline void gas_sweep_bins(GasSahWorkspace& workspace, unsigned count) {
     }
 }
 
-/// Which cost replaces the best so far. They differ for a NaN only, which wins over three axes and
-/// loses over one.
-struct GasWinsUnlessWorse {
-    bool operator()(double cost, double best) const { return !(cost >= best); }
-};
-struct GasWinsIfCheaper {
-    bool operator()(double cost, double best) const { return cost < best; }
-};
-
 /// Offers every plane between the first `count` swept bins; calls `take(plane)` for each new best.
 template <typename Wins, typename Take>
-void gas_try_planes(const GasSahWorkspace& workspace, unsigned count, GasSahCut& best,
+void gas_try_planes(const GasSahWorkspace& workspace, unsigned count, GasBestCut& best,
                     const Wins& wins, const Take& take) {
     for (unsigned plane = 1; plane < count; ++plane) {
         const unsigned k = plane - 1;
@@ -96,7 +68,7 @@ void gas_try_planes(const GasSahWorkspace& workspace, unsigned count, GasSahCut&
 /// workspace's list of that axis.
 template <GasSplitContext Context, typename Wins>
 void gas_try_exact_axis(const Context& context, const unsigned* items, unsigned count,
-                        unsigned axis, GasSahCut& best, const Wins& wins) {
+                        unsigned axis, GasBestCut& best, const Wins& wins) {
     GasSahWorkspace& workspace = *context.sah_workspace;
     unsigned* sorted = workspace.sorted_items[axis];
     std::copy(items, items + count, sorted);
@@ -115,15 +87,13 @@ void gas_try_exact_axis(const Context& context, const unsigned* items, unsigned 
 /// Tries the 15 planes between 16 bins along `axis`.
 template <GasSplitContext Context, typename Wins>
 void gas_try_binned_axis(const Context& context, const unsigned* items, unsigned count,
-                         unsigned axis, const GMathBbox3<float>& center_bounds, GasSahCut& best,
+                         unsigned axis, const GMathBbox3<float>& center_bounds, GasBestCut& best,
                          const Wins& wins) {
-    constexpr float infinity = std::numeric_limits<float>::infinity();
-    const GasLaneBox empty_box = {SimdF(infinity), SimdF(-infinity)};
     constexpr unsigned bin_count = GasSahWorkspace::bin_count;
 
     GasSahWorkspace& workspace = *context.sah_workspace;
     std::fill_n(workspace.bin_counts, bin_count, 0.0f);
-    std::fill_n(workspace.bin_boxes, bin_count, empty_box);
+    std::fill_n(workspace.bin_boxes, bin_count, GasLaneBox::get_empty());
 
     const float low = center_bounds.min[axis];
     const double extent = static_cast<double>(center_bounds.max[axis] - low);
@@ -147,65 +117,48 @@ void gas_try_binned_axis(const Context& context, const unsigned* items, unsigned
     });
 }
 
-/// Full binned SAH over all three axes; `count` is 3 or more.
-template <GasSplitContext Context>
-void gas_split_sah_bins(const Context& context, unsigned* items, unsigned count,
-                        unsigned& left_count) {
-    const GMathBbox3<float> bounds = gas_center_bounds(items, count, context.centers);
-    const bool exact = count <= GasSahWorkspace::bin_count;
-    GasSahCut best;
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
-            continue;
-        if (exact)
-            gas_try_exact_axis(context, items, count, axis, best, GasWinsUnlessWorse());
+/// The items of a list, as the methods of gas_split_methods.h take them.
+template <GasSplitContext Context> class GasListedItems {
+  public:
+    GasListedItems(const Context& context, unsigned* items, unsigned count)
+        : m_context(context), m_items(items), m_count(count) {}
+
+    bool is_exact() const { return m_count <= GasSahWorkspace::bin_count; }
+    GMathBbox3<float> get_center_bounds() const {
+        return gas_center_bounds(m_items, m_count, m_context.centers);
+    }
+    template <typename Wins>
+    void try_axis(unsigned axis, const GMathBbox3<float>& bounds, const Wins& wins,
+                  GasBestCut& best) const {
+        if (is_exact())
+            gas_try_exact_axis(m_context, m_items, m_count, axis, best, wins);
         else
-            gas_try_binned_axis(context, items, count, axis, bounds, best, GasWinsUnlessWorse());
+            gas_try_binned_axis(m_context, m_items, m_count, axis, bounds, best, wins);
     }
 
-    if (!best.has_won()) {
-        left_count = count / 2;
-    } else if (exact) {
-        const unsigned* sorted = context.sah_workspace->sorted_items[best.axis];
-        std::copy(sorted, sorted + count, items);
-        left_count = best.left_count;
-    } else {
-        left_count = gas_partition_items(items, count, context.centers, best.axis, best.position);
+    /// Brings the items into the order of a cut; returns how many go first.
+    unsigned divide(const GasCut& cut) const {
+        if (cut.kind == GasCut::Kind::plane)
+            return gas_partition_items(m_items, m_count, m_context.centers, cut.axis, cut.position);
+        if (cut.kind != GasCut::Kind::sorted)
+            return m_count / 2;
+        const unsigned* sorted = m_context.sah_workspace->sorted_items[cut.axis];
+        std::copy(sorted, sorted + m_count, m_items);
+        return cut.left_count;
     }
-}
 
-/// Binned SAH along the widest axis of the centres only; `count` is 3 or more.
-template <GasSplitContext Context>
-void gas_split_sah_bins_fast(const Context& context, unsigned* items, unsigned count,
-                             unsigned& left_count) {
-    const GMathBbox3<float> bounds = gas_center_bounds(items, count, context.centers);
-    const unsigned axis = gas_widest_axis(bounds);
-    left_count = count / 2;
-    if (!gas_is_divisible(bounds.max[axis] - bounds.min[axis]))
-        return;
+  private:
+    const Context& m_context;
+    unsigned* m_items;
+    unsigned m_count;
+};
 
-    GasSahCut best;
-    if (count <= GasSahWorkspace::bin_count) {
-        gas_try_exact_axis(context, items, count, axis, best, GasWinsIfCheaper());
-        const unsigned* sorted = context.sah_workspace->sorted_items[axis];
-        std::copy(sorted, sorted + count, items);
-        if (best.has_won())
-            left_count = best.left_count;
-        return;
-    }
-    gas_try_binned_axis(context, items, count, axis, bounds, best, GasWinsIfCheaper());
-    if (best.has_won())
-        left_count = gas_partition_items(items, count, context.centers, axis, best.position);
-}
-
-/// Fast binned SAH for small nodes, the median for large ones.
-template <GasSplitContext Context>
-void gas_split_hybrid(const Context& context, unsigned* items, unsigned count,
-                      unsigned& left_count) {
-    if (count <= gas_hybrid_sah_limit)
-        gas_split_sah_bins_fast(context, items, count, left_count);
-    else
-        gas_split_median(context, items, count, left_count);
+/// A split function: divides a node's list of items by a method. All but the median need the
+/// context's workspace, the hybrid for nodes of up to `gas_hybrid_sah_limit` items.
+template <GasBuildMethod method, GasSplitContext Context>
+void gas_split(const Context& context, unsigned* items, unsigned count, unsigned& left_count) {
+    GasListedItems<Context> list(context, items, count);
+    left_count = list.divide(gas_choose_cut(method, list, count));
 }
 
 } // namespace gas_abi1

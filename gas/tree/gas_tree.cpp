@@ -5,6 +5,7 @@
 
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
+#include <gas/tree/wide/gas_wide_tree.h>
 
 inline namespace gas_abi1 {
 
@@ -16,8 +17,7 @@ static_assert(offsetof(GasTree::Node, flags) == 28, "the flags close the second 
 GasTree::GasTree()
     : m_nodes(nullptr), m_motion_blur_sample_count(0), m_motion_blur_bboxes(nullptr),
       m_items(nullptr), m_leaf_count(0), m_node_count(0), m_depth(0),
-      m_split_callback(split_sah_bins_fast), m_wide_nodes(nullptr), m_wide_samples(nullptr),
-      m_wants_wide_nodes(false) {}
+      m_split_callback(split_sah_bins_fast), m_wide_tree(nullptr), m_wants_wide_nodes(false) {}
 
 GasTree::GasTree(const GasTree& other) : GasTree() { *this = other; }
 
@@ -26,12 +26,8 @@ GasTree& GasTree::operator=(const GasTree& other) {
         return *this;
     std::unique_ptr<GMathBbox3<float>*[]> samples(
         gas_copy_sample_table(other.m_motion_blur_bboxes, other.m_motion_blur_sample_count));
-    GasWideSample** const wide_samples = gas_copy_sample_table(
-        other.m_wide_samples, other.m_wide_samples ? other.m_motion_blur_sample_count : 0);
     delete[] m_motion_blur_bboxes;
     m_motion_blur_bboxes = samples.release();
-    delete[] m_wide_samples;
-    m_wide_samples = wide_samples;
     m_motion_blur_sample_count = other.m_motion_blur_sample_count;
 
     m_nodes = other.m_nodes;
@@ -42,14 +38,15 @@ GasTree& GasTree::operator=(const GasTree& other) {
     m_split_callback = other.m_split_callback;
     m_leaf_callbacks = other.m_leaf_callbacks;
     m_wants_wide_nodes = other.m_wants_wide_nodes;
-    m_wide_nodes = other.m_wide_nodes;
+    m_wide_tree = other.m_wide_tree;
     return *this;
 }
 
 GasTree::~GasTree() { clear(); }
 
 void GasTree::clear() {
-    release_wide_nodes();
+    delete m_wide_tree;
+    m_wide_tree = nullptr;
     if (m_nodes) {
         sys_aligned_free(m_nodes);
         m_nodes = nullptr;

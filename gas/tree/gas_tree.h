@@ -12,8 +12,8 @@
 
 inline namespace gas_abi1 {
 
-class GasParallelBuild;
-class GasWideNodes;
+enum class GasBuildMethod;
+class GasWideTree;
 
 /// A binary bounding-volume hierarchy over item boxes, one item per leaf.
 ///
@@ -50,8 +50,8 @@ class GAS_EXPORT GasTree {
     /// they are copied. With a `progress_bar` (may be null) the build method setting of the bar's
     /// application chooses the split function and the build fills `progress_share` (0.01 to 1) of
     /// the bar; without one it is the fast binned SAH. A count of 0 breaks the contract; a release
-    /// build then just clears. When memory runs out std::bad_alloc passes through and the tree is
-    /// empty.
+    /// build then just clears. Whatever is thrown on the way, std::bad_alloc or what a bar throws,
+    /// passes through and leaves the tree empty.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share);
     /// As above over an array; an empty one only clears the tree.
@@ -81,9 +81,9 @@ class GAS_EXPORT GasTree {
     /// and streams walk them, faster, to the same leaves in the same order. Off at first. Wide
     /// nodes follow every refit. A tree of one leaf, or with a box that is inverted or NaN (in a
     /// sample: or infinite), is walked by its own nodes all the same. Copies share wide nodes as
-    /// they share nodes; a copy made before there were any must not be refitted.
-    void set_wide_nodes(const bool& wanted);
-    bool has_wide_nodes() const { return m_wide_nodes != nullptr; }
+    /// they share nodes: what one is given, all have.
+    void set_wide_nodes(bool wanted);
+    bool has_wide_nodes() const;
     /// Bytes of the wide nodes and their samples, which `get_memory_size` leaves out.
     std::size_t get_wide_nodes_size() const;
 
@@ -224,20 +224,18 @@ class GAS_EXPORT GasTree {
     // Steps of the build.
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
                        const unsigned& count);
-    void build_tree(const GMathBbox3<float>* bboxes, unsigned count, const unsigned* indices,
-                    AppProgressBar* progress_bar, float progress_share,
-                    GasParallelBuild* parallel_build);
-    void choose_split(AppProgressBar* progress_bar, float progress_share);
+    template <typename Box>
+    void build(const Box* bboxes, unsigned count, const unsigned* indices,
+               AppProgressBar* progress_bar, float progress_share,
+               SysThreadTaskManager* task_manager, unsigned thread_count);
+    template <typename Box>
+    void build_from_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
+    GasBuildMethod choose_split(AppProgressBar* progress_bar, float progress_share);
     void compute_bboxes(const GMathBbox3<float>* bboxes);
     static unsigned sort_items(unsigned* items, const unsigned& count,
                                const GMathVec3<float>* centers, const unsigned& axis,
                                const float& position);
     static unsigned get_best_axis(const GMathBbox3<float>& box);
-    void finish_wide_nodes();
-    void add_wide_sample(unsigned sample);
-    void fill_wide_sample(unsigned sample, unsigned first_node);
-    void resize_wide_samples(unsigned new_count);
-    void release_wide_nodes();
 
     // The traversal interface; bodies in gas_tree_traversal.h.
     void init_traversal(GasTreeCtx&) const {}
@@ -282,7 +280,6 @@ class GAS_EXPORT GasTree {
     void leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
                                      CtxShader& shader, GeometryRaytraceCtx& ctx) const;
 
-    /// One record more, which copies share, too: its flags say whether the boxes are ordered.
     Node* m_nodes;
     unsigned m_motion_blur_sample_count;
     GMathBbox3<float>** m_motion_blur_bboxes;
@@ -292,8 +289,8 @@ class GAS_EXPORT GasTree {
     unsigned m_depth;
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
-    GasWideNodes* m_wide_nodes;
-    struct GasWideSample** m_wide_samples;
+    /// What is kept beside the nodes, and shared with them; null when empty.
+    GasWideTree* m_wide_tree;
     bool m_wants_wide_nodes;
 };
 

@@ -1,22 +1,24 @@
+#include <gas/build/gas_record.h>
 #include <gas/core/gas_numeric.h>
-#include <gas/core/gas_traversal_order.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_upward_pass.h>
+#include <gas/tree/wide/gas_wide_tree.h>
 
 inline namespace gas_abi1 {
 
 void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
     const unsigned previous = (node.flags & Node::order_mask) >> Node::order_shift;
-    const unsigned code = gas_traversal_order(previous, first.bbox_min, first.bbox_max,
-                                              second.bbox_min, second.bbox_max);
+    const unsigned code =
+        gas_traversal_order(previous, gas_load_raw_box(first), gas_load_raw_box(second));
     node.flags = (node.flags & ~Node::order_mask) | code << Node::order_shift;
 }
 
 bool GasTree::refit(const CoreArray<GMathBbox3<float>>& bboxes) {
     if (gas_host::get_count(bboxes) != m_leaf_count)
         return false;
-    compute_bboxes(gas_host::get_items(bboxes));
+    if (m_nodes)
+        compute_bboxes(gas_host::get_items(bboxes));
     return true;
 }
 
@@ -24,7 +26,8 @@ void GasTree::set_motion_blur_sample_count(const unsigned& count) {
     const unsigned new_count = count;
     if (new_count == m_motion_blur_sample_count)
         return;
-    resize_wide_samples(new_count);
+    if (m_wide_tree)
+        m_wide_tree->drop_samples(new_count);
     for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
         sys_free(m_motion_blur_bboxes[sample]);
         m_motion_blur_bboxes[sample] = nullptr;
@@ -44,14 +47,17 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
         return false;
     if (sample >= m_motion_blur_sample_count)
         return false;
+    if (!m_nodes)
+        return true;
 
-    add_wide_sample(sample);
+    m_wide_tree->reserve_sample(sample);
     GMathBbox3<float>*& boxes = m_motion_blur_bboxes[sample];
     if (!boxes) {
         // One float more than the boxes: a ray engine loads four lanes at the last box's max.
         boxes = static_cast<GMathBbox3<float>*>(
             sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
     }
+    GasWideTree::SampleRefit wide_refit = m_wide_tree->begin_sample(sample, boxes);
     gas_pass_upwards(
         m_nodes, m_node_count, bboxes, [&](unsigned i) { boxes[i] = bboxes[m_nodes[i].index]; },
         [&](unsigned i) {
@@ -59,8 +65,30 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
             boxes[i] = boxes[child];
             gas_unite(boxes[i], boxes[child + 1]);
         },
-        [&](unsigned first_node) { fill_wide_sample(sample, first_node); });
+        [&](unsigned first_node) { wide_refit.advance(first_node); });
     return true;
+}
+
+void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
+    SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
+    GasWideTree::Refit wide_refit = m_wide_tree->begin_refit(m_nodes);
+    gas_pass_upwards(
+        m_nodes, m_node_count, bboxes,
+        [&](unsigned i) {
+            Node& node = m_nodes[i];
+            const GasLaneBox box = GasLaneBox::load(bboxes[node.index]);
+            const SimdF center = box.get_center();
+            ordered = ordered & (box.min <= box.max) & (center <= center);
+            gas_store_node(node, box, node.index, node.flags);
+        },
+        [&](unsigned i) {
+            Node& node = m_nodes[i];
+            const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
+            gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
+                            previous_order);
+        },
+        [&](unsigned first_node) { wide_refit.advance(first_node); });
+    m_wide_tree->set_boxes_ordered(ordered.get_mask() == 15);
 }
 
 GMathBbox3<float> GasTree::get_bbox() const {

@@ -1,4 +1,3 @@
-#include <gas/split/gas_split_median.h>
 #include <gas/split/gas_split_sah.h>
 #include <gas/tree/gas_tree.h>
 
@@ -8,22 +7,22 @@ static_assert(GasSplitContext<GasTreeSplitContext>);
 
 void GasTree::split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                            unsigned& left_count) {
-    gas_split_median(context, items, count, left_count);
+    gas_split<GasBuildMethod::median>(context, items, count, left_count);
 }
 
 void GasTree::split_sah_bins(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                              unsigned& left_count) {
-    gas_split_sah_bins(context, items, count, left_count);
+    gas_split<GasBuildMethod::sah>(context, items, count, left_count);
 }
 
 void GasTree::split_sah_bins_fast(const GasTreeSplitContext& context, unsigned* items,
                                   unsigned count, unsigned& left_count) {
-    gas_split_sah_bins_fast(context, items, count, left_count);
+    gas_split<GasBuildMethod::sah_fast>(context, items, count, left_count);
 }
 
 void GasTree::split_hybrid(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                            unsigned& left_count) {
-    gas_split_hybrid(context, items, count, left_count);
+    gas_split<GasBuildMethod::hybrid>(context, items, count, left_count);
 }
 
 unsigned GasTree::sort_items(unsigned* items, const unsigned& count,

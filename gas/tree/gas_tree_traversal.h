@@ -1,9 +1,9 @@
 #pragma once
 
-#include <gas/core/gas_prefetch.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree.h>
-#include <gas/tree/wide/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_tree.h>
 
 inline namespace gas_abi1 {
 
@@ -73,16 +73,13 @@ inline bool GasTree::has_sample(const unsigned& sample) const {
     return sample < m_motion_blur_sample_count && m_motion_blur_bboxes[sample];
 }
 
-inline bool GasTree::are_boxes_ordered() const { return m_nodes[m_node_count].flags != 0; }
+inline bool GasTree::are_boxes_ordered() const { return m_wide_tree->are_boxes_ordered(); }
 
-inline const GasWideNode* GasTree::get_wide_nodes() const {
-    return m_wide_nodes && m_wide_nodes->are_boxes_ordered() ? m_wide_nodes->get_nodes() : nullptr;
-}
+inline const GasWideNode* GasTree::get_wide_nodes() const { return m_wide_tree->get_nodes(); }
 
 /// Null where a box of the sample is not ordered and finite.
 inline const GasWideSampleNode* GasTree::get_wide_sample(const unsigned& sample) const {
-    const GasWideSample* const wide = m_wide_samples ? m_wide_samples[sample] : nullptr;
-    return wide && wide->are_boxes_ordered() ? wide->nodes : nullptr;
+    return m_wide_tree->get_sample(sample, m_motion_blur_bboxes[sample]);
 }
 
 /// The item that callbacks hear of; a reference to the index array's entry where there is one.

@@ -1,88 +1,34 @@
-#include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_tree.h>
-#include <gas/tree/wide/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_tree.h>
 
 inline namespace gas_abi1 {
 
-/// The wide nodes beside a tree's own: made on demand, released with them.
-
-void GasTree::set_wide_nodes(const bool& wanted) {
+void GasTree::set_wide_nodes(bool wanted) {
     m_wants_wide_nodes = wanted;
+    if (!m_wide_tree)
+        return;
     if (!wanted)
-        return release_wide_nodes();
-    if (m_wide_nodes || m_leaf_count < 2)
+        return m_wide_tree->drop_nodes();
+    if (m_wide_tree->has_nodes())
         return;
     try {
-        m_wide_nodes = new GasWideNodes(m_nodes, m_node_count);
-        unsigned count = 0;
-        gas_resize_sample_table(m_wide_samples, count, m_motion_blur_sample_count);
+        m_wide_tree->make_nodes(m_nodes, m_node_count, nullptr);
         for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
-            if (m_motion_blur_bboxes[sample]) {
-                add_wide_sample(sample);
-                fill_wide_sample(sample, 0);
+            if (const GMathBbox3<float>* const boxes = m_motion_blur_bboxes[sample]) {
+                m_wide_tree->reserve_sample(sample);
+                m_wide_tree->begin_sample(sample, boxes).advance(0);
             }
         }
     } catch (...) {
-        release_wide_nodes();
+        m_wide_tree->drop_nodes();
         throw;
     }
 }
 
-/// The last step of a build, which leaves an empty tree when memory runs out.
-void GasTree::finish_wide_nodes() {
-    try {
-        set_wide_nodes(m_wants_wide_nodes);
-    } catch (...) {
-        clear();
-        throw;
-    }
-}
+bool GasTree::has_wide_nodes() const { return m_wide_tree && m_wide_tree->has_nodes(); }
 
 std::size_t GasTree::get_wide_nodes_size() const {
-    if (!m_wide_nodes)
-        return 0;
-    std::size_t size = m_wide_nodes->get_memory_size();
-    for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
-        if (m_wide_samples[sample])
-            size += m_wide_samples[sample]->get_memory_size();
-    }
-    return size;
-}
-
-void GasTree::add_wide_sample(unsigned sample) {
-    if (m_wide_nodes && !m_wide_samples[sample])
-        m_wide_samples[sample] = new GasWideSample(m_wide_nodes->get_count());
-}
-
-void GasTree::fill_wide_sample(unsigned sample, unsigned first_node) {
-    if (m_wide_nodes)
-        m_wide_samples[sample]->fill(*m_wide_nodes, m_motion_blur_bboxes[sample], first_node);
-}
-
-void GasTree::resize_wide_samples(unsigned new_count) {
-    if (!m_wide_nodes)
-        return;
-    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
-        delete m_wide_samples[sample];
-        m_wide_samples[sample] = nullptr;
-    }
-    // A table that is too long stays: were it made shorter, the sample boxes' table could run out
-    // of memory next and keep the old count.
-    if (new_count && new_count < m_motion_blur_sample_count)
-        return;
-    unsigned count = m_motion_blur_sample_count;
-    gas_resize_sample_table(m_wide_samples, count, new_count);
-}
-
-void GasTree::release_wide_nodes() {
-    if (m_wide_samples) {
-        for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample)
-            delete m_wide_samples[sample];
-        delete[] m_wide_samples;
-        m_wide_samples = nullptr;
-    }
-    delete m_wide_nodes;
-    m_wide_nodes = nullptr;
+    return m_wide_tree ? m_wide_tree->get_memory_size() : 0;
 }
 
 } // namespace gas_abi1

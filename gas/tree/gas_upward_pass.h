@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gas/core/gas_prefetch.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/tree/gas_tree.h>
 
 inline namespace gas_abi1 {

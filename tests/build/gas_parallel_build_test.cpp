@@ -29,15 +29,15 @@ constexpr unsigned thread_counts[] = {1, 2, 3, 7};
 struct Arrays {
     Arrays(const std::vector<Box>& boxes, Split split)
         : bboxes(support::to_boxes(boxes)), nodes(2 * boxes.size() - 1), records(boxes.size()),
-          numbers(boxes.size()), build{static_cast<GasBuildMethod>(split), nodes.data(),
-                                       records.data(), numbers.data()},
-          whole{0, bboxes.get_count(), 0, 1, 1, gas_no_bounds()} {}
+          numbers(boxes.size()),
+          items(static_cast<GasBuildMethod>(split), records.data(), numbers.data()),
+          whole{0, bboxes.get_count(), 0, 1, 1, GasLaneBox::get_empty()} {}
 
     CoreArray<GMathBbox3<float>> bboxes;
     std::vector<GasTree::Node> nodes;
     std::vector<GasRecord> records;
     std::vector<unsigned> numbers;
-    GasRecordBuild build;
+    GasRecordBuild items;
     GasBuildPart whole;
 };
 
@@ -57,10 +57,13 @@ void expect_same_nodes(const std::vector<Box>& boxes, Split split, unsigned thre
     ASSERT_EQ(parallel_facts.is_ordered, facts.is_ordered);
     if (!facts.is_comparable)
         return;
-    gas_build_part(serial.build, serial.whole);
-    gas_close_nodes(serial.build);
-    parallel_build.build(parallel.build, parallel.whole);
-    EXPECT_EQ(parallel.build.depth, serial.build.depth);
+    unsigned built_leaf_count = 0;
+    GasPairNumbering numbering(serial.nodes.data(), 1, nullptr, built_leaf_count);
+    gas_build_depth_first(numbering, serial.items, serial.whole);
+    numbering.close_all();
+    EXPECT_EQ(parallel_build.build<GasPairNumbering>(parallel.nodes.data(), parallel.items,
+                                                     parallel.whole, nullptr),
+              numbering.get_depth());
     EXPECT_EQ(std::memcmp(parallel.nodes.data(), serial.nodes.data(),
                           serial.nodes.size() * sizeof(GasTree::Node)),
               0)
@@ -211,5 +214,5 @@ TEST(ParallelBuild, MemoryThatRunsOutLeavesAnEmptyTreeOrTheRightOne) {
         if (!has_failed)
             break;
     }
-    EXPECT_GE(thrown_count, 7u) << "three arrays, the nodes, the indices, pieces and tasks";
+    EXPECT_GE(thrown_count, 7u) << "two arrays, the nodes, the indices, pieces and parts";
 }

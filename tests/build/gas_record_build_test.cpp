@@ -6,7 +6,6 @@
 #include <limits>
 #include <vector>
 
-#include <gas/build/gas_node_union.h>
 #include <gas/build/gas_record_build.h>
 #include <gas/build/gas_record_partition.h>
 #include <gas/build/gas_small_sort.h>
@@ -77,17 +76,17 @@ void expect_plain_tree(const std::vector<Box>& boxes, Split split) {
         << support::name(split) << ", " << boxes.size() << " boxes";
 }
 
-std::vector<GasRecord> make_records(const std::vector<Box>& boxes, GasLaneBounds& bounds) {
+std::vector<GasRecord> make_records(const std::vector<Box>& boxes, GasLaneBox& bounds) {
     const CoreArray<GMathBbox3<float>> items = support::to_boxes(boxes);
     std::vector<GasRecord> records(boxes.size());
     gas_make_records(items.get_items(), 0, items.get_count(), records.data(), bounds);
     return records;
 }
 
-void expect_bounds(const GasLaneBounds& bounds, const unsigned* items, unsigned count,
+void expect_bounds(const GasLaneBox& bounds, const unsigned* items, unsigned count,
                    const std::vector<GMathVec3<float>>& centers) {
     const GMathBbox3<float> expected = gas_center_bounds(items, count, centers.data());
-    const GMathBbox3<float> found = gas_to_box(bounds);
+    const GMathBbox3<float> found = bounds.to_box();
     for (unsigned axis = 0; axis < 3; ++axis) {
         EXPECT_EQ(found.min[axis], expected.min[axis]);
         EXPECT_EQ(found.max[axis], expected.max[axis]);
@@ -96,7 +95,7 @@ void expect_bounds(const GasLaneBounds& bounds, const unsigned* items, unsigned 
 
 void expect_partition(const std::vector<Box>& boxes, unsigned axis, float position) {
     const auto count = static_cast<unsigned>(boxes.size());
-    GasLaneBounds bounds = gas_no_bounds();
+    GasLaneBox bounds = GasLaneBox::get_empty();
     std::vector<GasRecord> records = make_records(boxes, bounds);
     std::vector<GMathVec3<float>> centers;
     for (const GasRecord& record : records)
@@ -115,6 +114,24 @@ void expect_partition(const std::vector<Box>& boxes, unsigned axis, float positi
         return;
     expect_bounds(sides.low, items.data(), low_count, centers);
     expect_bounds(sides.high, items.data() + low_count, count - low_count, centers);
+}
+
+/// Gap by gap, each of which wins where it is larger than all before.
+unsigned get_traversal_order(unsigned previous, const GasTree::Node& first,
+                             const GasTree::Node& second) {
+    unsigned code = previous;
+    float best = std::numeric_limits<float>::lowest();
+    const auto offer = [&](float gap, unsigned gap_code) {
+        if (gap > best) {
+            best = gap;
+            code = gap_code;
+        }
+    };
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        offer(second.bbox_min[axis] - first.bbox_max[axis], axis);
+        offer(first.bbox_min[axis] - second.bbox_max[axis], axis + 4);
+    }
+    return code;
 }
 
 } // namespace
@@ -145,7 +162,7 @@ TEST(RecordBuild, GivesTheTreeOfThePublicSplitFunctionsOverSpoiledAndInvertedBox
 
 TEST(RecordBuild, InfinitiesStayOnTheFastPathAndNaNDoesNot) {
     constexpr float infinity = std::numeric_limits<float>::infinity();
-    GasLaneBounds bounds = gas_no_bounds();
+    GasLaneBox bounds = GasLaneBox::get_empty();
     std::vector<GasRecord> records(2);
     const CoreArray<GMathBbox3<float>> boxes =
         support::to_boxes({{{0, 0, 0}, {infinity, 1, 1}}, {{-infinity, 0, 0}, {infinity, 1, 1}}});
@@ -205,9 +222,8 @@ TEST(RecordBuild, LanesGiveTheTraversalOrderOfCoordinates) {
                         {boxes[i].max[0], boxes[i].max[1], boxes[i].max[2]},
                         ~0u};
         const unsigned previous = random.below(8);
-        EXPECT_EQ(gas_lane_traversal_order(previous, gas_load_min(nodes[0]), gas_load_max(nodes[0]),
-                                           gas_load_min(nodes[1]), gas_load_max(nodes[1])),
-                  gas_traversal_order(previous, nodes[0].bbox_min, nodes[0].bbox_max,
-                                      nodes[1].bbox_min, nodes[1].bbox_max));
+        EXPECT_EQ(
+            gas_traversal_order(previous, gas_load_raw_box(nodes[0]), gas_load_raw_box(nodes[1])),
+            get_traversal_order(previous, nodes[0], nodes[1]));
     }
 }

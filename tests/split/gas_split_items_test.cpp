@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <gas/split/gas_split_items.h>
+#include <gas/split/gas_split_methods.h>
 
 #include <tests/support/split_scene.h>
 

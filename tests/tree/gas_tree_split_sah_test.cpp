@@ -71,7 +71,7 @@ TEST(SahSplit, TheScaleIsASinglePrecisionConstant) {
     const GasTreeSplitContext context = {boxes, centers, &workspace, nullptr, 0};
     const std::vector<unsigned> items = list_items(6);
     const GMathBbox3<float> bounds = gas_center_bounds(items.data(), 6, centers);
-    GasSahCut best;
+    GasBestCut best;
     gas_try_binned_axis(context, items.data(), 6, 0, bounds, best, GasWinsIfCheaper());
     for (unsigned bin = 0; bin < GasSahWorkspace::bin_count; ++bin) {
         const bool taken = bin == 0 || bin == 2 || bin == 4 || bin == 5 || bin == 6 || bin == 15;
@@ -272,10 +272,10 @@ TEST(SahSplit, SweepsUniteBoxesFromBothEnds) {
     for (unsigned k = 1; k < GasSahWorkspace::bin_count; ++k) {
         EXPECT_EQ(workspace.prefix_counts[k - 1], static_cast<float>(k));
         EXPECT_EQ(workspace.prefix_boxes[k - 1].min.get(0), -0.5f);
-        EXPECT_EQ(workspace.prefix_boxes[k - 1].max.get(1), static_cast<float>(k) - 0.5f);
+        EXPECT_EQ(workspace.prefix_boxes[k - 1].max.get(0), static_cast<float>(k) - 0.5f);
         EXPECT_EQ(workspace.suffix_counts[k - 1], static_cast<float>(16 - k));
         EXPECT_EQ(workspace.suffix_boxes[k - 1].min.get(0), static_cast<float>(k) - 0.5f);
-        EXPECT_EQ(workspace.suffix_boxes[k - 1].max.get(1), 15.5f);
+        EXPECT_EQ(workspace.suffix_boxes[k - 1].max.get(0), 15.5f);
     }
 }
 

@@ -3,8 +3,7 @@
 #include <cstddef>
 
 #include <gas/core/gas_box_tests.h>
-#include <gas/core/gas_inline.h>
-#include <gas/core/gas_prefetch.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 #include <gas/traversal/wide/gas_wide_node.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gas/core/gas_inline.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/traversal/wide/gas_wide_boxes.h>
 #include <gas/traversal/wide/gas_wide_orders.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gas/core/gas_inline.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/query/gas_bound_history.h>
 #include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/wide/gas_wide_look_ahead.h>

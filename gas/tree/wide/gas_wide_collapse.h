@@ -5,20 +5,23 @@
 
 inline namespace gas_abi1 {
 
+class GasParallelBuild;
+
 /// `zero` or, when `bit` is 1, `one`, without a branch: leaves and inner nodes follow each other
 /// without a pattern, and so do halves of wide nodes.
 inline unsigned gas_pick(unsigned bit, unsigned zero, unsigned one) {
     return zero ^ ((zero ^ one) & (0u - bit));
 }
 
-/// Which nodes of a binary tree become wide ones, so that the areas of these have the least sum: a
-/// wide node costs its own area and what its halves cost, each with its children in its place or
-/// not, whichever is less. Decided from the leaves up, for two siblings at a time; siblings are
-/// called by the number of the first.
-class GasWideChoice {
+/// The collapse of a binary tree: which of its nodes become wide ones, so that the areas of these
+/// have the least sum: a wide node costs its own area and what its halves cost, each with its
+/// children in its place or not, whichever is less. Decided from the leaves up, for two siblings at
+/// a time; siblings are called by the number of the first.
+class GasWideCollapse {
   public:
-    /// For a tree with at least two leaves.
-    GasWideChoice(const GasTreeNode* nodes, unsigned node_count);
+    /// For a tree with at least two leaves; with `parallel`, whose build the tree is of, on its
+    /// threads.
+    GasWideCollapse(const GasTreeNode* nodes, unsigned node_count, GasParallelBuild* parallel);
 
     /// How many wide nodes there are at and below a node that becomes one itself; 0 for a leaf.
     unsigned get_count(const GasTreeNode& node) const {
@@ -44,6 +47,10 @@ class GasWideChoice {
         return m_pairs[gas_pick(node.flags & GasTreeNode::leaf_flag, node.index / 2, m_pair_count)];
     }
 
+    /// Decides for two siblings, once all below them is decided.
+    void decide(unsigned pair);
+
+    const GasTreeNode* m_nodes;
     unsigned m_pair_count;
     GasScratchArray<Pair> m_pairs;
     GasScratchArray<unsigned char> m_skips;

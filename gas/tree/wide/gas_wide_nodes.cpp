@@ -4,14 +4,14 @@
 #include <limits>
 #include <memory>
 
-#include <gas/core/gas_prefetch.h>
+#include <gas/build/gas_parallel_build.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/tree/wide/gas_wide_collapse.h>
+#include <gas/tree/wide/gas_wide_lane_boxes.h>
 
 inline namespace gas_abi1 {
 
 namespace {
-
-using Node = GasTreeNode;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
@@ -23,76 +23,6 @@ template <typename Record> void allocate(unsigned count, void*& memory, Record*&
     records = static_cast<Record*>(
         std::align(alignof(Record), std::size_t{count} * sizeof(Record), aligned, space));
 }
-
-/// Four boxes, corner by corner, become six planes.
-struct LaneBoxes {
-    SimdF min[4];
-    SimdF max[4];
-    /// Lanes x, y, z are set while every box so far had min <= max there.
-    SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
-
-    /// Takes the boxes of a wide node's lanes as `boxes` has them for binary nodes: get_min(node),
-    /// get_max(node). An empty lane's box has far planes that all rays pass before the near ones;
-    /// it is in no order. `reach` is infinity, so that none is entered later, or finite where boxes
-    /// are blended.
-    template <typename Boxes>
-    void gather(const GasWideNode& wide, const Boxes& boxes, float reach) {
-        for (unsigned half = 0; half < 2; ++half) {
-            const bool has_second = wide.references[2 * half + 1] != GasWideNode::no_reference;
-            gather_half(half, wide.lane_nodes[half], has_second, boxes, reach);
-        }
-    }
-    /// Of one half, whose first lane holds node `first`. Without a branch: there is no pattern in
-    /// who has two.
-    template <typename Boxes>
-    void gather_half(unsigned half, unsigned first, unsigned has_second, const Boxes& boxes,
-                     float reach) {
-        const unsigned second = first + has_second;
-        set(2 * half, boxes.get_min(first), boxes.get_max(first));
-        set(2 * half + 1, boxes.get_min(second), boxes.get_max(second));
-        const auto count = static_cast<int>(has_second);
-        const SimdF is_empty = SimdI(count, count, count, count) == SimdI(0, 0, 0, 0);
-        min[2 * half + 1] = SimdF::select(is_empty, SimdF(reach), min[2 * half + 1]);
-        max[2 * half + 1] = SimdF::select(is_empty, SimdF(-reach), max[2 * half + 1]);
-    }
-    void store(float (&planes)[6][4]) const {
-        store_side(min, planes, 0);
-        store_side(max, planes, 1);
-    }
-    bool are_ordered() const { return (ordered.get_mask() & 7) == 7; }
-
-  private:
-    void set(unsigned lane, const SimdF& box_min, const SimdF& box_max) {
-        min[lane] = box_min;
-        max[lane] = box_max;
-        ordered = ordered & (box_min <= box_max);
-    }
-    static void store_side(const SimdF* corners, float (&planes)[6][4], unsigned side) {
-        const SimdF even_xy = SimdF::interleave_low(corners[0], corners[2]);
-        const SimdF odd_xy = SimdF::interleave_low(corners[1], corners[3]);
-        const SimdF even_zw = SimdF::interleave_high(corners[0], corners[2]);
-        const SimdF odd_zw = SimdF::interleave_high(corners[1], corners[3]);
-        SimdF::interleave_low(even_xy, odd_xy).store(planes[side]);
-        SimdF::interleave_high(even_xy, odd_xy).store(planes[2 + side]);
-        SimdF::interleave_low(even_zw, odd_zw).store(planes[4 + side]);
-    }
-};
-
-/// The boxes in nodes.
-struct NodeBoxes {
-    const Node* nodes;
-
-    SimdF get_min(unsigned node) const { return SimdF::load(&nodes[node].bbox_min.x); }
-    SimdF get_max(unsigned node) const { return SimdF::load(&nodes[node].bbox_max.x); }
-};
-
-/// A sample's boxes; the last one's max reads a float past it, which the array has to spare.
-struct SampleBoxes {
-    const GMathBbox3<float>* boxes;
-
-    SimdF get_min(unsigned node) const { return SimdF::load_unaligned(&boxes[node].min.x); }
-    SimdF get_max(unsigned node) const { return SimdF::load_unaligned(&boxes[node].max.x); }
-};
 
 /// For passes from the last record to the first: asks for one that is written a while after
 /// `records[i]`. Inlined at once, as gas_prefetch is.
@@ -108,78 +38,144 @@ template <typename Record>
 /// The step of a pass that follows one over the binary nodes, which has come to `first_node`: calls
 /// `take(i)` for the wide nodes whose boxes are there, from the last on.
 template <typename Take>
-void advance(GasWideProgress& progress, const GasWideNode* nodes, unsigned count,
-             unsigned first_node, const Take& take) {
-    if (progress.waiting == 0)
-        progress = {count, true};
+void advance(GasWideCursor& cursor, const GasWideNode* nodes, unsigned first_node,
+             const Take& take) {
     // Wide nodes are in the order of their first children.
-    while (progress.waiting > 0 && nodes[progress.waiting - 1].first_child > first_node) {
-        prefetch(nodes, progress.waiting);
-        take(--progress.waiting);
+    while (cursor.remaining > 0 && nodes[cursor.remaining - 1].first_child > first_node) {
+        prefetch(nodes, cursor.remaining);
+        take(--cursor.remaining);
     }
 }
 
 } // namespace
 
 /// A binary node that becomes a wide one.
-struct GasWideNodes::Waiting {
+struct GasWideNodes::Pending {
     unsigned node;
     /// Where its wide node is referred to.
     unsigned* reference;
 };
 
-GasWideNodes::GasWideNodes(const Node* nodes, unsigned node_count) {
-    const GasWideChoice choice(nodes, node_count);
-    m_count = choice.get_count(nodes[0]);
-    // First of all: what comes last is not released if there is no memory for more.
-    const GasScratchArray<Waiting> waiting = gas_allocate_scratch<Waiting>(m_count);
-    allocate(m_count, m_memory, m_nodes);
-    place(nodes, choice, waiting.get());
-}
+/// One with everything below it: `count` wide nodes from `first` on.
+struct GasWideNodes::Subtree {
+    unsigned node;
+    unsigned first;
+    unsigned count;
+    bool are_boxes_ordered;
+};
 
-GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
+/// Makes wide nodes, depth first. Their numbers follow from the counts of the collapse.
+class GasWideNodes::Placing {
+  public:
+    Placing(const GasTreeNode* nodes, const GasWideCollapse& collapse, GasWideNode* wide_nodes)
+        : m_nodes(nodes), m_collapse(collapse), m_wide_nodes(wide_nodes) {}
 
-void GasWideNodes::place(const Node* nodes, const GasWideChoice& choice, Waiting* waiting) {
-    unsigned no_reference;
-    waiting[0] = {0, &no_reference};
-    unsigned waiting_count = 1;
-    LaneBoxes boxes;
-    for (unsigned i = 0; i < m_count; ++i) {
-        const Waiting now = waiting[--waiting_count];
-        *now.reference = i;
-        GasWideNode& wide = m_nodes[i];
-        wide.binary_node = now.node;
-        wide.first_child = nodes[now.node].index;
-        const unsigned skips = choice.get_skips(wide.first_child);
+    /// Makes a subtree. `pending` is scratch for as many entries, for no more can be pending than
+    /// have no place yet.
+    void place(Subtree& subtree, Pending* pending) const {
+        place(subtree, pending, [](const Pending&, unsigned) { return 0u; });
+    }
+    /// The same, but `leave_out(next, first)` may say how many wide nodes of a pending node are
+    /// made elsewhere, from `first` on.
+    template <typename LeaveOut>
+    void place(Subtree& subtree, Pending* pending, const LeaveOut& leave_out) const {
+        unsigned no_reference;
+        pending[0] = {subtree.node, &no_reference};
+        unsigned pending_count = 1;
+        GasWideLaneBoxes boxes;
+        for (unsigned i = subtree.first; i < subtree.first + subtree.count;) {
+            const Pending next = pending[--pending_count];
+            *next.reference = i;
+            if (const unsigned count = leave_out(next, i)) {
+                i += count;
+                continue;
+            }
+            pending_count = fill(m_wide_nodes[i++], next.node, pending, pending_count, boxes);
+        }
+        subtree.are_boxes_ordered = boxes.are_ordered();
+    }
+
+  private:
+    /// Returns how many are pending then.
+    unsigned fill(GasWideNode& wide, unsigned node, Pending* pending, unsigned pending_count,
+                  GasWideLaneBoxes& boxes) const {
+        wide.binary_node = node;
+        wide.first_child = m_nodes[node].index;
+        const unsigned skips = m_collapse.get_skips(wide.first_child);
         // The second half's second lane first, so that the first lane is next to have its place.
         // What stands in a lane is told apart without branches, which would be mispredicted.
-        const auto refer_to = [&](unsigned lane, unsigned node, unsigned is_there) {
+        const auto refer_to = [&](unsigned lane, unsigned lane_node, unsigned is_there) {
             // An inner node's place is not known yet.
-            wide.references[lane] = nodes[node].index | GasWideNode::leaf_flag | (is_there - 1);
-            waiting[waiting_count] = {node, &wide.references[lane]};
-            waiting_count += is_there & ~nodes[node].flags;
+            wide.references[lane] =
+                m_nodes[lane_node].index | GasWideNode::leaf_flag | (is_there - 1);
+            pending[pending_count] = {lane_node, &wide.references[lane]};
+            pending_count += is_there & ~m_nodes[lane_node].flags;
         };
         for (unsigned half = 2; half-- > 0;) {
             const unsigned is_skipped = skips >> half & 1;
             const unsigned child = wide.first_child + half;
-            const unsigned lane_node = gas_pick(is_skipped, child, nodes[child].index);
+            const unsigned lane_node = gas_pick(is_skipped, child, m_nodes[child].index);
             wide.lane_nodes[half] = lane_node;
             refer_to(2 * half + 1, lane_node + is_skipped, is_skipped);
             refer_to(2 * half, lane_node, 1);
-            boxes.gather_half(half, lane_node, is_skipped, NodeBoxes{nodes}, infinity);
+            boxes.gather_half(half, lane_node, is_skipped, GasNodeBoxes{m_nodes}, infinity);
         }
         boxes.store(wide.planes);
+        return pending_count;
     }
-    m_progress = {0, boxes.are_ordered()};
+
+    const GasTreeNode* m_nodes;
+    const GasWideCollapse& m_collapse;
+    GasWideNode* m_wide_nodes;
+};
+
+GasWideNodes::GasWideNodes(const GasTreeNode* nodes, unsigned node_count,
+                           GasParallelBuild* parallel) {
+    const GasWideCollapse collapse(nodes, node_count, parallel);
+    m_count = collapse.get_count(nodes[0]);
+    // First of all: what comes last is not released if there is no memory for more.
+    const GasScratchArray<Pending> pending = gas_allocate_scratch<Pending>(m_count + 1);
+    const unsigned subtree_limit = parallel ? 32 * parallel->get_team().get_size() : 0;
+    const std::unique_ptr<Subtree[]> subtrees(new Subtree[subtree_limit + 1]);
+    allocate(m_count, m_memory, m_nodes);
+
+    const Placing placing(nodes, collapse, m_nodes);
+    Subtree& whole = subtrees[subtree_limit];
+    whole = {0, 0, m_count, true};
+    if (!parallel) {
+        placing.place(whole, pending.get());
+        m_are_boxes_ordered = whole.are_boxes_ordered;
+        return;
+    }
+    // Small enough subtrees are left to the threads, as long as there is room in the list.
+    const unsigned most = m_count / (4 * parallel->get_team().get_size()) + 1;
+    unsigned subtree_count = 0;
+    placing.place(whole, pending.get(), [&](const Pending& next, unsigned first) {
+        const unsigned count = collapse.get_count(nodes[next.node]);
+        if (count > most || count < 64 || subtree_count == subtree_limit)
+            return 0u;
+        subtrees[subtree_count++] = {next.node, first, count, true};
+        return count;
+    });
+    parallel->get_team().run(subtree_count, [&](unsigned i) {
+        placing.place(subtrees[i], pending.get() + subtrees[i].first);
+    });
+    m_are_boxes_ordered = whole.are_boxes_ordered;
+    for (unsigned i = 0; i < subtree_count; ++i)
+        m_are_boxes_ordered = m_are_boxes_ordered && subtrees[i].are_boxes_ordered;
 }
 
-void GasWideNodes::refit(const Node* nodes, unsigned first_node) {
-    LaneBoxes boxes;
-    advance(m_progress, m_nodes, m_count, first_node, [&](unsigned i) {
-        boxes.gather(m_nodes[i], NodeBoxes{nodes}, infinity);
+GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
+
+void GasWideNodes::refit(GasWideCursor& cursor, const GasTreeNode* nodes, unsigned first_node) {
+    GasWideLaneBoxes boxes;
+    advance(cursor, m_nodes, first_node, [&](unsigned i) {
+        boxes.gather(m_nodes[i], GasNodeBoxes{nodes}, infinity);
         boxes.store(m_nodes[i].planes);
     });
-    m_progress.are_boxes_ordered = m_progress.are_boxes_ordered && boxes.are_ordered();
+    cursor.are_boxes_ordered = cursor.are_boxes_ordered && boxes.are_ordered();
+    if (first_node == 0)
+        m_are_boxes_ordered = cursor.are_boxes_ordered;
 }
 
 std::size_t GasWideNodes::get_memory_size() const {
@@ -192,17 +188,17 @@ GasWideSample::GasWideSample(unsigned node_count) : count(node_count) {
 
 GasWideSample::~GasWideSample() { sys_aligned_free(memory); }
 
-void GasWideSample::fill(const GasWideNodes& wide_nodes, const GMathBbox3<float>* sample_boxes,
-                         unsigned first_node) {
-    const SampleBoxes source = {sample_boxes};
-    LaneBoxes boxes;
-    SimdF finite = boxes.ordered;
-    advance(progress, wide_nodes.get_nodes(), count, first_node, [&](unsigned i) {
+void GasWideSample::fill(GasWideCursor& cursor, const GasWideNodes& wide_nodes,
+                         const GMathBbox3<float>* sample_boxes, unsigned first_node) {
+    const GasSampleBoxes source = {sample_boxes};
+    GasWideLaneBoxes lanes;
+    SimdF finite = lanes.ordered;
+    advance(cursor, wide_nodes.get_nodes(), first_node, [&](unsigned i) {
         const GasWideNode& wide = wide_nodes.get_nodes()[i];
         GasWideSampleNode& node = nodes[i];
         prefetch(nodes, i);
-        boxes.gather(wide, source, FLT_MAX);
-        boxes.store(node.planes);
+        lanes.gather(wide, source, FLT_MAX);
+        lanes.store(node.planes);
 
         const unsigned half = wide.first_child;
         const SimdF first_min = source.get_min(half);
@@ -223,8 +219,12 @@ void GasWideSample::fill(const GasWideNodes& wide_nodes, const GMathBbox3<float>
         finite = finite & (first_max < SimdF(infinity)) & (second_max < SimdF(infinity)) &
                  (SimdF(-infinity) < first_min) & (SimdF(-infinity) < second_min);
     });
-    progress.are_boxes_ordered =
-        progress.are_boxes_ordered && boxes.are_ordered() && (finite.get_mask() & 7) == 7;
+    cursor.are_boxes_ordered =
+        cursor.are_boxes_ordered && lanes.are_ordered() && (finite.get_mask() & 7) == 7;
+    if (first_node == 0) {
+        are_boxes_ordered = cursor.are_boxes_ordered;
+        boxes = sample_boxes;
+    }
 }
 
 std::size_t GasWideSample::get_memory_size() const {
