@@ -57,8 +57,9 @@ class GAS_EXPORT GasGridTree {
     /// inverted that its centre lies outside all boxes. With few items for the target, most of the
     /// grid is empty: while building it takes 4 bytes for each item and for each cell, occupied or
     /// not, and about 28 to 80 more for an occupied one. The number of cells is kept in 32 bits; a
-    /// grid of more (which takes a target near the limit) folds cells together. When memory runs
-    /// out std::bad_alloc passes through and the grid is empty.
+    /// grid of more (which takes a target near the limit) folds cells together. Whatever is thrown
+    /// on the way, std::bad_alloc or what a bar or a box callback throws on the calling thread,
+    /// passes through and leaves the grid empty.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count,
                 const unsigned& target_cell_count, const unsigned* indices,
                 AppProgressBar* progress_bar);
@@ -67,6 +68,12 @@ class GAS_EXPORT GasGridTree {
                 const unsigned* indices, AppProgressBar* progress_bar);
     void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned& target_cell_count,
                 const unsigned* indices, AppProgressBar* progress_bar);
+    /// As above; the tree over the cells is built on up to `thread_count` threads, as GasTree's of
+    /// these arguments is.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                const unsigned& target_cell_count, const unsigned* indices,
+                AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
     /// As above over boxes that the leaf box callback gives: it is asked for items 0 to `count` -
     /// 1, whatever `indices` holds.
     void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
@@ -144,6 +151,9 @@ class GAS_EXPORT GasGridTree {
                                    GeometryRaytraceCtx& ctx) const;
 
   private:
+    void build(const GMathBbox3<float>* bboxes, unsigned count, unsigned target_cell_count,
+               const unsigned* indices, AppProgressBar* progress_bar,
+               SysThreadTaskManager* task_manager, unsigned thread_count);
     friend struct GasGridStreamCells;
 
     // What copies share.

@@ -90,11 +90,10 @@ std::shared_ptr<GasGridCells> group_items(unsigned count, const unsigned* indice
 
 } // namespace
 
-void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
-                         const unsigned& target_cell_count, const unsigned* indices,
-                         AppProgressBar* progress_bar) {
-    const unsigned item_count = count;
-    const unsigned target = target_cell_count;
+void GasGridTree::build(const GMathBbox3<float>* bboxes, unsigned item_count,
+                        unsigned target_cell_count, const unsigned* indices,
+                        AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
+                        unsigned thread_count) {
     clear();
     m_progress_owner = progress_bar ? gas_host::get_app(*progress_bar) : nullptr;
     if (progress_bar)
@@ -104,15 +103,32 @@ void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
     if (!find_scene_bbox(bboxes, item_count, scene))
         return;
     Occupancy occupancy;
-    place_items(bboxes, item_count, GasGridResolution(scene, target), occupancy);
+    place_items(bboxes, item_count, GasGridResolution(scene, target_cell_count), occupancy);
     if (occupancy.item_count == 0)
         return;
     std::shared_ptr<GasGridCells> shared = group_items(item_count, indices, occupancy);
     occupancy.cell_of_item.reset();
     const float whole_bar = 1.0f;
-    shared->top_tree.create(occupancy.bboxes.data(), shared->cell_count, nullptr, progress_bar,
-                            whole_bar);
+    const GMathBbox3<float>* const cell_boxes = occupancy.bboxes.data();
+    if (task_manager)
+        shared->top_tree.create(cell_boxes, shared->cell_count, nullptr, progress_bar, whole_bar,
+                                *task_manager, thread_count);
+    else
+        shared->top_tree.create(cell_boxes, shared->cell_count, nullptr, progress_bar, whole_bar);
     attach(std::move(shared));
+}
+
+void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         AppProgressBar* progress_bar) {
+    build(bboxes, count, target_cell_count, indices, progress_bar, nullptr, 1);
+}
+
+void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                         const unsigned& thread_count) {
+    build(bboxes, count, target_cell_count, indices, progress_bar, &task_manager, thread_count);
 }
 
 void GasGridTree::create(const CoreArray<GMathBbox3<float>>& bboxes,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <latch>
 #include <limits>
@@ -215,4 +216,27 @@ TEST(ParallelBuild, MemoryThatRunsOutLeavesAnEmptyTreeOrTheRightOne) {
             break;
     }
     EXPECT_GE(thrown_count, 7u) << "two arrays, the nodes, the indices, pieces and parts";
+}
+
+TEST(BuildTeam, WhatIsThrownAfterAPieceComesThroughOnceTheOthersAreDone) {
+    SysThreadTaskManager manager(nullptr);
+    GasBuildTeam team(manager, 4);
+    unsigned thrown_count = 0;
+    for (unsigned round = 0; round < 50; ++round) {
+        std::atomic<unsigned> running = 0;
+        const auto work = [&](unsigned) {
+            ++running;
+            for (volatile unsigned i = 0; i < 2000;)
+                i = i + 1;
+            --running;
+        };
+        const auto throw_at_once = [](unsigned piece) { throw piece; };
+        try {
+            team.run(1000, work, throw_at_once);
+        } catch (unsigned) {
+            ++thrown_count;
+        }
+        EXPECT_EQ(running.load(), 0u);
+    }
+    EXPECT_GT(thrown_count, 0u) << "the calling thread came to a piece";
 }

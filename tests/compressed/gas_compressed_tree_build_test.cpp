@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <limits>
+
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -377,3 +380,44 @@ TEST(CompressedBuildDeathTest, CountZeroAsserts) {
                  "at least one box");
 }
 #endif
+
+TEST(CompressedBuild, SeveralThreadsGiveTheSameTree) {
+    for (const scenes::Kind kind : scenes::all_kinds()) {
+        const CoreArray<GMathBbox3<float>> boxes = support::to_boxes(scenes::make(kind, 30000, 6));
+        for (const naive::Split split : support::all_splits) {
+            support::QuietProgress expected_progress(split);
+            GasCompressedTree expected;
+            expected.create(boxes, nullptr, &expected_progress.bar);
+            for (const unsigned thread_count : {1u, 2u, 7u}) {
+                support::QuietProgress progress(split);
+                SysThreadTaskManager manager(nullptr);
+                GasCompressedTree tree;
+                tree.create(boxes, nullptr, &progress.bar, manager, thread_count);
+                ASSERT_EQ(tree.get_node_count(), expected.get_node_count());
+                EXPECT_EQ(tree.get_depth(), expected.get_depth());
+                EXPECT_EQ(tree.get_bbox(), expected.get_bbox());
+                EXPECT_EQ(std::memcmp(tree.get_nodes(), expected.get_nodes(),
+                                      tree.get_node_count() * sizeof(GasCompressedNode)),
+                          0)
+                    << scenes::name(kind) << ", " << support::name(split) << ", " << thread_count;
+                EXPECT_EQ(progress.bar.get_value(), 1.0f);
+            }
+        }
+    }
+}
+
+TEST(CompressedBuild, SeveralThreadsGiveTheSameTreeOverANaN) {
+    std::vector<naive::Box> scene = scenes::make(scenes::Kind::random, 20000, 6);
+    scene[12345].min[1] = std::numeric_limits<float>::quiet_NaN();
+    const CoreArray<GMathBbox3<float>> boxes = support::to_boxes(scene);
+    GasCompressedTree expected;
+    expected.create(boxes, nullptr, nullptr);
+    SysThreadTaskManager manager(nullptr);
+    GasCompressedTree tree;
+    tree.create(boxes, nullptr, nullptr, manager, 3);
+    EXPECT_EQ(std::memcmp(tree.get_nodes(), expected.get_nodes(),
+                          tree.get_node_count() * sizeof(GasCompressedNode)),
+              0);
+    tree.create(CoreArray<GMathBbox3<float>>(), nullptr, nullptr, manager, 3);
+    EXPECT_TRUE(tree.is_empty());
+}

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <stdexcept>
+
 #include <algorithm>
 #include <cfloat>
 #include <cstring>
@@ -358,4 +361,34 @@ TEST(GridBuild, ABarThatDrawsNothingIsStillLeftToItsOwner) {
     grid.create(CoreArray<GMathBbox3<float>>(), 8, nullptr, &progress.bar);
     EXPECT_EQ(progress.bar.get_value(), 0.0f);
     EXPECT_EQ(grid.get_cell_count(), 0u);
+}
+
+TEST(GridBuild, ABoxCallbackThatThrowsLeavesAnEmptyGrid) {
+    GasGridTree grid;
+    create(grid, scenes::make(scenes::Kind::random, 100, 1), 20);
+    EXPECT_GT(grid.get_cell_count(), 0u);
+    const auto throw_at_once = [](void*, const unsigned&, const unsigned*, GMathBbox3<float>*) {
+        throw std::runtime_error("no boxes");
+    };
+    grid.set_leaf_bbox_callbacks(throw_at_once, nullptr, nullptr);
+    EXPECT_THROW(grid.create(100u, 20u, nullptr, nullptr), std::runtime_error);
+    EXPECT_EQ(grid.get_cell_count(), 0u);
+    EXPECT_TRUE(grid.get_top_tree().is_empty());
+}
+
+TEST(GridBuild, SeveralThreadsGiveTheSameTopTree) {
+    const CoreArray<GMathBbox3<float>> boxes =
+        to_boxes(scenes::make(scenes::Kind::random, 60000, 9));
+    const unsigned count = boxes.get_count();
+    GasGridTree expected;
+    expected.create(boxes.get_items(), count, 40000, nullptr, nullptr);
+    SysThreadTaskManager manager(nullptr);
+    GasGridTree grid;
+    grid.create(boxes.get_items(), count, 40000, nullptr, nullptr, manager, 3);
+    const GasTree& top = grid.get_top_tree();
+    ASSERT_GT(grid.get_cell_count(), 10000u);
+    ASSERT_EQ(top.get_node_count(), expected.get_top_tree().get_node_count());
+    EXPECT_EQ(std::memcmp(top.get_nodes(), expected.get_top_tree().get_nodes(),
+                          top.get_node_count() * sizeof(GasTree::Node)),
+              0);
 }

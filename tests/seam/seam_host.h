@@ -111,10 +111,14 @@ CoreLogHandler& core_main_log_handler();
 
 /// The application.
 
+struct BarThrows {};
+
 class AppProgressBar {
   public:
     void increment_if_step(const unsigned& n) {
         heard_counts.push_back(n);
+        if (n >= throws_at)
+            throw BarThrows();
         if (n % interval == 0)
             fraction += increment;
     }
@@ -132,6 +136,8 @@ class AppProgressBar {
     bool done;
     std::vector<unsigned> heard_counts = {};
     std::vector<float> heard_values = {};
+    /// From this count on each call throws.
+    unsigned throws_at = 0xFFFFFFFFu;
 };
 class AppBase {
   public:

@@ -1,7 +1,10 @@
 #include <tests/support/allocation_counter.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
+
+#include <malloc.h>
 
 #include <gas/host/aligned_memory.h>
 
@@ -13,6 +16,17 @@ thread_local constinit std::uint64_t allocations = 0;
 thread_local constinit std::uint64_t releases = 0;
 thread_local constinit std::uint64_t failing_allocation = never;
 thread_local constinit bool failed = false;
+
+constinit std::atomic<std::int64_t> live_bytes = 0;
+constinit std::atomic<std::int64_t> peak_bytes = 0;
+
+void count_block(void* memory) {
+    const auto size = static_cast<std::int64_t>(malloc_usable_size(memory));
+    const std::int64_t live = live_bytes.fetch_add(size) + size;
+    std::int64_t peak = peak_bytes.load();
+    while (live > peak && !peak_bytes.compare_exchange_weak(peak, live)) {
+    }
+}
 
 void* allocate(std::size_t size, std::size_t alignment) {
     if (allocations == failing_allocation) {
@@ -28,12 +42,15 @@ void* allocate(std::size_t size, std::size_t alignment) {
         memory = std::aligned_alloc(alignment, (size / alignment + 1) * alignment);
     if (!memory)
         throw std::bad_alloc();
+    count_block(memory);
     return memory;
 }
 
 void release(void* memory) {
-    if (memory)
+    if (memory) {
         ++releases;
+        live_bytes.fetch_sub(static_cast<std::int64_t>(malloc_usable_size(memory)));
+    }
     std::free(memory);
 }
 
@@ -42,6 +59,10 @@ void release(void* memory) {
 namespace support {
 
 AllocationCounts get_allocation_counts() { return {allocations, releases}; }
+
+std::int64_t get_live_bytes() { return live_bytes.load(); }
+std::int64_t get_peak_bytes() { return peak_bytes.load(); }
+void restart_peak() { peak_bytes.store(live_bytes.load()); }
 
 FailingAllocation::FailingAllocation(std::uint64_t nth) {
     failed = false;

@@ -15,6 +15,12 @@ struct AllocationCounts {
 /// Since the thread started; null releases do not count.
 AllocationCounts get_allocation_counts();
 
+/// Bytes that all threads hold now, as the heap rounds them.
+std::int64_t get_live_bytes();
+/// The most they have held since the last call of `restart_peak`.
+std::int64_t get_peak_bytes();
+void restart_peak();
+
 /// While it lives, one allocation throws std::bad_alloc: the next one for `nth` 0, the one after
 /// that for 1, and so on. Use one at a time.
 class FailingAllocation {
