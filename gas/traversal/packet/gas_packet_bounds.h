@@ -7,7 +7,7 @@
 inline namespace gas_abi1 {
 
 /// What the rays of sixteen packets have in common, lane by lane for each block of four packets:
-/// proves that blocks miss a box without a look at their rays. For even batches (gas_even_box.h).
+/// proves that blocks miss a box without a look at their rays. For even batches (gas_octant_box.h).
 struct GasPacketBounds {
     static constexpr unsigned block_size = 4;
     static constexpr unsigned packet_count = 4 * block_size;
