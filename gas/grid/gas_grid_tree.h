@@ -14,21 +14,23 @@ inline namespace gas_abi1 {
 
 struct GasGridCells;
 
-/// A two-level hierarchy for very many items whose boxes are expensive: `create` sorts the items
-/// into the cells of a uniform grid by their boxes' centres and builds a GasTree over the occupied
-/// cells; a cell's own tree, a GasCompressedTree, is built when a ray first reaches the cell, from
-/// boxes that the host's box callback gives. A cell that no ray reaches never asks for its boxes.
+/// A two-level bounding-volume hierarchy (BVH), built lazily, for very many items (primitives)
+/// whose boxes (AABBs) are expensive. `create` sorts the items into the cells of a uniform grid by
+/// their boxes' centres and builds a GasTree over the occupied cells. A cell's own tree, a
+/// GasCompressedTree, is built when a ray first reaches the cell, from boxes that the host's box
+/// callback gives. The boxes of a cell that no ray reaches are not asked for again.
 ///
-/// Any number of threads may trace a grid at once, each with its own CtxShader: each cell is built
-/// once, under its own lock, by the thread that comes first, and different cells in parallel.
-/// Everything that changes the grid needs exclusive access to it and to its copies.
+/// It has the ray queries of GasTree: closest hit; all hits, that is any hit or occluded; coherent
+/// batches, streams. Any number of threads may trace a grid at once, each with its own CtxShader:
+/// each cell is built once, under its own lock, by the first thread that reaches it, and different
+/// cells in parallel. Whatever changes the grid needs exclusive access to it and to its copies.
 ///
 /// The host's box callbacks are called from tracing threads and, for large requests, from the
 /// host's task threads, several at once, each for items and boxes of its own. They let no exception
-/// out. They may start tasks and wait for them, and trace rays elsewhere, but no ray of theirs may
-/// lead, through whichever cells and threads, to a cell that waits for a callback: it would wait
-/// for itself. Where that happens on one thread a debug build asserts and a release build skips the
-/// cell for that ray; across threads it is not seen.
+/// out. They may start tasks and wait for them, and trace rays elsewhere, but not rays that lead,
+/// through whichever cells and threads, to a cell that is waiting for a callback: that would be a
+/// deadlock. On one thread a debug build asserts and a release build skips the cell for that ray;
+/// across threads it is not detected.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.
