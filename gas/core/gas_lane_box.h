@@ -4,9 +4,9 @@
 
 inline namespace gas_abi1 {
 
-/// A box in two four-lane vectors, for growing boxes without going coordinate by coordinate. Both
-/// halves come out of the box's own six floats: the min in lanes x, y, z, the max in lanes y, z, w.
-/// The lane that is left over holds a neighbour's coordinate, takes part and means nothing.
+/// A box in two four-lane vectors, which grows all coordinates at once. Both halves are loaded from
+/// the box's own six floats: the min in lanes x, y, z, the max in lanes y, z, w. The fourth lane
+/// holds another coordinate of the box and has no meaning.
 struct GasLaneBox {
     SimdF min;
     SimdF max;

@@ -7,8 +7,8 @@
 inline namespace gas_abi1 {
 
 /// The traversal order code of two sibling boxes: the axis along which they are best separated
-/// (bits 0 and 1), and whether the second lies on the low side (bit 2). Of equal gaps the earlier
-/// stays; `previous` when no gap compares (NaN, or below the lowest float).
+/// (bits 0 and 1), and whether the second lies on the low side (bit 2). The first of equal gaps
+/// counts. `previous` when no gap compares (NaN, or below the lowest float).
 inline unsigned gas_traversal_order(unsigned previous, const GMathVec3<float>& first_min,
                                     const GMathVec3<float>& first_max,
                                     const GMathVec3<float>& second_min,

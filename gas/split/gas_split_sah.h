@@ -15,7 +15,7 @@ inline namespace gas_abi1 {
 /// one with the least sum of child area times child item count. Up to 16 items every cut between
 /// the sorted centres is tried, above that the 15 planes between 16 bins.
 
-/// A candidate's cost, and where it cuts: after `left_count` sorted items, or at `position`.
+/// A candidate's cost and cut: after `left_count` sorted items, or at `position`.
 struct GasSahCut {
     double cost = 1e308;
     unsigned axis = 3; // 3: none won
@@ -66,8 +66,8 @@ inline void gas_sweep_bins(GasSahWorkspace& workspace, unsigned count) {
     }
 }
 
-/// Which cost replaces the best so far. They differ for a NaN only, which wins over three axes and
-/// loses over one.
+/// Which cost replaces the best so far. The two differ for a NaN only, which wins in the search
+/// over three axes and loses in that over one.
 struct GasWinsUnlessWorse {
     bool operator()(double cost, double best) const { return !(cost >= best); }
 };
@@ -137,8 +137,8 @@ void gas_try_binned_axis(const Context& context, const unsigned* items, unsigned
         workspace.bin_counts[bin] += 1.0f;
     }
 
-    // The plane stands at an exact sixteenth of the extent although the bins are a little wider:
-    // an item within rounding of a plane may change sides, and that is part of the tree.
+    // The plane is at an exact sixteenth of the extent although the bins are a little wider: an
+    // item within rounding of a plane may change sides, and that is part of the tree.
     const float width = static_cast<float>(extent * 0.0625);
     gas_sweep_bins(workspace, bin_count);
     gas_try_planes(workspace, bin_count, best, wins, [&](unsigned plane) {
