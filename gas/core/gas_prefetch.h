@@ -2,8 +2,8 @@
 
 inline namespace gas_abi1 {
 
-/// Prefetches the memory at an address that is read soon; any address is allowed. Always inlined,
-/// because compilers drop calls of functions that do nothing else.
+/// Asks for the memory at an address that is read soon and may lie anywhere. Inlined at once, for
+/// compilers drop calls of functions that do nothing else.
 #if defined(__GNUC__)
 [[gnu::always_inline]] inline void gas_prefetch(const void* address) {
     __builtin_prefetch(address);

@@ -22,7 +22,7 @@ struct Transform {
             grow(image, apply_to_point(get_corner(box, corner)));
         return image;
     }
-    /// Maps the normal of a surface by the inverse of this map; the result has not length 1.
+    /// Maps the normal of a surface by the inverse of this map; the result is not of length 1.
     Vec3 apply_inverse_to_normal(const Vec3& normal) const {
         return {dot(x, normal), dot(y, normal), dot(z, normal)};
     }
