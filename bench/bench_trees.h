@@ -24,7 +24,7 @@ template <> struct TreeKind<GasTree> {
                        AppProgressBar* progress_bar) {
         tree.create(boxes, nullptr, progress_bar, 1.0f);
     }
-    /// Calls a ray query with what it takes beside the contexts.
+    /// Calls a ray query with its arguments after the contexts.
     template <typename Ask> static void ask(const Ask& ask) { ask(false); }
 
     /// Bytes of all motion-blur samples.

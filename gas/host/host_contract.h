@@ -72,7 +72,7 @@ concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count
     gas_host::release_progress_bar(bar);
 };
 
-/// Makes progress bars, which stay the application's, for any thread.
+/// Makes progress bars, which the application owns, for any thread.
 template <typename Application>
 concept ProgressApplication = requires(Application& application, const CoreString& title,
                                        const bool& visible) {

@@ -45,7 +45,7 @@ unsigned parse_build_method(const std::string& name);
 /// `plain`, `compressed` or `grid`.
 TreeKind parse_tree_kind(const std::string& name);
 
-/// Which rays go through trees in streams.
+/// Which rays are traced in streams.
 enum class StreamChoice {
     none,           ///< `off`
     scattered_rays, ///< `on`

@@ -87,7 +87,7 @@ class GasNearestLeaves {
 
     /// Inserts a leaf unless the arrays are full of nearer ones; where they are full, the last leaf
     /// drops out. `order` decides for equal distances whether the leaf comes before the one at a
-    /// place, and is told which leaves move up a place and where the new one is put.
+    /// place, and its hooks are called for leaves that move up a place and for the new one.
     template <typename Order> bool insert(unsigned leaf, float distance, const Order& order) {
         if (is_full()) {
             const float largest = get_largest_distance();
