@@ -34,14 +34,16 @@ TEXT_ENDINGS = CODE_ENDINGS + (".py", ".sh", ".cmake", ".txt", ".md", ".json", "
 BUILD_ENDINGS = (".py", ".sh", ".cmake", ".txt", ".json", ".in", ".yml")
 LINE_LIMITS = {"gas/": 300, "apps/": 300, "tests/": 500, "bench/": 500, "examples/": 300}
 
-# The page with the map of files: a heading for each folder of gas/, in the order of the floors, and a
-# line for each header with the source of its name: * `gas_tree.h` `.cpp`: what it holds
+# The page with the map of files. It has a heading for each folder of gas/, in the order of the
+# floors, and a line for each header and the source of the same name:
+# * `gas_tree.h` `.cpp`: what it holds
 MAP_PAGE = "docs/architecture.md"
 MAP_TITLE = "## Map of files"
 MAP_FOLDER = re.compile(r"### `(gas/(?:\w+/)*)`: \S")
 MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
 
-# Names of library files in comments and on pages. These are made by the build, or a renderer's own.
+# A library file named in a comment or on a page must exist, except those that the build makes and
+# those of a renderer.
 FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
 OTHER_FILES = {"gas_export.h", "gas_host.h"}
 
@@ -401,7 +403,7 @@ def main():
             continue
         source = Source(path)
         check_text(source, report)
-        # The changelog tells old names, too.
+        # The changelog lists old names, too.
         if source.is_code or (path.endswith(".md") and path != "CHANGELOG.md"):
             check_file_names(source, known, report)
         if source.is_code and path.startswith(CODE_ROOTS):
