@@ -5,10 +5,10 @@
 
 namespace gas_bench {
 
-/// The boxes that a random line through the root's box is expected to be in: two tests for every
-/// inner node, one callback for every leaf.
+/// The expected cost of a random line through the root's box (surface area heuristic): two box
+/// tests for every inner node, one callback for every leaf.
 double get_sah_cost(const GasTree& tree);
-/// The same of the boxes that rays see, the decoded ones.
+/// The same over the decoded boxes.
 double get_sah_cost(const GasCompressedTree& tree);
 
 } // namespace gas_bench

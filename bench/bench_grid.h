@@ -7,11 +7,11 @@
 
 namespace gas_bench {
 
-/// What a grid's cell holds on average where items are spread evenly.
+/// Items per cell of a grid on average, where items are spread evenly.
 inline constexpr unsigned items_per_cell = 128;
 
-/// Has the grid ask for boxes, which are computed from the scene's triangles each time, and builds
-/// it. The scene outlives the grid.
+/// Builds the grid over boxes that are computed from the scene's triangles at each request. The
+/// scene outlives the grid.
 void create_grid(GasGridTree& grid, const Scene& scene);
 
 } // namespace gas_bench

@@ -4,7 +4,7 @@
 
 #include <bench/bench_scene.h>
 
-/// Spatial queries to measure.
+/// The spatial queries that are measured.
 namespace gas_bench {
 
 /// Leaves in boxes of that side, in scene sizes.
@@ -16,7 +16,7 @@ struct BoxQuestion {
 inline constexpr BoxQuestion box_questions[] = {{"query/box_small", 0.01f},
                                                 {"query/box_large", 0.2f}};
 
-/// So many nearest leaves, without a limit of distance.
+/// The number of nearest leaves, without a limit of distance.
 struct NearestQuestion {
     const char* name;
     unsigned room;
@@ -25,7 +25,7 @@ struct NearestQuestion {
 inline constexpr NearestQuestion nearest_questions[] = {
     {"query/nearest_1", 1}, {"query/nearest_8", 8}, {"query/nearest_64", 64}};
 
-/// Middles of random items, moved a little: where a tool asks, there usually is something.
+/// Middles of random items, moved a little, because tools mostly query near items.
 std::vector<GMathVec3<float>> make_query_points(const Scene& scene, unsigned count);
 
 /// Boxes around such points.

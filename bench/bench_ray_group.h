@@ -4,7 +4,7 @@
 
 namespace gas_bench {
 
-/// Four rays side by side, as those that came together are intersected.
+/// Four rays side by side, for callbacks of several rays.
 struct RayGroup {
     GMathVec3<SimdF> origin;
     GMathVec3<SimdF> direction;
@@ -15,9 +15,8 @@ inline GMathVec3<SimdF> spread(const GMathVec3<float>& vector) {
     return {SimdF(vector.x), SimdF(vector.y), SimdF(vector.z)};
 }
 
-/// The mask of the lines that meet the triangle, each as `intersect` of one says it, with its
-/// numbers. Whoever traces these scenes, the library or another, calls this function for rays that
-/// go together.
+/// The mask of the lines that meet the triangle, with the results of `intersect` for one ray. The
+/// library and the peer both call this function for packets.
 inline int intersect(const Triangle& triangle, const RayGroup& rays, const SimdF& far_distance,
                      SimdF& distance) {
     const SimdF zero(0.0f);

@@ -62,7 +62,7 @@ std::vector<Triangle> make_clustered(unsigned item_count) {
     std::vector<Triangle> triangles(item_count);
     for (Triangle& triangle : triangles) {
         const unsigned cluster = random.below(cluster_count);
-        // The product draws items to the middle of their cluster.
+        // The product concentrates items in the middle of their cluster.
         const float reach = radii[cluster] * random.uniform();
         const Point center = clusters[cluster] + make_point(random, -reach, reach);
         triangle = make_triangle(random, center, spacing * (reach + 0.002f));
@@ -155,8 +155,8 @@ Point move(const Point& point, const GMathBbox3<float>& bounds) {
             point.z};
 }
 
-/// Brings a scene into the range that compressed boxes are made for, 64 to 128 units. A power of
-/// two rounds nothing: trees and hits stay what they were.
+/// Scales a scene to 64 to 128 units, the working range of compressed boxes. A power of two rounds
+/// nothing, so trees and hits do not change.
 void scale(std::vector<Triangle>& triangles) {
     GMathBbox3<float> bounds = {triangles[0].corners[0], triangles[0].corners[0]};
     for (const Triangle& triangle : triangles)
@@ -203,7 +203,7 @@ constexpr Recipe recipes[] = {
     {"long_thin", make_long_thin, false}, {"coincident", make_coincident, false},
     {"surface", make_surface, false},     {"interior", make_interior, true}};
 
-/// Every triangle becomes four, through the middles of its edges.
+/// Divides every triangle into four at the middles of its edges.
 std::vector<Triangle> subdivide(const std::vector<Triangle>& triangles) {
     std::vector<Triangle> finer;
     finer.reserve(4 * triangles.size());

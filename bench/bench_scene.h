@@ -6,8 +6,8 @@
 
 #include <gas/host/host.h>
 
-/// Scenes to measure on. Every item of every scene is a triangle, so that all of them are traced
-/// by the same callbacks.
+/// The scenes that are measured. Every item of every scene is a triangle, so that all scenes are
+/// traced by the same callbacks.
 namespace gas_bench {
 
 struct Triangle {
@@ -38,11 +38,11 @@ struct Scene {
     CoreArray<GMathBbox3<float>> later_boxes;
     /// All boxes at time 0.
     GMathBbox3<float> bounds;
-    /// Whether camera and light are in the middle of things, not outside.
+    /// Whether camera and light are inside of the scene.
     bool is_interior = false;
 };
 
-/// Names that `make_scene` knows: uniform (evenly spread), clustered (dense groups far apart),
+/// The names of `make_scene`: uniform (evenly spread), clustered (dense groups far apart),
 /// long_thin (needles across the axes), coincident (groups of equal centres), surface (a bumpy
 /// sphere) and interior (a room of long thin beams and small clutter, seen from inside).
 const std::vector<std::string>& get_scene_names();

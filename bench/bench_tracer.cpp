@@ -27,7 +27,7 @@ bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
 
 namespace {
 
-/// The rays in fours; the last ray fills what is left of the last four.
+/// The rays in fours; the last ray fills the rest of the last four.
 std::vector<RayGroup> make_ray_groups(const std::vector<Ray>& rays) {
     std::vector<RayGroup> groups((rays.size() + 3) / 4);
     for (std::size_t i = 0; i < groups.size(); ++i) {
@@ -48,7 +48,7 @@ std::vector<RayGroup> make_ray_groups(const std::vector<Ray>& rays) {
     return groups;
 }
 
-/// Rays that the query handed over together: a test for each four of them.
+/// For several rays of a query: a test for each four of them.
 void hit_nearest_together(const TraceTarget& target, unsigned item, GeometryRaytraceCtx& ctx) {
     const auto first = static_cast<unsigned>(ctx.get_first_ray());
     const auto last = static_cast<unsigned>(ctx.get_last_ray());
@@ -114,7 +114,7 @@ Tracer<Tree>::Tracer(const Scene& scene, bool may_move)
                nullptr,
                0} {
     create_traced_tree(m_tree, scene, may_move);
-    // Once for all questions: a grid's cells keep what they were built with.
+    // Once for all questions: a grid's cells keep the callbacks that they were built with.
     m_tree.set_leaf_raytrace_callbacks(hit_any_or_all<false>, hit_any_or_all<true>,
                                        hit_nearest<false>, hit_nearest<true>, &m_target);
     GasObject::create_ctx(m_shader);

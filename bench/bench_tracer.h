@@ -9,19 +9,19 @@
 namespace gas_bench {
 
 enum class Query {
-    nearest, ///< the nearest hit
-    any,     ///< whether there is a hit; stops at the first
+    nearest, ///< the nearest (closest) hit
+    any,     ///< any hit (occluded); stops at the first
     all,     ///< every hit
 };
 
-/// What the leaf callbacks see.
+/// The user data of the leaf callbacks.
 struct TraceTarget {
     const Triangle* triangles;
     const Triangle* later_triangles;
     const Ray* rays;
     /// The same rays in fours; for static queries of several rays at once.
     const RayGroup* groups;
-    /// What a query for all hits does with one: sets the hit flag, or counts it for its ray.
+    /// Whether a hit of an all-hits query sets the hit flag; otherwise it is counted for its ray.
     bool stops_at_hit;
     std::uint32_t* hit_counts;
     /// Intersections tried by the nearest-hit callback.
@@ -30,11 +30,11 @@ struct TraceTarget {
     template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
 };
 
-/// Makes a ray of the batch this one.
+/// Sets a ray of the batch.
 void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray);
 
-/// A tree over a scene, and all that a thread needs to trace it: the shortest way from rays to
-/// hits. Instantiated for the tree classes of bench_trees.h.
+/// A tree over a scene, and all that a thread needs to trace it. Instantiated for the tree classes
+/// of bench_trees.h.
 template <typename Tree> class Tracer {
   public:
     /// The scene outlives the tracer. Builds with the default method and, if rays `may_move`, two
@@ -44,10 +44,10 @@ template <typename Tree> class Tracer {
     Tracer& operator=(const Tracer&) = delete;
     ~Tracer();
 
-    /// Says which rays (they outlive their use) are traced for what. Nothing of earlier rays stays
-    /// in the tracer's caches.
+    /// Sets the rays (they outlive their use) and the query, and clears the caches of earlier
+    /// rays.
     void prepare(const std::vector<Ray>& rays, Query query, bool in_motion);
-    /// Forgets all hits, so that the prepared rays may be traced again.
+    /// Clears all hits, so that the prepared rays may be traced again.
     void forget_hits();
     /// Traces all prepared rays one by one, a call per ray.
     void trace_rays();
@@ -59,17 +59,17 @@ template <typename Tree> class Tracer {
     /// As `trace`, through the counting engines.
     GasWalkCounts trace_counted();
 
-    /// Says which rays are traced for their nearest hits in batches of `packet_size`, each with its
+    /// Sets rays that are traced for their nearest hits in batches of `packet_size`, each with its
     /// frustum unless there are none. Rays and frusta outlive their use.
     void prepare_packets(const std::vector<Ray>& rays, unsigned packet_size,
                          const std::vector<GMathFrustum>& frusta);
     /// Traces all prepared packets, each by one call.
     void trace_packet_rays();
-    /// `forget_hits`, then `together`: each packet by one call; otherwise ray by ray.
+    /// `forget_hits`, then a call for each packet (`together`) or for each ray.
     void trace_packets(bool together);
     /// As `trace_packets`, through the counting engines.
     GasWalkCounts trace_packets_counted(bool together);
-    /// Rays that were tested against items since the last `forget_hits`, with Query::nearest.
+    /// Ray-item tests since the last `forget_hits`, with Query::nearest.
     std::uint64_t get_test_count() const { return m_target.test_count; }
 
     /// Hits since the last `forget_hits`: rays that hit, or with Query::all every hit.

@@ -9,7 +9,7 @@
 
 #include <bench/bench_grid.h>
 
-/// The tree classes under measurement, and where their members differ.
+/// The tree classes under measurement, and the differences of their members.
 namespace gas_bench {
 
 template <typename Tree> struct TreeKind;
@@ -24,7 +24,7 @@ template <> struct TreeKind<GasTree> {
                        AppProgressBar* progress_bar) {
         tree.create(boxes, nullptr, progress_bar, 1.0f);
     }
-    /// Calls a ray query with what it takes beside the contexts.
+    /// Calls a ray query with its arguments after the contexts.
     template <typename Ask> static void ask(const Ask& ask) { ask(false); }
 
     /// Bytes of all motion-blur samples.
@@ -77,8 +77,8 @@ template <typename Tree> void add_motion_samples(Tree& tree, const Scene& scene)
     }
 }
 
-/// Gives a tree, before it is built or after, what rays want beside its nodes. All trees that are
-/// traced come by here.
+/// Gives a tree wide nodes, where it can have them, before it is built or after. Called for every
+/// tree that is traced.
 template <typename Tree> void prepare_for_tracing(Tree& tree) {
     if constexpr (std::is_same_v<Tree, GasTree>)
         tree.set_wide_nodes(true);
@@ -120,7 +120,7 @@ void ask_tree(const Tree& tree, const CtxEval& eval, CtxShader& shader, Geometry
     });
 }
 
-/// As `ask_tree`, for a whole batch of which no ray waits for another.
+/// As `ask_tree`, for a whole batch as a stream.
 template <typename Tree, bool is_nearest, bool in_motion>
 void ask_tree_stream(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                      GeometryRaytraceCtx& ctx) {

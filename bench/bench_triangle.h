@@ -4,7 +4,7 @@
 
 namespace gas_bench {
 
-/// A ray as the intersection takes it. Distances are in units of the direction's length.
+/// A ray for the intersection. Distances are in units of the direction's length.
 struct Ray {
     GMathVec3<float> origin;
     GMathVec3<float> direction;
@@ -28,8 +28,7 @@ inline GMathVec3<double> widen(const GMathVec3<float>& vector) {
 }
 
 /// Whether the line meets the triangle between the two distances, both excluded, and at which
-/// `distance` (Moeller and Trumbore 1997). Whoever traces these scenes, the library or another,
-/// calls this function.
+/// `distance` (Moeller and Trumbore 1997). The library and the peer both call this function.
 inline bool intersect(const Triangle& triangle, const GMathVec3<float>& origin,
                       const GMathVec3<float>& direction, float near_distance, float far_distance,
                       float& distance) {

@@ -48,7 +48,7 @@ Point make_direction(support::SeededRandom& random, const Point& normal) {
     return normalize(dot(direction, normal) < 0.0f ? direction * -1.0f : direction);
 }
 
-/// Of the pixels from (column, row) on.
+/// The frustum of the pixels from (column, row) on.
 GMathFrustum make_tile_frustum(const PictureCamera& camera, unsigned column, unsigned row,
                                unsigned side) {
     const auto left = static_cast<float>(column);
@@ -61,7 +61,7 @@ GMathFrustum make_tile_frustum(const PictureCamera& camera, unsigned column, uns
     return gmath_make_pinhole_frustum(widen(camera.eye), corners);
 }
 
-/// The even bits of a number, moved together.
+/// The even bits of a number, compacted.
 unsigned take_even_bits(unsigned bits) {
     unsigned number = 0;
     for (unsigned bit = 0; bit < 16; ++bit)
@@ -84,7 +84,7 @@ PictureCamera::PictureCamera(const Scene& scene, unsigned pixel_count)
         eye = (bounds.min + bounds.max) * 0.5f - forward * (1.1f * get_size(bounds));
 }
 
-/// Beyond a scene's highest corner, or below the middle of a room's ceiling.
+/// A light beyond a scene's highest corner, or below the middle of a room's ceiling.
 Point get_light(const Scene& scene) {
     const GMathBbox3<float>& bounds = scene.bounds;
     const Point extent = bounds.max - bounds.min;
@@ -155,7 +155,7 @@ void Workload::make_rays() {
     const GeometryRayBatch& batch = tracer.get_batch();
     for (unsigned i = 0; i < batch.get_ray_count(); ++i) {
         const Ray& camera = m_camera_rays[i];
-        // Where a camera ray hit nothing its followers start from some item's middle instead.
+        // Where a camera ray hit nothing, the next rays start from the middle of some item.
         const unsigned item =
             batch.is_hit(i) ? batch.get_item(i) : random.below(scene.boxes.get_count());
         const Triangle& triangle = scene.triangles[item];

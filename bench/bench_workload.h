@@ -11,8 +11,8 @@
 namespace gas_bench {
 
 enum class RayKind {
-    camera, ///< from one eye through the pixels of a picture, row by row: neighbours are alike
-    bounce, ///< from where camera rays end into random directions: neighbours are not alike
+    camera, ///< from one eye through the pixels of a picture, row by row: neighbours are coherent
+    bounce, ///< from where camera rays end into random directions: neighbours are incoherent
     shadow, ///< from where camera rays end to one light
 };
 
@@ -32,11 +32,11 @@ struct PictureCamera {
     GMathVec3<float> get_direction(float x, float y) const;
 };
 
-/// Rays that are traced packet by packet: `size` of them at a time.
+/// Rays that are traced in packets of `size`.
 struct Packets {
     unsigned size;
     std::vector<Ray> rays;
-    /// Around each packet's rays; empty where packets go without.
+    /// The frustum of each packet's rays; empty where packets have none.
     std::vector<GMathFrustum> frusta;
 };
 
@@ -45,8 +45,8 @@ struct Packets {
 Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_rays,
                    unsigned tile_side, bool with_frusta);
 
-/// A scene to measure on, with its rays and a tracer for each tree class. Each is made when it is
-/// first asked for and kept, so that benchmarks may run in any order.
+/// A scene with its rays and a tracer for each tree class. Each is made when it is first needed and
+/// kept, so that benchmarks may run in any order.
 class Workload {
   public:
     /// `may_move`: trees have motion-blur samples.
@@ -86,7 +86,7 @@ class Workload {
 
 using Workloads = std::vector<std::shared_ptr<Workload>>;
 
-/// A question to a ray tracer, asked of the library and of the peer alike.
+/// A question to a ray tracer, for the library and for the peer.
 struct TraceQuestion {
     const char* name;
     Query query;
@@ -106,7 +106,7 @@ inline constexpr TraceQuestion trace_questions[] = {
     {"any_motion/shadow", Query::any, RayKind::shadow, true},
 };
 
-/// A question to packets of rays, likewise.
+/// A question to packets of rays, for both.
 struct PacketQuestion {
     const char* name;
     /// Of the packets, whose size is its square.
@@ -128,7 +128,7 @@ inline constexpr PacketQuestion packet_questions[] = {
 /// The rays of a question, in its packets.
 Packets make_packets(Workload& workload, const PacketQuestion& question);
 
-/// One file of gas_bench each; a benchmark is named question/scene/items/who.
+/// One file of gas_bench each; a benchmark is named question/kind/scene/items/tree.
 void register_build(const Workloads& workloads);
 void register_refit(const Workloads& workloads);
 void register_trace_single(const Workloads& workloads);

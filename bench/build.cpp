@@ -9,12 +9,12 @@ namespace gas_bench {
 
 namespace {
 
-/// By the value of the application's build method setting.
+/// Indexed by the application's build method setting.
 constexpr const char* method_names[] = {"median", "hybrid", "sah_fast", "sah"};
 
 template <typename Tree> void run(benchmark::State& state, Workload& workload, unsigned method) {
     const CoreArray<GMathBbox3<float>>& boxes = workload.get_scene().boxes;
-    // The setting is the application's, and a build hears of it through a progress bar.
+    // The setting is the application's, and a build reads it through a progress bar.
     AppBase app(nullptr);
     app.set_build_method(method);
     AppProgressBar* bar = app.create_progress_bar("build", false);

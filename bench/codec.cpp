@@ -11,7 +11,7 @@ namespace gas_bench {
 
 namespace {
 
-/// So few that they stay near the processor.
+/// Few enough to stay in the first-level cache.
 constexpr unsigned pair_count = 1024;
 
 struct Pair {
@@ -19,7 +19,7 @@ struct Pair {
     GMathBbox3<float> children[2];
 };
 
-/// A box whose children share every bound with it that is not stored.
+/// A box and two children, which share with it every bound that is not stored.
 Pair make_pair(support::SeededRandom& random) {
     Pair pair;
     for (unsigned axis = 0; axis < 3; ++axis) {
@@ -53,7 +53,7 @@ struct LaneBox {
         : min(box.min.x, box.min.y, box.min.z, 0.0f), max(box.max.x, box.max.y, box.max.z, 0.0f) {}
 };
 
-/// The pairs in bytes and their parents, as a decoder finds them.
+/// The pairs in bytes and their parents, as input of a decoder.
 struct EncodedPairs {
     std::vector<GasCompressedNode> nodes;
     std::vector<LaneBox> parents;
@@ -85,7 +85,7 @@ void run_encode(benchmark::State& state) {
     set_rate(state);
 }
 
-/// Pairs that do not wait for each other.
+/// Independent pairs.
 void run_decode(benchmark::State& state) {
     const EncodedPairs pairs;
     for (auto _ : state) {
@@ -99,7 +99,7 @@ void run_decode(benchmark::State& state) {
     set_rate(state);
 }
 
-/// Down a chain of first children, as a ray goes: each pair waits for the box of the last.
+/// Down a chain of first children, as in a walk: each pair depends on the box before.
 void run_decode_chain(benchmark::State& state) {
     constexpr unsigned depth = 16;
     const EncodedPairs pairs;

@@ -17,8 +17,8 @@ namespace gas_bench {
 
 namespace {
 
-/// What the leaf callback sees: it finds this in the evaluation context, for a cell's tree keeps
-/// the user pointer of the grid whose ray built it, whichever thread that was.
+/// The leaf callback's data. It is in the evaluation context, because a cell's tree keeps the user
+/// pointer of the grid whose ray built it, on any thread.
 struct TouchTarget {
     const Triangle* triangles;
     const Ray* rays;
@@ -84,7 +84,7 @@ struct Pass {
     double wall = 0.0;
 };
 
-/// Adds the time that the threads take for their rays.
+/// Adds the time of the threads for their rays.
 void trace(const TouchThreads& threads, const GasGridTree& grid, Pass& pass) {
     const double processor_start = get_process_seconds();
     const double wall_start = get_wall_seconds();
@@ -144,7 +144,7 @@ void set_counters(benchmark::State& state, const GasGridTree& grid, double ray_c
     state.counters["first_wall_ms"] = 1e3 * first.wall / rounds;
     state.counters["wall_ms"] = 1e3 * second.wall / rounds;
     if (each_cell) {
-        // The rays themselves cost what they do once the cells are there.
+        // The second pass gives the cost of the rays alone, with all cells built.
         const double seconds = (first.processor - second.processor) / rounds;
         state.counters["us/cell"] = 1e6 * seconds / built.cells;
         state.counters["ns/item"] = 1e9 * seconds / built.items;

@@ -53,7 +53,7 @@ std::vector<unsigned> read_counts(const std::string& list) {
     return counts;
 }
 
-/// Takes one of our own options; false: it is none.
+/// Reads one of the options above; false: it is another.
 bool take_option(const std::string& argument, Settings& settings) {
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos)
@@ -78,7 +78,7 @@ gas_bench::Workloads make_workloads(const Settings& settings) {
     for (const std::string& scene : settings.scenes) {
         for (const unsigned count : settings.item_counts) {
             if (count == settings.item_counts.front())
-                gas_bench::make_scene(scene, 1); // refuses an unknown name at once
+                gas_bench::make_scene(scene, 1); // throws for an unknown name
             workloads.push_back(std::make_shared<gas_bench::Workload>(
                 scene + "/" + std::to_string(count),
                 [scene, count] { return gas_bench::make_scene(scene, count); },

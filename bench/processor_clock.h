@@ -10,13 +10,13 @@ inline double get_seconds(clockid_t clock) {
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-/// Seconds of processor time of the calling thread so far: others on the machine do not count.
+/// Seconds of processor time of the calling thread so far: other programs do not count.
 inline double get_thread_seconds() { return get_seconds(CLOCK_THREAD_CPUTIME_ID); }
 
 /// The same of all threads of the process.
 inline double get_process_seconds() { return get_seconds(CLOCK_PROCESS_CPUTIME_ID); }
 
-/// Seconds on the wall, which others on the machine prolong.
+/// Seconds of wall time, which other programs prolong.
 inline double get_wall_seconds() { return get_seconds(CLOCK_MONOTONIC); }
 
 } // namespace gas_bench

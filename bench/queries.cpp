@@ -19,7 +19,7 @@ namespace {
 using Point = GMathVec3<float>;
 
 constexpr unsigned query_count = 1024;
-/// Looking at every box takes so long that fewer queries must do.
+/// Looking at every box takes long, so it is done for few queries.
 constexpr unsigned brute_force_count = 4;
 
 bool overlap(const GMathBbox3<float>& a, const GMathBbox3<float>& b) {

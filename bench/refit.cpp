@@ -16,7 +16,7 @@ void run(benchmark::State& state, Workload& workload, const Refit& refit) {
     TreeKind<Tree>::create(tree, scene.boxes, nullptr);
     tree.set_motion_blur_sample_count(1);
 
-    // There and back, so that every round moves the boxes.
+    // Between two sets of boxes in turn, so that every round moves the boxes.
     bool is_later = false;
     for (auto _ : state) {
         is_later = !is_later;

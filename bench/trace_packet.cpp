@@ -41,7 +41,7 @@ void run(benchmark::State& state, Workload& workload, const PacketQuestion& ques
     tracer.prepare_packets(packets.rays, packets.size, packets.frusta);
     tracer.trace_packets(true); // builds the cells of a grid
 
-    // The same rays one by one take turns with the packets, so that both meet the same machine.
+    // Packets and the same rays one by one take turns, so that both run under the same load.
     double together_seconds = 0.0;
     double single_seconds = 0.0;
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-/// Instances: one tree over a cluster of spheres, many placements of that cluster, and a tree over
-/// the placements whose leaf callback traces the cluster's tree.
+/// Instances: one tree over a cluster of spheres (BLAS), many placements of that cluster, and a
+/// tree over the placements (TLAS) whose leaf callback traces the cluster's tree.
 
 #include <cstdio>
 #include <vector>
@@ -24,8 +24,8 @@ struct Instance {
 struct Scene {
     Cluster cluster;
     std::vector<Instance> instances;
-    /// The ray of the inner query. It belongs to the thread that traces, as its shader does, so
-    /// that nothing is allocated on a ray's way.
+    /// The ray of the inner query. Each tracing thread has one, as it has its shader, so that
+    /// nothing is allocated on a ray's path.
     GeometryRayBatch inner_ray{1};
 };
 
@@ -52,7 +52,7 @@ GMathBasicRay to_cluster(const Instance& instance, const GMathBasicRay& line) {
     return {(line.get_origin() - offset) * inverse_scale, line.get_direction() * inverse_scale};
 }
 
-/// A query inside a query: the shader lends the inner one the next of its frames.
+/// A query inside a query: the inner one uses the next frame of the shader.
 void hit_instance(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                   GeometryRaytraceCtx& ctx) {
     Scene& scene = *static_cast<Scene*>(user);
@@ -86,7 +86,7 @@ void make_cluster(Cluster& cluster) {
 
 GMathBbox3<float> get_instance_box(const Cluster& cluster, const Instance& instance) {
     const GMathBbox3<float> box = cluster.tree.get_bbox();
-    // The rounding of scale and offset is not in the inner margin.
+    // The inner margin does not cover the rounding of scale and offset.
     const float margin = 1e-3f * instance.scale;
     const GMathVec3<float> corner = {margin, margin, margin};
     return {box.min * instance.scale + instance.offset - corner,

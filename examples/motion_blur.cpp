@@ -24,7 +24,7 @@ struct Scene {
     CtxMotionBlur motion_blur = CtxMotionBlur(0.0f, 1.0f, sample_count);
 };
 
-/// The sphere at `time`. Between two moments it must move as its boxes do, in a straight line.
+/// The sphere at `time`. Between two moments it moves as its boxes do, in a straight line.
 Sphere get_sphere(const Scene& scene, unsigned item, float time) {
     const MovingSphere& moving = scene.spheres[item];
     unsigned sample;
@@ -67,8 +67,8 @@ int main() {
         scene.spheres.push_back({{{x, 0.0f, 0.0f}, {x, 0.0f, height}, {x, 0.0f, 0.0f}}, 0.5f});
     }
 
-    // The topology comes from one set of boxes, those of the middle say; the boxes of each moment
-    // are filled in over it.
+    // The topology comes from one set of boxes, here those of the middle; the boxes of each moment
+    // are filled in afterwards.
     GasTree tree;
     tree.create(get_boxes(scene, 1), nullptr, nullptr, 1.0f);
     tree.set_motion_blur_sample_count(sample_count);
@@ -76,7 +76,7 @@ int main() {
         tree.refit_motion_blur_sample(get_boxes(scene, sample), sample);
     tree.set_leaf_raytrace_callbacks(nullptr, hit_moving_sphere, &scene);
 
-    // The shader says how the shutter maps to those moments.
+    // The shader maps the shutter to those moments.
     CtxEval eval;
     CtxShader shader;
     GasObject::create_ctx(shader);

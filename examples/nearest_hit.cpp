@@ -1,5 +1,5 @@
-/// The nearest hit of a ray: boxes make a tree, the tree calls back for the items that a ray may
-/// meet, and the callback says which of them it does.
+/// The nearest (closest) hit of a ray: a tree is built over boxes, the tree calls back for the
+/// items that a ray may meet, and the callback intersects them.
 
 #include <cstdio>
 #include <vector>
@@ -18,8 +18,8 @@ void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
     const auto& spheres = *static_cast<const std::vector<Sphere>*>(user);
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
-        // The nearest hit so far bounds the search, here as in the tree: what lies behind it is
-        // never visited.
+        // The nearest hit so far bounds the search, here as in the tree: items behind it are not
+        // visited.
         const double bound = ctx.get_intersection_path(ray).get_hit_distance();
         double distance;
         if (meets(spheres[item], ctx.get_ray(ray).line, ctx.get_tnear(ray), bound, distance))

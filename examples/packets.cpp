@@ -1,5 +1,5 @@
-/// Rays in packets: a camera's rays through one tile of the picture are much alike, so they walk
-/// the tree together as one batch. A frustum around them lets the walk drop boxes for all at once.
+/// Rays in packets: a camera's rays through one tile of the picture are coherent, so they walk the
+/// tree together as one batch. A frustum around them lets the walk drop boxes for all at once.
 
 #include <cstdio>
 #include <vector>
@@ -19,8 +19,8 @@ struct Scene {
     unsigned call_count = 0;
 };
 
-/// A packet's callback looks at all rays first..last, whichever of them reach the sphere's box: it
-/// must accept none that the sphere's own test refuses.
+/// A packet's callback intersects all rays first..last; some of them may miss the sphere's box, so
+/// it must test the sphere itself.
 void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                 GeometryRaytraceCtx& ctx) {
     Scene& scene = *static_cast<Scene*>(user);

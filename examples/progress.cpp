@@ -40,8 +40,8 @@ int main() {
     const CoreArray<GMathBbox3<float>> boxes = make_boxes(200000);
     bool right = true;
 
-    // The build method is a setting of the application, and a build learns it from its bar. Median
-    // splits build fastest, full SAH traces fastest.
+    // The build method is a setting of the application, and a build reads it through its bar.
+    // Median splits build fastest, full SAH traces fastest.
     constexpr const char* titles[] = {"median  ", "hybrid  ", "fast SAH", "full SAH"};
     AppBase app;
     double visits[4];

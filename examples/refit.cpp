@@ -1,6 +1,6 @@
-/// Items that move between frames: refitting keeps the tree's shape and renews its boxes, which
-/// takes a small part of the time of a build. The tree stays right, and stays good while neighbours
-/// stay neighbours.
+/// Items that move between frames: a refit keeps the tree's topology and recomputes its boxes,
+/// which takes a small part of the time of a build. The tree stays right, and stays good while
+/// neighbours stay neighbours.
 
 #include <cmath>
 #include <cstdio>
@@ -102,7 +102,7 @@ int main() {
     }
     GasObject::destroy_ctx(shader);
 
-    // Items that come or go need a new build: another number of boxes is refused.
+    // New or removed items need a new build: another number of boxes is refused.
     scene.spheres.pop_back();
     right = right && !tree.refit(get_boxes(scene));
 

@@ -1,5 +1,5 @@
-/// Shadow rays: is there anything between a point and the light? An all-hits query answers it when
-/// its callback sets the ray's hit flag, for that ends the ray's walk.
+/// Shadow rays (any hit, occluded): is there anything between a point and the light? An all-hits
+/// query answers it when its callback sets the ray's hit flag, which ends the ray's walk.
 
 #include <cstdio>
 #include <vector>
@@ -13,7 +13,7 @@ namespace {
 
 struct Scene {
     std::vector<Sphere> spheres;
-    /// How often the tree called back, to see how little it takes.
+    /// How often the tree called back.
     unsigned call_count = 0;
 };
 

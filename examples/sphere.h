@@ -4,8 +4,8 @@
 
 #include <gas/host/host.h>
 
-/// The item of these examples. The library never sees it: it asks for its box, and calls back when
-/// a ray reaches that box.
+/// The item (primitive) of these examples. The library does not know it: it takes its box, and
+/// calls back when a ray reaches that box.
 struct Sphere {
     GMathVec3<float> center;
     float radius;

@@ -1,5 +1,5 @@
-/// Streams: rays that go anywhere, here the ones that a spheres of a cloud send out, are traced
-/// as one batch in any order. What a callback needs to know of a ray it finds through the ray.
+/// Streams: incoherent rays, here from the spheres of a cloud in all directions, are traced as one
+/// batch in any order. A callback finds its data of a ray through the ray's number.
 
 #include <cstdio>
 #include <vector>
@@ -19,7 +19,7 @@ struct Scene {
     std::vector<unsigned> starts;
 };
 
-/// Calls for different rays come mixed, each for one ray: nothing is remembered between calls.
+/// Calls for different rays are mixed, each for one ray, so nothing is kept between calls.
 void find_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                   GeometryRaytraceCtx& ctx) {
     const Scene& scene = *static_cast<const Scene*>(user);

@@ -1,8 +1,8 @@
 #pragma once
 
-/// The library's classes, declared: what a header of a user's own includes in place of declaring
-/// them itself. Their namespace counts the breaks of the binary interface, not versions, and is
-/// inline: a declaration beside it would be of another class, and ambiguous.
+/// Forward declarations of the library's classes. Include this in place of declaring them: their
+/// namespace is inline, so a declaration beside it would name another class and be ambiguous. It
+/// counts the breaks of the binary interface, not versions.
 
 inline namespace gas_abi1 {
 

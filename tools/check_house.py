@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks the rules of the house that a compiler does not: floors, forbidden calls, sizes, names.
+"""Checks the rules of the house that a compiler does not: floors, sizes, names, the map of files.
 
 Prints one line per finding, `file:line: message`, and exits with 1 if there is any.
 """
@@ -33,6 +33,19 @@ CODE_ENDINGS = (".h", ".cpp")
 TEXT_ENDINGS = CODE_ENDINGS + (".py", ".sh", ".cmake", ".txt", ".md", ".json", ".in", ".yml")
 BUILD_ENDINGS = (".py", ".sh", ".cmake", ".txt", ".json", ".in", ".yml")
 LINE_LIMITS = {"gas/": 300, "apps/": 300, "tests/": 500, "bench/": 500, "examples/": 300}
+
+# The page with the map of files. It has a heading for each folder of gas/, in the order of the
+# floors, and a line for each header and the source of the same name:
+# * `gas_tree.h` `.cpp`: what it holds
+MAP_PAGE = "docs/architecture.md"
+MAP_TITLE = "## Map of files"
+MAP_FOLDER = re.compile(r"### `(gas/(?:\w+/)*)`: \S")
+MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
+
+# A library file named in a comment or on a page must exist, except those that the build makes and
+# those of a renderer.
+FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
+OTHER_FILES = {"gas_export.h", "gas_host.h"}
 
 # The program that README.md shows.
 README_PROGRAM = "examples/first_ray.cpp"
@@ -317,6 +330,63 @@ def check_listed(paths, report):
             report.add(path, 1, f"not listed in {os.path.join(folder, 'CMakeLists.txt')}")
 
 
+def map_folders():
+    """The folders of gas/ from the ground up, rooms before the files of their floor."""
+    folders = ["gas/"]
+    for floor in FLOORS:
+        folder = f"gas/{floor}/"
+        folders += [f"{folder}{room}/" for room in ROOMS.get(folder[:-1], [])] + [folder]
+    return folders
+
+
+def read_map(report):
+    """The line of each file that the map names."""
+    with open(os.path.join(ROOT, MAP_PAGE), encoding="utf-8") as page:
+        lines = page.read().split("\n")
+    first = lines.index(MAP_TITLE) + 1 if MAP_TITLE in lines else len(lines)
+    folders = []
+    named = {}
+    for number, line in enumerate(lines[first:], first + 1):
+        if line.startswith("## "):
+            break
+        heading = MAP_FOLDER.match(line)
+        entry = MAP_LINE.match(line)
+        if heading:
+            folders.append(heading.group(1))
+        elif entry and folders:
+            stem, ending, source = entry.groups()
+            for path in [folders[-1] + stem + ending] + [folders[-1] + stem + ".cpp"] * bool(source):
+                if path in named:
+                    report.add(MAP_PAGE, number, f"names {path} twice")
+                named[path] = number
+        elif folders and line:
+            report.add(MAP_PAGE, number, "a line of the map is * `file.h` `.cpp`: what it holds")
+    if folders != map_folders():
+        report.add(MAP_PAGE, first, "the map has these folders: " + " ".join(map_folders()))
+    return named
+
+
+def check_map(paths, report):
+    """The map of files names every header and source of gas/, and nothing else."""
+    named = read_map(report)
+    files = {path for path in paths if path.startswith("gas/") and path.endswith(CODE_ENDINGS)}
+    for path in sorted(files - set(named)):
+        report.add(path, 1, f"has no line on the map of files in {MAP_PAGE}")
+    for path in sorted(set(named) - files):
+        report.add(MAP_PAGE, named[path], f"names {path}, which is no file")
+
+
+def check_file_names(source, known, report):
+    """Comments and pages name files that exist; check_map looks at the lines of the map."""
+    text = source.text
+    if source.path == MAP_PAGE:
+        text = re.sub(rf"^{MAP_LINE.pattern}", lambda entry: " " * len(entry.group(0)), text, flags=re.M)
+    for match in FILE_NAME.finditer(text):
+        if match.group(0) not in known and match.group(0) not in OTHER_FILES:
+            line = source.line_of(match.start())
+            report.add(source.path, line, f"names {match.group(0)}, which is no file")
+
+
 def check_readme(report):
     """The program that README.md shows is the one that is built and run."""
     with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
@@ -328,6 +398,7 @@ def check_readme(report):
 
 def main():
     paths = tree_files()
+    known = {os.path.basename(path) for path in paths}
     report = Report()
     for path in paths:
         is_text = path.endswith(TEXT_ENDINGS) or "." not in os.path.basename(path)
@@ -335,11 +406,15 @@ def main():
             continue
         source = Source(path)
         check_text(source, report)
+        # The changelog lists old names, too.
+        if source.is_code or (path.endswith(".md") and path != "CHANGELOG.md"):
+            check_file_names(source, known, report)
         if source.is_code and path.startswith(CODE_ROOTS):
             check_includes(source, report)
             check_code(source, report)
     check_test_names(paths, report)
     check_listed(paths, report)
+    check_map(paths, report)
     check_readme(report)
 
     for path, line, message in sorted(report.findings):

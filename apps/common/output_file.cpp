@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
     throw UserError(path + ": cannot be written: " + std::strerror(error));
 }
 
-/// The file behind a chain of links, so that a link is written through, not replaced.
+/// The file at the end of a chain of links, so that a link is written through, not replaced.
 fs::path resolve(const std::string& path) {
     std::error_code error;
     const fs::path target = fs::canonical(path, error);
@@ -71,7 +71,7 @@ void check_output_path(const std::string& path, const std::string& input) {
     const fs::path folder = get_folder(target);
     if (!fs::is_directory(folder, error))
         throw UserError(path + ": cannot be written: there is no folder " + folder.string());
-    // A file that must not be written is not replaced either, though its folder would allow it.
+    // A file that is not writable is not replaced either, although its folder would allow it.
     if (fs::exists(target, error) && ::access(target.c_str(), W_OK) != 0)
         fail(path, errno);
     if (!is_special(target) && ::access(folder.c_str(), W_OK) != 0)
@@ -91,7 +91,7 @@ void write_output_file(const std::string& path, const std::vector<unsigned char>
 
     const std::string name = ".gas-" + std::to_string(::getpid()) + ".partial";
     const fs::path partial = get_folder(target) / name;
-    constexpr mode_t everybody = 0666; // less what the user's mask takes away
+    constexpr mode_t everybody = 0666; // the user's mask still applies
     const int file = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, everybody);
     if (file < 0)
         fail(path, errno);

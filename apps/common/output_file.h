@@ -10,8 +10,8 @@ namespace gas_app {
 /// empty). Writes nothing; meant to be called before the work starts.
 void check_output_path(const std::string& path, const std::string& input);
 
-/// Writes the bytes to a new file beside `path`, which then takes its name: whatever fails, `path`
-/// is left as it was and nothing else stays behind. Devices and pipes are written to directly.
+/// Writes the bytes to a new file beside `path` and renames it to `path`: on any failure `path` is
+/// left as it was, and no other file remains. Devices and pipes are written to directly.
 /// Throws a UserError that names the file.
 void write_output_file(const std::string& path, const std::vector<unsigned char>& bytes);
 

@@ -4,13 +4,13 @@
 
 namespace gas_app {
 
-/// Something that the user can put right: a file, an option. The message names it and stands alone.
+/// An error that the user can fix, in a file or an option. The message names it and is complete.
 class UserError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// A value on the command line that makes no sense.
+/// An invalid value on the command line.
 class OptionError : public UserError {
   public:
     using UserError::UserError;

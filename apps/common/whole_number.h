@@ -9,7 +9,7 @@
 namespace gas_app {
 
 /// A check of an option's value: a whole number of `low` to `high` in decimal digits. Numbers with
-/// a 0 in front are refused, as they would be read as octal or hexadecimal.
+/// a leading 0 are refused, because they would be read as octal or hexadecimal.
 inline CLI::Validator whole_number(unsigned low, unsigned high) {
     const std::string range = std::to_string(low) + " to " + std::to_string(high);
     const auto check = [low, high, range](const std::string& text) {

@@ -11,14 +11,14 @@ namespace {
 using gas_bench::Ray;
 using gas_bench::Triangle;
 
-/// Rays that are looked into; each takes a look at all items.
+/// The most rays that are examined; each is tested against all items.
 constexpr unsigned largest_look_count = 100;
 
-/// Some last bits, as a share.
+/// A few last bits, as a relative error.
 constexpr double rounding = 8.0 / (1 << 24);
 
-/// Whether a ray that hits something inside of a box at `distance` only just enters the box: it
-/// misses a box that is smaller by as much as rounding may take away.
+/// Whether a ray that hits an item in a box at `distance` merely grazes the box: it misses the box
+/// when that is made smaller by the rounding.
 bool grazes(const Ray& ray, const GMathBbox3<float>& box, float distance) {
     double entry = static_cast<double>(ray.near_distance);
     double exit = std::numeric_limits<double>::infinity();
@@ -28,7 +28,7 @@ bool grazes(const Ray& ray, const GMathBbox3<float>& box, float distance) {
         const auto origin = static_cast<double>(ray.origin[axis]);
         const auto direction = static_cast<double>(ray.direction[axis]);
         const double largest = std::max({std::abs(low), std::abs(high), std::abs(origin)});
-        // A flat box keeps its middle.
+        // A flat box shrinks to its middle.
         const double less = std::min(rounding * largest, 0.5 * (high - low));
         if (direction == 0.0) {
             if (origin < low + less || origin > high - less)
@@ -44,7 +44,7 @@ bool grazes(const Ray& ray, const GMathBbox3<float>& box, float distance) {
     return !(entry <= exit) || entry > static_cast<double>(distance) + slack || exit <= 0.0;
 }
 
-/// As trees blend boxes: each bound by itself.
+/// As trees blend boxes: each bound separately.
 GMathBbox3<float> blend_boxes(const GMathBbox3<float>& first, const GMathBbox3<float>& later,
                               float time) {
     return {first.min * (1.0f - time) + later.min * time,

@@ -8,21 +8,21 @@
 
 namespace gas_peer {
 
-/// What became of the rays that two contenders answered differently.
+/// The rays that two contenders answered differently.
 struct Differences {
     /// Rays with different answers.
     unsigned ray_count = 0;
-    /// Those of them that rounding does not explain. (Where there are more than can be looked into,
-    /// the others count as unexplained.)
+    /// Those that rounding does not explain. (Where there are too many to examine, the others count
+    /// as unexplained.)
     unsigned unexplained_count = 0;
-    /// Tells of the first of those.
+    /// A description of the first unexplained ray.
     std::string example;
 };
 
-/// Compares answers ray by ray. Where they differ, every item is intersected with the ray: an
-/// answer is right when it is the one that all items give, or that all give but some whose box the
-/// ray merely grazes: whether it enters such a box is a matter of rounding, and so is the order of
-/// two hits whose distances differ in their last bits.
+/// Compares answers ray by ray. Where they differ, every item is intersected with the ray. An
+/// answer is right when it is that of all items, or of all but some whose box the ray merely
+/// grazes: whether it enters such a box is a matter of rounding, and so is the order of two hits
+/// whose distances differ in their last bits.
 class AnswerCheck {
   public:
     /// Scene and rays outlive this.

@@ -25,7 +25,7 @@ bool is_traceable(Extent extent) {
     return extent == Extent::traceable || extent == Extent::traceable_motion;
 }
 
-/// One of the library's builds, and what the peer has to set against it.
+/// One of the library's builds, and the peer's counterpart.
 struct BuildQuestion {
     const char* name;
     Extent extent;
@@ -44,7 +44,7 @@ constexpr BuildQuestion build_questions[] = {
     {"build/sah", Extent::tree, 3, PeerScene::Kind::best},
 };
 
-/// Each run makes a tree anew; the last one is gone before the clock starts.
+/// Each run makes a new tree; the last one is destroyed before the clock starts.
 Contender make_gas_build(const Scene& scene, const BuildQuestion& question) {
     struct State {
         std::unique_ptr<GasTree> tree;
@@ -89,7 +89,7 @@ void add_build(const Scene& scene, const PeerDevices& devices, const BuildQuesti
 
 const char* get_refit_name(bool is_traced) { return is_traced ? "refit/traceable" : "refit"; }
 
-/// There and back, so that every run moves the boxes.
+/// Between two sets of boxes in turn, so that every run moves the boxes.
 void add_refit(const Scene& scene, const PeerDevices& devices, bool is_traced, RowMaker& rows) {
     GasTree tree;
     TreeKind<GasTree>::create(tree, scene.boxes, nullptr);
@@ -113,7 +113,7 @@ void add_refit(const Scene& scene, const PeerDevices& devices, bool is_traced, R
                    contenders, nullptr, Groups::rows);
 }
 
-/// Bytes that the most frugal device holds for a scene.
+/// The least bytes that a device holds for a scene.
 double get_peer_size(const Scene& scene, const PeerDevices& devices, bool may_move) {
     double smallest = 0.0;
     for (const std::unique_ptr<PeerDevice>& device : devices) {

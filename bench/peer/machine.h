@@ -4,7 +4,7 @@
 
 namespace gas_peer {
 
-/// Where figures come from.
+/// The machine and build of figures.
 struct Machine {
     std::string processor;
     unsigned core_count;

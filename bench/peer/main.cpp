@@ -1,5 +1,5 @@
-/// Settles how the library compares with Embree 3: both do the same jobs over the same boxes and
-/// rays in one process, in turns, and must give the same answers. See docs/benchmarks.md.
+/// Compares the library with Embree 3: both do the same jobs over the same boxes and rays in one
+/// process, in turns, and must give the same answers. See docs/benchmarks.md.
 
 #include <algorithm>
 #include <cstdio>
@@ -27,7 +27,7 @@ void print_machine(const Report& report) {
                 report.settings.repetition_count);
 }
 
-/// The tables that were asked for, without sections.
+/// The requested tables, without sections.
 std::vector<Table> make_tables(const Options& options) {
     std::vector<Table> tables = {{"peer",
                                   "GasTree and the peer; ratio: times as good as the peer",

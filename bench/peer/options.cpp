@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned largest_item_count = 100'000'000;
 
-/// A generated scene that is measured when nothing else is asked for.
+/// A generated scene that is measured by default.
 struct DefaultScene {
     const char* name;
     unsigned item_count;
@@ -28,10 +28,10 @@ constexpr DefaultScene default_scenes[] = {{"uniform", 1'000'000},
                                            {"interior", 400'000},
                                            {"surface", 1'000'000}};
 
-/// A scene that has no count of its own above.
+/// The item count of a scene without a count above.
 constexpr unsigned usual_item_count = 1'000'000;
 
-/// What was asked for, before it means anything.
+/// The options as text.
 struct RawOptions {
     std::vector<std::string> scenes;
     std::vector<unsigned> item_counts;
@@ -46,7 +46,7 @@ void add_choice(const std::string& scene, unsigned item_count, Options& options)
                               }});
 }
 
-/// With the counts that were asked for, or else with its own.
+/// With the requested counts, or else with its own.
 void add_generated(const std::string& scene, const RawOptions& raw, Options& options) {
     const std::vector<std::string>& known = gas_bench::get_scene_names();
     if (std::find(known.begin(), known.end(), scene) == known.end())
@@ -69,7 +69,7 @@ void add_generated(const std::string& scene, const RawOptions& raw, Options& opt
 void add_mesh(const std::string& path, unsigned subdivision_count, Options& options) {
     if (!std::filesystem::is_regular_file(path))
         throw std::runtime_error(path + ": there is no such file");
-    gas_bench::read_obj_scene(path); // refuses what is no mesh before anything is measured
+    gas_bench::read_obj_scene(path); // throws for what is not a mesh, before anything is measured
     std::string name = std::filesystem::path(path).stem().string();
     if (subdivision_count > 0)
         name += "^" + std::to_string(subdivision_count);

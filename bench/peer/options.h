@@ -9,7 +9,7 @@
 
 namespace gas_peer {
 
-/// A scene to measure on, not yet made.
+/// A scene to be measured, not yet made.
 struct SceneChoice {
     /// As scene/items.
     std::string label;
@@ -31,8 +31,8 @@ struct Options {
     std::string svg_path;
 };
 
-/// Reads the command line. Throws std::runtime_error with a message that names what is wrong;
-/// false: help was asked for and printed.
+/// Reads the command line. Throws std::runtime_error with a message that names the error; false:
+/// help was requested and printed.
 bool read_options(int argument_count, const char* const* arguments, Options& options);
 
 } // namespace gas_peer

@@ -10,7 +10,7 @@ namespace gas_peer {
 void add_tree_rows(gas_bench::Workload& workload, RowMaker& rows);
 
 /// The rows of the table "spatial queries" for one scene: nodes that GasTree's queries visit, and
-/// the fewest that any walk of the same tree could do with.
+/// the fewest that any walk of the same tree needs.
 void add_query_rows(gas_bench::Workload& workload, RowMaker& rows);
 
 } // namespace gas_peer

@@ -31,7 +31,7 @@ bool meets(const Scene& scene, unsigned item, const Point& origin, const Point& 
     }
 }
 
-/// A ray that came alone.
+/// A single ray.
 template <bool in_motion>
 bool meets(const Scene& scene, unsigned item, const RTCRay& ray, float& distance) {
     return meets<in_motion>(scene, item, {ray.org_x, ray.org_y, ray.org_z},
@@ -61,8 +61,8 @@ gas_bench::RayGroup get_group(RTCRayN* rays, unsigned count, unsigned start) {
             load(RTCRayN_tnear(rays, count, start))};
 }
 
-/// Rays that came together, as the library's callback tests them: a test for each four. `count` is
-/// a multiple of four.
+/// Rays of a packet, as in the library's callback: a test for each four. `count` is a multiple of
+/// four.
 void hit_nearest_together(const RTCIntersectFunctionNArguments* arguments) {
     const Scene& scene = get_scene(arguments->geometryUserPtr);
     const unsigned count = arguments->N;

@@ -6,7 +6,7 @@ namespace gas_peer {
 
 namespace {
 
-/// The builder's nodes: all that the cost needs of them. A leaf has no children.
+/// The builder's nodes, as the cost needs them. A leaf has no children.
 struct CostNode {
     const CostNode* children[2];
     double child_areas[2];

@@ -7,7 +7,7 @@ namespace gas_peer {
 
 namespace {
 
-/// All lanes of a packet; those without a ray have nothing between their distances.
+/// All lanes of a packet; lanes without a ray have an empty range of distances.
 alignas(64) constexpr int all_valid[16] = {-1, -1, -1, -1, -1, -1, -1, -1,
                                            -1, -1, -1, -1, -1, -1, -1, -1};
 

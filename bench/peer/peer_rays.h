@@ -21,34 +21,33 @@ struct PeerCall {
     const char* name;
     /// Rays to a packet; 1: each by itself.
     unsigned width;
-    /// Whether all rays go by one call.
+    /// Whether one call traces all rays.
     bool is_stream;
-    /// Whether the peer is told that neighbours are alike.
+    /// Whether the rays are marked as coherent.
     bool is_coherent;
 };
 
 /// A call for each ray.
 inline constexpr PeerCall single_call = {"ray", 1, false, false};
 
-/// All ways to hand it many rays; those in packets walk together.
+/// All calls for many rays; rays in packets walk together.
 inline constexpr PeerCall batch_calls[] = {
     {"1M", 1, true, false},         {"1M coherent", 1, true, true},  {"4", 4, false, false},
     {"4 coherent", 4, false, true}, {"8", 8, false, false},          {"8 coherent", 8, false, true},
     {"16", 16, false, false},       {"16 coherent", 16, false, true}};
 
-/// Whether the device has that call, and it is right for the query. Where the peer is told that
-/// rays are coherent, it may report one hit of a ray several times, which is wrong for who counts
-/// them.
+/// Whether the device has that call, and it is right for the query. For rays that are marked as
+/// coherent the peer may report one hit several times, which is wrong where hits are counted.
 bool can_call(const PeerDevice& device, const PeerCall& call, Query query);
 
-/// Rays in the peer's layout, and what they are traced for.
+/// Rays in the peer's layout, and their query.
 class PeerRays {
   public:
     /// The built scene outlives this; the rays need not.
     PeerRays(const PeerScene& scene, const std::vector<Ray>& rays, Query query,
              const PeerCall& call);
 
-    /// Gives every ray its far distance back and forgets all hits.
+    /// Resets every ray's far distance and clears all hits.
     void reset();
     void trace();
     Answers get_answers();

@@ -83,7 +83,7 @@ PeerScene::PeerScene(const PeerDevice& device, const Scene& scene, bool may_move
         rtcSetGeometryBuildQuality(m_geometry, RTC_BUILD_QUALITY_LOW);
         break;
     case Kind::refits:
-        // Only scenes of low quality hold their geometries' trees apart, so that one of them can be
+        // Only scenes of low quality keep the trees of their geometries apart, so that one can be
         // refitted.
         rtcSetSceneBuildQuality(m_rtc_scene, RTC_BUILD_QUALITY_LOW);
         rtcSetSceneFlags(m_rtc_scene, RTC_SCENE_FLAG_DYNAMIC);

@@ -29,12 +29,12 @@ class PeerDevice {
     RTCDevice get() const { return m_device; }
     /// Bytes that the device and all of its scenes hold.
     std::int64_t get_byte_count() const { return m_byte_count; }
-    /// Whether packets of so many rays are walked as such.
+    /// Whether packets of `width` rays are walked as such.
     bool has_packets(unsigned width) const;
     bool has_streams() const;
     /// As major.minor.patch.
     std::string get_version() const;
-    /// Throws std::runtime_error when a call has failed since it was last asked.
+    /// Throws std::runtime_error when a call has failed since the last check.
     void check() const;
 
   private:
@@ -48,10 +48,10 @@ class PeerDevice {
 
 using PeerDevices = std::vector<std::unique_ptr<PeerDevice>>;
 
-/// What the library chooses by itself, and AVX2, each where it is available.
+/// The default instruction set and AVX2, each where it is available.
 PeerDevices create_peer_devices();
 
-/// What the callbacks see of the scene.
+/// The scene's data for callbacks.
 struct PeerTarget {
     const Scene& scene;
     /// Whether the boxes are those of the closing shutter.
@@ -65,7 +65,7 @@ class PeerScene {
     enum class Kind {
         best,   ///< binned SAH
         fast,   ///< by Morton codes
-        refits, ///< for `build` to keep the topology from its second call on
+        refits, ///< `build` keeps the topology from its second call on
     };
 
     /// Nothing is built yet. `may_move`: two time steps.
@@ -77,7 +77,7 @@ class PeerScene {
     /// Builds the tree, or refits it.
     void build();
 
-    /// From now on the items' boxes are those of the closing shutter, or those of the opening one.
+    /// Sets the items' boxes to those of the closing or of the opening shutter.
     void set_later(bool is_later) { m_target.is_later = is_later; }
 
     RTCScene get() const { return m_rtc_scene; }

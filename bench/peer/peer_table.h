@@ -14,7 +14,7 @@ void add_trace_rows(gas_bench::Workload& workload, const PeerDevices& devices, R
 void add_first_build_row(const Scene& scene, const PeerDevices& devices, RowMaker& rows);
 
 /// The rows of the table "growth" for one scene: the usual build and a call per ray, per item or
-/// ray, and the same by the logarithm of the item count. Operations are not chosen from.
+/// ray, and the same by the logarithm of the item count. All operations are included.
 void add_growth_rows(gas_bench::Workload& workload, const PeerDevices& devices, RowMaker& rows);
 
 } // namespace gas_peer

@@ -23,7 +23,7 @@ using gas_bench::Workload;
 using Box = GMathBbox3<float>;
 using Point = GMathVec3<float>;
 
-/// Each looks at all nodes of the tree, too.
+/// Each query also visits all nodes of the tree.
 constexpr unsigned query_count = 128;
 
 bool overlap(const GasTree::Node& node, const Box& box) {
@@ -60,8 +60,7 @@ void add_row(const char* name, std::uint64_t visited, double fewest, RowMaker& r
                      Groups::rows);
 }
 
-/// A walk cannot know that the leaves below an overlapping node miss the box before it has been
-/// there.
+/// A walk must visit every overlapping node: only then are the leaves below known to miss the box.
 void add_box(const Scene& scene, const GasTree& tree, const BoxQuestion& question, RowMaker& rows) {
     GasTreeCtx ctx;
     CoreVector<unsigned> leaves;

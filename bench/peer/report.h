@@ -9,12 +9,12 @@
 
 namespace gas_peer {
 
-/// All that a run found out.
+/// All results of a run.
 struct Report {
     Machine machine;
     MeasureSettings settings;
     std::vector<Table> tables;
-    /// Rays with answers that nothing explains.
+    /// Rays with answers that are not explained.
     unsigned unexplained_count = 0;
 };
 

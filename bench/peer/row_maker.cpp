@@ -37,7 +37,7 @@ double convert(Unit unit, double seconds, double amount) {
     }
 }
 
-/// Those of the contenders, without the first's, each once.
+/// The groups of the contenders but the first, each once.
 std::vector<std::string> list_groups(const std::vector<Contender>& contenders) {
     std::vector<std::string> groups;
     for (std::size_t i = 1; i < contenders.size(); ++i) {

@@ -23,16 +23,16 @@ enum class Unit {
     milliseconds
 };
 
-/// What a group of contenders beside the first becomes.
+/// The place of a group of contenders beside the first.
 enum class Groups {
-    rows,    ///< a row of its own, named after it, in which the fastest of the group stands
+    rows,    ///< a row of its own, named after it, with the fastest of the group
     columns, ///< the next column of the one row
 };
 
 /// Measures operations on one scene and keeps the rows.
 class RowMaker {
   public:
-    /// Everything outlives this. Rays with answers that nothing explains are added to
+    /// All arguments outlive this. Rays with answers that are not explained are added to
     /// `unexplained_count`.
     RowMaker(const MeasureSettings& settings, Section& section, unsigned& unexplained_count)
         : m_settings(settings), m_section(section), m_unexplained_count(unexplained_count) {}
@@ -42,16 +42,16 @@ class RowMaker {
     const MeasureSettings& get_settings() const { return m_settings; }
     const Section& get_section() const { return m_section; }
 
-    /// Measures the contenders' times for `amount` items or rays, and holds the answers of the
-    /// others against those of the first with `check` (null: there are none).
+    /// Measures the contenders' times for `amount` items or rays, and compares the answers of the
+    /// others with those of the first by `check` (null: there are none).
     void add_times(const std::string& operation, Unit unit, double amount,
                    const std::vector<Contender>& contenders, const AnswerCheck* check,
                    Groups groups);
     /// A row of figures, of which less is better; NaN where there is none.
     void add_figures(const std::string& operation, const std::string& unit,
                      const std::vector<double>& figures, Groups groups);
-    /// As the last row, each of its figures divided by the binary logarithm of the item count: even
-    /// over all counts where an operation's cost grows with the depth of trees.
+    /// The last row with each figure divided by the binary logarithm of the item count: constant
+    /// where an operation's cost grows with the depth of trees.
     void add_last_by_depth();
 
   private:

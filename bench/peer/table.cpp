@@ -9,7 +9,7 @@ namespace {
 
 constexpr int operation_width = 40;
 
-/// With as many digits as a figure of its size is worth.
+/// With digits that suit the size of the figure.
 std::string format_value(double value) {
     const int digits = std::abs(value) >= 1000.0 ? 0 : std::abs(value) >= 100.0 ? 1 : 2;
     char text[32];

@@ -6,13 +6,13 @@
 
 namespace gas_peer {
 
-/// Somebody's figure in a row.
+/// A contender's figure in a row.
 struct Entry {
     double value;
     /// How many times as good as this the row's first entry is, or, in a table of tree classes, how
-    /// many times as good as the first entry this is; NaN in the first, or where nothing compares.
+    /// many times as good as the first entry this is; NaN in the first, or where none compares.
     double ratio;
-    /// Who it is, where an entry is the best of several.
+    /// The contender, where an entry is the best of several.
     std::string who;
 };
 
@@ -32,7 +32,7 @@ struct Section {
 
 /// One of the tables that the program prints.
 struct Table {
-    /// A word, for other programs.
+    /// A word, for use by other programs.
     std::string key;
     std::string title;
     std::vector<std::string> columns;

@@ -32,7 +32,7 @@ PeerScenes build_scenes(const Scene& scene, const PeerDevices& devices, bool may
     return scenes;
 }
 
-/// What the questions share. Rays without motion are asked of trees without.
+/// The data that the questions share. Rays without motion are traced in trees without motion.
 struct Stage {
     Workload& workload;
     const PeerDevices& devices;
@@ -70,7 +70,7 @@ void add_single(const Stage& stage, const TraceQuestion& question,
     stage.add_row(question.name, rays, question.query, contenders, unit);
 }
 
-/// Beside a call per ray, and beside the best call for many.
+/// Against a call per ray, and against the best call for many.
 void add_stream(const Stage& stage, const TraceQuestion& question, const std::string& name) {
     const std::vector<Ray>& rays = stage.workload.get_rays(question.rays);
     auto& tracer = stage.workload.get_tracer<GasTree>();
@@ -151,7 +151,7 @@ void add_growth_rows(Workload& workload, const PeerDevices& devices, RowMaker& r
 void add_trace_rows(Workload& workload, const PeerDevices& devices, RowMaker& rows) {
     for (const bool in_motion : {false, true}) {
         if (!wants_any(rows, in_motion))
-            continue; // saves the building of trees
+            continue; // no trees need to be built
         const PeerScenes scenes = build_scenes(workload.get_scene(), devices, in_motion);
         add_rows({workload, devices, scenes, in_motion, rows});
     }

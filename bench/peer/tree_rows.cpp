@@ -29,7 +29,7 @@ template <typename Tree> Contender make_build(const char* name, const Scene& sce
             [tree, &scene] { gas_bench::create_traced_tree(**tree, scene, false); }, nullptr};
 }
 
-/// The time until there is a picture: a build, then the nearest hits of some rays.
+/// The time to a picture: a build, then the nearest hits of some rays.
 template <typename Tree>
 Contender make_first_rays(const char* name, const Scene& scene, const std::vector<Ray>& rays) {
     const auto tracer = std::make_shared<std::unique_ptr<Tracer<Tree>>>();

@@ -8,8 +8,8 @@ inline namespace gas_abi1 {
 
 namespace {
 
-/// The floor of each lane; its low byte is 0 for what no 32-bit integer holds: a float of that size
-/// is a multiple of 256, an infinity or a NaN.
+/// The floor of each lane. Its low byte is 0 for a float that no 32-bit integer holds, which is a
+/// multiple of 256, an infinity or a NaN.
 SimdI get_floor(const SimdF& a) {
     const SimdF lowest(-2147483648.0f); // -2^31
     const SimdI truncated = SimdI::truncate(a);
@@ -31,7 +31,7 @@ GasQuantizedPair gas_encode_box_pair(const GasLaneBox& outer, const GasLaneBox& 
     const SimdF widening(3.9215687e-5f); // 0.01 / 255, 0x38247B86
     const SimdF zero(0.0f);
 
-    // Where the parent has no extent, zeros are kept.
+    // Where the parent has no extent, zeros are stored.
     const SimdF extent = outer.max - outer.min;
     const SimdF divided = (extent < zero) | (extent > zero);
     const SimdF scale = step_count / extent;

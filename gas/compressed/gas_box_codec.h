@@ -10,26 +10,25 @@ inline namespace gas_abi1 {
 /// Encodes the boxes of two siblings against their parent's box.
 ///
 /// Before it is rounded outward to a step, a stored bound is moved outward by 3.9e-5 units. That
-/// covers the rounding of encoder and decoder for parents of up to about 200 units: what is decoded
-/// there contains what was encoded. Beyond, a decoded bound may fall short by up to 3e-7 of the
+/// covers the rounding of encoder and decoder for parents of up to about 200 units: the decoded
+/// boxes contain the encoded ones. Beyond, a decoded bound may fall short by up to 3e-7 of the
 /// parent's extent; below 1e-3 units the widening itself makes boxes loose.
 GAS_EXPORT GasQuantizedPair gas_encode_box_pair(const GMathBbox3<float>& parent,
                                                 const GMathBbox3<float>& first,
                                                 const GMathBbox3<float>& second);
 
-/// All bits of the lanes in which a box's extent is a finite number. What is decoded below a box
-/// with min <= max has finite extents in the same lanes, and takes no steps in the others: a walk
-/// asks its root alone.
+/// All bits of the lanes in which a box's extent is a finite number. All boxes decoded below a box
+/// with min <= max have finite extents in the same lanes, and no steps in the others, so a walk
+/// tests its root alone.
 inline SimdF gas_find_finite_lanes(const SimdF& min, const SimdF& max) {
-    // Zero times a number is zero; times an infinity or a NaN it is a NaN, which compares false.
+    // 0 times a finite number is 0; times an infinity or a NaN it is a NaN, which compares false.
     const SimdF zero(0.0f);
     return (max - min) * zero <= zero;
 }
 
-/// Decodes the pair at the start of `bytes`, of which eight are read: what the eighth holds does
-/// not matter. The parent's box comes in lanes x, y, z; its lanes w are 0. Children stay within
-/// their parent. In lanes that are not `finite` (gas_find_finite_lanes) both get the parent's
-/// bounds.
+/// Decodes the pair at the start of `bytes`, of which eight are read; the eighth may hold anything.
+/// The parent's box is in lanes x, y, z; its lanes w are 0. Children stay within their parent. In
+/// lanes that are not `finite` (gas_find_finite_lanes) both get the parent's bounds.
 inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_min,
                                 const SimdF& parent_max, const SimdF& finite, GasBoxPair& boxes) {
     const SimdF step_factor(0.003921568859368563f); // 1/255, 0x3B808081
@@ -42,7 +41,7 @@ inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_
     SimdI::load_bytes(bytes, min_steps, max_steps);
     const SimdI owners = min_steps.broadcast<3>();
 
-    // The operand order keeps a bound of the parent that is a NaN: boxes beside it stay whole.
+    // The operand order keeps a NaN bound of the parent; other lanes are not affected.
     // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
     const SimdF step = ((parent_max - parent_min) * step_factor) & finite;
     const SimdF lower = SimdF::min(parent_max, parent_min + min_steps.to_floats() * step);

@@ -30,15 +30,16 @@ struct GasCompressedTreeSplitContext {
     unsigned built_leaf_count;
 };
 
-/// A binary bounding-volume hierarchy over item boxes in 16 bytes per item, and 7 per motion-blur
-/// sample: a node keeps the boxes of its two children as 8-bit distances from its own, and a walk
-/// decodes them on its way down. Leaves are references in their parents.
+/// A binary bounding-volume hierarchy (BVH) with quantized boxes over the boxes (AABBs) of items
+/// (primitives), in 16 bytes per item, and 7 per motion-blur sample: a node keeps the boxes of its
+/// two children as 8-bit distances from its own, and a walk decodes them on its way down. Leaves
+/// are references in their parents.
 ///
-/// It answers the ray queries of GasTree with the same callbacks. Decoded boxes are a little larger
-/// than the items' own, so some leaves are called whose box the ray misses. The working range is
-/// a scene of up to about 200 units that shows detail of 1e-2 units and more: there every decoded
-/// box contains the boxes below it (gas_box_codec.h says what happens outside). Scale other scenes,
-/// boxes and rays alike, by a power of two.
+/// It has the ray queries of GasTree (closest hit; all hits, that is any hit or occluded; coherent
+/// batches, streams) with the same callbacks. Decoded boxes are a little larger than the items'
+/// own, so some leaves are called whose box the ray misses. The working range is a scene of up to
+/// about 200 units with detail of 1e-2 units and more: there every decoded box contains the boxes
+/// below it (see gas_box_codec.h). Scale other scenes, boxes and rays alike, by a power of two.
 ///
 /// A built tree is read-only during queries and may be traced by many threads at once, each with
 /// its own CtxShader. Everything that changes the tree needs exclusive access. The same boxes and

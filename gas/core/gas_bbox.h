@@ -2,8 +2,8 @@
 
 inline namespace gas_abi1 {
 
-/// A node's box as the ray engines receive it: min x, y, z, 0, then max x, y, z, 0. Each half loads
-/// as one SimdF.
+/// A node's box (AABB) as the ray engines take it: min x, y, z, 0, then max x, y, z, 0. Each half
+/// loads as one SimdF.
 struct alignas(16) GasBbox {
     float min[4];
     float max[4];

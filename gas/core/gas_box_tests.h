@@ -24,8 +24,8 @@ struct GasLaneRay {
         near_distance = SimdF(static_cast<float>(near));
     }
 
-    /// An infinite inverse is +infinity whatever its sign: with that, an axis-parallel ray on a
-    /// face of a box gives a NaN on the side that the slab test's operand order ignores.
+    /// An infinite inverse becomes +infinity whatever its sign: an axis-parallel ray on a face of a
+    /// box then gives a NaN on the side that the slab test's operand order ignores.
     static float load_inverse(double inverse) {
         constexpr float infinity = std::numeric_limits<float>::infinity();
         const float narrow = static_cast<float>(inverse);
@@ -38,8 +38,8 @@ struct GasLaneRay {
 /// second. Lanes 0 and 1 of `entries` are the distances at which it enters them.
 ///
 /// A ray in a face gives 0 x infinity = NaN. The near side is min(t1, t0), the far side
-/// max(t0, t1), and the running value is the second operand of what follows, so that a NaN lane
-/// never culls; none is left when lanes are combined, so any order of combining gives the same.
+/// max(t0, t1), and the running value is the second operand of the next operation, so that a NaN
+/// lane never culls. No NaN is left when lanes are combined, so any order of combining is right.
 inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
                              const GasBoxPair& boxes, SimdF& entries) {
     const auto get_near = [&](const SimdF& t0, const SimdF& t1) {
@@ -69,7 +69,7 @@ inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
 }
 
 /// The slab test of one box: whether the ray is inside it somewhere between its near distance and
-/// `far_distance`, as the test of a pair says it of either box.
+/// `far_distance`. The same result as the test of a pair gives for either box.
 inline bool gas_test_box(const GasLaneRay& ray, float far_distance, const SimdF& min,
                          const SimdF& max) {
     const SimdF t0 = (min - ray.origin) * ray.inverse_direction;
@@ -87,9 +87,9 @@ inline bool gas_test_overlap(const SimdF& first_min, const SimdF& first_max,
     return (((first_max < second_min) | (second_max < first_min)).get_mask() & 7) == 0;
 }
 
-/// Whether a box lies outside a convex region: beyond one of its planes with every corner, which
-/// the corner furthest along the plane's normal decides. In doubles, so that rounding never drops a
-/// box that a ray of the region can hit.
+/// Whether a box lies outside a convex region: every corner beyond one of its planes. The corner
+/// furthest along the plane's normal decides. In doubles, so that rounding never drops a box that a
+/// ray of the region can hit.
 inline bool gas_is_outside(const GMathFrustum& frustum, const SimdF& min, const SimdF& max) {
     const auto get_furthest = [&](double normal, unsigned axis) {
         return normal * static_cast<double>(normal > 0.0 ? max.get(axis) : min.get(axis));

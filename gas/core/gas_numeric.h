@@ -10,8 +10,8 @@ inline float gas_min(float a, float b) { return a >= b ? b : a; }
 /// The larger value; `b` where they are equal or one is a NaN.
 inline float gas_max(float a, float b) { return a > b ? a : b; }
 
-/// Grows `corner_min` and `corner_max` by a point or a box's corners. The running value comes
-/// first, which decides between equal and unordered values.
+/// Grows `corner_min` and `corner_max` by a point or a box's corners. The running value is the
+/// first operand, which decides for equal and unordered values.
 inline void gas_grow(GMathVec3<float>& corner_min, GMathVec3<float>& corner_max,
                      const GMathVec3<float>& other_min, const GMathVec3<float>& other_max) {
     corner_min.x = gas_min(corner_min.x, other_min.x);

@@ -7,7 +7,7 @@ inline namespace gas_abi1 {
 
 namespace {
 
-/// What an index array is charged: 8 bytes per entry.
+/// The bytes counted for an index array: 8 per entry.
 std::size_t get_index_size(const unsigned* indices, unsigned count) {
     return indices ? std::size_t{count} * 8 : 0;
 }

@@ -34,7 +34,7 @@ void GasTree::print() const {
     print_message("---- nodes ", m_node_count, '\n');
     print_message("---- tree depth ", m_depth, '\n');
 
-    // Two figures: the object and its nodes in whole kilobytes, then everything it accounts for.
+    // Two figures: the object and its nodes in whole kilobytes, then all that is accounted for.
     const std::size_t node_size = std::size_t{m_node_count} * sizeof(Node) + sizeof(GasTree);
     print_message("---- memory usage ");
     print_message(static_cast<int>(static_cast<double>(node_size) * kilobytes_per_byte), "KB\n");

@@ -18,7 +18,7 @@ using GasLeavesBboxAtCallback = void (*)(void* user, const double& time, const u
                                          const unsigned* items, GMathBbox3<float>& bbox);
 
 /// The four box callbacks of a grid and their user pointer. They are never null: one that was not
-/// set does nothing, and the boxes are zeros.
+/// set does nothing, and its boxes are zeros.
 struct GasGridBboxCallbacks {
     GasLeafBboxesCallback leaf_bboxes = ignore_bboxes;
     GasLeafBboxesAtCallback leaf_bboxes_at = ignore_bboxes_at;

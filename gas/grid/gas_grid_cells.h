@@ -19,7 +19,7 @@ struct GasGridCell {
 
 static_assert(sizeof(GasGridCell) == 16, "a pointer and two words");
 
-/// What a grid and its copies share; the last of them releases it.
+/// The data that a grid and its copies share; the last of them releases it.
 struct GasGridCells {
     GasGridCells(unsigned cell_count_, unsigned item_count_)
         : cell_count(cell_count_), item_count(item_count_), cells(new GasGridCell[cell_count_]),
@@ -40,15 +40,15 @@ struct GasGridCells {
     const std::unique_ptr<SysThreadLock[]> locks;
     /// Grouped by cell.
     const std::unique_ptr<unsigned[]> items;
-    /// Owns the nodes and samples that the grids' own top trees look at.
+    /// Owns the nodes and samples that the grids' own top trees view.
     GasTree top_tree;
 
-    /// The grids that share this; the list is guarded by the mutex.
+    /// The grids that share this; the mutex guards the list.
     std::mutex grids_mutex;
     std::vector<GasGridTree*> grids;
 };
 
-/// Holds a cell's lock, and remembers that this thread does.
+/// Holds a cell's lock, and records that this thread does.
 class GasGridCellGuard {
   public:
     GasGridCellGuard(const GasGridCells& cells, unsigned cell);
@@ -56,8 +56,8 @@ class GasGridCellGuard {
     GasGridCellGuard& operator=(const GasGridCellGuard&) = delete;
     ~GasGridCellGuard();
 
-    /// Whether this thread holds the cell's lock already and would wait for itself. It happens when
-    /// a box callback traces into the cell that it was called for, and breaks the contract.
+    /// Whether this thread already holds the cell's lock, so that locking again is a deadlock: a
+    /// box callback traced into the cell that it was called for, which breaks the contract.
     static bool is_held(const GasGridCells& cells, unsigned cell);
 
   private:

@@ -24,7 +24,7 @@ bool run_in_pieces(unsigned count, const Prepare& prepare) {
     SysThreadTaskManager manager(nullptr);
     for (unsigned i = 0; i < task_count; ++i) {
         const std::uint64_t first = i * size;
-        if (first >= count) // rounding up has left nothing for the last pieces
+        if (first >= count) // rounding up leaves nothing for the last pieces
             break;
         const std::uint64_t rest = count - first;
         prepare(tasks[i], static_cast<unsigned>(first),

@@ -4,7 +4,7 @@
 
 inline namespace gas_abi1 {
 
-/// Pieces of a request for boxes. A task is filled before it is added and keeps nothing alive.
+/// Pieces of a request for boxes. A task is filled before it is added and owns nothing.
 
 class GetLeafBboxesTask : public SysThreadTask {
   public:

@@ -15,8 +15,8 @@ unsigned truncate(double value) {
     return static_cast<unsigned>(static_cast<std::uint64_t>(static_cast<std::int64_t>(value)));
 }
 
-/// The one function here that maths libraries may round differently: where the product of a scale
-/// and an extent lies next to a half, a grid may have one cell more or less along an axis.
+/// Maths libraries may round this function differently: where the product of a scale and an extent
+/// lies next to a half, a grid may have one cell more or less along an axis.
 double cube_root(double value) { return std::pow(value, 1.0 / 3.0); }
 
 struct Axis {
@@ -47,7 +47,7 @@ GasGridResolution::GasGridResolution(const GMathBbox3<float>& box, unsigned targ
     const double largest = size_x > size_yz ? size_x : size_yz;
     const double inverse_largest = 1.0 / largest;
 
-    // A tenth at least, so that a flat box is not divided without end; also in place of a NaN.
+    // At least a tenth, so that a flat box is not divided without end; also in place of a NaN.
     const auto get_relative = [inverse_largest](double size) {
         constexpr double least = 0.1;
         const double relative = size * inverse_largest;

@@ -4,7 +4,7 @@
 
 inline namespace gas_abi1 {
 
-/// How a box is divided into the cells of a grid.
+/// The division of a box into the cells of a grid.
 struct GasGridResolution {
     GMathVec3<double> corner;
     /// Cells per unit, a little less than exact: a centre on the far face stays in the last cell.
@@ -16,10 +16,10 @@ struct GasGridResolution {
     /// next to no extent is not divided.
     GasGridResolution(const GMathBbox3<float>& box, unsigned target);
 
-    /// Cells in all, in 32 bits: a number that they do not hold wraps, and is never 0.
+    /// The number of cells in 32 bits: a larger number wraps, and is never 0.
     unsigned get_cell_count() const;
 
-    /// Finds the cell of a finite point. False: the point lies so far outside that it has none.
+    /// Finds the cell of a finite point. False: the point lies too far outside to have one.
     bool find_cell(const GMathVec3<float>& point, unsigned& cell) const;
 };
 

@@ -13,7 +13,7 @@ class GAS_EXPORT GasGridSubTree final : public GasCompressedTree {
     GasGridSubTree(const GasGridSubTree&) = delete;
     GasGridSubTree& operator=(const GasGridSubTree&) = delete;
 
-    /// Whether its motion-blur samples are yet to be filled. Who sees false may use the samples.
+    /// Whether its motion-blur samples must still be filled. When false, they may be used.
     bool is_motion_update_pending() const {
         return m_motion_update_pending.load(std::memory_order_acquire);
     }

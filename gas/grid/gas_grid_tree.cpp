@@ -47,7 +47,7 @@ void GasGridTree::detach() {
         grids.erase(std::find(grids.begin(), grids.end(), this));
     }
     if (m_cells)
-        m_top_tree = GasTree(); // lets go of what the shared tree owns
+        m_top_tree = GasTree(); // releases the view of the shared tree
     else
         m_top_tree.clear();
     m_cells.reset();

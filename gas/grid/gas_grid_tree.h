@@ -14,30 +14,31 @@ inline namespace gas_abi1 {
 
 struct GasGridCells;
 
-/// A two-level hierarchy for very many items whose boxes are expensive: `create` sorts the items
-/// into the cells of a uniform grid by their boxes' centres and builds a GasTree over the occupied
-/// cells; a cell's own tree, a GasCompressedTree, is built when a ray first reaches the cell, from
-/// boxes that the host's box callback gives. A cell that no ray reaches never asks for its boxes.
+/// A two-level bounding-volume hierarchy (BVH), built lazily, for very many items (primitives)
+/// whose boxes (AABBs) are expensive. `create` sorts the items into the cells of a uniform grid by
+/// their boxes' centres and builds a GasTree over the occupied cells. A cell's own tree, a
+/// GasCompressedTree, is built when a ray first reaches the cell, from boxes that the host's box
+/// callback gives. The boxes of a cell that no ray reaches are not asked for again.
 ///
-/// Any number of threads may trace a grid at once, each with its own CtxShader: each cell is built
-/// once, under its own lock, by the thread that comes first, and different cells in parallel.
-/// Everything that changes the grid needs exclusive access to it and to its copies.
+/// It has the ray queries of GasTree: closest hit; all hits, that is any hit or occluded; coherent
+/// batches, streams. Any number of threads may trace a grid at once, each with its own CtxShader:
+/// each cell is built once, under its own lock, by the first thread that reaches it, and different
+/// cells in parallel. Whatever changes the grid needs exclusive access to it and to its copies.
 ///
 /// The host's box callbacks are called from tracing threads and, for large requests, from the
 /// host's task threads, several at once, each for items and boxes of its own. They let no exception
-/// out. They may start tasks and wait for them, and trace rays elsewhere, but no ray of theirs may
-/// lead, through whichever cells and threads, to a cell that waits for a callback: it would wait
-/// for itself. Where that happens on one thread a debug build asserts and a release build skips the
-/// cell for that ray; across threads it is not seen.
+/// out. They may start tasks and wait for them, and trace rays elsewhere, but not rays that lead,
+/// through whichever cells and threads, to a cell that is waiting for a callback: that would be a
+/// deadlock. On one thread a debug build asserts and a release build skips the cell for that ray;
+/// across threads it is not detected.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.
     GasGridTree();
-    /// A copy answers queries as its source does and shares its cells, built or yet to be built;
-    /// callbacks are its own. A cell's tree keeps the callbacks and the user pointer of the grid
-    /// whose ray built it, so what they point at outlives all grids that share the cells. The last
-    /// grid that shares the cells releases them: copies are cleared, rebuilt and destroyed in
-    /// any order.
+    /// A copy answers queries as its source does and shares its cells, built or not; callbacks are
+    /// its own. A cell's tree keeps the callbacks and the user pointer of the grid whose ray built
+    /// it, so their targets outlive all grids that share the cells. The last grid that shares the
+    /// cells releases them: copies may be cleared, rebuilt and destroyed in any order.
     GasGridTree(const GasGridTree& other);
     GasGridTree& operator=(const GasGridTree& other);
     virtual ~GasGridTree();
@@ -83,7 +84,7 @@ class GAS_EXPORT GasGridTree {
     void clear();
 
     /// The box of everything, also at motion-blur sample `sample`; all zeros for an empty grid or a
-    /// sample that there is not.
+    /// sample that does not exist.
     GMathBbox3<float> get_bbox() const { return m_top_tree.get_bbox(); }
     GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const {
         return m_top_tree.get_blurred_bbox(sample);
@@ -92,22 +93,22 @@ class GAS_EXPORT GasGridTree {
         return m_top_tree.get_motion_blur_sample_count();
     }
 
-    /// Occupied cells, numbered in the order in which their first items came.
+    /// The number of occupied cells. They are numbered in the order of their first items.
     unsigned get_cell_count() const;
     /// The items of a cell in the order of the input, `get_cell_item_count(cell)` of them.
     const unsigned* get_cell_items(const unsigned& cell) const;
     unsigned get_cell_item_count(const unsigned& cell) const;
     /// A cell's tree, null while no ray has reached the cell. May run beside queries.
     const GasGridSubTree* find_sub_tree(const unsigned& cell) const;
-    /// The tree over the cells, not to be copied; its leaves are cell numbers.
+    /// The tree over the cells; do not copy it. Its leaves are cell numbers.
     const GasTree& get_top_tree() const { return m_top_tree; }
 
-    /// Sets the box callbacks that the build and the cells' trees need; a null one leaves its
-    /// callback as it was, and the user pointer is always replaced.
+    /// Sets the box callbacks of the build and the cells' trees; a null one leaves its callback as
+    /// it was, and the user pointer is always replaced.
     void set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
                                  GasLeafBboxesAtCallback leaf_bboxes_at, void* user);
-    /// The same, with those that give the union of the listed items' boxes. `leaves_bbox` is kept,
-    /// but the grid has no use for it.
+    /// The same, with callbacks that give the union of the listed items' boxes. `leaves_bbox` is
+    /// kept, but the grid does not use it.
     void set_leaf_bbox_callbacks(GasLeafBboxesCallback leaf_bboxes,
                                  GasLeafBboxesAtCallback leaf_bboxes_at,
                                  GasLeavesBboxCallback leaves_bbox,
@@ -121,19 +122,19 @@ class GAS_EXPORT GasGridTree {
                                      GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                                      void* user);
 
-    /// Takes the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
+    /// Sets the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
     /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
     /// reaches their cell. Copies follow. Sample times start at the first and add the step. When
     /// memory runs out std::bad_alloc passes through, and the grid and its copies are without
     /// samples.
     void update_motion_blur(const CtxMotionBlur& motion);
 
-    /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: there to the
-    /// cells' trees, in each of them to the items. A motion ray's shader has the samples that
-    /// `update_motion_blur` was given; without any, motion rays are traced as static ones (a lone
-    /// cell's tree follows the shader alone). Of hits
-    /// that are equally far it depends on the order of cells which comes first; a callback that
-    /// must not depend on it decides by the item.
+    /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: first through
+    /// the tree over the cells, then through the trees of the cells that the ray reaches. A motion
+    /// ray's shader has the samples that `update_motion_blur` was given; without any, motion rays
+    /// are traced as static ones (a lone cell's tree follows the shader alone). The order of cells
+    /// decides which of several hits at the same distance comes first; a callback that must not
+    /// depend on it compares items.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
@@ -168,7 +169,7 @@ class GAS_EXPORT GasGridTree {
     void get_leaf_bboxes_at(const double& time, const unsigned& count, const unsigned* items,
                             GMathBbox3<float>* bboxes) const;
 
-    // Cells on demand. A tree is null only where a thread would wait for itself.
+    // Cells on demand. A tree is null only where the thread already holds the cell's lock.
     GasGridSubTree* get_sub_tree(const unsigned& cell) const;
     GasGridSubTree* create_sub_tree(const unsigned& cell) const;
     void update_sub_tree_motion_blur(const CtxMotionBlur& motion, const unsigned& cell) const;
@@ -198,9 +199,9 @@ class GAS_EXPORT GasGridTree {
 
     /// Null when empty.
     std::shared_ptr<GasGridCells> m_cells;
-    /// A view of the shared one that calls into this grid.
+    /// A view of the shared top tree that calls into this grid.
     GasTree m_top_tree;
-    /// Makes the progress bars of the cells' trees; null for none.
+    /// The application that makes the progress bars of the cells' trees; null for none.
     AppBase* m_progress_owner;
     CoreString m_progress_label;
     GasGridBboxCallbacks m_bbox_callbacks;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int no_cell = -1;
 
-/// The cells that items fall into, in the order of their first items.
+/// The occupied cells, in the order of their first items.
 struct Occupancy {
     /// By item; `no_cell` for one that is left out.
     std::unique_ptr<int[]> cell_of_item;

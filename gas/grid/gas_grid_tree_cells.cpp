@@ -8,10 +8,10 @@ inline namespace gas_abi1 {
 
 namespace {
 
-/// Value 1: the lock is held for a piece of work.
+/// Value 1: the lock is held while a tree is built or filled.
 constexpr auto long_hint = static_cast<SysThreadLock::DurationHint>(1);
 
-/// Hands a cell's progress bar back, also when its build fails.
+/// Finishes and releases a cell's progress bar, also when the build throws.
 struct FinishBar {
     void operator()(AppProgressBar* bar) const {
         bar->finish();
@@ -93,7 +93,7 @@ void GasGridTree::update_sub_tree_motion_blur(const CtxMotionBlur& motion,
     const GasGridCellGuard guard(*m_cells, cell);
     GasGridSubTree* const sub_tree = m_cells->cells[cell].sub_tree.load(std::memory_order_acquire);
     if (!sub_tree || !sub_tree->is_motion_update_pending())
-        return; // another thread has done the work in between
+        return; // another thread has filled them meanwhile
 
     const unsigned sample_count = gas_host::get_sample_count(motion);
     double time = gas_host::get_first_time(motion);

@@ -29,8 +29,7 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         task.bbox = &bboxes[cell];
     }
 
-    // While samples are being filled, and for good when memory runs out on the way, all grids are
-    // without any.
+    // All grids are without samples while they are filled, and remain so when memory runs out.
     struct DropSamples {
         void operator()(GasGridCells* cells_) const {
             cells_->top_tree.set_motion_blur_sample_count(0);

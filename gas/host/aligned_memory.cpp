@@ -13,23 +13,22 @@ namespace {
 
 constexpr std::size_t alignment = 16;
 
-/// Blocks of this many bytes start at a huge page and ask for huge pages, as many as they fill:
-/// arrays of that size are read all over, and a translation that is not at hand costs more there
-/// than the data.
+/// Blocks of this many bytes start at a huge page and ask for huge pages, as many as they fill.
+/// Arrays of that size are read all over, where a missing address translation costs more than the
+/// data.
 constexpr std::size_t huge_page = std::size_t{2} << 20;
 constexpr std::size_t large_size = 2 * huge_page;
 
 /// `size` bytes at a multiple of `boundary`; null when there is no memory.
 void* allocate_at(std::size_t boundary, std::size_t size) {
-    // aligned_alloc wants a multiple of the alignment; a size that wraps cannot be had anyway.
+    // aligned_alloc needs a multiple of the alignment; no allocation has a size that wraps.
     const std::size_t rounded = (size + boundary - 1) & ~(boundary - 1);
     if (rounded < size)
         return nullptr;
     return std::aligned_alloc(boundary, rounded ? rounded : boundary);
 }
 
-/// At least `large_size` bytes. What the last huge page would hold beyond them stays untouched
-/// address space.
+/// At least `large_size` bytes. The rest of the last huge page stays untouched address space.
 void* allocate_large(std::size_t size) {
     void* memory = allocate_at(huge_page, size);
 #if defined(__linux__) && defined(MADV_HUGEPAGE)

@@ -25,8 +25,8 @@ class GAS_HOST_EXPORT AppBase {
     unsigned get_build_method() const { return m_build_method; }
     void set_build_method(unsigned method) { m_build_method = method; }
 
-    /// A new bar, owned by the application and kept until it is released or the application goes.
-    /// Any thread may ask for one.
+    /// A new bar, owned by the application and kept until it is released or the application is
+    /// destroyed. May be called on any thread.
     AppProgressBar* create_progress_bar(const CoreString& title, const bool& visible);
 
   private:

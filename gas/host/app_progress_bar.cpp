@@ -54,7 +54,7 @@ void AppProgressBar::draw() {
     if (!m_visible || m_finished)
         return;
 
-    // Many small increments add up to a little less than they should: 100 times 0.01 is 0.9999993.
+    // Many small increments add up to a little less than their sum: 100 times 0.01 is 0.9999993.
     constexpr float slack = 0.01f;
     int percent = static_cast<int>(m_value * 100.0f + slack);
     if (!m_terminal)
@@ -74,7 +74,7 @@ void AppProgressBar::write_terminal_line(int percent) {
     const int filled = bar_width * percent / 100;
     std::string bar(static_cast<std::size_t>(filled), '#');
     bar.resize(bar_width, '.');
-    // Blanks wipe out what a longer number left behind.
+    // Blanks overwrite the rest of a longer number.
     const char* blanks = percent < 10 ? "  " : percent < 100 ? " " : "";
     std::fprintf(m_output, "\r%s [%s] %d %%%s", m_title.get_data(), bar.c_str(), percent, blanks);
 }

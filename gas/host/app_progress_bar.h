@@ -15,7 +15,7 @@ class AppBase;
 /// line, elsewhere it writes a plain line at each tenth.
 class GAS_HOST_EXPORT AppProgressBar {
   public:
-    /// `app` outlives the bar and carries the build method setting. A bar that is not `visible`
+    /// `app` outlives the bar and has the build method setting. A bar that is not `visible`
     /// counts and draws nothing. `output` is not owned; null draws nothing either.
     AppProgressBar(AppBase& app, const CoreString& title, bool visible, std::FILE* output);
 

@@ -25,7 +25,7 @@ class GAS_HOST_EXPORT CoreLogStream {
     std::string m_text;
 };
 
-/// Writes messages as they come, to standard output unless told otherwise. Safe to call from
+/// Writes messages at once, to standard output unless a sink is set. Safe to call from
 /// several threads at once; messages do not mix.
 class GAS_HOST_EXPORT CoreLogHandler {
   public:

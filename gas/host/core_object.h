@@ -40,8 +40,8 @@ class CoreBaseType {
     CoreBaseType& operator=(const CoreBaseType&) = default;
 };
 
-/// An object with an identity: a number that its owner may give it. Copies are other objects and
-/// start without one.
+/// An object with an identity: a number that its owner may set. A copy is another object and
+/// starts without one.
 class CoreBaseObject : public CoreBaseType {
   public:
     unsigned get_object_id() const { return m_object_id; }
@@ -56,7 +56,7 @@ class CoreBaseObject : public CoreBaseType {
     unsigned m_object_id = 0;
 };
 
-/// Carries one pointer for its owner's use; the pointer travels with copies and is never followed.
+/// Carries one pointer for its owner's use; the pointer is copied with it and never followed.
 class CoreCustomData : public CoreBaseObject {
   public:
     void* get_custom_data() const { return m_custom_data; }
@@ -71,8 +71,8 @@ class CoreCustomData : public CoreBaseObject {
     void* m_custom_data = nullptr;
 };
 
-/// Calls one listener when its owner says that it changed. Listeners belong to the object and do
-/// not travel with copies.
+/// Calls one listener when its owner reports a change. Listeners belong to the object and are not
+/// copied with it.
 class EventObject : public CoreCustomData {
   public:
     using Listener = void (*)(void* user, EventObject& sender);

@@ -41,7 +41,7 @@ template <typename T> class CoreVector {
     }
 
     /// Appends `item`. A full vector doubles its capacity (1 when empty) and moves its elements;
-    /// one that cannot be doubled in 32 bits throws std::bad_array_new_length.
+    /// a capacity beyond 32 bits throws std::bad_array_new_length.
     void add(const T& item) {
         if (m_count < m_capacity) {
             m_items[m_count++] = item;
@@ -59,7 +59,7 @@ template <typename T> class CoreVector {
         ++m_count;
     }
 
-    /// Forgets the elements and keeps the memory.
+    /// Removes the elements and keeps the memory.
     void clear() { m_count = 0; }
 
     bool is_empty() const { return m_count == 0; }

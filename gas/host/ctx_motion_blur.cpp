@@ -18,7 +18,7 @@ void CtxMotionBlur::get_time_spanf(const float& time, unsigned& sample, float& f
         return;
     }
     sample = static_cast<unsigned>(position);
-    if (sample > m_sample_count - 2) // counts past 2^24: `last` itself was rounded
+    if (sample > m_sample_count - 2) // beyond 2^24 samples `last` itself was rounded
         sample = m_sample_count - 2;
     fraction = position - static_cast<float>(sample);
     if (fraction > 1.0f)

@@ -27,8 +27,8 @@ class GAS_HOST_EXPORT CtxMotionBlur {
     }
 
     /// Maps `time` to the span between samples `sample` and `sample + 1` and to the fraction
-    /// (0..1) of the way between them. Times outside the shutter count as its nearer end, a NaN as
-    /// its opening; `sample` is at most the sample count less 2, and 0 with fewer than two samples.
+    /// (0..1) between them. Times outside the shutter are clamped to it, and a NaN counts as the
+    /// opening; `sample` is at most the sample count less 2, and 0 with fewer than two samples.
     void get_time_spanf(const float& time, unsigned& sample, float& fraction) const;
 
   private:

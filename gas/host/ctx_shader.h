@@ -8,8 +8,8 @@ inline namespace gas_abi1 {
 /// to its intersection map, and two slots for the traversal frames of the library.
 ///
 /// Used by one thread at a time. `GasObject::create_ctx` fills the slots and
-/// `GasObject::destroy_ctx` empties them; the context itself never follows them, so it must be
-/// emptied before it goes. Not copyable, for a copy would share the frames.
+/// `GasObject::destroy_ctx` empties them. The context does not free frames by itself, so it must be
+/// emptied before it is destroyed. Not copyable, because a copy would share the frames.
 class CtxShader {
   public:
     CtxShader() = default;
@@ -20,7 +20,7 @@ class CtxShader {
     void set_motion_blur(const CtxMotionBlur& motion_blur) { m_motion_blur = motion_blur; }
     unsigned get_motion_blur_sample_count() const { return m_motion_blur.get_sample_count(); }
 
-    /// Bits that the host's callbacks give their meaning.
+    /// Bits for the host's callbacks.
     unsigned intersection_flags = 0;
     /// How far secondary rays start off a surface; for the host's callbacks.
     double intersection_bias = 0.0;

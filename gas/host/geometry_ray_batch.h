@@ -13,7 +13,7 @@ inline namespace gas_abi1 {
 ///     batch.set_ray(0, origin, direction, near_distance, far_distance);
 ///     tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
 ///
-/// Afterwards `is_hit`, `get_hit_distance` and `get_item` tell each ray's fate. Setting a ray
+/// Afterwards `is_hit`, `get_hit_distance` and `get_item` give each ray's result. Setting a ray
 /// resets its hit; `reset_hits` resets all of them, to trace the same rays again.
 class GAS_HOST_EXPORT GeometryRayBatch {
   public:
@@ -28,7 +28,7 @@ class GAS_HOST_EXPORT GeometryRayBatch {
     /// Sets ray `ray` (below the count). Distances are in units of the direction's length. A NaN in
     /// any of `origin`, `direction` and the distances gives a ray that hits nothing: its near
     /// distance is +infinity, its far distance -infinity, so it enters no box; a callback that is
-    /// asked about it all the same (a lone leaf, a cached one) finds no distance between the two.
+    /// called for it all the same (a lone leaf, a cached one) finds no distance between the two.
     /// `time` is the ray's moment in the shutter, `cache_slot` (0..5) the cached leaf that it
     /// shares with other rays.
     void set_ray(unsigned ray, const GMathVec3<double>& origin, const GMathVec3<double>& direction,
@@ -39,8 +39,8 @@ class GAS_HOST_EXPORT GeometryRayBatch {
     void set_frustum(const GMathFrustum& frustum);
     void clear_frustum();
 
-    /// Clears the hit flags, gives every ray its far distance back, as last set, and the batch its
-    /// intersection map, which an all-hits query of a GasObject takes away.
+    /// Clears the hit flags, resets every ray's far distance to the one last set, and gives the
+    /// batch its intersection map, which an all-hits query of a GasObject removes.
     void reset_hits();
 
     unsigned get_ray_count() const { return static_cast<unsigned>(m_rays.size()); }

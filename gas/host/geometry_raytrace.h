@@ -11,17 +11,17 @@ inline namespace gas_abi1 {
 
 class GeometryRaytraceData;
 
-/// One ray of a batch, with what does not change while it is traced.
+/// One ray of a batch: the data that does not change while it is traced.
 struct GeometryRay {
     GMathBasicRay line;
-    /// When the ray was shot, in the shutter's units.
+    /// The ray's time, in the shutter's units.
     float time = 0.0f;
-    /// 0..5: which of the six cached leaves it shares. Rays that are likely to end on the same item
-    /// (say, shadow rays to one light) share a slot.
+    /// 0..5: which of the six cached leaves it uses. Rays that are likely to end on the same item
+    /// (shadow rays to one light) share a slot.
     int cache_slot = 0;
 };
 
-/// The nearest hit of one ray.
+/// The nearest (closest) hit of one ray.
 class GeometryIntersectionPath {
   public:
     static constexpr unsigned no_item = 0xFFFFFFFFu;
@@ -63,8 +63,8 @@ class GAS_HOST_EXPORT GeometryIntersectionMap {
     std::vector<GeometryIntersectionPath> m_paths;
 };
 
-/// What a callback sees of a ray batch: the rays first..last that it is asked about, inclusive.
-/// Lives inside a GeometryRaytraceData and always refers to that one.
+/// What a callback sees of a ray batch: the rays first..last, inclusive, that it is called for.
+/// It is a member of a GeometryRaytraceData and always refers to that one.
 class GAS_HOST_EXPORT GeometryRaytraceCtx {
   public:
     GeometryRaytraceCtx(const GeometryRaytraceCtx&) = delete;
@@ -72,7 +72,7 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
 
     GeometryRaytraceData& get_data() const { return *m_data; }
 
-    /// Range of the rays to look at, both ends included; empty when first > last.
+    /// The range of rays to intersect, both ends included; empty when first > last.
     inline int get_first_ray() const;
     inline int get_last_ray() const;
 
@@ -83,16 +83,15 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
     /// Lowers the far distance of an all-hits query.
     inline void set_tfar(const unsigned& ray, double distance) const;
 
-    /// Sets the ray's hit flag; an all-hits query then leaves the ray alone.
+    /// Sets the ray's hit flag, which ends an all-hits query of the ray.
     inline void set_hit(const unsigned& ray) const;
     inline bool is_hit(const unsigned& ray) const;
 
     /// The ray's nearest hit; only while the batch has an intersection map.
     inline GeometryIntersectionPath& get_intersection_path(const unsigned& ray) const;
 
-    /// Records a nearer hit: when `distance` is below the ray's hit distance, stores it with `item`
-    /// and sets the hit flag. Returns whether it was nearer; false in a batch without an
-    /// intersection map.
+    /// When `distance` is below the ray's hit distance, stores it with `item` and sets the hit
+    /// flag. Returns whether it was nearer; false in a batch without an intersection map.
     inline bool record_nearest_hit(const unsigned& ray, double distance, unsigned item) const;
 
   private:
@@ -102,9 +101,9 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
     GeometryRaytraceData* m_data;
 };
 
-/// A ray batch as a view over per-ray arrays that somebody else owns (GeometryRayBatch is the ready
-/// owner). A copy shares the arrays, the intersection map, the frustum and the ray count: hits
-/// written through it reach the same rays. Its range and its context are its own.
+/// A ray batch as a view over per-ray arrays that it does not own (GeometryRayBatch owns them). A
+/// copy shares the arrays, the intersection map, the frustum and the ray count: hits written
+/// through it reach the same rays. Its range and its context are its own.
 class GAS_HOST_EXPORT GeometryRaytraceData {
   public:
     /// An empty batch.
@@ -120,8 +119,8 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
         unsigned char* hit_flags = nullptr;
     };
 
-    /// Looks at `count` rays in `arrays` and makes the range all of them. `map` serves nearest-hit
-    /// queries and may be null for a batch that makes none.
+    /// Views `count` rays in `arrays` and sets the range to all of them. `map` is for nearest-hit
+    /// queries and may be null for a batch without them.
     void set_rays(const Arrays& arrays, unsigned count, GeometryIntersectionMap* map);
 
     /// Rays first..last, inclusive; both below the ray count, or first > last for none.
@@ -139,7 +138,7 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     const Arrays& get_arrays() const { return m_arrays; }
     const GMathFrustum* get_frustum() const { return m_frustum; }
 
-    /// The map in use: none while an all-hits query of a GasObject runs.
+    /// The map in use; null while an all-hits query of a GasObject runs.
     GeometryIntersectionMap* get_intersection_map() const { return m_intersection_map; }
     void use_intersection_map(bool use) { m_intersection_map = use ? m_nearest_map : nullptr; }
 

@@ -7,9 +7,8 @@
 
 inline namespace gas_abi1 {
 
-/// A ray's line: origin, direction (any length), and what box tests need of the direction.
-/// Setting the direction derives the inverse direction and the sign flags, so the four never
-/// disagree.
+/// A ray's line: origin, direction (any length), inverse direction and sign flags. Setting the
+/// direction derives the last two, so they always agree with it.
 class GMathBasicRay {
   public:
     /// A ray at the origin along +z.
@@ -33,9 +32,9 @@ class GMathBasicRay {
     const GMathVec3<double>& get_origin() const { return m_origin; }
     const GMathVec3<double>& get_direction() const { return m_direction; }
 
-    /// Per axis 1 / direction. A zero of either sign gives +infinity, so that an axis-parallel ray
-    /// is inside a slab exactly where the slab test says so; a component so small that its
-    /// reciprocal overflows a float gives the largest finite float of its sign.
+    /// Per axis 1 / direction. A zero of either sign gives +infinity, which the slab test expects
+    /// of an axis-parallel ray; a component so small that its reciprocal overflows a float gives
+    /// the largest finite float of its sign.
     const GMathVec3<double>& get_inverse_direction() const { return m_inverse_direction; }
 
     /// 1 where the direction's component is negative, else 0 (also for -0.0).

@@ -4,7 +4,8 @@
 
 inline namespace gas_abi1 {
 
-/// An axis-aligned box: min x, y, z, then max x, y, z; a plain value. Both corners belong to it.
+/// An axis-aligned bounding box (AABB): min x, y, z, then max x, y, z; a plain value. Both corners
+/// belong to it.
 template <typename T> struct GMathBbox3 {
     GMathVec3<T> min;
     GMathVec3<T> max;

@@ -5,8 +5,8 @@
 inline namespace gas_abi1 {
 
 /// A convex region as up to six planes; a point p is inside when normal . p + offset >= 0 for
-/// every plane. No planes: everything is inside. gmath_make_pinhole_frustum makes one for the rays
-/// of a camera's tile.
+/// every plane. Without planes everything is inside. gmath_make_pinhole_frustum makes one for the
+/// rays of a camera's tile.
 class GMathFrustum {
   public:
     static constexpr unsigned max_plane_count = 6;

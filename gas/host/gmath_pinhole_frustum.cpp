@@ -14,9 +14,9 @@ using Vector = GMathVec3<double>;
 constexpr double margin_of_distance = 0x1p-18;
 constexpr double margin_of_eye = 0x1p-20;
 
-// Unit vectors: closer to parallel than this they span no plane worth having.
+// Unit vectors that are closer to parallel than this span no usable plane.
 constexpr double least_sine = 1e-9;
-// A corner this little beyond a plane lies in it.
+// A corner within this distance of a plane lies in it.
 constexpr double flatness = 1e-12;
 // Corners further from the tile's axis are nearly a half-space apart.
 constexpr double least_cosine = 0.01;
@@ -44,7 +44,7 @@ bool normalize(Vector& vector) {
     return true;
 }
 
-/// A tile's corners as unit vectors, the direction in their middle, and how far that is from them.
+/// A tile's corners as unit vectors, their middle direction, and its angle to them.
 struct Cone {
     Vector corners[4];
     Vector axis;
@@ -70,8 +70,8 @@ bool make_cone(const Vector (&corners)[4], Cone& cone) {
     return cone.least_cosine_to_axis >= least_cosine;
 }
 
-/// The normal of the side between corner `side` and the next, looking at the other two; false when
-/// there is none that has both of them on one side.
+/// The normal of the side between corner `side` and the next, pointing to the other two; false when
+/// the plane does not have both of them on one side.
 bool find_side(const Cone& cone, unsigned side, Vector& normal) {
     normal = cross(cone.corners[side], cone.corners[(side + 1) % 4]);
     if (!(dot(normal, normal) > least_sine * least_sine) || !normalize(normal))
@@ -109,7 +109,7 @@ GMathFrustum gmath_make_pinhole_frustum(const GMathVec3<double>& eye,
         frustum.add_plane(normal, slack - dot(normal, eye));
     }
 
-    // A point of the cone at some distance has at least this share of it as its depth.
+    // The depth of a point of the cone is at least this share of its distance.
     const double depth = dot(cone.axis, eye);
     if (near_distance > 0.0 && std::isfinite(near_distance)) {
         const double nearest = near_distance * cone.least_cosine_to_axis;

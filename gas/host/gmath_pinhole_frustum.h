@@ -8,8 +8,8 @@
 
 inline namespace gas_abi1 {
 
-/// The frustum of a batch of rays from one pinhole through one tile of the picture: a little wider
-/// than the rays, so that no box is lost that a ray at the border hits only by rounding.
+/// The frustum of a batch of rays from one pinhole through one tile of the picture. It is a little
+/// wider than the rays, so that it keeps boxes that a ray at the border hits only by rounding.
 ///
 /// `eye`: where all rays start. `corners`: directions of any length through the tile's four
 /// corners, in order around it, in either sense. The rays go between them: each direction is a sum
@@ -18,8 +18,8 @@ inline namespace gas_abi1 {
 /// farther from it, in the scene's units; 0 and infinity leave their planes away.
 ///
 /// A side without a well-defined plane (corners in one direction, a tile without area or crossed
-/// over) has none, and a tile nearly as wide as a half-space, or with a number that is not finite,
-/// gives a frustum without planes: it may hold more than the rays, never less.
+/// over) is left out. A tile nearly as wide as a half-space, or with a number that is not finite,
+/// gives a frustum without planes. So the frustum may hold more than the rays, never less.
 GAS_HOST_EXPORT GMathFrustum gmath_make_pinhole_frustum(
     const GMathVec3<double>& eye, const GMathVec3<double> (&corners)[4], double near_distance = 0.0,
     double far_distance = std::numeric_limits<double>::infinity());

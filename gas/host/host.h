@@ -2,8 +2,8 @@
 
 #include <cfloat>
 
-// Results are exact only where every operation rounds once, in its own type, and NaN counts; this
-// reaches into inline code, and so into users' files.
+// Results are exact only where every operation rounds once, in its own type, and NaN is respected.
+// That holds for inline code in users' files, too.
 #if defined(__FAST_MATH__) || (defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__)
 #error "Gas needs exact floating point: do not compile with -ffast-math or -ffinite-math-only"
 #endif

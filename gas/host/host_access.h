@@ -10,8 +10,8 @@
 
 inline namespace gas_abi1 {
 
-/// How the library reaches into records whose layout is the host's. Each host writes these short
-/// functions for its own records; these are the reference host's.
+/// Access to records whose layout is the host's. Each host writes these short functions for its own
+/// records; these are the reference host's.
 namespace gas_host {
 
 /// Containers.
@@ -25,7 +25,7 @@ template <typename T> void clear(CoreVector<T>& vector) { vector.clear(); }
 template <typename T> void append(CoreVector<T>& vector, const T& item) { vector.add(item); }
 
 /// Progress bars: the two words that a build writes, the bar's application and its setting, and the
-/// end of a bar that the library asked for.
+/// release of a bar that the library requested.
 inline void set_progress_steps(AppProgressBar& bar, unsigned interval, float increment) {
     bar.set_step_interval(interval);
     bar.set_step_increment(increment);
@@ -85,7 +85,7 @@ inline int get_cache_slot(const GeometryRaytraceData& data, unsigned ray) {
     return data.get_arrays().rays[ray].cache_slot;
 }
 inline void drop_intersection_map(GeometryRaytraceData& data) { data.use_intersection_map(false); }
-/// The map of a nearest-hit query; the batch's own one from now on.
+/// The map of a nearest-hit query, which the batch uses from now on.
 inline GeometryIntersectionMap& take_intersection_map(GeometryRaytraceData& data) {
     data.use_intersection_map(true);
     assert(data.get_intersection_map() && "a nearest-hit batch needs an intersection map");

@@ -9,9 +9,9 @@
 
 inline namespace gas_abi1 {
 
-/// Everything the library asks of the host that is present: a concept per record, then a check per
-/// record that names what is missing. It can only speak of types; what an operation must do stands
-/// beside each concept and is tested by tests/host. Included by sources of the library only.
+/// Everything the library requires of the host: a concept per record, then a check per record that
+/// names what is missing. Concepts check types only; what an operation must do is stated beside
+/// each concept and tested by tests/host. Included by sources of the library only.
 namespace gas_host_contract {
 
 /// A count and the first of that many elements, which may be null only at a count of 0.
@@ -21,7 +21,7 @@ concept ItemContainer = requires(const Container& container) {
     { gas_host::get_items(container) } -> std::same_as<const Item*>;
 };
 
-/// Forgets its elements; takes one more at its end.
+/// Removes its elements; appends one.
 template <typename Container, typename Item>
 concept ItemCollector = ItemContainer<Container, Item> &&
     requires(Container& container, const Item& item) {
@@ -57,8 +57,8 @@ concept LogHandler = requires(Handler& handler, const CoreLogStream& stream) {
 };
 
 /// `increment_if_step` adds the increment when the count reaches the next multiple of the interval;
-/// the build method setting is 0..3. A bar that the library asked for is released once it is
-/// finished with; the application may then delete it.
+/// the build method setting is 0..3. The library releases a bar that it requested when its build
+/// is done; the application may then delete it.
 template <typename Bar>
 concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count,
                                const float& value, unsigned interval, float increment) {
@@ -72,7 +72,7 @@ concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count
     gas_host::release_progress_bar(bar);
 };
 
-/// Makes progress bars, which stay the application's, for any thread.
+/// Makes progress bars, which the application owns, for any thread.
 template <typename Application>
 concept ProgressApplication = requires(Application& application, const CoreString& title,
                                        const bool& visible) {
@@ -101,8 +101,8 @@ concept MotionBlurTimes = requires(const MotionBlur& motion, const float& time, 
     { gas_host::get_time_step(motion) } -> std::same_as<double>;
 };
 
-/// A lock for structures with very many; what is written before `unlock` is seen after `lock`. The
-/// hint of value 1 tells that a piece of work is done under it.
+/// A lock for structures with very many of them; what is written before `unlock` is seen after
+/// `lock`. The hint of value 1 means that a piece of work is done under it.
 template <typename Lock>
 concept ThreadLock = std::default_initializable<Lock> && requires(Lock& lock) {
     lock.lock(static_cast<typename Lock::DurationHint>(1));
@@ -111,7 +111,7 @@ concept ThreadLock = std::default_initializable<Lock> && requires(Lock& lock) {
 
 /// Runs each task added, perhaps on other threads: the first flag says that the manager deletes it
 /// afterwards, the second that any thread may run it. The wait returns when all have run; it may
-/// run tasks of its own manager, but never another's, for the waiting thread may hold locks. It
+/// run tasks of its own manager, but never another's, because the waiting thread may hold locks. It
 /// works on every thread, also on one that runs a task. Tasks may be added again after the wait.
 template <typename Manager>
 concept ThreadTaskManager = std::constructible_from<Manager, std::nullptr_t> &&
@@ -180,7 +180,7 @@ concept MemoryFunctions = requires(Size size, void* memory) {
     sys_free(memory);
 };
 
-/// Copies and assigns, and has the six operations after its destructor with exactly these types.
+/// Can be copied and assigned, and has the six operations after its destructor, of these types.
 template <typename Data>
 concept ResourceBase = std::has_virtual_destructor_v<Data> && std::copyable<Data> && requires {
     static_cast<std::size_t (Data::*)() const>(&Data::get_memory_size);

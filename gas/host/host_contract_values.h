@@ -8,11 +8,10 @@
 
 inline namespace gas_abi1 {
 
-/// The part of the host's contract that speaks of geometric values and lanes; host_contract.h is
-/// the whole.
+/// The part of the host's contract about geometric values and lanes; host_contract.h is the whole.
 namespace gas_host_contract {
 
-/// Copied as bytes; holds nothing that wants releasing.
+/// Copied as bytes; owns nothing.
 template <typename Record>
 concept PlainValue = std::is_trivially_copyable_v<Record> && std::is_standard_layout_v<Record>;
 

@@ -7,7 +7,7 @@
 
 inline namespace gas_abi1 {
 
-/// Base of everything that the host's resource system holds. The order of the virtual operations
+/// Base of everything in the host's resource system. The order of the virtual operations
 /// is part of the interface: destructor, then as declared.
 class GAS_HOST_EXPORT ResourceData : public EventObject {
   public:
@@ -25,7 +25,7 @@ class GAS_HOST_EXPORT ResourceData : public EventObject {
     /// A block of `size` bytes that holds the content, owned by the caller (released with `free`);
     /// here null with `size` 0.
     virtual void* serialize(std::size_t& size) const;
-    /// Takes the content from a block; false, with nothing changed, when it cannot.
+    /// Reads the content from a block; false, with nothing changed, when it cannot.
     virtual bool deserialize(void* data, const std::size_t& size);
 };
 

@@ -2,8 +2,8 @@
 
 inline namespace gas_abi1 {
 
-// Three states (Drepper, "Futexes Are Tricky", 2011): an unlock wakes somebody only when somebody
-// may be asleep.
+// Three states (Drepper, "Futexes Are Tricky", 2011): an unlock wakes a thread only when one may be
+// asleep.
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 inline namespace gas_abi1 {
 
-/// A lock of four bytes, for structures with very many of them. Not recursive: a thread that takes
-/// it twice waits for ever. What was written before `unlock` is seen after the next `lock`.
+/// A lock of four bytes, for structures with very many of them. Not recursive: taking it twice on
+/// one thread is a deadlock. What was written before `unlock` is seen after the next `lock`.
 class GAS_HOST_EXPORT SysThreadLock {
   public:
     /// How long the lock is expected to be held.

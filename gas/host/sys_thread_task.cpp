@@ -10,8 +10,8 @@ inline namespace gas_abi1 {
 
 SysThreadTask::~SysThreadTask() = default;
 
-/// The threads that all managers share. One mutex guards every list of tasks: tasks are far larger
-/// than what is done under it.
+/// The threads that all managers share. One mutex guards every list of tasks: a task takes far
+/// longer than the work under the mutex.
 class SysThreadPool {
   public:
     static SysThreadPool& get() {
@@ -69,7 +69,7 @@ class SysThreadPool {
             for (unsigned i = 1; i < thread_count; ++i)
                 m_threads.emplace_back([this] { work(); });
         } catch (...) {
-            // Fewer threads, or none, will do: who waits runs what is left.
+            // Fewer threads, or none, are enough: the waiting thread runs the tasks left.
         }
     }
 
@@ -100,7 +100,7 @@ class SysThreadPool {
         guard.unlock();
         SysThreadTaskManager::run(entry);
         guard.lock();
-        // From the last task's end on the manager may be gone.
+        // After the last task's end the manager may be destroyed.
         if (--manager.m_running_count == 0)
             m_task_finished.notify_all();
     }

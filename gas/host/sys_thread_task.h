@@ -26,8 +26,8 @@ class SysThreadManager;
 /// managers of the process share, one fewer than the machine has; on a machine with one they run in
 /// the wait.
 ///
-/// Whoever waits runs tasks meanwhile, but only its own manager's: it may hold a lock that somebody
-/// else's task would take. So waits nest, in tasks and on rendering threads, without deadlock.
+/// A waiting thread runs tasks of its own manager only, because it may hold a lock that another
+/// manager's task would take. So waits nest, in tasks and on rendering threads, without deadlock.
 class GAS_HOST_EXPORT SysThreadTaskManager {
   public:
     /// `manager` is null.
@@ -38,8 +38,8 @@ class GAS_HOST_EXPORT SysThreadTaskManager {
     ~SysThreadTaskManager();
 
     /// Adds a task, which stays the caller's unless `is_owned`: then it is deleted once it has run.
-    /// A task that is not `is_parallel` runs on the thread that waits. After a wait the same task
-    /// may be added again.
+    /// A task that is not `is_parallel` runs on the waiting thread. After a wait the same task may
+    /// be added again.
     void add_task(SysThreadTask& task, const bool& is_owned, const bool& is_parallel);
     /// Returns when every task has run; what they wrote is then seen.
     void wait_until_completed();

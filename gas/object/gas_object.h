@@ -5,8 +5,9 @@
 
 inline namespace gas_abi1 {
 
-/// Abstract base of what a renderer hands rays to: a host resource that knows its bounds and
-/// carries four object-level ray callbacks. It holds no tree; the callbacks reach one.
+/// Abstract base of what a renderer hands rays to: a host resource that has bounds and four
+/// object-level ray callbacks, for closest hit and any hit. It holds no tree; the callbacks reach
+/// one.
 ///
 /// The ray operations change nothing in the object and may run on several threads at once, each
 /// thread with its own CtxShader and its own batch.
@@ -25,8 +26,8 @@ class GAS_EXPORT GasObject : public ResourceData {
     /// The object's bounds.
     virtual GMathBbox3<double> get_bbox() const = 0;
 
-    /// Gives `shader` its first traversal frames; every thread that traces needs them once. Does
-    /// not look at what the shader held before: twice in a row leaks the first frames.
+    /// Gives `shader` its first traversal frames; every thread that traces needs them once. A
+    /// second call without `destroy_ctx` leaks the first frames.
     static void create_ctx(CtxShader& shader);
     /// Frees all of the shader's frames; no query may be running on it. Does nothing when it has
     /// none.

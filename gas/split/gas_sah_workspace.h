@@ -5,8 +5,8 @@
 
 inline namespace gas_abi1 {
 
-/// Scratch of the binned SAH splits, made once per build. On the exact path a slot holds one item
-/// in place of a bin.
+/// Scratch of the binned SAH splits, allocated once per build. On the exact path a slot holds one
+/// item in place of a bin.
 struct GasSahWorkspace {
     static constexpr unsigned bin_count = 16;
     static constexpr unsigned plane_count = bin_count - 1;

@@ -6,7 +6,7 @@
 
 inline namespace gas_abi1 {
 
-/// What the split algorithms need of a context, whichever tree is being built.
+/// What the split algorithms need of a context, for any tree class.
 template <typename Context>
 concept GasSplitContext = requires(const Context& context) {
     { context.bboxes } -> std::convertible_to<const GMathBbox3<float>*>;

@@ -39,8 +39,8 @@ inline unsigned gas_partition_items(unsigned* items, unsigned count,
 }
 
 /// Sorts `count` (at most a few dozen) items by centre, ascending. A quicksort with the last entry
-/// as pivot and one pass of swaps (Lomuto's scheme): where centres are equal, its own moves decide
-/// the order, and that order is part of the tree.
+/// as pivot and one pass of swaps (Lomuto's scheme). Its moves decide the order of equal centres,
+/// and that order is part of the tree.
 inline void gas_sort_by_center(unsigned* items, unsigned count, const GMathVec3<float>* centers,
                                GasCoordinate coordinate) {
     while (count >= 2) {

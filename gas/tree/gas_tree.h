@@ -15,13 +15,13 @@ inline namespace gas_abi1 {
 enum class GasBuildMethod;
 class GasWideTree;
 
-/// A binary bounding-volume hierarchy over item boxes, one item per leaf.
-///
-/// `create` builds it; the ray queries then call the leaf callbacks for the leaves that rays reach.
+/// A binary bounding-volume hierarchy (BVH) over the boxes (AABBs) of items (primitives), one item
+/// per leaf. The ray queries call the leaf callbacks of the leaves that rays reach: for the nearest
+/// (closest) hit, or for all hits, which is any hit (occluded) where a callback stops the ray.
+/// Coherent rays go in batches (packets), incoherent ones in streams. Wide nodes are its collapse.
 /// A built tree is read-only during queries and may be traced by many threads at once, each with
-/// its own CtxShader. Everything that changes the tree needs exclusive access.
-///
-/// The same boxes and build method give the same tree, bit for bit, on every machine.
+/// its own CtxShader. Everything that changes the tree, `refit` too, needs exclusive access. The
+/// same boxes and build method give the same tree, bit for bit, on every machine.
 class GAS_EXPORT GasTree {
   public:
     using Node = GasTreeNode;

@@ -23,7 +23,7 @@ int report_usage(const std::string& message) {
     return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
 }
 
-/// What is wrong with the command line. A word that is no subcommand is named, not only missed.
+/// What is wrong with the command line. An unknown subcommand is named.
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> unknown = app.remaining();
     if (app.get_subcommands().empty() && !unknown.empty())
@@ -43,7 +43,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-            return app.exit(error); // a wish for help
+            return app.exit(error); // help was requested
         return report_usage(describe(app, error));
     }
     if (render.is_chosen())

@@ -6,11 +6,11 @@ namespace gas_app {
 inline constexpr int exit_done = 0;
 /// A file, memory or something else failed.
 inline constexpr int exit_failed = 1;
-/// The command line makes no sense.
+/// The command line is invalid.
 inline constexpr int exit_usage = 2;
 
-/// The whole program: reads the command line, runs the subcommand, reports what went wrong on
-/// standard error. Returns the exit code.
+/// The whole program: reads the command line, runs the subcommand, reports errors on standard
+/// error. Returns the exit code.
 int run_command_line(int argument_count, const char* const* arguments);
 
 } // namespace gas_app

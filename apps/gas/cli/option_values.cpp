@@ -17,7 +17,7 @@ namespace {
     throw OptionError(std::string(option) + " " + text + ": " + message);
 }
 
-/// The whole of `text` as a number of 1 to `largest_side`; 0 when it is none.
+/// The whole of `text` as a number of 1 to `largest_side`; 0 when it is not one.
 unsigned read_side(std::string_view text) {
     unsigned side = 0;
     const char* end = text.data() + text.size();

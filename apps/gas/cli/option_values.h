@@ -9,7 +9,7 @@
 
 namespace gas_app {
 
-/// Readers of option values with a form of their own. They throw an OptionError that names the
+/// Readers of option values that are not plain numbers. They throw an OptionError that names the
 /// option.
 
 inline constexpr unsigned largest_side = 16384;
@@ -45,7 +45,7 @@ unsigned parse_build_method(const std::string& name);
 /// `plain`, `compressed` or `grid`.
 TreeKind parse_tree_kind(const std::string& name);
 
-/// What goes through trees in streams.
+/// Which rays are traced in streams.
 enum class StreamChoice {
     none,           ///< `off`
     scattered_rays, ///< `on`

@@ -68,7 +68,7 @@ QueryCommand::QueryCommand(CLI::App& app)
                      "With --nearest: looks at boxes that reach into the cube of this half side "
                      "around the point; without it at all")
         ->needs(nearest);
-    // Not offered: it stands here for the sake of its message.
+    // A hidden option, which exists for its error message.
     m_command->add_option("--tree", m_tree_kind)->group("");
     m_command->add_flag("--json", m_json, "Write the answer as JSON, not as a line per leaf");
     m_command->final_callback([this] {

@@ -27,7 +27,7 @@ class QueryCommand {
         float distance;
     };
 
-    /// What is asked; read before the mesh is.
+    /// The query, which is read before the mesh.
     struct Question {
         GMathBbox3<float> box;
         Vec3f point;

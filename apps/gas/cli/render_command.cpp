@@ -16,14 +16,14 @@ namespace {
 
 class Stopwatch {
   public:
-    /// Seconds since the last call, or since it was made.
+    /// Seconds since the last call, or since construction.
     double lap() {
         const Clock::time_point now = Clock::now();
         const std::chrono::duration<double> seconds = now - m_lap_start;
         m_lap_start = now;
         return seconds.count();
     }
-    /// Seconds since it was made, up to the last lap's end.
+    /// Seconds from construction to the last lap's end.
     double get_total() const {
         return std::chrono::duration<double>(m_lap_start - m_start).count();
     }
@@ -96,7 +96,7 @@ RenderSettings RenderCommand::get_render_settings() const {
     return settings;
 }
 
-/// How the rays of each kind find their way.
+/// Chooses how the rays of each kind are traced.
 void RenderCommand::choose_walks(RenderSettings& settings) const {
     constexpr unsigned usual_packet = 64;
     const StreamChoice stream = parse_streams(m_stream);

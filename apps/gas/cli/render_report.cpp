@@ -16,8 +16,8 @@ struct SceneCounts {
     std::uint64_t items = 0;
     /// As often as instances place them.
     std::uint64_t placed_items = 0;
-    /// With the tree over the instances: what the trees say, their wide nodes, and everything they
-    /// hold.
+    /// With the tree over the instances: what `get_memory_size` counts, the wide nodes, and the
+    /// total.
     std::uint64_t tree_bytes = 0;
     std::uint64_t wide_bytes = 0;
     std::uint64_t tree_total_bytes = 0;
@@ -125,7 +125,7 @@ void RenderReport::print_json() const {
           {"per_second", static_cast<double>(ray_counts.get_total()) / timing.renders.front()}}}};
     if (options.get_tree_settings().kind == TreeKind::grid)
         report["grids"] = as_json(GridCounts(*stage.scene));
-    // File names are bytes; what is no UTF-8 in them is replaced.
+    // File names are bytes; those that are not UTF-8 are replaced.
     std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 

@@ -14,13 +14,13 @@ struct RenderTiming {
     double build = 0.0;
     /// From the first part of the program's work to the end of the first tile.
     double first_pixel = 0.0;
-    /// Of each picture, the same one again and again.
+    /// Of each picture; all are the same.
     std::vector<double> renders;
     double write = 0.0;
     double total = 0.0;
 };
 
-/// What `gas render` says of a picture that it made.
+/// What `gas render` reports of a picture.
 struct RenderReport {
     const SceneOptions& options;
     const Stage& stage;

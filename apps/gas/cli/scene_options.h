@@ -9,9 +9,9 @@
 
 namespace gas_app {
 
-/// What subcommands have in common: which scene, and how its trees are built.
+/// The options that subcommands share: which scene, and how its trees are built.
 struct SceneOptions {
-    /// What trees without a progress bar are built by.
+    /// The build method of trees without a progress bar.
     static constexpr const char* usual_build_method = "sah-fast";
     static constexpr unsigned largest_item_count = 200'000'000;
 
@@ -33,7 +33,7 @@ struct SceneOptions {
     /// Reads the values; throws a UserError.
     void apply(StageSettings& settings, AppBase& application) const;
     TreeSettings get_tree_settings() const;
-    /// The stage, its trees not yet built.
+    /// The stage, without its trees.
     Stage make_stage(const StageSettings& settings) const;
     /// Whether progress may be shown; with `json` it goes to standard error.
     bool shows_progress() const { return !quiet; }

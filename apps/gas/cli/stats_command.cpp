@@ -12,7 +12,7 @@ namespace gas_app {
 
 namespace {
 
-// What is looked at while statistics are taken, in the proportions of the usual picture.
+// The small picture that is rendered for statistics, in the proportions of the usual one.
 constexpr unsigned picture_width = 160;
 constexpr unsigned picture_height = 100;
 
@@ -39,7 +39,7 @@ void StatsCommand::run() const {
     bar.finish();
 
     Entries entries;
-    // Of a mesh file, the mesh alone: the floor under it is the program's.
+    // Of a mesh file, the mesh alone: the floor under it belongs to the program.
     const bool is_mesh = !m_scene.mesh_path.empty();
     for (const auto& shape : stage.scene->get_shapes())
         if (!is_mesh || shape == stage.scene->get_shapes().front())
@@ -68,7 +68,7 @@ void StatsCommand::add_entry(const std::string& name, const TracedTree& tree, En
         entries.trees.push_back(make_entry(name, tree));
 }
 
-/// Sends rays into the grids, the same for everybody.
+/// Sends the same rays into the grids each time.
 void StatsCommand::render_small_picture(const Stage& stage, AppBase& application) {
     RenderSettings settings;
     settings.width = picture_width;
@@ -183,7 +183,8 @@ void StatsCommand::print_text(const Entry& entry) {
     std::printf("\n");
 }
 
-/// A bar for the leaves of each level that has any; of compressed trees every level's tightness.
+/// A bar for the leaves of each level that has any; for compressed trees the tightness of each
+/// level.
 void StatsCommand::print_levels(const Entry& entry) {
     const std::vector<unsigned>& leaves = entry.statistics.leaves_per_level;
     std::printf("  leaves per level%s\n", entry.tightness ? ", with its tightness" : "");

@@ -8,7 +8,7 @@
 
 namespace gas_app {
 
-/// `gas stats`: what the trees of a mesh or of the procedural scene are like.
+/// `gas stats`: statistics of the trees of a mesh or of the procedural scene.
 class StatsCommand {
   public:
     explicit StatsCommand(CLI::App& app);
@@ -25,7 +25,7 @@ class StatsCommand {
         std::optional<Tightness> tightness;
     };
 
-    /// One of both has an entry for a tree.
+    /// A tree has an entry in one of the two.
     struct Entries {
         std::vector<GridEntry> grids;
         std::vector<Entry> trees;

@@ -14,7 +14,7 @@ inline constexpr unsigned glyph_height = 7;
 /// Pixels that `text` takes across at `dot_size` pixels per dot.
 unsigned get_text_width(std::string_view text, unsigned dot_size);
 
-/// Draws `text` with its upper left corner at (left, top); what lies outside the picture is lost.
+/// Draws `text` with its upper left corner at (left, top), clipped to the picture.
 void draw_text(Picture& picture, unsigned left, unsigned top, std::string_view text,
                unsigned dot_size, Color8 color);
 

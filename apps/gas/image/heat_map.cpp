@@ -75,7 +75,7 @@ void draw_legend(Picture& picture, double scale_end) {
     const unsigned bar_height = 6 * dot;
     const unsigned margin = 8 * dot;
     const unsigned height = 2 * line + bar_height + 4 * dot;
-    // No room to read it: the picture alone is worth more.
+    // A small picture has no room for a legible legend.
     if (picture.get_height() < 2 * height || picture.get_width() < 16 * margin)
         return;
 
@@ -96,7 +96,7 @@ void draw_legend(Picture& picture, double scale_end) {
     for (unsigned step = 0; step <= step_count; ++step) {
         const std::string number = format_scale_number(scale_end * step / step_count);
         const unsigned width = get_text_width(number, dot);
-        // The first begins and the last ends with the bar, the others are centred on their place.
+        // The first begins and the last ends with the bar; the others are centred.
         const unsigned place = margin + bar_width * step / step_count;
         draw_text(picture, place - width * step / step_count, y, number, dot, text_color);
     }

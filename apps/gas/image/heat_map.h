@@ -11,7 +11,7 @@ namespace gas_app {
 /// white, ever lighter. Values outside are clamped, a NaN counts as 0.
 Color8 get_heat_color(double fraction);
 
-/// Where the scale of a heat map ends: 1, 1.5, 2, 3, 5 or 7.5 times a power of ten, so high that at
+/// The end of a heat map's scale: 1, 1.5, 2, 3, 5 or 7.5 times a power of ten, high enough that at
 /// most one cost in 200 is above it; at least 1.
 double get_scale_end(std::vector<double> costs);
 

@@ -42,7 +42,7 @@ class Picture {
 
 static_assert(sizeof(Color8) == 3, "rows are handed to the PNG library as they are");
 
-/// Brings scene light (1: bright white paper in the sun) into 0..1 and encodes it as sRGB. `noise`
+/// Maps scene light (1: bright white paper in the sun) to 0..1 and encodes it as sRGB. `noise`
 /// (0..1) decides which of the two nearest codes is taken, so that gradients show no bands.
 Color8 encode_light(const Vec3& light, double noise);
 

@@ -4,8 +4,8 @@
 
 namespace gas_app {
 
-/// What the triangle test needs of a ray's direction: the axis along which it is longest becomes
-/// the third, and a shear takes the ray onto it.
+/// A ray's direction for the triangle test: its longest axis becomes the third, and a shear maps
+/// the ray onto that axis.
 struct RayShear {
     unsigned axis_x = 0;
     unsigned axis_y = 1;

@@ -22,7 +22,7 @@ inline std::uint64_t hash_pair(std::uint64_t first, std::uint64_t second) {
 /// The upper 53 bits as a number in [0, 1).
 inline double to_unit(std::uint64_t bits) { return static_cast<double>(bits >> 11) * 0x1p-53; }
 
-/// A number in [0, 1) that depends on nothing but the arguments.
+/// A number in [0, 1) that depends on the arguments only.
 inline double hash_unit(std::uint64_t first, std::uint64_t second) {
     return to_unit(hash_pair(first, second));
 }
@@ -33,9 +33,9 @@ struct SquarePoint {
     double v;
 };
 
-/// Random numbers of one pixel. Each dimension holds a low-discrepancy sequence over the samples,
-/// shifted by a hash of seed, pixel and dimension: neither threads nor the order of the work can
-/// show in it.
+/// Random numbers of one pixel. Each dimension is a low-discrepancy sequence over the samples,
+/// shifted by a hash of seed, pixel and dimension, so that it depends on neither threads nor the
+/// order of work.
 class PixelSampler {
   public:
     PixelSampler(std::uint64_t seed, std::uint64_t pixel) : m_key(hash_pair(seed, pixel)) {}

@@ -4,7 +4,7 @@
 
 namespace gas_app {
 
-/// An affine map: where the axes and the origin go.
+/// An affine map: the images of the axes and of the origin.
 struct Transform {
     Vec3 x{1.0, 0.0, 0.0};
     Vec3 y{0.0, 1.0, 0.0};
@@ -22,8 +22,7 @@ struct Transform {
             grow(image, apply_to_point(get_corner(box, corner)));
         return image;
     }
-    /// Takes the normal of a surface back through the map of which this is the inverse; not of
-    /// length 1.
+    /// Maps the normal of a surface by the inverse of this map; the result is not of length 1.
     Vec3 apply_inverse_to_normal(const Vec3& normal) const {
         return {dot(x, normal), dot(y, normal), dot(z, normal)};
     }

@@ -23,7 +23,7 @@ inline Vec3 cross(const Vec3& a, const Vec3& b) {
 
 inline double length(const Vec3& vector) { return std::sqrt(dot(vector, vector)); }
 
-/// The vector at length 1; straight up when it has no length.
+/// The vector at length 1; straight up for a vector of length 0.
 inline Vec3 normalized(const Vec3& vector) {
     const double size = length(vector);
     return size > 0.0 ? vector * (1.0 / size) : Vec3{0.0, 1.0, 0.0};

@@ -43,7 +43,7 @@ void print_warnings(const std::string& path, const std::string& warnings) {
     }
 }
 
-/// A file cut inside its last number would pass for a whole one, with a wrong triangle in it.
+/// A file that was cut inside its last number would be read as complete, with a wrong triangle.
 void check_last_line_ends(const std::string& text, const std::string& path) {
     if (text.back() != '\n' && text.back() != '\r')
         throw UserError(path + ": the last line does not end, so the file may have been cut; " +
@@ -90,8 +90,8 @@ TriangleMesh parse(std::string& text, const std::string& path) {
     return mesh;
 }
 
-/// Makes faces share the vertices that lie in the same place, as far as the file does not: their
-/// normals are averaged over neighbours.
+/// Makes faces share vertices in the same place, where the file does not: normals are averaged over
+/// neighbours.
 void merge_equal_vertices(TriangleMesh& mesh) {
     std::vector<unsigned> order(mesh.vertices.size());
     std::iota(order.begin(), order.end(), 0u);
@@ -111,7 +111,7 @@ void merge_equal_vertices(TriangleMesh& mesh) {
             vertex = places[vertex];
 }
 
-/// Vertices that no face uses would spoil the framing.
+/// Vertices that no face uses would make the camera frame too large a box.
 void drop_unused_vertices(TriangleMesh& mesh) {
     constexpr unsigned unused = 0xFFFFFFFFu;
     std::vector<unsigned> places(mesh.vertices.size(), unused);

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view blanks = " \t";
 constexpr std::size_t longest_quote = 40;
 
-/// Takes the next word off the front of `line`; empty when there is none.
+/// Removes the next word from the front of `line`; empty when there is none.
 std::string_view take_word(std::string_view& line) {
     const std::size_t start = std::min(line.find_first_not_of(blanks), line.size());
     const std::size_t end = std::min(line.find_first_of(blanks, start), line.size());
@@ -60,7 +60,7 @@ class ObjTextCheck {
         throw UserError(m_path + ", line " + std::to_string(m_line) + ": " + message);
     }
 
-    /// Some editors begin a text with one; it would hide what the first line is.
+    /// Some editors begin a text with one; the first line would not be recognised.
     void blank_byte_order_mark() {
         constexpr std::string_view mark = "\xEF\xBB\xBF";
         if (m_text.starts_with(mark))
@@ -127,12 +127,12 @@ class ObjTextCheck {
             fail(quote(word) + " is no reference to a vertex");
     }
 
-    /// Takes a number off the front of `rest`, up to its end or a slash.
+    /// Removes a number from the front of `rest`, up to its end or a slash.
     long long take_index(std::string_view& rest, std::string_view word) const {
         long long index = 0;
         const char* begin = rest.data();
         const char* end = begin + rest.size();
-        // A plus sign is read by the parser and refused by from_chars.
+        // The parser accepts a plus sign, and from_chars does not.
         const char* digits = rest.starts_with('+') ? begin + 1 : begin;
         const auto [stop, error] = std::from_chars(digits, end, index);
         if (error == std::errc::result_out_of_range || std::abs(index) > largest_index)
@@ -149,7 +149,7 @@ class ObjTextCheck {
         if (index < -m_vertex_count)
             fail("a face refers to vertex " + std::to_string(index) + ", but there are only " +
                  std::to_string(m_vertex_count) + " before it");
-        // Faces may stand before their vertices: whether those exist shows at the end.
+        // Faces may precede their vertices, so existence is checked at the end.
         if (index > m_largest_reference) {
             m_largest_reference = index;
             m_largest_reference_line = m_line;

@@ -4,8 +4,8 @@
 
 namespace gas_app {
 
-/// Checks the text of a Wavefront OBJ file line by line, before it is parsed: the parser that
-/// follows reads a word that is no number as 0 and cannot name the place.
+/// Checks the text of a Wavefront OBJ file line by line, before it is parsed: the parser reads a
+/// word that is not a number as 0 and cannot name the line.
 ///
 /// Vertices need three finite numbers each, faces three or more references to vertices that the
 /// file has. Throws a UserError that names `path`, the line and what is wrong with it. Turns every

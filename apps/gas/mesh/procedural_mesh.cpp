@@ -26,7 +26,7 @@ TriangleMesh make_icosahedron() {
             mesh.add_vertex(normalized({0.0, a, b}));
             mesh.add_vertex(normalized({b, 0.0, a}));
         }
-    // Its faces are the triples of corners that are all neighbours of each other.
+    // Its faces are the triples of corners that are pairwise neighbours.
     const auto is_edge = [&](unsigned i, unsigned j) {
         return dot(mesh.vertices[i], mesh.vertices[j]) > 0.4;
     };

@@ -4,8 +4,8 @@ namespace gas_app {
 
 namespace {
 
-// Around a vertex of so many triangles (the tip of a fan) the mean is not worth its time, which
-// grows with the square of their number.
+// A vertex with more triangles (the tip of a fan) gets no mean normal, because its time grows with
+// the square of their number.
 constexpr unsigned largest_fan = 256;
 
 /// Lists the triangles around each vertex: those of vertex v are `triangles[first[v]]` up to, not

@@ -13,7 +13,7 @@ struct TriangleMesh {
 
     std::vector<Vec3> vertices;
     std::vector<Triangle> triangles;
-    /// A colour per triangle, or none at all: then the instance's material gives it.
+    /// A colour per triangle; when empty, the instance's material gives the colour.
     std::vector<Vec3f> colors;
     /// Triangles that meet at a smaller angle (its cosine is larger) are shaded as one surface; 1.0
     /// and more: flat.

@@ -6,7 +6,7 @@ namespace gas_app {
 
 namespace {
 
-/// The even bits of a number, moved together.
+/// The even bits of a number, compacted.
 unsigned take_even_bits(unsigned bits) {
     unsigned number = 0;
     for (unsigned bit = 0; bit < 16; ++bit)
@@ -31,7 +31,7 @@ void CameraRays::trace(const Tile& tile, unsigned first, unsigned count, TraceSt
 }
 
 /// Makes the rays pixel by pixel, and lists them along a Z-order curve (Morton 1966): any run of it
-/// covers few pixels that lie together, 4, 16, 64 or 256 of them a square.
+/// covers few neighbouring pixels, and runs of 4, 16, 64 or 256 are squares.
 void CameraRays::make_rays(const Tile& tile, unsigned first) {
     m_rays.clear();
     for (unsigned pixel = 0; pixel < tile.get_pixel_count(); ++pixel) {

@@ -12,7 +12,7 @@ namespace gas_app {
 inline constexpr unsigned tile_size = 16;
 inline constexpr unsigned largest_packet = tile_size * tile_size;
 
-/// A part of the picture, of at most `tile_size` on each side; right and bottom are the next one's.
+/// A part of the picture, of at most `tile_size` on each side; right and bottom are exclusive.
 struct Tile {
     unsigned left = 0;
     unsigned top = 0;
@@ -53,8 +53,8 @@ struct CameraRay {
     float time = 0.0f;
     SceneHit hit;
     double distance = 0.0;
-    /// Nodes visited and leaf callbacks called, nested trees included: the ray's share of what its
-    /// packet cost, where the walk counts.
+    /// Nodes visited and leaf callbacks called, nested trees included: the ray's share of its
+    /// packet's cost, where the walk counts.
     double cost = 0.0;
 };
 
@@ -88,7 +88,7 @@ class CameraRays {
     GeometryRayBatch m_batch;
     unsigned m_sample_count = 0;
     std::vector<CameraRay> m_rays;
-    /// Places in `m_rays` in the order in which they are traced.
+    /// Indices into `m_rays` in the order of tracing.
     std::vector<unsigned> m_order;
 };
 

@@ -1,12 +1,12 @@
 #include <apps/gas/render/pixel_tracer.h>
 
-/// The light that falls on what paths hit: rays towards it, in batches.
+/// The light at the hits of paths: rays towards the light, in batches.
 
 namespace gas_app {
 
 namespace {
 
-/// A direction around `normal`, the more likely the closer to it (as the cosine of the angle).
+/// A direction around `normal`, with a probability proportional to the cosine of the angle.
 Vec3 sample_cosine(const Vec3& normal, const SquarePoint& point) {
     Vec3 tangent;
     Vec3 bitangent;
@@ -53,7 +53,7 @@ void PixelTracer::gather_sun_light(const Tile& tile) {
 void PixelTracer::gather_ambient_light(const Tile& tile) {
     m_state.walk = m_settings.walk;
     for (const Lit& lit : m_lit) {
-        // What is seen in a mirror is lit by fewer rays; nobody looks that closely.
+        // Mirrored surfaces are lit by fewer rays, because their noise is less visible.
         const unsigned wanted = m_settings.ambient_rays;
         const unsigned rays = lit.path.depth == 0 ? wanted : std::min(wanted, 1u);
         if (rays > 0) {
@@ -67,7 +67,7 @@ void PixelTracer::gather_ambient_light(const Tile& tile) {
 }
 
 void PixelTracer::send_ambient_rays(const PixelSampler& sampler, const Lit& lit, unsigned rays) {
-    // Light that bounced off whatever is in the way, roughly.
+    // A rough estimate of the light that bounced off the occluder.
     const Vec3 bounced = multiply(lit.surface.color, Vec3{0.16, 0.13, 0.10});
     const Vec3 share = lit.weight * (1.0 / rays);
     const LightRay light_ray{lit.path.pixel, share, true, multiply(share, bounced)};

@@ -4,7 +4,7 @@ namespace gas_app {
 
 namespace {
 
-/// Camera rays may be mirrored so many times.
+/// The most mirror reflections of a camera ray.
 constexpr unsigned most_mirrors = 2;
 
 } // namespace
@@ -23,7 +23,7 @@ void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {
     for (unsigned first = 0; first < m_settings.samples; first += sample_limit) {
         const unsigned count = std::min(sample_limit, m_settings.samples - first);
         trace_camera_rays(tile, first, count);
-        // Whatever the batches are, the light of each pixel is summed in one order.
+        // The light of each pixel is summed in one order, for any batches.
         for (unsigned pixel = 0; pixel < m_light.size(); ++pixel) {
             for (unsigned sample = 0; sample < count; ++sample)
                 start_path(pixel, first, sample);
@@ -80,7 +80,7 @@ void PixelTracer::follow_paths(const Tile& tile) {
     }
 }
 
-/// Traces mirrored rays: as streams or one by one, for few pixels have many, and they scatter.
+/// Traces mirrored rays as streams or one by one: they are incoherent.
 void PixelTracer::trace_paths() {
     m_ray_counts.mirror += m_paths.size();
     m_state.walk = m_settings.walk;
@@ -135,7 +135,7 @@ void PixelTracer::shade_hit(const Path& path) {
         m_lit.push_back({path, surface, multiply(weight, surface.color)});
 }
 
-/// Follows the mirrored ray and takes its share off `weight`.
+/// Adds the mirrored ray and subtracts its share from `weight`.
 void PixelTracer::add_mirror(const Path& path, const Surface& surface, Vec3& weight) {
     // The share grows towards glancing angles (Schlick's approximation of Fresnel's equations).
     const Vec3& normal = surface.shading_normal;
@@ -148,7 +148,7 @@ void PixelTracer::add_mirror(const Path& path, const Surface& surface, Vec3& wei
 
     const Vec3 direction =
         normalized(path.direction - normal * (2.0 * dot(path.direction, normal)));
-    // Bent by the shading normal, the ray may point into the surface.
+    // The shading normal may turn the ray into the surface.
     const bool inward = dot(direction, surface.geometric_normal) <= 0.0;
     if (inward || path.depth == most_mirrors) {
         add_light(path.pixel, multiply(mirrored_weight, m_stage.sky.get_light(direction)) * 0.5);

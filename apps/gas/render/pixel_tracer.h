@@ -22,20 +22,20 @@ struct RayCounts {
     std::uint64_t get_total() const { return camera + mirror + shadow + ambient; }
 };
 
-/// Computes pixels, one thread's share of them. A pixel depends on nothing but the stage, the
-/// settings and its place; its light, moreover, not on the packets and streams of the settings.
+/// Computes one thread's share of the pixels. A pixel depends only on the stage, the settings and
+/// its place; its light does not depend on the packets and streams of the settings.
 class PixelTracer {
   public:
     PixelTracer(const Stage& stage, const RenderSettings& settings);
 
     /// The mean light that reaches each pixel of the tile, row by row.
     void trace_light(const Tile& tile, std::vector<Vec3>& light);
-    /// Of each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
+    /// For each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
     /// ray, nested trees included; the mean over the samples. Rays of a packet share its costs
     /// evenly: a visit of a node counts once for all of them.
     void trace_costs(const Tile& tile, std::vector<double>& costs);
 
-    /// Forgets what makes later rays cheaper, so that costs do not depend on earlier tiles.
+    /// Clears the cached leaves, so that costs do not depend on earlier tiles.
     void forget_leaves() { m_holder.forget_leaves(); }
     const RayCounts& get_ray_counts() const { return m_ray_counts; }
 
@@ -44,7 +44,7 @@ class PixelTracer {
     /// Paths that are followed together: enough to fill streams at each step.
     static constexpr unsigned block_size = 2048;
 
-    /// A ray on its way from the camera, and what its light counts in the pixel.
+    /// A ray on a path from the camera, and the weight of its light in the pixel.
     struct Path {
         /// Of the tile.
         unsigned pixel;
@@ -62,17 +62,17 @@ class PixelTracer {
     struct Lit {
         Path path;
         Surface surface;
-        /// What stays of the path's weight for light that the surface scatters.
+        /// The part of the path's weight for light that the surface scatters.
         Vec3 weight;
     };
 
     /// A ray towards light, the one of its place in the batch.
     struct LightRay {
         unsigned pixel;
-        /// What the pixel gets where nothing is in the way: this, or so much of the sky's light.
+        /// The pixel's light without an occluder: this, or this factor times the sky's light.
         Vec3 open;
         bool sees_sky;
-        /// What it gets where something is.
+        /// The pixel's light with an occluder.
         Vec3 blocked;
     };
 

@@ -23,7 +23,7 @@ struct RenderSettings {
     Walk sun_walk = Walk::engine;
     Walk walk = Walk::engine;
 
-    /// Rays handed out together where they stream.
+    /// Rays of one stream.
     static constexpr unsigned stream_size = 2048;
 
     unsigned get_camera_batch_size() const {

@@ -25,7 +25,7 @@ class TileQueue {
 
     unsigned get_count() const { return m_count; }
 
-    /// Gives a tile that nobody has, first the one in the middle; false when there is none left.
+    /// Hands out the next tile, first the one in the middle; false when there is none left.
     bool take(Tile& tile) {
         const unsigned index = m_next.fetch_add(1);
         if (index >= m_count || m_stopped)
@@ -46,20 +46,20 @@ class TileQueue {
         m_progress_bar.increment_if_step(++m_finished);
     }
 
-    /// A thread came to its end.
+    /// Adds the counts of a thread that has finished.
     void add(const RayCounts& ray_counts) {
         const std::lock_guard lock(m_mutex);
         m_result.ray_counts.add(ray_counts);
     }
 
-    /// A thread failed: no more tiles are given out.
+    /// Records a thread's failure; no more tiles are handed out.
     void stop(std::exception_ptr failure) {
         const std::lock_guard lock(m_mutex);
         m_stopped = true;
         m_failure = std::move(failure);
     }
 
-    /// When all threads are done: throws what made one of them fail.
+    /// To be called when all threads are done; rethrows a thread's failure.
     RenderResult get_result() const {
         if (m_failure)
             std::rethrow_exception(m_failure);
@@ -102,8 +102,8 @@ void run_on_threads(unsigned count, const std::function<void()>& work, TileQueue
     work();
 }
 
-/// Has every tile of the picture computed on the threads of the settings; `compute` is called once
-/// per tile, with a tracer that no other thread uses.
+/// Computes every tile of the picture on the threads of the settings: calls `compute` once per
+/// tile, with a tracer of the thread.
 template <typename Compute>
 RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
                            AppProgressBar& progress_bar, const Compute& compute) {

@@ -14,14 +14,14 @@ struct RenderResult {
     double first_tile_seconds = 0.0;
 };
 
-/// Both compute a stage whose trees were built, tile by tile on the threads of the settings, and
-/// fill the progress bar.
+/// Both compute the picture of a stage with built trees, tile by tile on the threads of the
+/// settings, and fill the progress bar.
 
 /// The picture of the stage.
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
                             AppProgressBar& progress_bar, Picture& picture);
 
-/// The costs of each pixel, row by row: a heat map. The walk of the settings must count.
+/// The costs of each pixel, row by row, for a heat map. The walk of the settings must count.
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           AppProgressBar& progress_bar, std::vector<double>& costs);
 

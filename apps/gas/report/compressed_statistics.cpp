@@ -20,7 +20,7 @@ bool is_leaf(const GasCompressedNode& node, unsigned child) {
     return (node.flags & GasCompressedNode::first_leaf << child) != 0;
 }
 
-/// Goes down the tree, decoding boxes on the way. Calls `visit_leaf(item, level, box)` and
+/// Walks down the tree and decodes boxes. Calls `visit_leaf(item, level, box)` and
 /// `visit_node(node, level, box)`, parents before their children.
 template <typename VisitNode, typename VisitLeaf>
 void walk_decoded(const GasCompressedTree& tree, const VisitNode& visit_node,
@@ -120,8 +120,8 @@ TreeStatistics get_tree_statistics(const GasCompressedTree& tree) {
 }
 
 std::size_t get_motion_bytes(const GasCompressedTree& tree) {
-    // A sample has the boxes of each node's children, nine bytes behind the last, and a root box;
-    // it is found through a pointer.
+    // A sample has the boxes of each node's children, nine bytes behind the last, a root box and a
+    // pointer.
     constexpr std::size_t slack = 9;
     const std::size_t sample_bytes = std::size_t{tree.get_node_count()} * sizeof(GasQuantizedPair) +
                                      slack + sizeof(GMathBbox3<float>);

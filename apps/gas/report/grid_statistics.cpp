@@ -11,7 +11,7 @@ namespace gas_app {
 
 namespace {
 
-/// Number of the highest bit that is set; `number` has one.
+/// The highest bit that is set; `number` is not 0.
 unsigned get_highest_bit(unsigned number) {
     unsigned bit = 0;
     while (number >>= 1)
@@ -47,8 +47,8 @@ GridStatistics get_grid_statistics(const GasGridTree& grid) {
             statistics.motion_bytes += get_motion_bytes(*sub_tree);
         }
     }
-    // An item's number stands in the list of its cell. A cell's record has the address of its tree
-    // and its share of that list; its lock is counted already.
+    // An item's number is in the list of its cell. A cell's record has the address of its tree and
+    // its share of that list; its lock is already counted.
     constexpr std::size_t record_size = sizeof(void*) + 2 * sizeof(unsigned);
     statistics.list_bytes = std::size_t{statistics.item_count} * sizeof(unsigned) +
                             std::size_t{statistics.cell_count} * record_size;

@@ -6,7 +6,7 @@
 
 namespace gas_app {
 
-/// What a grid is like, as far as its cells have been built.
+/// Statistics of a grid and of the cells built so far.
 struct GridStatistics {
     unsigned item_count = 0;
     unsigned cell_count = 0;
@@ -15,9 +15,9 @@ struct GridStatistics {
     /// Entry b: cells of 2^b to 2^(b+1) - 1 items.
     std::vector<unsigned> cells_per_size;
     unsigned motion_sample_count = 0;
-    /// What the grid says: the object, the tree over the cells, their locks, the cells' trees.
+    /// `get_memory_size`: the object, the tree over the cells, their locks, the cells' trees.
     std::size_t memory_bytes = 0;
-    /// What that leaves out: the lists of items and cells; motion samples.
+    /// Not counted there: the lists of items and cells; motion samples.
     std::size_t list_bytes = 0;
     std::size_t motion_bytes = 0;
 

@@ -11,7 +11,7 @@ namespace gas_app {
 
 namespace {
 
-/// A line of Linux's account of this process, such as "VmRSS:  1234 kB".
+/// A line of Linux's status of this process, such as "VmRSS:  1234 kB".
 std::optional<std::size_t> read_account(const std::string& name) {
     std::ifstream account("/proc/self/status");
     for (std::string word; account >> word;) {
@@ -22,7 +22,7 @@ std::optional<std::size_t> read_account(const std::string& name) {
     return std::nullopt;
 }
 
-/// Lets the peak start anew from what is held now; false where that cannot be done.
+/// Resets the peak to the memory held now; false where the system cannot.
 bool reset_peak() {
     std::ofstream order("/proc/self/clear_refs");
     constexpr char reset_peak_order = '5';
@@ -31,7 +31,7 @@ bool reset_peak() {
     return order.good();
 }
 
-/// Gives back what is free, now and, of all but small blocks, whenever some is freed.
+/// Returns free memory to the system, now and whenever a block that is not small is freed.
 void release_free_memory() {
 #if defined(__GLIBC__)
     constexpr int smallest_mapped_block = 1 << 14;

@@ -42,7 +42,7 @@ TreeStatistics get_tree_statistics(const GasTree& tree) {
 }
 
 std::size_t get_motion_bytes(const GasTree& tree) {
-    // A sample has a box for each node, and a float behind the last; it is found through a pointer.
+    // A sample has a box for each node, a float behind the last, and a pointer.
     const std::size_t sample_bytes =
         std::size_t{tree.get_node_count()} * sizeof(GMathBbox3<float>) + sizeof(float);
     return tree.get_motion_blur_sample_count() * (sample_bytes + sizeof(void*));

@@ -9,26 +9,26 @@
 
 namespace gas_app {
 
-/// What a tree is like.
+/// Statistics of a tree.
 struct TreeStatistics {
     unsigned leaf_count = 0;
     unsigned node_count = 0;
     /// Levels of boxes; 1 for a lone root.
     unsigned depth = 0;
-    /// Object, nodes and index array; and that share of it which is the nodes.
+    /// Object, nodes and index array; and the nodes alone.
     std::size_t memory_bytes = 0;
     std::size_t node_bytes = 0;
     double bytes_per_item = 0.0;
     unsigned motion_sample_count = 0;
-    /// What `memory_bytes` leaves out, the motion samples and the wide nodes with those of the
-    /// samples; and everything together.
+    /// Not part of `memory_bytes`: the motion samples, and the wide nodes with their samples. Then
+    /// the total.
     std::size_t motion_bytes = 0;
     std::size_t wide_bytes = 0;
     double wide_bytes_per_item = 0.0;
     std::size_t total_bytes = 0;
-    /// What a ray is expected to cost that crosses the root's box: the sum over all boxes of the
-    /// cost of a visit, times the chance of one, which is the box's surface area divided by the
-    /// root's. A visit of an inner node (one test of its two children) costs
+    /// The expected cost of a ray that crosses the root's box (surface area heuristic): the sum
+    /// over all boxes of the cost of a visit times its probability, which is the box's surface
+    /// area divided by the root's. A visit of an inner node (one test of its two children) costs
     /// `inner_node_cost`, that of a leaf (one call of its callback) `leaf_cost`. A root without
     /// area counts every box in full.
     double sah_cost = 0.0;
@@ -41,15 +41,15 @@ struct TreeStatistics {
 
 TreeStatistics get_tree_statistics(const GasTree& tree);
 
-/// What the tree's motion samples take.
+/// Bytes of the tree's motion samples.
 std::size_t get_motion_bytes(const GasTree& tree);
 
 double get_surface_area(const Box& box);
 
-/// Adds up what a walk over all boxes of a tree finds. Levels are counted from 0.
+/// Collects statistics in a walk over all boxes of a tree. Levels are counted from 0.
 class TreeSurvey {
   public:
-    /// Starts with what trees of all kinds tell of themselves.
+    /// Starts with the getters that trees of all kinds have.
     template <typename Tree> TreeSurvey(const Tree& tree, const Box& root_box) {
         m_statistics.leaf_count = tree.get_leaf_count();
         m_statistics.node_count = tree.get_node_count();
@@ -67,7 +67,7 @@ class TreeSurvey {
         m_depth_sum += level + 1.0;
     }
 
-    /// `motion_bytes`: what the motion samples take; `wide_bytes`: the wide nodes.
+    /// `motion_bytes`: of the motion samples; `wide_bytes`: of the wide nodes.
     TreeStatistics finish(std::size_t node_size, std::size_t motion_bytes,
                           std::size_t wide_bytes = 0);
 

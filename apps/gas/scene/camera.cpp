@@ -16,7 +16,7 @@ Axes get_axes(const ViewPoint& view) {
     const Vec3 right{std::cos(azimuth), 0.0, -std::sin(azimuth)};
     const Vec3 backward{std::sin(azimuth) * std::cos(elevation), std::sin(elevation),
                         std::cos(azimuth) * std::cos(elevation)};
-    // From the angles, not from a cross product with the upward axis: defined straight above, too.
+    // From the angles, not from a cross product with the upward axis, which is 0 straight above.
     return {backward * -1.0, right, cross(backward, right)};
 }
 

@@ -6,13 +6,13 @@
 
 namespace gas_app {
 
-/// Where the camera stands: angles in degrees around the point that it looks at.
+/// The camera's position: angles in degrees around its target.
 struct ViewPoint {
     /// 0: in front (towards +z); 90: to the right (towards +x).
     double azimuth = 30.0;
     /// 0: level; 90: above.
     double elevation = 20.0;
-    /// 2: everything twice as large.
+    /// 2: objects appear twice as large.
     double zoom = 1.0;
 };
 
@@ -24,14 +24,14 @@ class Camera {
     Camera(const ViewPoint& view, const Vec3& target, double distance, double field_of_view,
            unsigned width, unsigned height);
 
-    /// A camera that has all `points` in view, with a margin, as large as they go.
+    /// A camera that has all `points` in view, as large as possible, with a margin.
     static Camera frame(const ViewPoint& view, const std::vector<Vec3>& points,
                         double field_of_view, unsigned width, unsigned height);
 
     const Vec3& get_position() const { return m_position; }
     /// Through pixel coordinates (x, y) from the upper left corner; length 1.
     Vec3 get_direction(double x, double y) const;
-    /// How many of the target's units one pixel spans at distance 1.
+    /// The size of a pixel at distance 1.
     double get_pixel_size() const { return m_pixel_size; }
 
   private:

@@ -12,8 +12,8 @@ constexpr Vec3 upward{0.0, 1.0, 0.0};
 constexpr double pond_radius = 3.3;
 constexpr double tile_spacing = 0.48;
 
-/// Puts the garden together: a pond with a knot in its middle and a swarm around it, a ring of
-/// sculptures, spiral arms of stones, conifers, and tiles over the ground.
+/// Builds the garden: a pond with a knot in its middle and a swarm around it, a ring of sculptures,
+/// spiral arms of stones, conifers, and tiles over the ground.
 class Garden {
   public:
     Garden(double detail, bool motion)
@@ -31,7 +31,7 @@ class Garden {
     }
 
   private:
-    /// A number of items, in step with the wanted detail.
+    /// A number of items, scaled by the detail.
     unsigned get_count(unsigned usual) const {
         return std::max(2u, static_cast<unsigned>(std::lround(usual * m_detail)));
     }
@@ -39,7 +39,7 @@ class Garden {
     unsigned get_steps(unsigned usual, unsigned least) const {
         return std::max(least, static_cast<unsigned>(std::lround(usual * std::sqrt(m_detail))));
     }
-    /// How often the triangles of a ball are cut in four.
+    /// How often the triangles of a ball are subdivided.
     unsigned get_levels(unsigned usual) const {
         const double levels = usual + 0.5 * std::log2(m_detail);
         return static_cast<unsigned>(std::clamp(levels + 0.5, 1.0, usual + 1.0));

@@ -8,7 +8,7 @@ namespace gas_app {
 namespace {
 
 constexpr unsigned items_per_tree = 1000;
-/// The first of them: sides of a trunk that tapers to a point.
+/// The first items of a tree: sides of a trunk that tapers to a point.
 constexpr unsigned trunk_items = 6;
 /// From tree to tree, on average.
 constexpr double tree_spacing = 2.5;
@@ -33,7 +33,7 @@ struct FourNumbers {
     }
 };
 
-/// What the leaves of one tree have in common.
+/// The data that the leaves of one tree share.
 struct Conifer {
     unsigned number;
     std::uint64_t key;
@@ -48,7 +48,7 @@ struct Conifer {
         const double area = tree_spacing * tree_spacing * (number + random.value[0]);
         const double inner = ForestShape::clearing_radius + largest_tree * 0.3;
         const double distance = std::sqrt(inner * inner + area / pi);
-        // A turn more or less by a fraction of the spacing, so that no spiral is seen.
+        // Moved by a random fraction of the spacing, so that the spiral is not visible.
         const double angle =
             number * golden_angle + (random.value[1] - 0.5) * tree_spacing / distance;
         foot = {distance * std::sin(angle), 0.0, distance * std::cos(angle)};
@@ -59,8 +59,8 @@ struct Conifer {
     }
 };
 
-/// The tree of an item. Who asks for one leaf mostly asks for another of the same tree next, so
-/// each thread keeps its last one.
+/// The tree of an item. Consecutive calls are mostly for leaves of the same tree, so each thread
+/// keeps its last one.
 const Conifer& get_conifer(unsigned item) {
     thread_local Conifer last(0);
     const unsigned number = item / items_per_tree;
@@ -175,7 +175,7 @@ ShapeSurface ForestShape::get_surface(const SceneHit& hit, const Moment& moment,
                                       const Vec3& direction) const {
     const Corners corners = get_corners(hit.item, get_sway(moment));
     const Vec3 flat = normalized(cross(corners.b - corners.a, corners.c - corners.a));
-    // Shaded as if by the crown as a whole, half at least: single leaves would only flicker.
+    // At least half of the normal is that of the whole crown; single leaves would flicker.
     const Vec3 foot = get_conifer(hit.item).foot;
     const Vec3 around = normalized(Vec3{point.x - foot.x, 0.6, point.z - foot.z});
     const double side = dot(flat, direction) > 0.0 ? -1.0 : 1.0;
@@ -191,7 +191,7 @@ Vec3 ForestShape::get_item_color(unsigned item) const {
         return {0.20, 0.13, 0.08};
     static const Vec3 colors[] = {
         {0.07, 0.17, 0.06}, {0.10, 0.21, 0.06}, {0.05, 0.15, 0.09}, {0.15, 0.23, 0.07}};
-    // Some stands, high above the clearing for the most part, have turned.
+    // Some stands, mostly high above the clearing, have autumn colours.
     static const Vec3 turned[] = {{0.52, 0.30, 0.05}, {0.45, 0.19, 0.05}, {0.50, 0.39, 0.09}};
     const double stand = get_hump(tree.foot.x / 47.0 + 0.3) * get_hump(tree.foot.z / 61.0 + 0.1);
     const FourNumbers random(hash_pair(tree.key, 0));

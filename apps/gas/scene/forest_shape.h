@@ -4,22 +4,22 @@
 
 namespace gas_app {
 
-/// The lie of the land around the forest, from place alone: rolling hills in a wide bowl.
+/// The height of the land around the forest at a place: rolling hills in a wide bowl.
 double get_land_height(double x, double z);
 /// All heights lie between these two.
 inline constexpr double lowest_land = 0.0;
 inline constexpr double highest_land = 42.0;
 
-/// A forest around a clearing whose leaves, triangles all, are computed from their numbers whenever
-/// they are asked for, and stored nowhere. Trees stand along a spiral, the first at the clearing's
-/// edge; in motion they sway.
+/// A forest around a clearing. Its leaves are triangles that are computed from their numbers on
+/// demand and not stored. Trees stand along a spiral, the first at the clearing's edge; in motion
+/// they sway.
 class ForestShape : public Shape {
   public:
     /// `item_count` of at least 1. `sample_count`: motion samples, 1 when the air is still.
     ForestShape(std::string name, unsigned item_count, unsigned sample_count);
 
     static constexpr double clearing_radius = 9.0;
-    /// Where the forest of so many items ends.
+    /// The radius of a forest of `item_count` items.
     static double get_radius(unsigned item_count);
 
     unsigned get_item_count() const override { return m_item_count; }
@@ -28,7 +28,7 @@ class ForestShape : public Shape {
     ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
-    /// A little larger: of the land that the forest stands on.
+    /// A little larger than exact: the land under the forest is included.
     Box get_exact_box(unsigned sample) const override;
 
     bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double golden_angle = 2.39996322972865332;
 
-/// Points of equal share: the n-th lies at a radius that grows with the square root of n.
+/// Points of equal area: the radius of the n-th grows with the square root of n.
 double get_tile_radius(unsigned index, double inner_radius, double spacing) {
     return std::sqrt(inner_radius * inner_radius + spacing * spacing * index / pi);
 }
@@ -18,7 +18,7 @@ double get_tile_radius(unsigned index, double inner_radius, double spacing) {
 Vec3f get_tile_color(std::uint64_t key, double radius) {
     static const Vec3 palette[] = {{0.33, 0.29, 0.25}, {0.45, 0.38, 0.29}, {0.23, 0.22, 0.23},
                                    {0.44, 0.22, 0.13}, {0.52, 0.46, 0.37}, {0.11, 0.25, 0.27}};
-    // Rings of another mixture, so that the ground has a pattern from afar.
+    // Rings of different mixtures give the ground a pattern from afar.
     const double ring = 0.5 + 0.5 * std::sin(radius * 1.15);
     const double choice = hash_unit(key, 10) * 0.75 + ring * 0.25;
     const Vec3& color = palette[std::min(static_cast<unsigned>(choice * 6.0), 5u)];
@@ -77,7 +77,7 @@ std::vector<Sphere> make_swarm(unsigned count, double time) {
     spheres.reserve(count);
     for (unsigned index = 0; index < count; ++index) {
         const std::uint64_t key = hash_pair(4711, index);
-        // Two ribbons that wind upwards and spread out as they do; near their middle it is dense.
+        // Two ribbons that wind upwards and spread out; they are dense near their middle.
         const double along = (index + hash_unit(key, 0)) / count;
         const double spread = hash_unit(key, 1) + hash_unit(key, 2) + hash_unit(key, 3) - 1.5;
         const double lift = hash_unit(key, 4) + hash_unit(key, 5) - 1.0;

@@ -69,8 +69,8 @@ ShapeSurface MeshShape::get_surface(const SceneHit& hit, const Moment& moment, c
     const Vec3 smooth = normalized(normals.a * w + normals.b * hit.u + normals.c * hit.v);
     const double side = dot(flat, direction) > 0.0 ? -1.0 : 1.0;
 
-    // Light that only just reaches a smooth surface would be cut off facet by facet. So rays to the
-    // light start where the tangent planes of the corners are, as far as those lie above the facet
+    // At grazing light a smooth surface would darken facet by facet. So rays to the light start on
+    // the tangent planes of the corners, where those lie above the facet
     // (Hanika, Hacking the Shadow Terminator, Ray Tracing Gems II, 2021).
     const auto lift = [&](const Vec3& corner, const Vec3& normal) {
         const double height = dot(point - corner, normal) * side;

@@ -31,7 +31,7 @@ void normalize(TriangleMesh& mesh, unsigned up_axis, const std::string& path) {
         vertex = (vertex - foot) * (2.0 / longest);
 }
 
-/// The mesh turned and shifted, as far as it is at `time` (0..1).
+/// The mesh turned and shifted to its place at `time` (0..1).
 std::vector<Vec3> move(const std::vector<Vec3>& vertices, double time) {
     const Transform motion =
         translate({0.10 * time, 0.0, 0.0}) * rotate({0.0, 1.0, 0.0}, 0.20 * time);
@@ -60,7 +60,7 @@ Stage make_mesh_stage(const StageSettings& settings, const std::string& path) {
     auto scene = std::make_unique<Scene>(sample_count);
     const Shape& shape = scene->add_shape(std::make_unique<MeshShape>("mesh", mesh, samples));
     scene->add_instance({&shape, {Transform()}, {{0.58, 0.36, 0.22}, 0.0, false}});
-    // A little lower than the mesh: faces that lie on it would take each other's light.
+    // A little lower than the mesh: coplanar faces would shadow each other.
     const Shape& floor = scene->add_shape(std::make_unique<MeshShape>("floor", make_disc(5, 40)));
     scene->add_instance(
         {&floor, {translate({0.0, -1e-3, 0.0}) * scale(24.0)}, {{0.36, 0.35, 0.34}, 0.0, false}});

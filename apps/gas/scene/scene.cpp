@@ -42,14 +42,15 @@ unsigned get_sample(const Shape& shape, unsigned sample) {
     return shape.get_sample_count() < 2 ? 0 : sample;
 }
 
-/// One tree's share of a progress bar: of what is built, at least the least that trees take.
+/// One tree's share of a progress bar: its share of the items, at least the minimum that trees
+/// take.
 float get_share(unsigned item_count, std::size_t total) {
     constexpr float least_share = 0.01f;
     const double share = static_cast<double>(item_count) / static_cast<double>(total);
     return std::clamp(static_cast<float>(share), least_share, 1.0f);
 }
 
-/// A grid over instances would have nothing to gain: their boxes are at hand. So where shapes have
+/// The boxes of instances are already known, so a grid over them gains nothing. Where shapes have
 /// grids, instances have a plain tree.
 TreeSettings get_instance_settings(TreeSettings settings) {
     if (settings.kind == TreeKind::grid)
@@ -85,7 +86,7 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSe
         shape->build(get_local_reach(*shape, origins), settings, progress_bar,
                      get_share(shape->get_item_count(), total));
 
-    // The boxes of the shapes' trees are padded; so theirs may reach a little farther.
+    // The boxes of the shapes' trees are padded and may reach a little farther.
     Box bounds = empty_box();
     const unsigned count = static_cast<unsigned>(m_instances.size());
     m_swept_boxes.assign(count, empty_box());
@@ -111,7 +112,8 @@ Box Scene::get_instance_box(unsigned instance, unsigned sample) const {
     return get_sample(placed, sample).apply_to_box(box);
 }
 
-/// How far from a shape's origin, in its own space, the rays of its instances start at most.
+/// The largest distance from a shape's origin, in its own space, at which rays of its instances
+/// start.
 double Scene::get_local_reach(const Shape& shape, const Box& origins) const {
     double reach = 0.0;
     const auto look_at = [&](const Transform& placement) {
@@ -123,13 +125,13 @@ double Scene::get_local_reach(const Shape& shape, const Box& origins) const {
         const std::vector<Transform>& placements = instance.placements;
         for (std::size_t sample = 0; sample < placements.size(); ++sample) {
             look_at(placements[sample]);
-            // Half way through a turn the blend of two placements is at its smallest, and so is
-            // its inverse at its largest.
+            // Half way through a turn the blend of two placements is smallest, and its inverse
+            // largest.
             if (sample > 0)
                 look_at(blend(placements[sample - 1], placements[sample], 0.5));
         }
     }
-    // Nothing but caution: turns that also scale are at their smallest a little off the middle.
+    // A margin: turns that also scale are smallest a little off the middle.
     return 1.25 * reach;
 }
 

@@ -12,15 +12,15 @@ namespace gas_app {
 
 struct Material {
     Vec3 color{0.8, 0.8, 0.8};
-    /// Share of light that is mirrored when seen straight on; glancing angles mirror more. 0: none
-    /// at any angle.
+    /// Share of light that is mirrored at normal incidence; glancing angles mirror more. 0: none at
+    /// any angle.
     double mirror = 0.0;
-    /// Mirrored light takes on the colour.
+    /// Whether mirrored light is multiplied by the colour.
     bool metal = false;
 };
 
-/// A shape's place in the scene. Either the shape's items move or its placement does, never both:
-/// only then do points move in straight lines between samples, as the boxes do.
+/// An instance: a shape's place in the scene. Either the shape's items move or its placement does,
+/// never both, so that points move in straight lines between samples, as the boxes do.
 struct Instance {
     const Shape* shape = nullptr;
     /// One, or one per motion sample of the scene.
@@ -31,7 +31,7 @@ struct Instance {
 /// A surface at a hit, in the scene's space. Normals have length 1 and face the ray.
 struct Surface {
     Vec3 point;
-    /// Where rays that look for light start, but for a bias.
+    /// The start of rays to the light, without the bias.
     Vec3 light_point;
     Vec3 geometric_normal;
     Vec3 shading_normal;
@@ -39,14 +39,15 @@ struct Surface {
     const Material* material = nullptr;
 };
 
-/// All instances, with a tree over their boxes: what rays are handed to. A leaf of that tree is an
-/// instance; its callback takes the rays into the instance's space and traces the shape's tree.
+/// All instances, with a tree over their boxes (TLAS); rays are traced through it. A leaf of that
+/// tree is an instance; its callback transforms the rays into the instance's space and traces the
+/// shape's tree (BLAS).
 class Scene : public GasObject {
   public:
     /// `sample_count`: motion samples, 1 for a scene that stands still.
     explicit Scene(unsigned sample_count);
 
-    /// The scene keeps the shape; the result stays valid.
+    /// The scene owns the shape; the reference stays valid.
     const Shape& add_shape(std::unique_ptr<Shape> shape);
     /// Throws std::logic_error when the number of placements fits neither the shape nor the scene.
     void add_instance(Instance instance);
@@ -73,7 +74,8 @@ class Scene : public GasObject {
     Box get_instance_box(unsigned instance, unsigned sample) const;
     double get_local_reach(const Shape& shape, const Box& origins) const;
     Transform get_placement(const Instance& instance, const Moment& moment) const;
-    /// The inverse of an instance's placement: of its only one, or the one computed into `moving`.
+    /// The inverse of an instance's placement: of its only one, or one that is computed into
+    /// `moving`.
     const Transform& get_inverse_placement(unsigned instance, const Moment& moment,
                                            Transform& moving) const;
     Moment get_moment(float time) const;

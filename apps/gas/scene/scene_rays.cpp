@@ -4,8 +4,8 @@ namespace gas_app {
 
 namespace {
 
-/// The frustum in the space of which `placement` is the place, multiplied by `scale`; normals lose
-/// their length, which nobody asks for.
+/// The frustum in the local space of `placement`, multiplied by `scale`; normals are not of length
+/// 1, which box tests do not need.
 GMathFrustum to_local(const GMathFrustum& frustum, const Transform& placement, double scale) {
     GMathFrustum local;
     for (unsigned index = 0; index < frustum.get_plane_count(); ++index) {
@@ -16,8 +16,8 @@ GMathFrustum to_local(const GMathFrustum& frustum, const Transform& placement, d
     return local;
 }
 
-/// Makes `scaled` see the rays of `batch` multiplied by `scale`; distances and hits stay those of
-/// `batch`.
+/// Makes `scaled` a view of the rays of `batch` multiplied by `scale`; distances and hits are those
+/// of `batch`.
 void scale_batch(const GeometryRaytraceData& batch, double scale, TraceState& state,
                  GeometryRaytraceData& scaled) {
     GeometryRaytraceData::Arrays arrays = batch.get_arrays();
@@ -59,7 +59,7 @@ void Scene::trace_instances(Query query, const CtxEval& eval, CtxShader& shader,
         trace_tree(query, eval, shader, ctx);
 }
 
-/// Takes the scene's batch through the tree over the instances.
+/// Traces the scene's batch through the tree over the instances.
 void Scene::trace_tree(Query query, const CtxEval& eval, CtxShader& shader,
                        GeometryRaytraceCtx& ctx) const {
     if (m_tree.get_scale() == 1.0) {
@@ -71,7 +71,7 @@ void Scene::trace_tree(Query query, const CtxEval& eval, CtxShader& shader,
     m_tree.trace(query, eval, shader, scaled.get_ctx());
 }
 
-/// Takes the rays that are still searching into the instance's space. False: no ray is left.
+/// Transforms the rays that are still active into the instance's space. False: no ray is left.
 bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
                            const GeometryRaytraceCtx& ctx) const {
     unsigned count = 0;
@@ -91,8 +91,8 @@ bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
     return count > 0;
 }
 
-/// Takes a ray into the instance's space. Directions keep the length that the map gives them, so
-/// that distances mean the same on both sides; only the tree sees them multiplied by its scale.
+/// Transforms a ray into the instance's space. Directions keep the length that the map gives them,
+/// so that distances are the same in both spaces; only the tree sees them multiplied by its scale.
 void Scene::enter_ray(unsigned instance, unsigned ray, Query query, TraceState& state,
                       unsigned local_index, const GeometryRaytraceCtx& ctx) const {
     const GeometryRay& scene_ray = state.scene_batch->get_arrays().rays[ray];
@@ -113,8 +113,8 @@ void Scene::enter_ray(unsigned instance, unsigned ray, Query query, TraceState& 
                               scene_ray.cache_slot);
 }
 
-/// Traces the rays that entered the instance through its shape's tree and tells the scene's batch
-/// of hits.
+/// Traces the rays that entered the instance through its shape's tree and writes hits to the
+/// scene's batch.
 void Scene::trace_shape(unsigned instance, Query query, const CtxEval& eval, CtxShader& shader,
                         const GeometryRaytraceCtx& ctx) const {
     TraceState& state = TraceState::of(eval);
@@ -126,7 +126,7 @@ void Scene::trace_shape(unsigned instance, Query query, const CtxEval& eval, Ctx
         if (!local.is_hit(ray))
             continue;
         const unsigned scene_ray = state.local_rays[ray].scene_ray;
-        // The hit itself went into the state's record; ties there leave the distance alone.
+        // The hit itself is in the state's record; a tie there does not change the distance.
         if (query == Query::any_hit)
             ctx.set_hit(scene_ray);
         else

@@ -4,14 +4,14 @@ namespace gas_app {
 
 namespace {
 
-/// Where the ray passes the last of the planes through which it can enter the box.
+/// The distance at which the ray passes the last of the box's near planes.
 double get_entry_distance(const Box& box, const GMathBasicRay& ray) {
     double entry = -std::numeric_limits<double>::infinity();
     for (unsigned axis = 0; axis < 3; ++axis) {
         const double plane = ray.get_sign(axis) ? box.max[axis] : box.min[axis];
         const double distance =
             (plane - ray.get_origin()[axis]) * ray.get_inverse_direction()[axis];
-        if (distance > entry) // a NaN, on a face along the ray, says nothing
+        if (distance > entry) // false for a NaN, on a face along the ray
             entry = distance;
     }
     return entry;
@@ -19,10 +19,10 @@ double get_entry_distance(const Box& box, const GMathBasicRay& ray) {
 
 } // namespace
 
-/// A stream of the scene's batch. Were each instance traced as soon as a ray comes to it, its
-/// shape's tree would see one ray at a time. So the tree over the instances only tells which ones
-/// each ray comes to, nearest first, and then every shape's tree gets the rays that are at one of
-/// its instances together.
+/// A stream of the scene's batch. If each instance were traced as soon as a ray reaches it, its
+/// shape's tree would see one ray at a time. So the tree over the instances only lists the
+/// instances that each ray reaches, nearest first, and then every shape's tree gets the rays that
+/// are at one of its instances together.
 void Scene::trace_stream(Query query, const CtxEval& eval, CtxShader& shader,
                          GeometryRaytraceCtx& ctx) const {
     find_visits(query, eval, shader, ctx);
@@ -38,8 +38,8 @@ void Scene::trace_stream(Query query, const CtxEval& eval, CtxShader& shader,
     }
 }
 
-/// Finds the instances that each ray comes to. One by one: this tree is small and its callback does
-/// next to nothing, so there is little that rays in turns could wait for.
+/// Finds the instances that each ray reaches. One ray after the other: this tree is small and its
+/// callback cheap, so a stream has no memory latency to hide.
 void Scene::find_visits(Query query, const CtxEval& eval, CtxShader& shader,
                         GeometryRaytraceCtx& ctx) const {
     TraceState& state = TraceState::of(eval);
@@ -80,7 +80,7 @@ void Scene::trace_group(unsigned instance, const std::vector<unsigned>& rays, Qu
     state.walk = Walk::stream;
 }
 
-/// Whether a ray that comes to the instance, its hit so far looked at, may find something there.
+/// Whether a ray that reaches the instance may find a nearer hit there than its hit so far.
 bool Scene::may_reach(unsigned ray, unsigned instance, Query query,
                       const GeometryRaytraceCtx& ctx) const {
     if (!ctx.is_hit(ray))

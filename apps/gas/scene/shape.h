@@ -8,11 +8,11 @@ namespace gas_app {
 
 /// A surface at a hit, in the shape's space; normals have length 1 and face the ray.
 struct ShapeSurface {
-    /// Of the geometry itself, and as shaded.
+    /// The normal of the geometry, and the one for shading.
     Vec3 geometric_normal;
     Vec3 shading_normal;
-    /// Where rays that look for light start: the hit, or a point above it on the smooth surface
-    /// that a facet stands for.
+    /// The start of rays to the light: the hit, or a point above it on the smooth surface that the
+    /// facet approximates.
     Vec3 light_point;
 };
 
@@ -26,7 +26,7 @@ class Shape {
     virtual ~Shape() = default;
 
     virtual unsigned get_item_count() const = 0;
-    /// Motion samples of its items; 1: they stay where they are.
+    /// Motion samples of its items; 1: they do not move.
     virtual unsigned get_sample_count() const = 0;
     /// The exact box of an item at a sample; between samples items move in straight lines.
     virtual Box get_item_box(unsigned item, unsigned sample) const = 0;
@@ -37,7 +37,7 @@ class Shape {
     virtual Vec3 get_item_color(unsigned item) const = 0;
 
     const std::string& get_name() const { return m_name; }
-    /// Around all items at a sample. Exact, unless the shape has too many to look at each.
+    /// The box of all items at a sample. Exact, unless the shape has too many to visit each.
     virtual Box get_exact_box(unsigned sample) const;
 
     /// Builds the tree for rays whose origins lie within `reach` of this space's origin, along each

@@ -10,7 +10,7 @@ namespace gas_app {
 ///     bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const
 ///     Box get_box_at(unsigned item, const Moment& moment) const
 ///
-/// where a hit before `near_distance` may be reported; it does not count.
+/// where a hit before `near_distance` may be reported; it is ignored.
 template <typename Items> struct ShapeCallbacks {
     static void find_any_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                              GeometryRaytraceCtx& ctx) {
@@ -46,8 +46,8 @@ template <typename Items> struct ShapeCallbacks {
                          ray.origin + ray.direction * hit.distance, items.get_tree().get_padding());
     }
 
-    /// At equal distance the lower instance, then the lower item is kept, whichever came first; the
-    /// distance is not touched then.
+    /// At equal distance the lower instance, then the lower item is kept, in any order of calls;
+    /// the distance does not change then.
     static void record(TraceState& state, unsigned item, const ItemHit& hit,
                        const GeometryRaytraceCtx& ctx, unsigned ray) {
         GeometryIntersectionPath& path = ctx.get_intersection_path(ray);

@@ -17,7 +17,7 @@ struct Sky {
 
     /// Light that comes from `direction` (length 1), the disc of the sun left out.
     Vec3 get_light(const Vec3& direction) const {
-        // The horizon reaches a little down, where a floor of finite size ends.
+        // The horizon extends a little downwards, because the floor is of finite size.
         constexpr double horizon_depth = 0.12;
         const double height = std::clamp(direction.y, 0.0, 1.0);
         const double fade = std::pow(1.0 - height, 9.0);

@@ -44,8 +44,8 @@ Sphere SphereShape::get_sphere(unsigned item, const Moment& moment) const {
 
 bool SphereShape::intersect(unsigned item, const LocalRay& ray, double near_distance,
                             ItemHit& hit) const {
-    // From the point of the ray nearest to the centre: no large numbers cancel, however far away
-    // the ray starts (Haines, Guenther and Akenine-Moeller, Ray Tracing Gems, chapter 7, 2019).
+    // From the point of the ray nearest to the centre: no large numbers cancel, even for a ray that
+    // starts far away (Haines, Guenther and Akenine-Moeller, Ray Tracing Gems, chapter 7, 2019).
     const Sphere sphere = get_sphere(item, ray.moment);
     const Vec3 offset = ray.origin - sphere.center;
     const double direction_squared = dot(ray.direction, ray.direction);

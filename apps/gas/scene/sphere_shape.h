@@ -12,7 +12,7 @@ struct Sphere {
     Vec3 color;
 };
 
-/// A swarm of spheres, exact ones.
+/// A swarm of exact spheres.
 class SphereShape : public Shape {
   public:
     /// `samples` holds the spheres at each motion sample; their colours are those of the first.

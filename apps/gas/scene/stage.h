@@ -9,19 +9,19 @@
 
 namespace gas_app {
 
-/// Everything that a picture shows, and from where.
+/// A picture's scene, camera and light.
 struct Stage {
     std::unique_ptr<Scene> scene;
     Camera camera;
     Sky sky;
-    /// How far surfaces look for what darkens them.
+    /// The length of ambient occlusion rays.
     double ambient_distance = 1.0;
-    /// Distances at which surfaces begin to fade into the sky, and where they are gone.
+    /// Distances at which surfaces begin to fade into the sky, and at which they have vanished.
     double haze_start = 1e6;
     double haze_end = 2e6;
 };
 
-/// What a stage is made of and looked at with.
+/// The settings of a stage and its camera.
 struct StageSettings {
     unsigned width = 640;
     unsigned height = 400;
@@ -41,7 +41,7 @@ inline constexpr unsigned motion_sample_count = 5;
 /// The procedural scene.
 Stage make_default_stage(const StageSettings& settings);
 
-/// A forest of `item_count` (at least 1) leaves that nobody stores.
+/// A forest of `item_count` (at least 1) leaves that are not stored.
 Stage make_forest_stage(const StageSettings& settings, unsigned item_count);
 
 /// The mesh of an OBJ file, brought to a common size, on a floor. Throws a UserError.

@@ -7,7 +7,7 @@
 
 namespace gas_app {
 
-/// Why boxes are padded, and by how much.
+/// The padding of boxes.
 ///
 /// Pictures must not depend on the order in which a tree is walked, so no leaf that holds a ray's
 /// nearest hit, or one at equal distance, may be left out by the rounding of the box test. The test

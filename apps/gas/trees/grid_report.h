@@ -9,7 +9,7 @@
 
 namespace gas_app {
 
-/// A shape's grid before a picture was rendered, when no cell has a tree yet, and after.
+/// A shape's grid before a picture is rendered, when no cell has a tree, and after.
 struct GridEntry {
     std::string name;
     const TracedTree* tree = nullptr;

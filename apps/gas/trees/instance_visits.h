@@ -4,12 +4,12 @@
 
 namespace gas_app {
 
-/// The instances that the rays of a stream come to, and the order in which they are traced: round
-/// by round, in each of them every ray at the next of its instances and all rays that are at the
-/// same one together.
+/// The instances that the rays of a stream reach, and the order in which they are traced, in
+/// rounds: in each round every ray is at its next instance, and all rays at the same instance are
+/// traced together.
 class InstanceVisits {
   public:
-    /// Forgets everything, for rays 0 to `ray_count` - 1.
+    /// Clears all visits, for rays 0 to `ray_count` - 1.
     void start(unsigned ray_count, unsigned instance_count) {
         m_visits.clear();
         m_next_visits.assign(ray_count, none);
@@ -19,7 +19,7 @@ class InstanceVisits {
         m_first_rays.resize(instance_count, none);
     }
 
-    /// A ray comes to an instance, later than to those added for it before.
+    /// Adds an instance that a ray reaches after those already added for the ray.
     void add(unsigned ray, unsigned instance) {
         const unsigned visit = static_cast<unsigned>(m_visits.size());
         m_visits.push_back({instance, none});
@@ -32,8 +32,8 @@ class InstanceVisits {
         m_last_visits[ray] = visit;
     }
 
-    /// A round. Each ray moves on to its next instance for which `is_wanted(ray, instance)`;
-    /// `trace(instance, rays)` is then called once for each instance. False: no ray had any left.
+    /// A round. Each ray moves on to its next instance for which `is_wanted(ray, instance)`; then
+    /// `trace(instance, rays)` is called once for each instance. False: no instance was left.
     template <typename IsWanted, typename Trace>
     bool trace_round(const IsWanted& is_wanted, const Trace& trace) {
         sort_rays(is_wanted);
@@ -56,7 +56,7 @@ class InstanceVisits {
         unsigned next;
     };
 
-    /// Lists for each instance the rays whose next one it is; the others are done.
+    /// Lists for each instance the rays that are at it; other rays are done.
     template <typename IsWanted> void sort_rays(const IsWanted& is_wanted) {
         m_instances.clear();
         unsigned left = 0;

@@ -16,7 +16,7 @@ enum class Walk {
     engine,     ///< by the library's queries
     stream,     ///< by the library's streams
     counting,   ///< by the same queries with counters in them
-    brute_force ///< not at all: every item of every tree is tested
+    brute_force ///< without trees: every item of every tree is tested
 };
 
 /// A moment between two motion samples; the first sample where nothing moves.
@@ -25,8 +25,8 @@ struct Moment {
     double fraction = 0.0;
 };
 
-/// The nearest hit of a ray so far. The order of instances, then items decides between hits at
-/// equal distance.
+/// The nearest hit of a ray so far. Of hits at equal distance the lower instance, then the lower
+/// item counts.
 struct SceneHit {
     static constexpr unsigned no_instance = 0xFFFFFFFFu;
 
@@ -41,8 +41,8 @@ struct SceneHit {
     }
 };
 
-/// A ray in the space of the instance that is being traced. Callbacks look at this one: the tree's
-/// own, in the batch, may be scaled.
+/// A ray in the space of the instance that is being traced. Callbacks use this one: the ray in the
+/// batch may be scaled.
 struct LocalRay {
     Vec3 origin{0.0, 0.0, 0.0};
     Vec3 direction{0.0, 0.0, 1.0};
@@ -52,7 +52,7 @@ struct LocalRay {
     unsigned scene_ray = 0;
 };
 
-/// One thread's tracing: found by the callbacks through `CtxEval::user_data`.
+/// One thread's tracing state; callbacks reach it through `CtxEval::user_data`.
 class TraceState {
   public:
     /// For batches of at most `batch_size` rays.
@@ -81,7 +81,7 @@ class TraceState {
     GeometryRayBatch local_batch;
     std::vector<LocalRay> local_rays;
 
-    /// Of a stream: the instances that its rays come to, and whether these are being looked for.
+    /// Of a stream: the instances that its rays reach, and whether these are being collected.
     InstanceVisits visits;
     bool finds_visits = false;
 
@@ -101,7 +101,7 @@ class ShaderHolder {
     ShaderHolder& operator=(const ShaderHolder&) = delete;
     ~ShaderHolder() { GasObject::destroy_ctx(shader); }
 
-    /// Takes new frames, in which no leaf is remembered from earlier rays.
+    /// Makes new frames, whose caches hold no leaf of earlier rays.
     void forget_leaves() {
         GasObject::destroy_ctx(shader);
         GasObject::create_ctx(shader);

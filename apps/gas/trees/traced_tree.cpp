@@ -11,14 +11,14 @@ namespace gas_app {
 
 namespace {
 
-// Where the classes of trees differ in their arguments.
+// The tree classes differ in their arguments.
 
 void create(GasTree& tree, const TracedTree::ItemBoxes& boxes, AppProgressBar& progress_bar,
             float progress_share) {
     tree.create(boxes, nullptr, &progress_bar, progress_share);
 }
 
-/// The build fills a whole bar. So it gets one of its own, which nobody sees.
+/// The build fills a whole bar, so it gets a hidden bar of its own.
 void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes,
             AppProgressBar& progress_bar, float progress_share) {
     AppProgressBar unseen(progress_bar.get_app(), "", false, nullptr);
@@ -28,7 +28,7 @@ void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes,
 
 bool is_moving(const CtxShader& shader) { return shader.get_motion_blur_sample_count() >= 2; }
 
-/// `shortcut`: what the tree's queries want to know of trees with a single leaf, if anything.
+/// `shortcut`: the queries' argument about trees of a single leaf, where they have one.
 template <typename Tree, typename... Shortcut>
 void run_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
@@ -83,7 +83,7 @@ void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& s
 
 void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                     GeometryRaytraceCtx& ctx) {
-    // Boxes of single-item trees are the callers' own: no need to test them twice.
+    // The caller has already tested the box of a single-item tree.
     constexpr bool shortcut = true;
     trace_tree(tree, query, eval, shader, ctx, shortcut);
 }
@@ -145,7 +145,7 @@ void TracedTree::build(const Items& items, const TreeSettings& settings,
     m_asked_by_build = m_items.get_asked_count();
 }
 
-/// Runs `create`, and remembers what it took.
+/// Runs `create` and records its memory.
 template <typename Create> void TracedTree::measure(bool measures_memory, const Create& create) {
     std::optional<MemoryPeak> peak;
     if (measures_memory)
@@ -176,7 +176,7 @@ void TracedTree::build_tree(Tree& tree, const TreeSettings& settings, AppProgres
 void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
                             AppProgressBar& progress_bar, float progress_share) {
     const unsigned item_count = m_items.get().item_count;
-    // The build fills a whole bar, too. The cells' bars take their titles from this one.
+    // The build fills a whole bar, too. The cells' bars have the title of this one.
     AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
     measure(settings.measures_memory, [&] {
         grid.create(item_count, settings.get_target_cell_count(item_count), nullptr,

@@ -13,14 +13,13 @@
 
 namespace gas_app {
 
-/// What a query looks for.
+/// The kinds of ray queries.
 enum class Query {
-    any_hit,    ///< whether there is a hit at all
-    nearest_hit ///< the nearest hit
+    any_hit,    ///< whether there is any hit (occluded)
+    nearest_hit ///< the nearest (closest) hit
 };
 
-/// A tree of the chosen kind together with its callbacks, so that it can also be searched without
-/// the tree.
+/// A tree of the chosen kind with its callbacks. Its items can also be traced by brute force.
 class TracedTree {
   public:
     /// One for each kind, in the order of TreeKind.
@@ -41,24 +40,24 @@ class TracedTree {
                float progress_share);
 
     /// Traces the rays first..last of `ctx`, whose origins and directions were multiplied by
-    /// `get_scale()`, in the way that the state says; callbacks of a stream come ray by ray, those
-    /// of different rays mixed. Motion is looked at when the shader has samples.
+    /// `get_scale()`, in the way that the state says. Callbacks of a stream are for one ray each,
+    /// and those of different rays are mixed. Boxes move when the shader has samples.
     void trace(Query query, const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
 
     const AnyTree& get_tree() const { return m_tree; }
     TreeKind get_kind() const { return static_cast<TreeKind>(m_tree.index()); }
     unsigned get_item_count() const { return m_items.get().item_count; }
     double get_padding() const { return m_items.get().padding; }
-    /// By how much boxes and rays are larger in the tree: a power of two (tree_scale.h says why), 1
-    /// for plain trees.
+    /// The scale of boxes and rays in the tree: a power of two (see tree_scale.h), 1 for plain
+    /// trees.
     double get_scale() const { return m_items.get_scale(); }
     double get_build_seconds() const { return m_build_seconds; }
-    /// How much memory was held at most during the build, the tree with it but not the array of
-    /// boxes that it was built over (a grid makes its own, which counts); when it was measured and
-    /// could be.
+    /// The most memory held during the build, with the tree but without the array of boxes that it
+    /// was built over (a grid makes its own, which counts). Nothing where it was not or could not
+    /// be measured.
     std::optional<std::size_t> get_build_peak() const { return m_build_peak; }
-    /// What the tree says; the wide nodes that it has; and everything, with motion samples and a
-    /// grid's lists.
+    /// What the tree reports; its wide nodes; and the total, with motion samples and a grid's
+    /// lists.
     std::size_t get_memory_size() const;
     std::size_t get_wide_bytes() const;
     std::size_t get_total_bytes() const;
@@ -66,8 +65,8 @@ class TracedTree {
     Box get_box(unsigned sample) const;
     /// The boxes that the tree was built over, padded and scaled.
     ItemBoxes get_built_boxes() const;
-    /// Of a grid: how many boxes its build has asked for, those of motion samples among them, and
-    /// how many rays have since.
+    /// Of a grid: how many boxes its build asked for, motion samples included, and how many its
+    /// rays asked for since.
     std::uint64_t get_boxes_asked_by_build() const { return m_asked_by_build; }
     std::uint64_t get_boxes_asked_by_rays() const {
         return m_items.get_asked_count() - m_asked_by_build;

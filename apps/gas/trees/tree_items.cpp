@@ -8,7 +8,7 @@ namespace gas_app {
 
 namespace {
 
-/// Boxes of items that follow each other.
+/// Computes the boxes of consecutive items.
 class FillTask : public SysThreadTask {
   public:
     void prepare(const TreeItems& items, unsigned sample, unsigned first, unsigned last,

@@ -10,8 +10,8 @@
 
 namespace gas_app {
 
-/// What a tree stands over: items, whose boxes it sees padded and multiplied by a scale. Any number
-/// of threads may ask for boxes at once.
+/// The items of a tree, which sees their boxes padded and multiplied by a scale. Any number of
+/// threads may ask for boxes at once.
 class TreeItems {
   public:
     using Boxes = CoreArray<GMathBbox3<float>>;
@@ -21,7 +21,7 @@ class TreeItems {
     struct Description {
         /// At least 1.
         unsigned item_count = 0;
-        /// 1: items stay where they are. The shutter is open from time 0 to 1.
+        /// 1: items do not move. The shutter is open from time 0 to 1.
         unsigned sample_count = 1;
         GetBox get_box;
         double padding = 0.0;
@@ -44,12 +44,12 @@ class TreeItems {
     unsigned get_built_sample() const { return m_description.sample_count / 2; }
     /// As the tree sees it.
     GMathBbox3<float> get_box(unsigned item, unsigned sample) const;
-    /// All of a sample; works on as many threads as the host has.
+    /// All boxes of a sample, on as many threads as the host has.
     void fill(unsigned sample, Boxes& boxes) const;
 
-    /// Lets the grid ask here for boxes, for as long as both live.
+    /// Sets the grid's box callbacks to ask here, as long as both live.
     void serve(GasGridTree& grid);
-    /// How many boxes a grid has asked for, unions of boxes counted box by box.
+    /// How many boxes a grid has asked for; a union counts each of its boxes.
     std::uint64_t get_asked_count() const { return m_asked_count.load(std::memory_order_relaxed); }
 
   private:

@@ -19,12 +19,12 @@ inline std::string_view get_name(TreeKind kind) {
     return tree_kind_names[static_cast<unsigned>(kind)];
 }
 
-/// How the trees of a scene are built, beside the method, which is the application's.
+/// How the trees of a scene are built. The build method is a setting of the application.
 struct TreeSettings {
     TreeKind kind = TreeKind::plain;
     /// Of plain trees: whether they have wide nodes.
     bool has_wide_nodes = true;
-    /// Whether to find out how much memory a build takes.
+    /// Whether to measure the memory of a build.
     bool measures_memory = false;
     /// Of grids: about how many cells, but no more than there are items; 0: one for every
     /// `items_per_cell`.

@@ -4,7 +4,7 @@
 
 namespace gas_app {
 
-/// Compressed trees are built over scaled boxes and get scaled rays. Why, and by how much.
+/// The scale of compressed trees: they are built over scaled boxes and get scaled rays.
 ///
 /// Before a bound is rounded outward to a step of its parent's box, the encoder moves it outward by
 /// w = 3.92e-5 units (gas_box_codec.h), whatever the size of the scene. That has to cover the
@@ -13,7 +13,7 @@ namespace gas_app {
 /// subtracts the parent's (M u), divides 255 by the extent and multiplies (2M u); the decoder
 /// multiplies by a rounded 1/255 (2M u), by the steps (M u) and adds the parent's bound (M u). That
 /// is 8 M u, which is less than w up to M = 82. So trees are scaled to an M of 32 to 64: every
-/// decoded box contains what it stands for, and w is as small beside the boxes as it can be.
+/// decoded box contains its exact box, and w is as small beside the boxes as possible.
 ///
 /// The scale is a power of two, and origin and direction of a ray are both multiplied by it. Then
 /// coordinates keep all their bits, and the distances at which a ray enters boxes are the very same

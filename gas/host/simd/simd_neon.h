@@ -5,7 +5,7 @@
 inline namespace gas_abi1 {
 
 /// Four float lanes on NEON (AArch64); `simd_f.h` says what each operation means. Minimum and
-/// maximum compare and select, since the machine's own treat NaN and signed zeros differently.
+/// maximum compare and select, because the machine's own treat NaN and signed zeros differently.
 namespace gas_simd_neon {
 
 using Lanes = float32x4_t;
@@ -90,7 +90,7 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
 }
 inline Lanes to_floats(IntegerLanes a) { return vcvtq_f32_s32(a); }
 inline IntegerLanes truncate(Lanes a) {
-    // The machine's own conversion takes what does not fit to the nearest end.
+    // The machine's own conversion clamps values that do not fit.
     const float32x4_t limit = vdupq_n_f32(2147483648.0f); // 2^31
     const uint32x4_t fits = vandq_u32(vcgeq_f32(a, vnegq_f32(limit)), vcltq_f32(a, limit));
     return vandq_s32(vreinterpretq_s32_u32(fits), vcvtq_s32_f32(a));

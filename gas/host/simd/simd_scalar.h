@@ -12,7 +12,7 @@ struct alignas(16) Lanes {
     float lane[4];
 };
 
-/// Bits of a lane, for masks and bit operations: a mask is a NaN and must not travel as a number.
+/// Bits of a lane, for masks and bit operations: a mask is a NaN and is not passed on as a number.
 inline std::uint32_t get_bits(const Lanes& a, unsigned lane) {
     std::uint32_t bits;
     std::memcpy(&bits, &a.lane[lane], sizeof bits);
@@ -196,7 +196,7 @@ inline IntegerLanes truncate(const Lanes& a) {
 inline IntegerLanes add_integers(const IntegerLanes& a, const IntegerLanes& b) {
     IntegerLanes result;
     for (unsigned i = 0; i < 4; ++i) {
-        // Unsigned, so that what overflows wraps as on other back ends.
+        // Unsigned, so that overflow wraps as on other back ends.
         const auto sum =
             static_cast<std::uint32_t>(a.lane[i]) + static_cast<std::uint32_t>(b.lane[i]);
         std::memcpy(&result.lane[i], &sum, sizeof sum);

@@ -75,7 +75,7 @@ template <unsigned lane> IntegerLanes broadcast_integer(IntegerLanes a) {
 }
 inline Lanes to_floats(IntegerLanes a) { return _mm_cvtepi32_ps(a); }
 inline IntegerLanes truncate(Lanes a) {
-    // What the instruction gives for a float out of range is not what compilers fold it to.
+    // For a float out of range, compilers fold the instruction to another value than it gives.
     const Lanes limit = _mm_set1_ps(2147483648.0f); // 2^31
     const Lanes lowest = _mm_set1_ps(-2147483648.0f);
     const Lanes fits = _mm_and_ps(_mm_cmpge_ps(a, lowest), _mm_cmplt_ps(a, limit));

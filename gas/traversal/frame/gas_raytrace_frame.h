@@ -8,8 +8,8 @@
 
 inline namespace gas_abi1 {
 
-/// Scratch memory of one query that splits a batch: its own view of the caller's rays, and the
-/// packets that they are gathered in. Frames hang off a CtxShader in a chain as GasTreeCtx does.
+/// Scratch memory of one query that splits a batch: its own view of the caller's rays, and their
+/// packets. Frames hang off a CtxShader in a chain as GasTreeCtx does.
 class GAS_EXPORT GasRaytraceFrame {
   public:
     GasRaytraceFrame() = default;
@@ -19,13 +19,14 @@ class GAS_EXPORT GasRaytraceFrame {
     ~GasRaytraceFrame();
 
     /// Gives the packet buffer room for `count` packets, for which the packet walk needs `size`
-    /// bytes. A buffer that has to grow starts out as zeros.
+    /// bytes. A buffer that grows is filled with zeros.
     void reserve_packets(unsigned count, std::size_t size);
 
     /// The caller's batch, narrowed to the rays being traced.
     GeometryRaytraceData data;
 
-    /// A small vector with room for four; `items` points at the room inside until it outgrows it.
+    /// A small vector with room for four inside. This layout and that of the records below are
+    /// owed to the interface; the library does not read them.
     struct SmallVector {
         std::uint64_t* items = room;
         std::uint64_t capacity = 4;

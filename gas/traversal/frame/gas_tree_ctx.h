@@ -8,7 +8,8 @@
 
 inline namespace gas_abi1 {
 
-/// A pending node of a walk. Single rays use the first two words, packets the range of active rays.
+/// A stack entry: a pending node of a walk. Single rays use the first two words, packets also the
+/// range of active rays.
 struct GasStackEntry {
     unsigned node;
     float entry_distance;
@@ -59,7 +60,7 @@ class GAS_EXPORT GasTreeCtx {
     unsigned stack_capacity = 0;
     unsigned stack_size = 0;
 
-    /// Buffers for trees whose boxes are decoded on the way down, one record per stack entry.
+    /// Buffers of trees whose boxes are decoded during the walk, one record per stack entry.
     GasBbox* decoded_boxes = nullptr;
     unsigned decoded_box_capacity = 0;
     /// Eight bytes each.
@@ -75,7 +76,8 @@ class GAS_EXPORT GasTreeCtx {
     /// Whether a nearest-hit callback lowered the current ray's hit distance.
     bool found = false;
 
-    /// The node being expanded; the engines may keep these in registers and leave them unwritten.
+    /// The node being expanded. The layout of these five fields and of `stack_size` is owed to the
+    /// interface; the library does not read them.
     unsigned children[2] = {0, 0};
     unsigned child_hits[2] = {0, 0};
     float child_entry_distances[2] = {0.0f, 0.0f};

@@ -5,17 +5,17 @@
 
 inline namespace gas_abi1 {
 
-/// A box, each coordinate in all four lanes, for the rays of an even batch: one in which along each
-/// axis all inverse directions are finite and of one sign, and all origins finite. They pass a
-/// box's planes in one order, so that a test need not sort distances, and it gives what
-/// GasTreeSimdNode gives.
+/// A box, each coordinate in all four lanes, for an even batch, whose rays lie in one octant: along
+/// each axis all inverse directions are finite and of one sign, and all origins are finite. All
+/// rays meet a box's planes in one order, so that the test need not sort distances. It gives the
+/// result of GasTreeSimdNode.
 struct GasEvenBox {
     SimdF near[3];
     SimdF far[3];
 
     /// `signs`: lanes x, y, z are -0 where directions are negative, else +0. Planes are sorted
-    /// along the rays, for a box's corners need not be in order; with these operands a NaN goes to
-    /// the side on which GasTreeSimdNode's test has it.
+    /// along the rays, because a box's corners need not be in order. The operand order puts a NaN
+    /// on the same side as GasTreeSimdNode's test.
     void init(const SimdF& min, const SimdF& max, const SimdF& signs) {
         const SimdF low = min ^ signs;
         const SimdF high = max ^ signs;

@@ -10,7 +10,7 @@
 inline namespace gas_abi1 {
 
 /// The rays first..last of a frame's batch, gathered into packets. Lanes outside of the range keep
-/// what former batches left there, and tests see them.
+/// values of former batches, and tests include them.
 class GasPacketBatch {
     auto read_far() const {
         GeometryIntersectionMap& map = gas_host::get_intersection_map(m_data);
@@ -40,7 +40,7 @@ class GasPacketBatch {
     }
 
     const GasSimdRays* get_packets() const { return m_packets; }
-    /// A reference or a value, as the host has it.
+    /// A reference or a value, depending on the host.
     decltype(auto) get_line(int ray) const {
         return gas_host::get_line(m_data, static_cast<unsigned>(ray));
     }
@@ -51,7 +51,7 @@ class GasPacketBatch {
     /// The bounds of sixteen packets, from 16 * group on; for even batches of several packets.
     const GasPacketBounds& get_bounds(unsigned group) const { return m_bounds[group]; }
 
-    /// Takes the hit distances that a callback left to rays first..last.
+    /// Reads back the hit distances of rays first..last after a callback.
     void read_hit_distances(int first, int last) {
         const unsigned first_packet = static_cast<unsigned>(first) / 4;
         const unsigned last_packet = static_cast<unsigned>(last) / 4;
@@ -100,7 +100,7 @@ class GasPacketBatch {
         SimdF m_mask;
     };
 
-    /// Tests of the last block read all of its packets.
+    /// Tests of the last block read all packets of the block.
     static std::size_t round_to_blocks(unsigned packet_count) {
         constexpr std::size_t block_size = GasPacketBounds::block_size;
         return (packet_count + block_size - 1) / block_size * block_size;
@@ -133,7 +133,7 @@ class GasPacketBatch {
                 return static_cast<float>(
                     gas_host::get_inverse_direction(gas_host::get_line(m_data, ray)).*axis);
             });
-            // As GasLaneRay::load_inverse; what was there before has none.
+            // As GasLaneRay::load_inverse; older lanes have no -infinity.
             target = SimdF::select(inverse <= SimdF(0.0f) - infinity, infinity, inverse);
         };
         gather_inverse(packet.inverse_direction_x, &GMathVec3<double>::x);
@@ -145,7 +145,7 @@ class GasPacketBatch {
         packet.tfar = lanes.gather(packet.tfar, read_far());
     }
 
-    /// Takes the signs of the first ray's directions, and whether the batch is even.
+    /// Sets the signs of the first ray's directions, and whether the batch is even.
     void find_signs(int first) {
         const GasSimdRays& start = m_packets[m_first_packet];
         const unsigned lane = static_cast<unsigned>(first) % 4;

@@ -6,13 +6,14 @@
 
 inline namespace gas_abi1 {
 
-/// What the rays of sixteen packets have in common, lane by lane for each block of four packets:
-/// proves that blocks miss a box without a look at their rays. For even batches (gas_even_box.h).
+/// Bounds of the rays of sixteen packets, a lane for each block of four packets. They prove that a
+/// block misses a box without testing its rays. For even batches (gas_octant_box.h).
 struct GasPacketBounds {
     static constexpr unsigned block_size = 4;
     static constexpr unsigned packet_count = 4 * block_size;
 
-    /// Along each axis the origin that is nearest to the far end, and that nearest to the near end.
+    /// Along each axis the origin nearest to the rays' far ends, and the one nearest to their near
+    /// ends.
     SimdF near_origin[3];
     SimdF far_origin[3];
     SimdF least_inverse[3];
@@ -21,8 +22,8 @@ struct GasPacketBounds {
     SimdF far_distance;
 
     /// The blocks that may hit the box, as a mask. Rounding is monotone, so no ray enters earlier
-    /// or leaves later than the ends of the intervals say; and no number here is a NaN but one that
-    /// a box's plane gives, which tells as little here as it does in a ray's own test.
+    /// or leaves later than the ends of the intervals. The only NaN here comes from a box's plane,
+    /// and it is ignored as in a ray's own test.
     int test(const GasEvenBox& box) const {
         SimdF entry = near_distance;
         SimdF exit = far_distance;
@@ -40,8 +41,8 @@ struct GasPacketBounds {
 
 static_assert(sizeof(GasPacketBounds) == 224, "fourteen four-lane vectors");
 
-/// Gathers bounds from the packets first..last, of which the sixteen that `bounds` stands for may
-/// be a part. Blocks without a packet are never asked.
+/// Gathers bounds from the packets first..last; `bounds` may cover only some of them. Blocks
+/// without a packet are never tested.
 class GasPacketBounder {
   public:
     GasPacketBounder(const GasSimdRays* packets, unsigned first, unsigned last)
@@ -84,8 +85,8 @@ class GasPacketBounder {
         return reduce<lanes>(group, -std::numeric_limits<float>::infinity(), SimdF::max);
     }
 
-    /// Lane j: the least or the largest of block j. A NaN among them (a near or far distance: its
-    /// ray hits nothing) is left out, as the running value is the second operand.
+    /// Lane j: the least or the largest of block j. A NaN (a near or far distance, whose ray hits
+    /// nothing) is left out, because the running value is the second operand.
     template <Lanes lanes, typename Pick>
     SimdF reduce(unsigned group, float start, const Pick& pick) const {
         SimdF blocks[4];

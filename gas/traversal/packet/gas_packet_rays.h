@@ -7,14 +7,13 @@
 
 inline namespace gas_abi1 {
 
-/// Two ways to narrow a range of active rays by a node's box, one for each kind of batch. Both do
-/// what follows, and give the same:
+/// Two ways to narrow a range of active rays by a node's box, one for each kind of batch, with the
+/// same result:
 ///
 /// Whether any ray of first..last may hit the box; `first` moves to the first hit of the first
 /// packet that has one, `last` to the last hit of the last such packet. Where a packet has hits,
-/// but only beyond the range's end in it, that end moves into the next packet, untested. A box that
-/// the first packet misses, others or not, is missed by all when it `is_outside` the batch's
-/// frustum.
+/// but only beyond the range's end in it, that end moves into the next packet, untested. Where the
+/// first packet misses the box, all rays miss it if it `is_outside` the batch's frustum.
 
 /// Any batch, packet by packet.
 class GasMixedPackets {
@@ -40,7 +39,7 @@ class GasMixedPackets {
         return first <= last;
     }
 
-    /// Takes the hit distances that a callback left to rays first..last.
+    /// Reads back the hit distances of rays first..last after a callback.
     void read_hit_distances(int first, int last) { m_batch.read_hit_distances(first, last); }
 
     /// A line whose directions' signs are those of ray `first`.
@@ -50,7 +49,7 @@ class GasMixedPackets {
     GasPacketBatch& m_batch;
 };
 
-/// Even batches: blocks of sixteen rays whose bounds miss the box are left out.
+/// Even batches (one octant): blocks of sixteen rays whose bounds miss the box are skipped.
 class GasEvenPackets {
   public:
     explicit GasEvenPackets(GasPacketBatch& batch)
@@ -79,7 +78,7 @@ class GasEvenPackets {
 
     void read_hit_distances(int first, int last) { m_batch.read_hit_distances(first, last); }
 
-    /// Always the same line, so that the way down does not wait for tests.
+    /// Always the same line, so that the next node does not depend on the tests.
     decltype(auto) get_order_line(int) const { return m_batch.get_first_line(); }
 
   private:

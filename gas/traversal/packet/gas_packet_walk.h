@@ -10,11 +10,11 @@
 
 inline namespace gas_abi1 {
 
-/// The nearest-hit walk of a whole batch: at every node a range first..last of active rays,
-/// narrowed from both ends by testing the node's box. Children are visited in the order that suits
-/// the first active ray; a leaf's callback handles all rays of the range.
+/// The closest-hit walk of a whole batch of coherent rays: at every node a range first..last of
+/// active rays is narrowed from both ends by tests of the node's box. The order code and the first
+/// active ray decide the order of children. A leaf's callback handles all rays of the range.
 
-/// Tests nodes against one ray at a time, for shallow trees, where gathering packets costs more
+/// Tests nodes against one ray at a time. For shallow trees, where gathering packets costs more
 /// than it saves.
 class GasRangeRays {
   public:
@@ -72,7 +72,7 @@ void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     unsigned stack_size = 0;
     unsigned node = 0;
     for (;;) {
-        // The processor goes down ahead of the tests, but not where it expects a miss.
+        // Speculation fetches the children by itself, but not where it predicts a miss.
         GasTraversalAccess::prefetch_children(tree, node);
         SimdF min;
         SimdF max;

@@ -4,8 +4,8 @@
 
 inline namespace gas_abi1 {
 
-/// A packet of four rays: lane j of packet k holds ray 4k + j of the batch. Lanes that no ray of
-/// the batch has filled hold whatever the buffer held before; ranges decide which rays count.
+/// A packet of four rays: lane j of packet k holds ray 4k + j of the batch. Lanes without a ray of
+/// the batch keep the buffer's older values; ranges decide which rays count.
 struct GasSimdRays {
     SimdF origin_x;
     SimdF origin_y;

@@ -6,8 +6,8 @@
 
 inline namespace gas_abi1 {
 
-/// One box, each coordinate in all four lanes, for testing against packets; and the moves of a
-/// range first..last of active rays by the masks that such tests give. Bit j of a mask is lane j.
+/// One box, each coordinate in all four lanes, tested against packets; and the moves of a range
+/// first..last of active rays by the masks of those tests. Bit j of a mask is lane j.
 class GAS_EXPORT GasTreeSimdNode {
   public:
     /// The lowest set bit of a mask, 4 for none; the highest, -1 for none.

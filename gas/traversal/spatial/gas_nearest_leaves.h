@@ -8,7 +8,7 @@
 
 inline namespace gas_abi1 {
 
-/// What is asked for near a point, and what was found so far.
+/// A search around a point, and the leaves found so far.
 
 /// Leaves in a cube around a point, the nearer box first. The cube may shrink on the way.
 class GasPointSearch {
@@ -67,8 +67,7 @@ class GasPointSearch {
     SimdF m_max;
 };
 
-/// For leaves that are found in the order that counts: of equal distances the earlier stays in
-/// front.
+/// For leaves that are found in the final order: of equal distances the earlier stays in front.
 struct GasFoundOrder {
     static bool is_before(unsigned) { return false; }
     static void move_up(unsigned) {}
@@ -86,9 +85,9 @@ class GasNearestLeaves {
     bool is_full() const { return m_count == m_capacity; }
     float get_largest_distance() const { return m_distances[m_count - 1]; }
 
-    /// Takes a leaf unless the arrays are full of nearer ones; where they are full, the last drops
-    /// out. `order` says of equal distances whether the leaf comes before the one at a place, and
-    /// is told which move a place up and where the leaf is put.
+    /// Inserts a leaf unless the arrays are full of nearer ones; where they are full, the last leaf
+    /// drops out. `order` decides for equal distances whether the leaf comes before the one at a
+    /// place, and its hooks are called for leaves that move up a place and for the new one.
     template <typename Order> bool insert(unsigned leaf, float distance, const Order& order) {
         if (is_full()) {
             const float largest = get_largest_distance();

@@ -9,16 +9,17 @@
 
 inline namespace gas_abi1 {
 
-/// The nearest leaves of a tree, nearest nodes first, so that hardly a node is visited that is
-/// farther than the last leaf found. Of leaves at the same distance those count that a depth-first
-/// walk would find first, which takes the nearer child first and of two as near the second one.
+/// The nearest leaves of a tree, by a best-first walk: the nearest pending node is visited next, so
+/// that hardly a node is visited that is farther than the last leaf found. Leaves at the same
+/// distance are ordered as a depth-first walk finds them that takes the nearer child first, and the
+/// second of two at the same distance.
 ///
-/// The walk's three tables share the entries of a frame's stack, one for each node of the tree:
-/// each has words of its own in them.
+/// The walk's three tables share the entries of a frame's stack, one entry for each node of the
+/// tree, and use different words of them.
 
-/// Where nodes and leaves stand in that depth-first walk. `link` of a child is twice the number of
-/// its parent, in the order in which nodes are opened, and one more for the child that goes last.
-/// The links of opened nodes are kept in the entries' fifth words.
+/// The places of nodes and leaves in that depth-first walk. `link` of a child is twice the number
+/// of its parent, in the order in which nodes are expanded, and one more for the child that is
+/// last. The links of expanded nodes are in the entries' fifth words.
 class GasDepthFirstOrder {
   public:
     explicit GasDepthFirstOrder(GasStackEntry* entries) : m_entries(entries) {}
@@ -29,8 +30,8 @@ class GasDepthFirstOrder {
         return 2 * m_opened_count++;
     }
 
-    /// Of two different leaves. A parent has the lower number: so the higher ones climb until both
-    /// are children of the same.
+    /// For two different leaves. A parent has a lower number than its children, so the higher link
+    /// climbs until both are children of the same node.
     bool is_before(unsigned link, unsigned other) const {
         while (link / 2 != other / 2) {
             unsigned& higher = link > other ? link : other;
@@ -44,8 +45,8 @@ class GasDepthFirstOrder {
     unsigned m_opened_count = 0;
 };
 
-/// The order of a leaf among those that GasNearestLeaves holds, whose links are kept in the
-/// entries' fourth words.
+/// The order of a leaf among those of GasNearestLeaves, whose links are in the entries' fourth
+/// words.
 class GasLinkOrder {
   public:
     GasLinkOrder(GasStackEntry* entries, const GasDepthFirstOrder& order, unsigned link)
@@ -65,14 +66,14 @@ class GasLinkOrder {
     unsigned m_link;
 };
 
-/// A node, how near its box is to the point, and its link.
+/// A node, the distance of its box from the point, and its link.
 struct GasNearNode {
     unsigned node;
     float squared_distance;
     unsigned link;
 };
 
-/// Nodes that wait for their turn, in the entries' first three words; the last is the next.
+/// The pending nodes, in the entries' first three words; the last one is visited next.
 class GasNearNodes {
   public:
     explicit GasNearNodes(GasStackEntry* entries) : m_entries(entries) {}
@@ -81,8 +82,8 @@ class GasNearNodes {
         return m_count > 0 && m_entries[m_count - 1].entry_distance < squared_distance;
     }
 
-    /// Puts a node below the nearer ones, but not far down: exact order would take longer than the
-    /// few visits that it saves.
+    /// Puts a node below the nearer ones, but not far down: an exact order would take longer than
+    /// the few visits that it saves.
     void add(const GasNearNode& node) {
         constexpr unsigned most_moved = 16;
         const unsigned lowest = m_count > most_moved ? m_count - most_moved : 0;
@@ -98,7 +99,7 @@ class GasNearNodes {
         m_entries[place].first_ray = static_cast<int>(node.link);
     }
 
-    /// The next of those up to `limit`; false: there is none.
+    /// The next pending node up to `limit`; false: there is none.
     bool take_next(float limit, GasNearNode& node) {
         while (m_count > 0) {
             const GasStackEntry& next = m_entries[--m_count];
@@ -115,18 +116,19 @@ class GasNearNodes {
     unsigned m_count = 0;
 };
 
-/// Finds the leaves nearest to the search's point, `is_limited`: of those in its cube. The tree has
-/// at least two leaves and ordered boxes, the frame's stack an entry for each node.
+/// Finds the leaves nearest to the search's point; with `is_limited` only leaves in its cube. The
+/// tree has at least two leaves and ordered boxes, the frame's stack an entry for each node.
 ///
 /// A leaf's centre lies in its box and in all boxes around it, and rounding is monotone. So the
-/// distance to the centre, as computed, is never less than that to any of these boxes.
+/// computed distance to the centre is never less than that to any of these boxes.
 template <GasTraversable Tree, typename Probe>
 void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& search,
                       bool is_limited, GasNearestLeaves& nearest, Probe& probe) {
     GasDepthFirstOrder order(ctx.stack);
     GasNearNodes waiting(ctx.stack);
-    // Nothing beyond this squared distance comes in. What is as far off as the last leaf may, by
-    // its place in the order; the factor is more than squares of the same rounded root differ by.
+    // Leaves beyond this squared distance are dropped. One at the distance of the last leaf may
+    // replace it by its place in the order; the factor exceeds the difference of squares with the
+    // same rounded root.
     float limit = std::numeric_limits<float>::infinity();
     const auto take_leaf = [&](const GasNearNode& leaf, const SimdF& min, const SimdF& max) {
         probe.visit_node();
@@ -189,7 +191,7 @@ unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathV
     assert(max_count > 0 && "room for at least one leaf");
     if (tree.get_node_count() == 0 || max_count == 0)
         return 0;
-    // Sized by nodes, not by depth: callers that keep a frame for this query see it grow once.
+    // Sized by nodes, not by depth: a frame that is kept for this query grows once.
     ctx.reserve_stack(tree.get_node_count());
     GasPointSearch search(point, max_distance);
     constexpr float infinity = std::numeric_limits<float>::infinity();
@@ -198,8 +200,8 @@ unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathV
         const bool is_limited = max_distance != infinity;
         GasNearestLeaves nearest(leaves, distances, max_count);
         gas_walk_nearest(tree, ctx, search, is_limited, nearest, probe);
-        // A cube may hold leaves whose centres lie beyond its reach. Arrays full of them widen the
-        // cube on the way: which leaves that lets in depends on the walk.
+        // A cube may hold leaves whose centres lie outside it. If they fill the arrays, they widen
+        // the cube during the walk, and the result depends on the order of visits.
         if (!is_limited || !nearest.is_full() || nearest.get_largest_distance() < max_distance)
             return nearest.get_count();
     }

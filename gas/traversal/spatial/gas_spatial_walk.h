@@ -9,13 +9,13 @@
 
 inline namespace gas_abi1 {
 
-/// Queries without rays run on a frame that the caller hands over and report leaf positions. Here:
-/// the depth-first walk of them, and leaves that overlap a box.
+/// Queries without rays run on a frame that the caller provides and report leaf positions. Here:
+/// their depth-first walk, and leaves that overlap a box.
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
-/// search box. `search` says what overlaps (it may shrink while the walk goes on) and, of two
-/// children that do, whether the second comes first; `probe` hears of every node. The tree has a
-/// root, and the frame's stack room for as many entries as the tree has levels.
+/// search box. `search` decides what overlaps (it may shrink during the walk) and, of two children
+/// that do, whether the second comes first; `probe` counts every node. The tree has a root, and the
+/// frame's stack room for as many entries as the tree has levels.
 template <GasTraversable Tree, typename Search, typename Visit, typename Probe>
 void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit,
                     Probe& probe) {
@@ -89,7 +89,7 @@ void gas_find_leaves_in_box(const Tree& tree, GasTreeCtx& ctx, const GMathBbox3<
     gas_host::clear(leaves);
     if (tree.get_node_count() == 0)
         return;
-    // A box away from the tree needs no stack.
+    // A box that does not overlap the tree needs no stack.
     const GasBoxSearch search(box);
     SimdF root_min;
     SimdF root_max;
