@@ -235,6 +235,8 @@ class GAS_EXPORT GasCompressedTree {
                                      CtxShader& shader, GeometryRaytraceCtx& ctx) const;
 
   private:
+    friend struct GasTraversalAccess;
+
     // Steps of the build.
     void recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node, unsigned depth,
                        unsigned* items, const unsigned& count);
@@ -260,8 +262,9 @@ class GAS_EXPORT GasCompressedTree {
                                      const GMathBbox3<float>& node_decoded_box);
 
     unsigned take_slot(GasTreeCtx& ctx) const;
-    void call_leaf(GasLeafCallback callback, const unsigned& leaf, const CtxEval& eval,
-                   CtxShader& shader, GeometryRaytraceCtx& ctx) const;
+    const unsigned* find_item(const unsigned& leaf) const;
+    void call_leaf(GasRayCall call, const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
+                   GeometryRaytraceCtx& ctx) const;
 
     GasCompressedNode* m_nodes;
     unsigned m_motion_blur_sample_count;

@@ -112,19 +112,24 @@ inline void GasCompressedTree::get_blurred_node_bbox(GasTreeCtx& ctx, const unsi
     get_node_bbox(ctx, slot, min, max);
 }
 
-inline void GasCompressedTree::call_leaf(GasLeafCallback callback, const unsigned& leaf,
-                                         const CtxEval& eval, CtxShader& shader,
-                                         GeometryRaytraceCtx& ctx) const {
+/// The item that callbacks hear of; null for a leaf beyond the index array, which a cached leaf of
+/// a former, larger tree may be.
+inline const unsigned* GasCompressedTree::find_item(const unsigned& leaf) const {
     if (!m_items)
-        callback(m_leaf_callbacks.user, leaf, eval, shader, ctx);
-    else if (leaf < m_leaf_count) // a cached leaf may be that of a former, larger tree
-        callback(m_leaf_callbacks.user, m_items[leaf], eval, shader, ctx);
+        return &leaf;
+    return leaf < m_leaf_count ? m_items + leaf : nullptr;
+}
+
+inline void GasCompressedTree::call_leaf(GasRayCall call, const unsigned& leaf, const CtxEval& eval,
+                                         CtxShader& shader, GeometryRaytraceCtx& ctx) const {
+    if (const unsigned* const item = find_item(leaf))
+        m_leaf_callbacks.get(call)(m_leaf_callbacks.user, *item, eval, shader, ctx);
 }
 
 inline void GasCompressedTree::leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval,
                                                    CtxShader& shader,
                                                    GeometryRaytraceCtx& ctx) const {
-    call_leaf(m_leaf_callbacks.hit_static, leaf, eval, shader, ctx);
+    call_leaf(GasRayCall::hit_static, leaf, eval, shader, ctx);
 }
 
 inline void GasCompressedTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf,
@@ -136,7 +141,7 @@ inline void GasCompressedTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& 
 inline void GasCompressedTree::leaf_ray_hit_motion(const unsigned& leaf, const CtxEval& eval,
                                                    CtxShader& shader,
                                                    GeometryRaytraceCtx& ctx) const {
-    call_leaf(m_leaf_callbacks.hit_motion, leaf, eval, shader, ctx);
+    call_leaf(GasRayCall::hit_motion, leaf, eval, shader, ctx);
 }
 
 inline void GasCompressedTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf,
@@ -148,7 +153,7 @@ inline void GasCompressedTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& 
 inline void GasCompressedTree::leaf_ray_hit_nearest_static(const unsigned& leaf,
                                                            const CtxEval& eval, CtxShader& shader,
                                                            GeometryRaytraceCtx& ctx) const {
-    call_leaf(m_leaf_callbacks.hit_nearest_static, leaf, eval, shader, ctx);
+    call_leaf(GasRayCall::nearest_static, leaf, eval, shader, ctx);
 }
 
 inline void GasCompressedTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& leaf,
@@ -160,7 +165,7 @@ inline void GasCompressedTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const un
 inline void GasCompressedTree::leaf_ray_hit_nearest_motion(const unsigned& leaf,
                                                            const CtxEval& eval, CtxShader& shader,
                                                            GeometryRaytraceCtx& ctx) const {
-    call_leaf(m_leaf_callbacks.hit_nearest_motion, leaf, eval, shader, ctx);
+    call_leaf(GasRayCall::nearest_motion, leaf, eval, shader, ctx);
 }
 
 inline void GasCompressedTree::leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf,

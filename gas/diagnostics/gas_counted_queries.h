@@ -1,6 +1,7 @@
 #pragma once
 
-#include <gas/diagnostics/gas_counted_rays.h>
+#include <gas/diagnostics/gas_walk_counts.h>
+#include <gas/tree/gas_tree.h>
 
 inline namespace gas_abi1 {
 

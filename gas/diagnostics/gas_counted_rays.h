@@ -1,22 +1,11 @@
 #pragma once
 
-#include <cstdint>
-
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/diagnostics/gas_walk_counts.h>
+#include <gas/grid/gas_grid_tree.h>
 #include <gas/tree/gas_tree.h>
 
 inline namespace gas_abi1 {
-
-/// What a query did: for heat maps and benchmarks. The counting engines are instantiations of the
-/// shipped ones with the same walk and the same results; the library itself carries no counters.
-struct GasWalkCounts {
-    /// For rays that go alone: inner nodes whose two children were tested. For rays that go
-    /// together (static nearest-hit batches): nodes, leaves included, whose own box was tested,
-    /// each once however many packets or rays the test took.
-    std::uint64_t visited_nodes = 0;
-    /// Leaf callbacks, each for one ray or for a range of rays that go together.
-    std::uint64_t leaf_calls = 0;
-};
 
 /// As GasTree's queries of these names; add to `counts`.
 void gas_counted_ray_hit_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
@@ -41,6 +30,18 @@ void gas_counted_ray_hit_nearest_static(const GasCompressedTree& tree, const Ctx
                                         CtxShader& shader, GeometryRaytraceCtx& ctx,
                                         GasWalkCounts& counts);
 void gas_counted_ray_hit_nearest_motion(const GasCompressedTree& tree, const CtxEval& eval,
+                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
+                                        GasWalkCounts& counts);
+
+/// As GasGridTree's queries of these names; add to `counts`. Cells are built as rays reach them.
+void gas_counted_ray_hit_static(const GasGridTree& tree, const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
+void gas_counted_ray_hit_motion(const GasGridTree& tree, const CtxEval& eval, CtxShader& shader,
+                                GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
+void gas_counted_ray_hit_nearest_static(const GasGridTree& tree, const CtxEval& eval,
+                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
+                                        GasWalkCounts& counts);
+void gas_counted_ray_hit_nearest_motion(const GasGridTree& tree, const CtxEval& eval,
                                         CtxShader& shader, GeometryRaytraceCtx& ctx,
                                         GasWalkCounts& counts);
 

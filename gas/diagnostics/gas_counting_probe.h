@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gas/diagnostics/gas_counted_rays.h>
+#include <gas/diagnostics/gas_walk_counts.h>
 
 inline namespace gas_abi1 {
 

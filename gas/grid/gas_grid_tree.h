@@ -152,10 +152,7 @@ class GAS_EXPORT GasGridTree {
                                    GeometryRaytraceCtx& ctx) const;
 
   private:
-    void build(const GMathBbox3<float>* bboxes, unsigned count, unsigned target_cell_count,
-               const unsigned* indices, AppProgressBar* progress_bar,
-               SysThreadTaskManager* task_manager, unsigned thread_count);
-    friend struct GasGridStreamCells;
+    friend struct GasGridAccess;
 
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
@@ -175,7 +172,8 @@ class GAS_EXPORT GasGridTree {
     void update_sub_tree_motion_blur(const CtxMotionBlur& motion, const unsigned& cell) const;
     GasGridSubTree* get_moving_sub_tree(const CtxShader& shader, const unsigned& cell) const;
 
-    // Leaves of the top tree.
+    // The top tree's leaf callbacks, for whoever traces it on its own; the grid's queries go to the
+    // cells by the same way.
     void grid_cell_ray_hit_static(const unsigned& cell, const CtxEval& eval, CtxShader& shader,
                                   GeometryRaytraceCtx& ctx) const;
     void grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& eval, CtxShader& shader,

@@ -1,61 +1,25 @@
-#include <gas/grid/gas_grid_sub_tree.h>
-#include <gas/grid/gas_grid_tree.h>
+#include <gas/grid/gas_grid_cell_leaves.h>
 
 inline namespace gas_abi1 {
 
-namespace {
-
-/// A top tree of one cell needs no test of its box: the cell's tree tests its own.
-constexpr bool single_leaf_shortcut = true;
-
-const GasGridTree& get_grid(void* user) { return *static_cast<const GasGridTree*>(user); }
-
-} // namespace
-
 void GasGridTree::ray_hit_static(const CtxEval& eval, CtxShader& shader,
                                  GeometryRaytraceCtx& ctx) const {
-    m_top_tree.ray_hit_static(eval, shader, ctx, single_leaf_shortcut);
+    gas_dispatch_grid_rays<GasRayCall::hit_static, GasRayWay::query>(*this, eval, shader, ctx);
 }
 
 void GasGridTree::ray_hit_motion(const CtxEval& eval, CtxShader& shader,
                                  GeometryRaytraceCtx& ctx) const {
-    m_top_tree.ray_hit_motion(eval, shader, ctx, single_leaf_shortcut);
+    gas_dispatch_grid_rays<GasRayCall::hit_motion, GasRayWay::query>(*this, eval, shader, ctx);
 }
 
 void GasGridTree::ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
                                          GeometryRaytraceCtx& ctx) const {
-    m_top_tree.ray_hit_nearest_static(eval, shader, ctx, single_leaf_shortcut);
+    gas_dispatch_grid_rays<GasRayCall::nearest_static, GasRayWay::query>(*this, eval, shader, ctx);
 }
 
 void GasGridTree::ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                          GeometryRaytraceCtx& ctx) const {
-    m_top_tree.ray_hit_nearest_motion(eval, shader, ctx, single_leaf_shortcut);
-}
-
-void GasGridTree::grid_cell_ray_hit_static(const unsigned& cell, const CtxEval& eval,
-                                           CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    if (const GasGridSubTree* const sub_tree = get_sub_tree(cell))
-        sub_tree->ray_hit_static(eval, shader, ctx);
-}
-
-void GasGridTree::grid_cell_ray_hit_nearest_static(const unsigned& cell, const CtxEval& eval,
-                                                   CtxShader& shader,
-                                                   GeometryRaytraceCtx& ctx) const {
-    if (const GasGridSubTree* const sub_tree = get_sub_tree(cell))
-        sub_tree->ray_hit_nearest_static(eval, shader, ctx);
-}
-
-void GasGridTree::grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& eval,
-                                           CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    if (const GasGridSubTree* const sub_tree = get_moving_sub_tree(shader, cell))
-        sub_tree->ray_hit_motion(eval, shader, ctx);
-}
-
-void GasGridTree::grid_cell_ray_hit_nearest_motion(const unsigned& cell, const CtxEval& eval,
-                                                   CtxShader& shader,
-                                                   GeometryRaytraceCtx& ctx) const {
-    if (const GasGridSubTree* const sub_tree = get_moving_sub_tree(shader, cell))
-        sub_tree->ray_hit_nearest_motion(eval, shader, ctx);
+    gas_dispatch_grid_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx);
 }
 
 /// A cell's tree with its samples filled; null where there is none.
@@ -69,28 +33,58 @@ GasGridSubTree* GasGridTree::get_moving_sub_tree(const CtxShader& shader,
     return sub_tree->is_motion_update_pending() ? nullptr : sub_tree;
 }
 
+// What the top tree's callbacks do for those that trace it on its own.
+
+void GasGridTree::grid_cell_ray_hit_static(const unsigned& cell, const CtxEval& eval,
+                                           CtxShader& shader, GeometryRaytraceCtx& ctx) const {
+    gas_trace_cell<GasRayCall::hit_static, GasRayWay::query>(*this, cell, eval, shader, ctx,
+                                                             GasNoProbe());
+}
+
 void GasGridTree::grid_cell_ray_hit_static_callback(void* user, const unsigned& cell,
                                                     const CtxEval& eval, CtxShader& shader,
                                                     GeometryRaytraceCtx& ctx) {
-    get_grid(user).grid_cell_ray_hit_static(cell, eval, shader, ctx);
+    static_cast<const GasGridTree*>(user)->grid_cell_ray_hit_static(cell, eval, shader, ctx);
+}
+
+void GasGridTree::grid_cell_ray_hit_motion(const unsigned& cell, const CtxEval& eval,
+                                           CtxShader& shader, GeometryRaytraceCtx& ctx) const {
+    gas_trace_cell<GasRayCall::hit_motion, GasRayWay::query>(*this, cell, eval, shader, ctx,
+                                                             GasNoProbe());
 }
 
 void GasGridTree::grid_cell_ray_hit_motion_callback(void* user, const unsigned& cell,
                                                     const CtxEval& eval, CtxShader& shader,
                                                     GeometryRaytraceCtx& ctx) {
-    get_grid(user).grid_cell_ray_hit_motion(cell, eval, shader, ctx);
+    static_cast<const GasGridTree*>(user)->grid_cell_ray_hit_motion(cell, eval, shader, ctx);
+}
+
+void GasGridTree::grid_cell_ray_hit_nearest_static(const unsigned& cell, const CtxEval& eval,
+                                                   CtxShader& shader,
+                                                   GeometryRaytraceCtx& ctx) const {
+    gas_trace_cell<GasRayCall::nearest_static, GasRayWay::query>(*this, cell, eval, shader, ctx,
+                                                                 GasNoProbe());
 }
 
 void GasGridTree::grid_cell_ray_hit_nearest_static_callback(void* user, const unsigned& cell,
                                                             const CtxEval& eval, CtxShader& shader,
                                                             GeometryRaytraceCtx& ctx) {
-    get_grid(user).grid_cell_ray_hit_nearest_static(cell, eval, shader, ctx);
+    static_cast<const GasGridTree*>(user)->grid_cell_ray_hit_nearest_static(cell, eval, shader,
+                                                                            ctx);
+}
+
+void GasGridTree::grid_cell_ray_hit_nearest_motion(const unsigned& cell, const CtxEval& eval,
+                                                   CtxShader& shader,
+                                                   GeometryRaytraceCtx& ctx) const {
+    gas_trace_cell<GasRayCall::nearest_motion, GasRayWay::query>(*this, cell, eval, shader, ctx,
+                                                                 GasNoProbe());
 }
 
 void GasGridTree::grid_cell_ray_hit_nearest_motion_callback(void* user, const unsigned& cell,
                                                             const CtxEval& eval, CtxShader& shader,
                                                             GeometryRaytraceCtx& ctx) {
-    get_grid(user).grid_cell_ray_hit_nearest_motion(cell, eval, shader, ctx);
+    static_cast<const GasGridTree*>(user)->grid_cell_ray_hit_nearest_motion(cell, eval, shader,
+                                                                            ctx);
 }
 
 } // namespace gas_abi1

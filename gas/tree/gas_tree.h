@@ -257,10 +257,9 @@ class GAS_EXPORT GasTree {
                                SimdF& min, SimdF& max) const;
     bool has_sample(const unsigned& sample) const;
     bool are_boxes_ordered() const;
-    void* get_callback_user() const { return m_leaf_callbacks.user; }
     const struct GasWideNode* get_wide_nodes() const;
     const struct GasWideSampleNode* get_wide_sample(const unsigned& sample) const;
-    const unsigned& get_item(const unsigned& leaf) const;
+    const unsigned* find_item(const unsigned& leaf) const;
 
     // Leaf dispatch: maps the leaf position to its item and calls the callback of that name.
     void leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval, CtxShader& shader,

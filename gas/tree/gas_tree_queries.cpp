@@ -1,4 +1,3 @@
-#include <gas/traversal/query/gas_probe.h>
 #include <gas/traversal/spatial/gas_nearest_walk.h>
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>

@@ -82,14 +82,14 @@ inline const GasWideSampleNode* GasTree::get_wide_sample(const unsigned& sample)
     return m_wide_tree->get_sample(sample, m_motion_blur_bboxes[sample]);
 }
 
-/// The item that callbacks hear of; a reference to the index array's entry where there is one.
-inline const unsigned& GasTree::get_item(const unsigned& leaf) const {
-    return m_items ? m_items[leaf] : leaf;
+/// The item that callbacks hear of: the index array's entry where there is one.
+inline const unsigned* GasTree::find_item(const unsigned& leaf) const {
+    return m_items ? m_items + leaf : &leaf;
 }
 
 inline void GasTree::leaf_ray_hit_static(const unsigned& leaf, const CtxEval& eval,
                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_static(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
+    GasTraversalAccess::call_leaf<GasRayCall::hit_static>(*this, leaf, eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
@@ -99,7 +99,7 @@ inline void GasTree::leaf_ray_hit_static(GasTreeCtx&, const unsigned& leaf, cons
 
 inline void GasTree::leaf_ray_hit_motion(const unsigned& leaf, const CtxEval& eval,
                                          CtxShader& shader, GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_motion(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
+    GasTraversalAccess::call_leaf<GasRayCall::hit_motion>(*this, leaf, eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, const CtxEval& eval,
@@ -110,7 +110,7 @@ inline void GasTree::leaf_ray_hit_motion(GasTreeCtx&, const unsigned& leaf, cons
 inline void GasTree::leaf_ray_hit_nearest_static(const unsigned& leaf, const CtxEval& eval,
                                                  CtxShader& shader,
                                                  GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_nearest_static(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
+    GasTraversalAccess::call_leaf<GasRayCall::nearest_static>(*this, leaf, eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& leaf,
@@ -122,7 +122,7 @@ inline void GasTree::leaf_ray_hit_nearest_static(GasTreeCtx&, const unsigned& le
 inline void GasTree::leaf_ray_hit_nearest_motion(const unsigned& leaf, const CtxEval& eval,
                                                  CtxShader& shader,
                                                  GeometryRaytraceCtx& ctx) const {
-    m_leaf_callbacks.hit_nearest_motion(m_leaf_callbacks.user, get_item(leaf), eval, shader, ctx);
+    GasTraversalAccess::call_leaf<GasRayCall::nearest_motion>(*this, leaf, eval, shader, ctx);
 }
 
 inline void GasTree::leaf_ray_hit_nearest_motion(GasTreeCtx&, const unsigned& leaf,

@@ -4,7 +4,8 @@
 
 #include <gas/compressed/gas_compressed_ray_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
-#include <gas/traversal/gas_ray_entry.h>
+#include <gas/traversal/query/gas_ray_query.h>
+#include <gas/traversal/single/gas_ray_walk.h>
 
 #include <tests/support/ray_maker.h>
 #include <tests/support/recording_callbacks.h>
@@ -22,6 +23,10 @@ using support::RayQuery;
 using support::RaySpec;
 using support::SeededRandom;
 using support::TestShader;
+
+using ClosestHit = GasClosestHit<GasLeafCache>;
+using AnyHit = GasAnyHit<GasLeafCache>;
+template <typename Query> constexpr bool is_nearest = std::is_same_v<Query, ClosestHit>;
 
 struct CountingProbe {
     void visit_node() { ++visited_nodes; }
@@ -57,7 +62,7 @@ template <typename Nodes> class Walker {
         GeometryRayBatch batch(1);
         trace_ray<Query>(spec, batch, probe);
         const GasTreeCtx& frame = m_shader.get_tree_ctx();
-        const auto& caches = Query::goes_in_packets ? frame.nearest_cache : frame.all_hits_cache;
+        const auto& caches = is_nearest<Query> ? frame.nearest_cache : frame.all_hits_cache;
         const GasCachedLeaf& cached = caches[spec.cache_slot];
         return {m_items,         probe.visited_nodes,          probe.leaf_calls,
                 batch.is_hit(0), batch.get_ctx().get_tfar(0),  batch.get_hit_distance(0),
@@ -78,7 +83,26 @@ template <typename Nodes> class Walker {
             react<Query>(item, spec, rays);
             callbacks.attach(*m_tree); // a nested walk has put its own in place
         };
-        gas_walk_ray<Nodes, Query>(*m_tree, CtxEval(), m_shader, batch.get_ctx(), 0, probe);
+        walk_nodes<Query>(batch.get_ctx(), probe);
+    }
+
+    template <typename Query> void walk_nodes(GeometryRaytraceCtx& rays, CountingProbe& probe) {
+        constexpr GasRayCall call =
+            is_nearest<Query> ? GasRayCall::nearest_static : GasRayCall::hit_static;
+        const CtxEval eval;
+        GeometryRaytraceData& data = rays.get_data();
+        const GasTreeCtxLease lease(m_shader, 2 * std::size_t{m_tree->get_depth()});
+        const GasLaneRay lane_ray(gas_host::get_line(data, 0), rays.get_tnear(0));
+        const auto call_leaf = [&](unsigned leaf) {
+            probe.call_leaf();
+            GasTraversalAccess::call_leaf<call>(*m_tree, leaf, eval, m_shader, rays);
+        };
+        Query query(lease.get(), data, 0);
+        if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(*m_tree, lease.get(),
+                                                                      call_leaf))
+            return;
+        Nodes nodes(*m_tree, lease.get(), m_shader, 0.0f);
+        gas_walk_nodes(nodes, lane_ray, *m_tree, lease.get(), query, call_leaf, probe);
     }
 
     /// Nothing, a shorter ray, a flag, a hit, or a ray from another side.
@@ -147,10 +171,9 @@ TEST(CompressedRayNodes, WalksAsTheSlotsDo) {
             SlotWalker slots(tree);
             for (unsigned i = 0; i < rays_per_tree; ++i) {
                 const RaySpec spec = maker.make(0.0f, 1.0f);
-                const Trace own_trace =
-                    i % 2 ? own.walk<GasAllHits>(spec) : own.walk<GasNearestHit>(spec);
+                const Trace own_trace = i % 2 ? own.walk<AnyHit>(spec) : own.walk<ClosestHit>(spec);
                 const Trace slot_trace =
-                    i % 2 ? slots.walk<GasAllHits>(spec) : slots.walk<GasNearestHit>(spec);
+                    i % 2 ? slots.walk<AnyHit>(spec) : slots.walk<ClosestHit>(spec);
                 ASSERT_EQ(own_trace, slot_trace)
                     << scenes::name(kind) << " " << count << ", ray " << i;
                 called += own_trace.items.size();

@@ -2,8 +2,7 @@
 
 #include <vector>
 
-#include <gas/diagnostics/gas_counted_rays.h>
-
+#include <tests/support/counted_trace.h>
 #include <tests/support/ray_maker.h>
 #include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
@@ -16,22 +15,8 @@ using naive::Box;
 using support::RayQuery;
 using support::RecordingCallbacks;
 using support::TestShader;
+using support::trace_counted;
 using Items = std::vector<unsigned>;
-
-void trace_counted(const GasCompressedTree& tree, RayQuery query, CtxShader& shader,
-                   GeometryRaytraceCtx& rays, GasWalkCounts& counts) {
-    const CtxEval eval;
-    switch (query) {
-    case RayQuery::hit_static:
-        return gas_counted_ray_hit_static(tree, eval, shader, rays, counts);
-    case RayQuery::hit_motion:
-        return gas_counted_ray_hit_motion(tree, eval, shader, rays, counts);
-    case RayQuery::nearest_static:
-        return gas_counted_ray_hit_nearest_static(tree, eval, shader, rays, counts);
-    case RayQuery::nearest_motion:
-        return gas_counted_ray_hit_nearest_motion(tree, eval, shader, rays, counts);
-    }
-}
 
 class CountedCompressedRays : public testing::TestWithParam<RayQuery> {
   protected:

@@ -2,8 +2,7 @@
 
 #include <vector>
 
-#include <gas/diagnostics/gas_counted_rays.h>
-
+#include <tests/support/counted_trace.h>
 #include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
@@ -16,22 +15,8 @@ using naive::Box;
 using support::RayQuery;
 using support::RecordingCallbacks;
 using support::TestShader;
+using support::trace_counted;
 using Items = std::vector<unsigned>;
-
-void trace_counted(const GasTree& tree, RayQuery query, CtxShader& shader,
-                   GeometryRaytraceCtx& rays, bool shortcut, GasWalkCounts& counts) {
-    const CtxEval eval;
-    switch (query) {
-    case RayQuery::hit_static:
-        return gas_counted_ray_hit_static(tree, eval, shader, rays, shortcut, counts);
-    case RayQuery::hit_motion:
-        return gas_counted_ray_hit_motion(tree, eval, shader, rays, shortcut, counts);
-    case RayQuery::nearest_static:
-        return gas_counted_ray_hit_nearest_static(tree, eval, shader, rays, shortcut, counts);
-    case RayQuery::nearest_motion:
-        return gas_counted_ray_hit_nearest_motion(tree, eval, shader, rays, shortcut, counts);
-    }
-}
 
 class CountedRays : public testing::TestWithParam<RayQuery> {
   protected:
@@ -50,7 +35,7 @@ class CountedRays : public testing::TestWithParam<RayQuery> {
 
     GasWalkCounts run(bool shortcut = false) {
         GasWalkCounts counts;
-        trace_counted(tree, GetParam(), shader, batch.get_ctx(), shortcut, counts);
+        trace_counted(tree, GetParam(), shader, batch.get_ctx(), counts, shortcut);
         return counts;
     }
 
@@ -113,7 +98,7 @@ TEST_P(CountedRays, CountsAddUpOverRaysAndCalls) {
     const bool together = support::goes_together(GetParam());
     GasWalkCounts counts;
     for (unsigned repeat = 1; repeat <= 2; ++repeat) {
-        trace_counted(tree, GetParam(), shader, three.get_ctx(), false, counts);
+        trace_counted(tree, GetParam(), shader, three.get_ctx(), counts, false);
         EXPECT_EQ(counts.visited_nodes, (together ? 15u : 3u * 7u) * repeat);
         EXPECT_EQ(counts.leaf_calls, (together ? 8u : 3u * 8u) * repeat);
     }
@@ -126,7 +111,7 @@ TEST_P(CountedRays, ABatchThatMissesTheRootTestsTheRootAlone) {
         for (unsigned ray = 0; ray < 3; ++ray)
             three.set_ray(ray, {-1.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 0.0, 1000.0);
         GasWalkCounts counts;
-        trace_counted(tree, GetParam(), shader, three.get_ctx(), false, counts);
+        trace_counted(tree, GetParam(), shader, three.get_ctx(), counts, false);
         EXPECT_EQ(counts.visited_nodes, support::goes_together(GetParam()) ? 1u : 3u);
         EXPECT_EQ(counts.leaf_calls, 0u);
     }
@@ -137,7 +122,7 @@ TEST_P(CountedRays, NothingIsCountedWithoutFramesOrNodes) {
     EXPECT_EQ(counts.visited_nodes + counts.leaf_calls, 0u);
     build_row(4);
     CtxShader bare;
-    trace_counted(tree, GetParam(), bare, batch.get_ctx(), false, counts);
+    trace_counted(tree, GetParam(), bare, batch.get_ctx(), counts, false);
     EXPECT_EQ(counts.visited_nodes + counts.leaf_calls, 0u);
 }
 
@@ -172,7 +157,7 @@ TEST_P(CountedRays, CallbacksAndResultsAreThoseOfThePlainQueries) {
             const Items plain_items = calls.take_items();
             batch.reset_hits();
             GasWalkCounts counts;
-            trace_counted(tree, GetParam(), counted_shader, batch.get_ctx(), false, counts);
+            trace_counted(tree, GetParam(), counted_shader, batch.get_ctx(), counts, false);
             EXPECT_EQ(batch.get_hit_distance(0), plain_distance);
             EXPECT_EQ(counts.leaf_calls, plain_items.size());
             EXPECT_EQ(calls.take_items(), plain_items);

@@ -3,10 +3,8 @@
 #include <cstddef>
 
 #include <gas/core/gas_box_tests.h>
-#include <gas/traversal/frame/gas_raytrace_frame.h>
 #include <gas/traversal/packet/gas_packet_rays.h>
-#include <gas/traversal/packet/gas_tree_simd_node.h>
-#include <gas/traversal/query/gas_ray_query.h>
+#include <gas/traversal/query/gas_traversal_access.h>
 
 inline namespace gas_abi1 {
 
@@ -59,10 +57,11 @@ class GasRangeRays {
     SimdF m_max;
 };
 
-/// Walks the tree for the rays first..last of the frame's batch; `rays` tests nodes.
-template <GasTraversable Tree, typename Rays, typename Probe>
-void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                    GasRaytraceFrame& frame, Rays& rays, int first, int last, Probe& probe) {
+/// Walks the tree for the rays first..last of the frame's batch; `rays` tests nodes, `call_leaf`
+/// calls a leaf.
+template <GasTraversable Tree, typename Rays, typename CallLeaf, typename Probe>
+void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame, Rays& rays,
+                    int first, int last, const CallLeaf& call_leaf, Probe& probe) {
     GeometryRaytraceData& data = frame.data;
     const GMathFrustum* frustum = gas_host::get_frustum(data);
     const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
@@ -93,9 +92,7 @@ void gas_walk_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
             }
             const unsigned leaf = GasTraversalAccess::get_leaf_value(tree, ctx, node);
             gas_host::set_range(data, first, last);
-            probe.call_leaf();
-            GasTraversalAccess::leaf_ray_hit_nearest_static(tree, ctx, leaf, eval, shader,
-                                                            gas_host::get_ctx(data));
+            call_leaf(leaf);
             rays.read_hit_distances(first, last);
         }
         GasTraversalAccess::free_node(tree, ctx, node);
@@ -114,25 +111,27 @@ inline constexpr unsigned gas_packet_depth = 4;
 
 /// Traces a batch of several rays for nearest hits. The shader has frames, the tree a root, and the
 /// range lies within the batch.
-template <GasTraversable Tree, typename Probe>
+template <typename Leaves, GasTraversable Tree, typename Probe>
 void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                      GeometryRaytraceCtx& caller, Probe& probe) {
+                      GeometryRaytraceCtx& caller, const Probe& probe) {
     const GasRaytraceFrameLease lease(shader);
     GasRaytraceFrame& frame = lease.get();
     frame.data = gas_host::get_data(caller);
     const int first = gas_host::get_first_ray(frame.data);
     const int last = gas_host::get_last_ray(frame.data);
+    const typename Leaves::template Caller<GasRayCall::nearest_static, Tree, Probe> call_leaf = {
+        tree, eval, shader, gas_host::get_ctx(frame.data), probe};
     if (first >= last || tree.get_depth() < gas_packet_depth) {
         GasRangeRays rays(frame);
-        gas_walk_range(tree, eval, shader, frame, rays, first, last, probe);
+        gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
     } else {
         GasPacketBatch batch(frame, first, last);
         if (batch.is_even()) {
             GasEvenPackets rays(batch);
-            gas_walk_range(tree, eval, shader, frame, rays, first, last, probe);
+            gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
         } else {
             GasMixedPackets rays(batch);
-            gas_walk_range(tree, eval, shader, frame, rays, first, last, probe);
+            gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
         }
     }
 }

@@ -4,9 +4,10 @@
 
 inline namespace gas_abi1 {
 
-/// What callbacks did to a ray's bound. A walk that keeps only what it needs while bounds do as
-/// they mostly do gives up where one does not; the walk of the binary tree then passes the leaves
-/// that were visited, sees the bounds of then, and goes on from there.
+/// What callbacks did to a ray's bound (gas_leaf_callbacks.h says what they may). A walk that keeps
+/// only what it needs while bounds do as they mostly do hands a ray over where one does not: the
+/// walk of the binary tree then passes the leaves that were visited, sees the bounds of then, and
+/// goes on from there.
 
 /// What a visit did to the bound, as far as a walk can follow.
 enum class GasBoundChange { none, shorter, lost };
@@ -59,7 +60,7 @@ template <typename Query> class GasBoundHistory {
 /// A query that goes on after a walk that gave up: it passes what that one visited.
 template <typename Query> class GasResumedQuery {
   public:
-    GasResumedQuery(Query& query, const GasBoundHistory<Query>& history)
+    GasResumedQuery(const Query& query, const GasBoundHistory<Query>& history)
         : m_query(query), m_history(history) {}
 
     double get_bound() const {
@@ -70,9 +71,9 @@ template <typename Query> class GasResumedQuery {
     }
 
     template <typename Tree, typename CallLeaf>
-    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call) {
+    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call_leaf) {
         if (has_caught_up())
-            return m_query.visit_leaf(tree, leaf, call);
+            return m_query.visit_leaf(tree, leaf, call_leaf);
         ++m_passed;
         return false;
     }
@@ -82,9 +83,27 @@ template <typename Query> class GasResumedQuery {
   private:
     bool has_caught_up() const { return m_passed == m_history.get_visit_count(); }
 
-    Query& m_query;
-    const GasBoundHistory<Query>& m_history;
+    // Copies: what an engine keeps in registers must not be looked at from elsewhere.
+    Query m_query;
+    const GasBoundHistory<Query> m_history;
     std::uint64_t m_passed = 0;
 };
+
+/// What a walk does after each visit of a leaf. Where the bound came nearer, `shorten(bound)` has
+/// the walk follow. Where the walk cannot follow, `resume(query)` walks the binary tree with the
+/// resumed query to the ray's end; false: it did.
+template <typename Query, typename Shorten, typename Resume>
+bool gas_follow_or_resume(const Query& query, GasBoundHistory<Query>& history,
+                          const Shorten& shorten, const Resume& resume) {
+    const double bound = query.get_bound();
+    const GasBoundChange change = history.follow(bound);
+    if (change == GasBoundChange::lost) {
+        resume(GasResumedQuery<Query>(query, history));
+        return false;
+    }
+    if (change == GasBoundChange::shorter)
+        shorten(bound);
+    return true;
+}
 
 } // namespace gas_abi1

@@ -7,8 +7,29 @@ inline namespace gas_abi1 {
 /// Called for each leaf that a query reaches, with the user pointer that was registered beside it.
 /// `item` is the leaf's position in the boxes that the tree was built over, or the entry of the
 /// caller's index array there. The callback looks at the rays first..last of `ctx`.
+///
+/// What it may do to these rays, and what follows. The bound of a ray is its far distance in an
+/// all-hits query and its hit distance in a nearest-hit query; it is read again after each call.
+///
+/// * Set the ray's hit flag. An all-hits ray stops there. A nearest-hit ray goes on; a flag that is
+///   set and a bound that came nearer in the same call are a hit, and its leaf the cached one.
+/// * Bring the bound nearer. Boxes are tested against the bound of the moment at which a walk of
+///   the tree's own nodes expands their parent, so that less is reached from here on. What was
+///   reached before is pending: an all-hits ray visits it all the same, a nearest-hit ray leaves
+///   out what it enters at or beyond the bound.
+/// * Move the bound away, also beyond where the ray started, or to a NaN, which no box is within.
+///   More is reached from here on; a box that a ray missed before is not tested again. A pending
+///   node that a nearest-hit ray has left out does not come back.
+///
+/// The calls of a ray are the same whether its tree has wide nodes and whether it is one of a
+/// stream: a faster walk that cannot follow what happened to a bound hands the ray over to the walk
+/// of the tree's own nodes. A nearest-hit batch whose rays go together reads the bounds of the rays
+/// first..last again after the call. Origin, direction, near distance and time stay as they are.
 using GasLeafCallback = void (*)(void* user, const unsigned& item, const CtxEval& eval,
                                  CtxShader& shader, GeometryRaytraceCtx& ctx);
+
+/// A leaf callback by the query that calls it.
+enum class GasRayCall { hit_static, hit_motion, nearest_static, nearest_motion };
 
 /// The four leaf callbacks of a tree and their user pointer. They are never null: one that was not
 /// set does nothing.
@@ -32,6 +53,20 @@ struct GasLeafCallbacks {
         if (new_nearest_motion)
             hit_nearest_motion = new_nearest_motion;
         user = new_user;
+    }
+
+    GasLeafCallback get(GasRayCall call) const {
+        switch (call) {
+        case GasRayCall::hit_static:
+            return hit_static;
+        case GasRayCall::hit_motion:
+            return hit_motion;
+        case GasRayCall::nearest_static:
+            return hit_nearest_static;
+        case GasRayCall::nearest_motion:
+            return hit_nearest_motion;
+        }
+        return ignore;
     }
 
     static void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}

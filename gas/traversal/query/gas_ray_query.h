@@ -3,52 +3,105 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include <gas/traversal/query/gas_traversal_access.h>
 
 inline namespace gas_abi1 {
 
-/// Queries: what bounds a ray, what the visit of a leaf means, and when to stop.
+/// Queries: what bounds a ray, what the visit of a leaf means, and when to stop. There are two, any
+/// hit and closest hit, each with a leaf cache or without.
 
-/// A ray's cache slot; one out of range breaks the host's contract and counts as slot 0.
-inline unsigned gas_get_cache_slot(const GeometryRaytraceData& data, unsigned ray) {
-    const int slot = gas_host::get_cache_slot(data, ray);
-    const bool valid = slot >= 0 && static_cast<unsigned>(slot) < GasTreeCtx::cache_slot_count;
-    assert(valid && "cache slots are 0 to 5");
-    return valid ? static_cast<unsigned>(slot) : 0;
+constexpr bool gas_is_motion(GasRayCall call) {
+    return call == GasRayCall::hit_motion || call == GasRayCall::nearest_motion;
+}
+constexpr bool gas_is_nearest(GasRayCall call) {
+    return call == GasRayCall::nearest_static || call == GasRayCall::nearest_motion;
+}
+/// What a query becomes in a tree with fewer than two motion-blur samples, callback included.
+constexpr GasRayCall gas_without_motion(GasRayCall call) {
+    return gas_is_nearest(call) ? GasRayCall::nearest_static : GasRayCall::hit_static;
 }
 
-/// Whether a cache entry is of this tree and, with `checks_leaf`, names a leaf that it has.
-template <bool checks_leaf, typename Tree>
-bool gas_is_cached(const GasCachedLeaf& cached, const Tree& tree, GasTreeCtx& ctx) {
-    if (cached.tree != &tree)
-        return false;
-    if constexpr (checks_leaf)
-        return GasTraversalAccess::is_leaf_valid(tree, ctx, cached.leaf);
-    else
-        return true;
-}
+/// The usual leaves: each is an item of the tree's. A caller calls one leaf's callback.
+struct GasItemLeaves {
+    template <GasRayCall call, typename Tree, typename Probe> struct Caller {
+        const Tree& tree;
+        const CtxEval& eval;
+        CtxShader& shader;
+        GeometryRaytraceCtx& rays;
+        const Probe& probe;
 
-/// Every leaf whose box the ray crosses, until a callback sets the ray's hit flag.
-class GasAllHits {
+        void operator()(const unsigned& leaf) const {
+            probe.call_leaf();
+            GasTraversalAccess::call_leaf<call>(tree, leaf, eval, shader, rays);
+        }
+    };
+};
+
+/// The leaf that last stopped or hit a ray of the same cache slot.
+class GasLeafCache {
   public:
-    /// Whether the rays of a batch share a walk.
-    static constexpr bool goes_in_packets = false;
+    static constexpr bool is_used = true;
+
+    GasLeafCache(GasCachedLeaf* slots, const GeometryRaytraceData& data, unsigned ray)
+        : m_slot(slots + get_slot(data, ray)) {}
+
+    /// Whether it is of this tree and, with `checks_leaf`, names a leaf that the tree has.
+    template <bool checks_leaf, typename Tree>
+    bool has_leaf_of(const Tree& tree, GasTreeCtx& ctx) const {
+        if (m_slot->tree != &tree)
+            return false;
+        if constexpr (checks_leaf)
+            return GasTraversalAccess::is_leaf_valid(tree, ctx, m_slot->leaf);
+        else
+            return true;
+    }
+    unsigned get_leaf() const { return m_slot->leaf; }
+    void keep(const void* tree, unsigned leaf) const {
+        m_slot->tree = tree;
+        m_slot->leaf = leaf;
+    }
+    void clear() const { m_slot->tree = nullptr; }
+
+  private:
+    /// A slot out of range breaks the host's contract and counts as slot 0.
+    static unsigned get_slot(const GeometryRaytraceData& data, unsigned ray) {
+        const int slot = gas_host::get_cache_slot(data, ray);
+        const bool valid = slot >= 0 && static_cast<unsigned>(slot) < GasTreeCtx::cache_slot_count;
+        assert(valid && "cache slots are 0 to 5");
+        return valid ? static_cast<unsigned>(slot) : 0;
+    }
+
+    GasCachedLeaf* m_slot;
+};
+
+/// Nothing is cached: the rays of a stream are independent of each other.
+struct GasNoLeafCache {
+    static constexpr bool is_used = false;
+
+    GasNoLeafCache() = default;
+    GasNoLeafCache(GasCachedLeaf*, const GeometryRaytraceData&, unsigned) {}
+};
+
+/// All hits, also known as any hit: every leaf whose box the ray crosses, until a callback sets the
+/// ray's hit flag.
+template <typename LeafCache> class GasAnyHit {
+  public:
+    /// Whether a walk that tests boxes early can follow a bound that comes nearer: only one that
+    /// looks at the bound again before it goes on.
+    static constexpr bool follows_bound = false;
 
     /// Whether the batch holds what the query writes to.
     static bool can_trace(const GeometryRaytraceData&) { return true; }
 
-    GasAllHits(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
-        : m_cached(ctx.all_hits_cache[gas_get_cache_slot(data, ray)]),
-          m_hit_flag(gas_host::get_hit_flags(data)[ray]),
-          m_far_distance(gas_host::get_far_distances(data)[ray]) {}
+    GasAnyHit() = default;
+    GasAnyHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
+        : m_cache(ctx.all_hits_cache, data, ray), m_hit_flag(gas_host::get_hit_flags(data) + ray),
+          m_far_distance(gas_host::get_far_distances(data) + ray) {}
 
     /// The ray's bound; a callback may change it.
-    double get_bound() const { return m_far_distance; }
-
-    /// Whether a walk that tests boxes early can follow a bound that comes nearer: only one that
-    /// looks at the bound again before it goes on.
-    static constexpr bool follows_bound = false;
+    double get_bound() const { return *m_far_distance; }
 
     /// How far from its start a ray may enter what it reaches.
     static float get_limit(double bound) { return static_cast<float>(bound); }
@@ -56,65 +109,58 @@ class GasAllHits {
     /// A pending node is expanded whatever the bound has become: its children see it.
     static bool is_beyond(float, double) { return false; }
 
-    template <bool is_motion, typename Tree>
-    static void call_leaf(const Tree& tree, GasTreeCtx& ctx, const unsigned& leaf,
-                          const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& rays) {
-        if constexpr (is_motion)
-            GasTraversalAccess::leaf_ray_hit_motion(tree, ctx, leaf, eval, shader, rays);
-        else
-            GasTraversalAccess::leaf_ray_hit_static(tree, ctx, leaf, eval, shader, rays);
-    }
-
     /// Tries the leaf that stopped the slot's last ray. True: it stopped this one, too.
     template <bool checks_leaf, typename Tree, typename CallLeaf>
-    bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call) {
-        if (!gas_is_cached<checks_leaf>(m_cached, tree, ctx))
-            return false;
-        const unsigned leaf = m_cached.leaf;
-        call(leaf);
-        return m_hit_flag != 0;
+    bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call_leaf) {
+        if constexpr (LeafCache::is_used) {
+            if (m_cache.template has_leaf_of<checks_leaf>(tree, ctx)) {
+                const unsigned leaf = m_cache.get_leaf();
+                call_leaf(leaf);
+                return *m_hit_flag != 0;
+            }
+        }
+        return false;
     }
 
     /// True: the ray is stopped.
     template <typename Tree, typename CallLeaf>
-    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call) {
-        call(leaf);
-        if (m_hit_flag == 0)
+    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call_leaf) {
+        call_leaf(leaf);
+        if (*m_hit_flag == 0)
             return false;
-        m_cached.tree = &tree;
-        m_cached.leaf = leaf;
+        if constexpr (LeafCache::is_used)
+            m_cache.keep(&tree, leaf);
         return true;
     }
 
     /// The walk came to its end without being stopped.
-    void finish() { m_cached.tree = nullptr; }
+    void finish() {
+        if constexpr (LeafCache::is_used)
+            m_cache.clear();
+    }
 
   private:
-    GasCachedLeaf& m_cached;
-    const unsigned char& m_hit_flag;
-    const double& m_far_distance;
+    [[no_unique_address]] LeafCache m_cache;
+    const unsigned char* m_hit_flag;
+    const double* m_far_distance;
 };
 
-/// The leaves in front of the nearest hit so far. A callback that sets the hit flag and lowers the
-/// hit distance has found one.
-class GasNearestHit {
+/// Nearest hit, also known as closest hit: the leaves in front of the nearest hit so far. A
+/// callback that sets the hit flag and lowers the hit distance has found one.
+template <typename LeafCache> class GasClosestHit {
   public:
-    static constexpr bool goes_in_packets = true;
+    static constexpr bool follows_bound = true;
 
     static bool can_trace(const GeometryRaytraceData& data) {
         return gas_host::has_intersection_map(data);
     }
 
-    GasNearestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
-        : m_cached(ctx.nearest_cache[gas_get_cache_slot(data, ray)]),
-          m_hit_flag(gas_host::get_hit_flags(data)[ray]),
-          m_path(gas_host::get_intersection_map(data).get_path(ray)), m_found(ctx.found) {
-        m_found = false;
-    }
+    GasClosestHit() = default;
+    GasClosestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
+        : m_cache(ctx.nearest_cache, data, ray), m_cached(ctx, data, ray),
+          m_path(&gas_host::get_intersection_map(data).get_path(ray)) {}
 
-    double get_bound() const { return gas_host::get_hit_distance(m_path); }
-
-    static constexpr bool follows_bound = true;
+    double get_bound() const { return gas_host::get_hit_distance(*m_path); }
 
     /// The farthest float in front of the bound; a NaN where there is none.
     static float get_limit(double bound) {
@@ -130,58 +176,86 @@ class GasNearestHit {
         return static_cast<double>(entry_distance) >= bound;
     }
 
-    template <bool is_motion, typename Tree>
-    static void call_leaf(const Tree& tree, GasTreeCtx& ctx, const unsigned& leaf,
-                          const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& rays) {
-        if constexpr (is_motion)
-            GasTraversalAccess::leaf_ray_hit_nearest_motion(tree, ctx, leaf, eval, shader, rays);
-        else
-            GasTraversalAccess::leaf_ray_hit_nearest_static(tree, ctx, leaf, eval, shader, rays);
-    }
-
     /// Tries the leaf that gave the slot's last hit, so that the walk starts with a short ray; the
     /// walk does not visit it again. Never stops the ray.
     template <bool checks_leaf, typename Tree, typename CallLeaf>
-    bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call) {
-        if (!gas_is_cached<checks_leaf>(m_cached, tree, ctx))
-            return false;
-        m_pretested_leaf = m_cached.leaf;
-        m_has_pretested_leaf = true;
-        if (is_shortened_by(call, m_pretested_leaf))
-            m_found = true;
+    bool try_cached_leaf(const Tree& tree, GasTreeCtx& ctx, const CallLeaf& call_leaf) {
+        if constexpr (LeafCache::is_used) {
+            if (m_cache.template has_leaf_of<checks_leaf>(tree, ctx)) {
+                m_cached.leaf = m_cache.get_leaf();
+                m_cached.is_tried = true;
+                const double before = get_bound();
+                call_leaf(m_cached.leaf);
+                if (is_hit(before))
+                    *m_cached.found = true;
+            }
+        }
         return false;
     }
 
     template <typename Tree, typename CallLeaf>
-    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call) {
-        if (m_has_pretested_leaf && leaf == m_pretested_leaf)
-            return false;
-        if (is_shortened_by(call, leaf)) {
-            m_cached.tree = &tree;
-            m_cached.leaf = leaf;
-            m_found = true;
+    bool visit_leaf(const Tree& tree, unsigned leaf, const CallLeaf& call_leaf) {
+        if constexpr (LeafCache::is_used) {
+            if (m_cached.is_tried && leaf == m_cached.leaf)
+                return false;
+            const double before = get_bound();
+            call_leaf(leaf);
+            if (is_hit(before)) {
+                m_cache.keep(&tree, leaf);
+                *m_cached.found = true;
+            }
+        } else {
+            call_leaf(leaf);
         }
         return false;
     }
 
     void finish() {
-        if (!m_found)
-            m_cached.tree = nullptr;
+        if constexpr (LeafCache::is_used) {
+            if (!*m_cached.found)
+                m_cache.clear();
+        }
     }
 
   private:
-    template <typename CallLeaf> bool is_shortened_by(const CallLeaf& call, unsigned leaf) {
-        const double before = get_bound();
-        call(leaf);
-        return m_hit_flag != 0 && get_bound() < before;
+    /// What a leaf cache asks to be kept of a walk.
+    struct CachedLeaf {
+        CachedLeaf(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
+            : found(&ctx.found), hit_flag(gas_host::get_hit_flags(data) + ray) {
+            *found = false;
+        }
+
+        /// Whether there was a hit.
+        bool* found;
+        const unsigned char* hit_flag;
+        /// The cached leaf, if it was tried.
+        unsigned leaf = 0;
+        bool is_tried = false;
+    };
+    struct NoCachedLeaf {
+        NoCachedLeaf() = default;
+        NoCachedLeaf(GasTreeCtx&, GeometryRaytraceData&, unsigned) {}
+    };
+
+    bool is_hit(double bound_before) const {
+        return *m_cached.hit_flag != 0 && get_bound() < bound_before;
     }
 
-    GasCachedLeaf& m_cached;
-    const unsigned char& m_hit_flag;
-    const GeometryIntersectionPath& m_path;
-    bool& m_found;
-    bool m_has_pretested_leaf = false;
-    unsigned m_pretested_leaf = 0;
+    [[no_unique_address]] LeafCache m_cache;
+    [[no_unique_address]] std::conditional_t<LeafCache::is_used, CachedLeaf, NoCachedLeaf> m_cached;
+    const GeometryIntersectionPath* m_path;
 };
+
+/// How rays are handed over: by a query, or as a stream.
+enum class GasRayWay { query, stream };
+
+template <GasRayCall call, typename LeafCache>
+using GasQueryOf =
+    std::conditional_t<gas_is_nearest(call), GasClosestHit<LeafCache>, GasAnyHit<LeafCache>>;
+
+/// The query for each call and way.
+template <GasRayCall call, GasRayWay way>
+using GasRayQuery =
+    GasQueryOf<call, std::conditional_t<way == GasRayWay::query, GasLeafCache, GasNoLeafCache>>;
 
 } // namespace gas_abi1

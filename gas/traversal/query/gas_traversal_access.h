@@ -4,8 +4,16 @@
 
 #include <gas/core/gas_bbox.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
+#include <gas/traversal/query/gas_leaf_callbacks.h>
 
 inline namespace gas_abi1 {
+
+/// Counts nothing: the probe of the shipped engines. A probe hears of every node that a walk
+/// expands, a wide one once, and of every call of a leaf's callback.
+struct GasNoProbe {
+    static void visit_node() {}
+    static void call_leaf() {}
+};
 
 /// The key to a tree's private traversal interface: a tree befriends this struct, and the engines
 /// ask everything through it.
@@ -68,7 +76,7 @@ struct GasTraversalAccess {
     }
     /// What the tree's leaf callbacks are called with.
     template <typename Tree> static void* get_callback_user(const Tree& tree) {
-        return tree.get_callback_user();
+        return tree.m_leaf_callbacks.user;
     }
     /// The tree's wide nodes where walks may take them, else null.
     template <typename Tree>
@@ -80,6 +88,15 @@ struct GasTraversalAccess {
     static auto get_wide_sample(const Tree& tree, unsigned sample)
         -> decltype(tree.get_wide_sample(sample)) {
         return tree.get_wide_sample(sample);
+    }
+
+    /// Calls the callback for a leaf's item.
+    template <GasRayCall call, typename Tree>
+    static void call_leaf(const Tree& tree, const unsigned& leaf, const CtxEval& eval,
+                          CtxShader& shader, GeometryRaytraceCtx& rays) {
+        const GasLeafCallbacks& callbacks = tree.m_leaf_callbacks;
+        if (const unsigned* const item = tree.find_item(leaf))
+            callbacks.get(call)(callbacks.user, *item, eval, shader, rays);
     }
 
     template <typename Tree, typename... Query>

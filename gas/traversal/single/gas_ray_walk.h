@@ -1,14 +1,13 @@
 #pragma once
 
 #include <gas/core/gas_box_tests.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/query/gas_bound_history.h>
-#include <gas/traversal/query/gas_probe.h>
-#include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 
 inline namespace gas_abi1 {
 
-/// The nodes that wait on a frame's stack.
+/// The pending nodes on a frame's stack.
 struct GasWalkStack {
     GasStackEntry* entries;
     unsigned size;
@@ -19,7 +18,7 @@ struct GasWalkStack {
         ++size;
     }
 
-    /// Makes the node that has waited least the current one; false when none waits.
+    /// Makes the node on top of the stack the current one; false when the stack is empty.
     template <typename Nodes> bool pop(Nodes& nodes, float& entry_distance) {
         if (size == 0)
             return false;
@@ -31,7 +30,7 @@ struct GasWalkStack {
 };
 
 /// Tests the children of an inner node and moves to the nearer one that the ray enters, or to the
-/// second where it enters both at the same distance; the other waits. False: it enters neither.
+/// second where it enters both at the same distance; the other is pushed. False: it enters neither.
 template <typename Nodes>
 bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const SimdF& far_distance,
                  GasWalkStack& stack, float& entry_distance) {
@@ -103,17 +102,13 @@ void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, 
 
 /// Goes on with a ray whose walk of wide nodes gave up. The frame is one that no walk uses any
 /// more.
-template <typename Nodes, typename Query, GasTraversable Tree>
-void gas_resume_walk(const GasLaneRay& lane_ray, float time, const Tree& tree, GasTreeCtx& ctx,
-                     const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& rays,
-                     Query& query, const GasBoundHistory<Query>& history) {
-    const auto call_leaf = [&](unsigned leaf) {
-        Query::template call_leaf<Nodes::is_motion>(tree, ctx, leaf, eval, shader, rays);
-    };
-    GasResumedQuery<Query> resumed(query, history);
+template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
+GAS_NO_INLINE void gas_resume_walk(const GasLaneRay& lane_ray, float time, const Tree& tree,
+                                   GasTreeCtx& ctx, const CtxShader& shader,
+                                   GasResumedQuery<Query> query, const CallLeaf& call_leaf,
+                                   Probe& probe) {
     Nodes nodes(tree, ctx, shader, time);
-    GasNoProbe probe;
-    gas_walk_nodes(nodes, lane_ray, tree, ctx, resumed, call_leaf, probe);
+    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
 }
 
 } // namespace gas_abi1

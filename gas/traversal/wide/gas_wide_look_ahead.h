@@ -16,9 +16,9 @@ inline namespace gas_abi1 {
 /// The entries of a frame's stack, 5 for each of the tree's `depth` levels, suffice: several nodes
 /// are taken only where the stack then holds at most 3 for each level, and one after the other they
 /// leave behind at most 2 more for each.
-template <typename Boxes>
+template <typename Boxes, typename Probe>
 unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF& limit,
-                          GasWideEntry* entries, unsigned size, std::size_t depth) {
+                          GasWideEntry* entries, unsigned size, std::size_t depth, Probe& probe) {
     constexpr unsigned most_taken = 8;
     constexpr unsigned spare = 4; // written, but not counted
     const std::size_t room = 3 * depth;
@@ -28,35 +28,40 @@ unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF
         taken[count++] = entries[--size];
     while (count < most_taken && size > 0 && !entries[size - 1].is_leaf() &&
            size + 4 * (std::size_t{count} + 1) + spare <= room);
-    while (count > 0)
+    while (count > 0) {
+        probe.visit_node();
         size += gas_push_wide(boxes, ray, limit, taken[--count].reference, entries + size);
+    }
     return size;
 }
 
 /// As gas_walk_wide_nodes.
-template <typename Boxes, typename Query, typename Tree, typename CallLeaf>
-bool gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
+template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
+          typename Probe>
+void gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
                          GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
-                         GasBoundHistory<Query>& history) {
+                         const Resume& resume, Probe& probe) {
     const GasWideRay ray(lane_ray);
-    const SimdF limit(Query::get_limit(query.get_bound()));
+    const double bound = query.get_bound();
+    const SimdF limit(Query::get_limit(bound));
+    GasBoundHistory<Query> history(bound);
     GasWideEntry* const entries = gas_get_wide_entries(ctx);
     entries[0] = {0, lane_ray.near_distance.get_first()};
     unsigned size = 1;
     while (size > 0) {
         const GasWideEntry top = entries[size - 1];
         if (!top.is_leaf()) {
-            size = gas_expand_front(boxes, ray, limit, entries, size, tree.get_depth());
+            size = gas_expand_front(boxes, ray, limit, entries, size, tree.get_depth(), probe);
             continue;
         }
         --size;
         if (query.visit_leaf(tree, top.get_leaf(), call_leaf))
-            return true;
-        if (history.follow(query.get_bound()) != GasBoundChange::none)
-            return false;
+            return;
+        if (!gas_follow_or_resume(
+                query, history, [](double) {}, resume))
+            return;
     }
     query.finish();
-    return true;
 }
 
 } // namespace gas_abi1

@@ -7,7 +7,7 @@
 
 inline namespace gas_abi1 {
 
-/// A node that waits on the stack, and where the ray enters it.
+/// A pending node, and where the ray enters it.
 struct GasWideEntry {
     unsigned reference;
     float entry_distance;

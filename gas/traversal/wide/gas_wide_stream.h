@@ -16,8 +16,8 @@ inline namespace gas_abi1 {
 /// order.
 
 /// Entries of the stack of each ray in flight: up to three for each level, one below them that says
-/// that nothing waits any more, and four that may be written but do not count. Stacks lie an odd
-/// number of cache lines apart, or they would compete for a few sets of the cache.
+/// that nothing is pending any more, and four that may be written but do not count. Stacks lie an
+/// odd number of cache lines apart, or they would compete for a few sets of the cache.
 inline std::size_t gas_get_stream_stack_size(unsigned depth) {
     constexpr std::size_t entries_per_line = 64 / sizeof(GasWideEntry);
     const std::size_t lines = (3 * std::size_t{depth} + 5) / entries_per_line + 1;
@@ -30,7 +30,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
     /// Room for the entries of its walk.
     void set_stack(GasWideEntry* entries) {
         m_entries = entries;
-        // Within any limit but a NaN, for which nothing waits.
+        // Within any limit but a NaN, for which nothing is pending.
         m_entries[0] = {GasWideNode::no_reference, -std::numeric_limits<float>::infinity()};
     }
 
@@ -52,32 +52,28 @@ template <typename Boxes, typename Query> class GasStreamRay {
 
     /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
     /// to what is on top of that.
-    unsigned expand() {
+    template <typename Probe> unsigned expand(Probe& probe) {
+        probe.visit_node();
         m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
         return pop();
     }
 
-    /// Visits the leaf that it is at. `resume(query, history)` goes on with it by other means.
+    /// Visits the leaf that it is at. `resume(query)` goes on with it where this walk cannot.
     template <typename Tree, typename CallLeaf, typename Resume>
     unsigned visit(const Tree& tree, const CallLeaf& call_leaf, const Resume& resume) {
         if (m_query.visit_leaf(tree, m_reference & ~GasWideNode::leaf_flag, call_leaf))
             return take_next_ray;
-        const double bound = m_query.get_bound();
-        const GasBoundChange change = m_history.follow(bound);
-        if (change == GasBoundChange::shorter) {
+        const auto shorten = [&](double bound) {
             m_limit = SimdF(Query::get_limit(bound));
             drop_far_entries();
-        } else if (change == GasBoundChange::lost) {
-            resume(m_query, m_history);
-            return take_next_ray;
-        }
-        return pop();
+        };
+        return gas_follow_or_resume(m_query, m_history, shorten, resume) ? pop() : take_next_ray;
     }
 
     unsigned get_ray_index() const { return m_ray_index; }
 
   private:
-    /// Moves to what has waited least. Below the last entry is one that stands for the next ray: a
+    /// Moves to the top of the stack. Below the last entry is one that stands for the next ray: a
     /// size that wraps there is never used.
     unsigned pop() {
         m_reference = m_entries[m_size--].reference;
@@ -108,15 +104,15 @@ template <typename Boxes, typename Query> class GasStreamRay {
     GasBoundHistory<Query> m_history;
 };
 
-/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(ray)` starts the
+/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot)` starts the
 /// next one there is and returns its step, `take_next_ray` when there is none; `call_leaf(leaf,
-/// ray)` calls a leaf; `resume(ray, query, history)` takes over a ray that was lost. `stacks` has
+/// ray)` calls a leaf; `resume(ray, query)` takes over a ray whose bound was lost. `stacks` has
 /// room for `stack_size` entries for each slot.
 template <typename Boxes, typename Query, typename Tree, typename StartNext, typename CallLeaf,
-          typename Resume>
+          typename Resume, typename Probe>
 void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
                            const StartNext& start_next, const CallLeaf& call_leaf,
-                           const Resume& resume) {
+                           const Resume& resume, Probe& probe) {
     GasStreamRay<Boxes, Query> rays[GasStreamLists::slot_count];
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
         rays[slot].set_stack(stacks + slot * stack_size);
@@ -124,12 +120,12 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
     while (!lists.is_empty()) {
         lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot]); });
         lists.dismiss();
-        lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(); });
+        lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(probe); });
         lists.advance<visit_leaf>([&](unsigned slot) {
             const unsigned ray = rays[slot].get_ray_index();
             return rays[slot].visit(
                 tree, [&](unsigned leaf) { call_leaf(leaf, ray); },
-                [&](Query& query, const auto& history) { resume(ray, query, history); });
+                [&](const auto& query) { resume(ray, query); });
         });
     }
 }

@@ -2,21 +2,20 @@
 
 #include <gas/core/gas_compiler.h>
 #include <gas/traversal/query/gas_bound_history.h>
-#include <gas/traversal/query/gas_ray_query.h>
-#include <gas/traversal/wide/gas_wide_look_ahead.h>
+#include <gas/traversal/wide/gas_wide_push.h>
 
 inline namespace gas_abi1 {
 
-/// The walk of wide nodes for one ray: it calls the leaves that the walk of the binary tree calls,
-/// in that order.
+/// The walk of wide nodes for one ray and its closest hit: it calls the leaves that the walk of the
+/// binary tree calls, in that order.
 ///
 /// A ray is tested against the children of two siblings at once. Where it enters the siblings
 /// themselves decides which comes first, and a sibling is hit where a child of it is. Children are
-/// tested earlier than the binary walk would, which is the same as long as a bound stays (all hits)
-/// or comes nearer (nearest hits, which look again before they go on); a walk whose callback does
-/// otherwise is handed back.
+/// tested earlier than the binary walk would, which is the same as long as a bound stays or comes
+/// nearer: this walk looks at it again before it goes on. A ray whose callback does otherwise is
+/// handed to the binary walk.
 
-/// A ray's pending entries and the node that it is at.
+/// A ray's pending nodes and the node that it is at.
 struct GasWideStack {
     GasWideEntry* entries;
     unsigned size;
@@ -24,8 +23,8 @@ struct GasWideStack {
 
     bool is_at_leaf() const { return (reference & GasWideNode::leaf_flag) != 0; }
 
-    /// The children that were reached (bits 0 and 1 of `reached`, not none) wait, the nearer one on
-    /// top, or the second where both are entered at the same distance.
+    /// Pushes the children that were reached (bits 0 and 1 of `reached`, not none), the nearer one
+    /// on top, or the second where both are entered at the same distance.
     template <unsigned half>
     void push_half(const unsigned* references, const float* distances, unsigned reached) {
         constexpr unsigned first = 2 * half;
@@ -41,7 +40,7 @@ struct GasWideStack {
         }
     }
 
-    /// Moves to the one that would be on top; the other waits.
+    /// Moves to the one that would be on top; pushes the other.
     template <unsigned half>
     void take_half(const unsigned* references, const float* distances, unsigned reached) {
         constexpr unsigned first = 2 * half;
@@ -61,12 +60,12 @@ struct GasWideStack {
         }
     }
 
-    /// Moves to what has waited least and is within the limit; false when there is nothing.
-    template <typename Query> bool pop(float limit) {
+    /// Moves to the topmost entry within the limit and drops those above; false when there is none.
+    bool pop(float limit) {
         while (size) {
             const GasWideEntry& top = entries[--size];
             reference = top.reference;
-            if (!Query::follows_bound || top.entry_distance <= limit)
+            if (top.entry_distance <= limit)
                 return true;
         }
         return false;
@@ -78,8 +77,8 @@ struct GasWideStack {
     }
 };
 
-/// Tests what a wide node holds and moves to what the ray reaches first; the rest waits. False: it
-/// reaches nothing of it.
+/// Tests what a wide node holds and moves to what the ray reaches first; the rest is pushed. False:
+/// it reaches nothing of it.
 template <typename Boxes>
 GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray,
                                        const SimdF& limit, GasWideStack& stack) {
@@ -113,38 +112,36 @@ GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray
 }
 
 /// Walks a tree's wide nodes for one ray, as gas_walk_nodes does the binary ones; `call_leaf` calls
-/// one. False: a callback changed the bound in a way that this walk does not follow, and `history`
-/// tells how far it came.
-template <typename Boxes, typename Query, typename Tree, typename CallLeaf>
-bool gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
+/// one. Where a callback changes the bound in a way that this walk does not follow, it ends with
+/// `resume(resumed query)`.
+template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
+          typename Probe>
+void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
                          GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
-                         GasBoundHistory<Query>& history) {
-    if constexpr (!Query::follows_bound)
-        return gas_walk_wide_front(boxes, lane_ray, tree, ctx, query, call_leaf, history);
+                         const Resume& resume, Probe& probe) {
+    static_assert(Query::follows_bound, "a query whose bound stays is faster with a look ahead");
     const GasWideRay ray(lane_ray);
     GasWideStack stack = {gas_get_wide_entries(ctx), 0, 0};
-    double bound = query.get_bound();
-    SimdF limit(Query::get_limit(bound));
-    bool walking = !Query::is_beyond(ray.near_distance.get_first(), bound);
+    const double first_bound = query.get_bound();
+    GasBoundHistory<Query> history(first_bound);
+    SimdF limit(Query::get_limit(first_bound));
+    const auto shorten = [&](double bound) { limit = SimdF(Query::get_limit(bound)); };
+    bool walking = !Query::is_beyond(ray.near_distance.get_first(), first_bound);
     while (walking) {
         bool is_reached = true;
-        while (is_reached && !stack.is_at_leaf())
+        while (is_reached && !stack.is_at_leaf()) {
+            probe.visit_node();
             is_reached = gas_descend_wide(boxes, ray, limit, stack);
+        }
         if (is_reached) {
             const unsigned leaf = stack.reference & ~GasWideNode::leaf_flag;
-            if (query.visit_leaf(tree, leaf, call_leaf))
-                return true;
-            bound = query.get_bound();
-            const GasBoundChange change = history.follow(bound);
-            if (change == GasBoundChange::lost)
-                return false;
-            if (change == GasBoundChange::shorter)
-                limit = SimdF(Query::get_limit(bound));
+            if (query.visit_leaf(tree, leaf, call_leaf) ||
+                !gas_follow_or_resume(query, history, shorten, resume))
+                return;
         }
-        walking = stack.pop<Query>(limit.get_first());
+        walking = stack.pop(limit.get_first());
     }
     query.finish();
-    return true;
 }
 
 } // namespace gas_abi1

@@ -16,9 +16,9 @@ using support::RecordingCallbacks;
 using support::TestShader;
 using Items = std::vector<unsigned>;
 
-class RayEntry : public testing::TestWithParam<RayQuery> {
+class RayDispatch : public testing::TestWithParam<RayQuery> {
   protected:
-    RayEntry() : calls(tree), batch(4) {
+    RayDispatch() : calls(tree), batch(4) {
         for (unsigned ray = 0; ray < 4; ++ray)
             batch.set_ray(ray, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
     }
@@ -43,12 +43,12 @@ class RayEntry : public testing::TestWithParam<RayQuery> {
 };
 
 /// Queries whose rays go alone even in a batch.
-class RayByRayEntry : public RayEntry {};
+class RayByRayDispatch : public RayDispatch {};
 
 /// Batches whose rays go together.
-class TogetherEntry : public RayEntry {};
+class TogetherDispatch : public RayDispatch {};
 
-TEST_P(RayEntry, TheShortcutCallsOneLeafOnceForTheWholeRangeWithoutBoxOrFrames) {
+TEST_P(RayDispatch, TheShortcutCallsOneLeafOnceForTheWholeRangeWithoutBoxOrFrames) {
     build_row(1);
     // Rays that miss the box, and a shader that has no frames.
     for (unsigned ray = 0; ray < 4; ++ray)
@@ -66,13 +66,13 @@ TEST_P(RayEntry, TheShortcutCallsOneLeafOnceForTheWholeRangeWithoutBoxOrFrames) 
     EXPECT_EQ(call.shader, &bare);
 }
 
-TEST_P(RayEntry, TheShortcutReportsTheFirstIndex) {
+TEST_P(RayDispatch, TheShortcutReportsTheFirstIndex) {
     support::build(tree, support::row_of_boxes(1), naive::Split::sah_fast, {4711});
     run(shader, true);
     EXPECT_EQ(calls.take_items(), Items{4711});
 }
 
-TEST_P(RayEntry, TheShortcutIgnoresSamplesHitFlagsAndCaches) {
+TEST_P(RayDispatch, TheShortcutIgnoresSamplesHitFlagsAndCaches) {
     support::build(tree, support::row_of_boxes(1)); // no motion samples
     batch.get_ctx().set_hit(0);
     run(shader, true);
@@ -84,7 +84,7 @@ TEST_P(RayEntry, TheShortcutIgnoresSamplesHitFlagsAndCaches) {
     EXPECT_EQ(shader.get_tree_ctx().next, nullptr);
 }
 
-TEST_P(RayByRayEntry, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
+TEST_P(RayByRayDispatch, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
     build_row(1);
     // The root's box is not tested: these rays miss it.
     for (unsigned ray = 0; ray < 4; ++ray)
@@ -96,7 +96,7 @@ TEST_P(RayByRayEntry, WithoutTheShortcutALoneLeafIsWalkedToRayByRay) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
-TEST_P(TogetherEntry, WithoutTheShortcutALoneLeafIsWalkedToByThoseThatHitIt) {
+TEST_P(TogetherDispatch, WithoutTheShortcutALoneLeafIsWalkedToByThoseThatHitIt) {
     build_row(1);
     for (const unsigned ray : {0u, 3u})
         batch.set_ray(ray, {-1.0, 50.0, 0.5}, {-1.0, 0.0, 0.0}, 0.0, 1.0);
@@ -111,7 +111,7 @@ TEST_P(TogetherEntry, WithoutTheShortcutALoneLeafIsWalkedToByThoseThatHitIt) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
-TEST_P(RayEntry, TheShortcutIsForOneLeafOnly) {
+TEST_P(RayDispatch, TheShortcutIsForOneLeafOnly) {
     build_row(2);
     run(shader, true);
     EXPECT_EQ(calls.take_items(),
@@ -121,7 +121,7 @@ TEST_P(RayEntry, TheShortcutIsForOneLeafOnly) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
-TEST_P(RayEntry, AnEmptyTreeIsSilent) {
+TEST_P(RayDispatch, AnEmptyTreeIsSilent) {
     for (const bool shortcut : {false, true}) {
         run(shader, shortcut);
         CtxShader bare;
@@ -134,7 +134,7 @@ TEST_P(RayEntry, AnEmptyTreeIsSilent) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
-TEST_P(RayEntry, AMissingFrameOfEitherChainIsSilent) {
+TEST_P(RayDispatch, AMissingFrameOfEitherChainIsSilent) {
     build_row(3);
     void* const tree_ctx = shader.tree_ctx_slot;
     void* const ray_frame = shader.ray_frame_slot;
@@ -152,7 +152,7 @@ TEST_P(RayEntry, AMissingFrameOfEitherChainIsSilent) {
     }
 }
 
-TEST_P(RayEntry, AnEmptyRangeTracesNothing) {
+TEST_P(RayDispatch, AnEmptyRangeTracesNothing) {
     build_row(3);
     batch.get_data().set_range(2, 1);
     run(shader);
@@ -163,7 +163,7 @@ TEST_P(RayEntry, AnEmptyRangeTracesNothing) {
     EXPECT_TRUE(calls.calls.empty());
 }
 
-TEST_P(RayEntry, ASingleRayUsesTheCallersContext) {
+TEST_P(RayDispatch, ASingleRayUsesTheCallersContext) {
     build_row(3);
     batch.get_data().set_range(2, 2);
     run(shader);
@@ -178,7 +178,7 @@ TEST_P(RayEntry, ASingleRayUsesTheCallersContext) {
     }
 }
 
-TEST_P(RayByRayEntry, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
+TEST_P(RayByRayDispatch, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
     build_row(2);
     batch.get_data().set_range(1, 3);
     calls.react = [&](unsigned, CtxShader&, GeometryRaytraceCtx& rays) {
@@ -202,7 +202,7 @@ TEST_P(RayByRayEntry, ABatchIsTracedRayByRayAscendingThroughAPrivateView) {
     EXPECT_EQ(batch.get_data().get_last_ray(), 3);
 }
 
-TEST_P(TogetherEntry, ABatchIsTracedAtOnceThroughAPrivateView) {
+TEST_P(TogetherDispatch, ABatchIsTracedAtOnceThroughAPrivateView) {
     for (const unsigned count : {2u, 32u}) { // without packets and with them
         build_row(count);
         batch.get_data().set_range(1, 3);
@@ -228,7 +228,7 @@ TEST_P(TogetherEntry, ABatchIsTracedAtOnceThroughAPrivateView) {
     }
 }
 
-TEST_P(RayEntry, HitsWrittenThroughTheViewReachTheCallersRays) {
+TEST_P(RayDispatch, HitsWrittenThroughTheViewReachTheCallersRays) {
     build_row(2);
     calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
         support::for_each_ray(rays, [&](unsigned ray) {
@@ -243,7 +243,7 @@ TEST_P(RayEntry, HitsWrittenThroughTheViewReachTheCallersRays) {
     }
 }
 
-TEST_P(RayEntry, FewerThanTwoTreeSamplesFallBackToStaticRays) {
+TEST_P(RayDispatch, FewerThanTwoTreeSamplesFallBackToStaticRays) {
     const std::vector<naive::Box> boxes = support::row_of_boxes(3);
     const std::vector<naive::Box> elsewhere = support::row_of_boxes(3, 0.25f);
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2)); // of no concern
@@ -264,7 +264,7 @@ TEST_P(RayEntry, FewerThanTwoTreeSamplesFallBackToStaticRays) {
     }
 }
 
-TEST_P(RayEntry, OneTreeSampleIsNotLookedAt) {
+TEST_P(RayDispatch, OneTreeSampleIsNotLookedAt) {
     support::build(tree, support::row_of_boxes(3));
     support::fill_samples(tree, {support::row_of_boxes(3, 500.0f)});
     batch.get_data().set_range(0, 0);
@@ -274,7 +274,7 @@ TEST_P(RayEntry, OneTreeSampleIsNotLookedAt) {
 }
 
 #ifdef NDEBUG
-TEST_P(RayEntry, ARangeBeyondTheBatchTracesNothing) {
+TEST_P(RayDispatch, ARangeBeyondTheBatchTracesNothing) {
     build_row(3);
     for (const auto& [first, last] : {std::pair{0, 4}, {-1, 2}, {4, 4}, {-1, -1}, {-3, 7}}) {
         batch.get_data().set_range(first, last);
@@ -283,7 +283,7 @@ TEST_P(RayEntry, ARangeBeyondTheBatchTracesNothing) {
     }
 }
 
-TEST_P(RayEntry, ABatchWithoutAnIntersectionMapIsTracedForAllHitsOnly) {
+TEST_P(RayDispatch, ABatchWithoutAnIntersectionMapIsTracedForAllHitsOnly) {
     build_row(3);
     batch.get_data().use_intersection_map(false);
     run(shader);
@@ -291,7 +291,7 @@ TEST_P(RayEntry, ABatchWithoutAnIntersectionMapIsTracedForAllHitsOnly) {
     EXPECT_NE(calls.calls.empty(), all_hits);
 }
 #else
-TEST_P(RayEntry, ARangeBeyondTheBatchAsserts) {
+TEST_P(RayDispatch, ARangeBeyondTheBatchAsserts) {
     build_row(3);
     batch.get_data().set_range(0, 4);
     EXPECT_DEATH(run(shader), "within its rays");
@@ -300,13 +300,13 @@ TEST_P(RayEntry, ARangeBeyondTheBatchAsserts) {
 }
 #endif
 
-INSTANTIATE_TEST_SUITE_P(Queries, RayByRayEntry,
+INSTANTIATE_TEST_SUITE_P(Queries, RayByRayDispatch,
                          testing::Values(RayQuery::hit_static, RayQuery::hit_motion,
                                          RayQuery::nearest_motion),
                          [](const auto& query) { return support::name(query.param); });
-INSTANTIATE_TEST_SUITE_P(Queries, TogetherEntry, testing::Values(RayQuery::nearest_static),
+INSTANTIATE_TEST_SUITE_P(Queries, TogetherDispatch, testing::Values(RayQuery::nearest_static),
                          [](const auto& query) { return support::name(query.param); });
-INSTANTIATE_TEST_SUITE_P(Queries, RayEntry, testing::ValuesIn(support::all_ray_queries),
+INSTANTIATE_TEST_SUITE_P(Queries, RayDispatch, testing::ValuesIn(support::all_ray_queries),
                          [](const auto& query) { return support::name(query.param); });
 
 } // namespace

@@ -1,0 +1,172 @@
+#pragma once
+
+#include <cassert>
+#include <cstddef>
+#include <type_traits>
+
+#include <gas/traversal/frame/gas_raytrace_frame.h>
+#include <gas/traversal/packet/gas_packet_walk.h>
+#include <gas/traversal/query/gas_ray_query.h>
+#include <gas/traversal/single/gas_ray_walk.h>
+#include <gas/traversal/wide/gas_ray_stream.h>
+#include <gas/traversal/wide/gas_wide_look_ahead.h>
+#include <gas/traversal/wide/gas_wide_walk.h>
+
+inline namespace gas_abi1 {
+
+/// Where rays go. The first line that fits counts; a motion query of a tree with fewer than two
+/// samples is the static one from the second line on.
+///
+///   one leaf, and the shortcut is asked for      its callback, once for the whole range
+///   no node, no frames, no ray in range          nowhere
+///   a stream, with wide nodes                    GasRayStream               wide/gas_ray_stream.h
+///   a stream                                     one ray after the other, as below
+///   several rays, closest hit, static            gas_walk_packets        packet/gas_packet_walk.h
+///   several rays                                 one ray after the other, as below
+///   one ray, its cached leaf stops it            nowhere
+///   one ray, with wide nodes, closest hit        gas_walk_wide_nodes         wide/gas_wide_walk.h
+///   one ray, with wide nodes, any hit            gas_walk_wide_front   wide/gas_wide_look_ahead.h
+///   one ray                                      gas_walk_nodes            single/gas_ray_walk.h
+///
+/// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around
+/// its time have them. `Leaves` says what a leaf is: an item, or a cell of a grid.
+
+template <typename Tree, bool is_motion>
+using GasNodeSource = std::conditional_t<is_motion, typename GasNodeSources<Tree>::Motion,
+                                         typename GasNodeSources<Tree>::Static>;
+template <bool is_motion>
+using GasWideBoxes = std::conditional_t<is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
+
+/// Traces one ray; `probe` hears of the nodes and leaves. The shader has frames, the tree a root.
+template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
+void gas_trace_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                   GeometryRaytraceCtx& rays, unsigned ray, const Probe& probe) {
+    using Query = GasRayQuery<call, way>;
+    using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
+    GeometryRaytraceData& data = gas_host::get_data(rays);
+    const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
+    GasTreeCtx& ctx = lease.get();
+    const GasLaneRay lane_ray(gas_host::get_line(data, ray), rays.get_tnear(ray));
+    const float time = gas_host::get_time(data, ray);
+    const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {tree, eval, shader, rays,
+                                                                           probe};
+    Query query(ctx, data, ray);
+    if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
+        return;
+    if constexpr (GasWideTraversable<Tree>) {
+        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
+            const GasWideBoxes<gas_is_motion(call)> boxes(tree, shader, time);
+            const auto resume = [&](const GasResumedQuery<Query>& resumed) {
+                gas_resume_walk<Nodes>(lane_ray, time, tree, ctx, shader, resumed, call_leaf,
+                                       probe);
+            };
+            if (boxes.is_ready()) {
+                if constexpr (Query::follows_bound)
+                    gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
+                                        probe);
+                else
+                    gas_walk_wide_front(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
+                                        probe);
+                return;
+            }
+        }
+    }
+    Nodes nodes(tree, ctx, shader, time);
+    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
+}
+
+/// Traces the rays of a range on their own, in ascending order or as a stream. A callback sees a
+/// context over a private copy of the batch's view, whose range is the one ray being traced.
+template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
+void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                        const GeometryRaytraceData& data, const Probe& probe) {
+    const GasRaytraceFrameLease lease(shader);
+    GeometryRaytraceData& view = lease.get().data;
+    view = data;
+    const auto first = static_cast<unsigned>(gas_host::get_first_ray(view));
+    const unsigned end = static_cast<unsigned>(gas_host::get_last_ray(view)) + 1;
+    const auto trace_alone = [&](unsigned ray) {
+        gas_host::set_range(view, static_cast<int>(ray), static_cast<int>(ray));
+        gas_trace_ray<call, way, Leaves>(tree, eval, shader, gas_host::get_ctx(view), ray, probe);
+    };
+    if constexpr (way == GasRayWay::stream && GasWideTraversable<Tree>) {
+        if (GasTraversalAccess::get_wide_nodes(tree)) {
+            using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
+            using Boxes = GasWideBoxes<gas_is_motion(call)>;
+            const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {
+                tree, eval, shader, gas_host::get_ctx(view), probe};
+            GasRayStream<GasRayQuery<call, way>, Nodes, Boxes, Tree, decltype(call_leaf),
+                         decltype(trace_alone), Probe>(tree, shader, view, call_leaf, trace_alone,
+                                                       probe)
+                .trace(first, end);
+            return;
+        }
+    }
+    for (unsigned ray = first; ray < end; ++ray)
+        trace_alone(ray);
+}
+
+/// Whether there is a tree, frames, and a ray in range; asserts what the contract demands of them.
+template <typename Query, GasTraversable Tree>
+bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceData& data) {
+    if (tree.get_node_count() == 0 || !gas_host::get_tree_ctx_slot(shader) ||
+        !gas_host::get_ray_frame_slot(shader))
+        return false;
+    const int first = gas_host::get_first_ray(data);
+    const int last = gas_host::get_last_ray(data);
+    if (first > last)
+        return false;
+    const bool valid = first >= 0 && static_cast<unsigned>(last) < gas_host::get_ray_count(data);
+    assert(valid && "a batch's range lies within its rays");
+    const bool traceable = Query::can_trace(data);
+    assert(traceable && "a nearest-hit query needs an intersection map with a path for each ray");
+    return valid && traceable;
+}
+
+/// The lines of the table between the shortcut and the single ray.
+template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
+void gas_trace_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                     GeometryRaytraceCtx& rays, const Probe& probe) {
+    const GeometryRaytraceData& data = gas_host::get_data(rays);
+    if (!gas_has_work<GasRayQuery<call, way>>(tree, shader, data))
+        return;
+    const int first = gas_host::get_first_ray(data);
+    if constexpr (way == GasRayWay::query) {
+        if (first == gas_host::get_last_ray(data)) {
+            gas_trace_ray<call, way, Leaves>(tree, eval, shader, rays, static_cast<unsigned>(first),
+                                             probe);
+            return;
+        }
+    }
+    if constexpr (way == GasRayWay::query && call == GasRayCall::nearest_static)
+        gas_walk_packets<Leaves>(tree, eval, shader, rays, probe);
+    else
+        gas_trace_each_ray<call, way, Leaves>(tree, eval, shader, data, probe);
+}
+
+/// For trees whose queries take no such argument: a lone leaf is called for all rays at once, and
+/// its box is never tested.
+inline constexpr bool gas_calls_lone_leaf = true;
+
+/// A query or a stream of a tree, as the table says. `single_leaf_shortcut`: a lone leaf is called
+/// in place of a walk, with neither a box test nor frames.
+template <GasRayCall call, GasRayWay way, typename Leaves = GasItemLeaves, GasTraversable Tree,
+          typename Probe = GasNoProbe>
+void gas_dispatch_rays(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                       GeometryRaytraceCtx& rays, bool single_leaf_shortcut,
+                       const Probe& probe = Probe()) {
+    if (single_leaf_shortcut && tree.get_leaf_count() == 1) {
+        const unsigned leaf = 0;
+        typename Leaves::template Caller<call, Tree, Probe>{tree, eval, shader, rays, probe}(leaf);
+        return;
+    }
+    if constexpr (gas_is_motion(call)) {
+        if (tree.get_motion_blur_sample_count() < 2) {
+            gas_trace_range<gas_without_motion(call), way, Leaves>(tree, eval, shader, rays, probe);
+            return;
+        }
+    }
+    gas_trace_range<call, way, Leaves>(tree, eval, shader, rays, probe);
+}
+
+} // namespace gas_abi1
