@@ -38,9 +38,10 @@ unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF
 /// As gas_walk_wide_nodes.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-void gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
-                         GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
-                         const Resume& resume, Probe& probe) {
+GAS_NO_INLINE void gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lane_ray,
+                                       const Tree& tree, GasTreeCtx& ctx, Query& query,
+                                       const CallLeaf& call_leaf, const Resume& resume,
+                                       Probe& probe) {
     const GasWideRay ray(lane_ray);
     const double bound = query.get_bound();
     const SimdF limit(Query::get_limit(bound));

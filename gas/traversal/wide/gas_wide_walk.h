@@ -116,9 +116,10 @@ GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray
 /// `resume(resumed query)`.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray, const Tree& tree,
-                         GasTreeCtx& ctx, Query& query, const CallLeaf& call_leaf,
-                         const Resume& resume, Probe& probe) {
+GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray,
+                                       const Tree& tree, GasTreeCtx& ctx, Query& query,
+                                       const CallLeaf& call_leaf, const Resume& resume,
+                                       Probe& probe) {
     static_assert(Query::follows_bound, "a query whose bound stays is faster with a look ahead");
     const GasWideRay ray(lane_ray);
     GasWideStack stack = {gas_get_wide_entries(ctx), 0, 0};
