@@ -120,7 +120,7 @@ class CountedCalls : public testing::TestWithParam<std::tuple<Kind, RayQuery, Ha
         support::RayMaker maker(random, boxes);
         for (const unsigned size : get_handing() == Handing::single
                                        ? std::vector<unsigned>(40, 1)
-                                       : std::vector<unsigned>{2, 50, 200, 200}) {
+                                       : std::vector<unsigned>{2, 50, 700, 2500}) {
             std::vector<RaySpec> specs(size);
             for (RaySpec& spec : specs)
                 spec = maker.make(0.0f, 1.0f);

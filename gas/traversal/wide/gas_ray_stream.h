@@ -1,6 +1,7 @@
 #pragma once
 
-#include <chrono>
+#include <cstddef>
+#include <cstdint>
 
 #include <gas/traversal/single/gas_ray_walk.h>
 #include <gas/traversal/wide/gas_wide_stream.h>
@@ -10,22 +11,53 @@ inline namespace gas_abi1 {
 /// Streams: batches of rays with no order between them, each answered as a single-ray query that
 /// knows no cached leaf.
 
-/// How long `run` takes for each of `count` rays.
-template <typename Run> double gas_get_time_per_ray(unsigned count, const Run& run) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
-    run();
-    return std::chrono::duration<double>(Clock::now() - start).count() / count;
-}
+/// What the rays of a trial did: whether rays in succession did the same.
+///
+/// A ray in flight makes one step a round. Two rays agree that met the same leaves, in the same
+/// order, and took as many steps. Both numbers fall to the stream in passing: one operation for
+/// each leaf, and two for each ray.
+class GasStreamTrial {
+  public:
+    static constexpr unsigned ray_count = 128;
+
+    void start_ray(unsigned ray, unsigned round) { m_rays[ray % ray_count] = {0, 0u - round}; }
+    /// A ray that goes alone, whatever the others do.
+    void skip_ray(unsigned ray) { m_rays[ray % ray_count] = {0, 0}; }
+    void visit_leaf(unsigned ray, unsigned leaf) {
+        std::uint32_t& leaves = m_rays[ray % ray_count].leaves;
+        leaves = leaves * 0x01000193u + leaf + 1;
+    }
+    void end_ray(unsigned ray, unsigned round) { m_rays[ray % ray_count].steps += round; }
+
+    /// Whether at least half of the rays did what the ray before them did. The trial was over
+    /// `ray_count` rays from `first` on.
+    bool is_coherent(unsigned first) const {
+        unsigned agreed = 0;
+        for (unsigned i = 1; i < ray_count; ++i) {
+            const Ray& ray = m_rays[(first + i) % ray_count];
+            const Ray& before = m_rays[(first + i - 1) % ray_count];
+            agreed += ray.leaves == before.leaves && ray.steps == before.steps;
+        }
+        return 2 * agreed >= ray_count;
+    }
+
+  private:
+    struct Ray {
+        /// A hash of the leaves that were visited.
+        std::uint32_t leaves;
+        std::uint32_t steps;
+    };
+    Ray m_rays[ray_count] = {};
+};
 
 /// One query over the rays of a batch in a tree with wide nodes: in flight together, or one by one
-/// where that is faster.
+/// where they are coherent.
 ///
-/// In flight, no ray waits for memory or for a mispredicted branch. Rays that do what the ray
-/// before them did, in a tree that the cache holds, wait for neither when they go alone, with half
-/// of the instructions. Nothing about rays or tree tells beforehand what holds, so that a few rays
-/// of every couple of thousands go each way, by the clock: up to three times as fast for rays from
-/// a camera in a small scene, for 2 or 3 % of the time of others.
+/// In flight, no ray waits for memory or for a mispredicted branch. Coherent rays, which do what
+/// the ray before them did, wait for neither when they go alone, with half of the instructions: up
+/// to twice as fast for rays from a camera in a small scene, while incoherent rays are that much
+/// faster together. So the first rays of every couple of thousands, a trial, go together, and the
+/// others as those suggest. Which way rays go depends on the batch alone.
 ///
 /// `call_leaf` calls a leaf of the ray in the view's range; `trace_alone(ray)` traces one.
 template <typename Query, typename Nodes, typename Boxes, GasTraversable Tree, typename CallLeaf,
@@ -39,31 +71,23 @@ class GasRayStream {
 
     void trace(unsigned first, unsigned end) {
         m_next_ray = first;
-        while (end - m_next_ray >= least_for_trial)
-            trace_faster(end);
+        while (end - m_next_ray >= least_for_trial) {
+            const unsigned trial = m_next_ray;
+            trace_together(trial + GasStreamTrial::ray_count);
+            const unsigned left = end - m_next_ray;
+            const unsigned next_trial =
+                m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
+            if (m_trial.is_coherent(trial))
+                trace_one_by_one(next_trial);
+            else
+                trace_together(next_trial);
+        }
         trace_together(end);
     }
 
   private:
-    static constexpr unsigned rays_alone = 32;
-    static constexpr unsigned rays_together = 128;
-    static constexpr unsigned least_for_trial = 256;
+    static constexpr unsigned least_for_trial = 2 * GasStreamTrial::ray_count;
     static constexpr unsigned rays_between_trials = 2048;
-
-    /// Finds out which way is faster and sends some rays that way.
-    void trace_faster(unsigned batch_end) {
-        const double alone =
-            gas_get_time_per_ray(rays_alone, [&] { trace_one_by_one(m_next_ray + rays_alone); });
-        const double together = gas_get_time_per_ray(
-            rays_together, [&] { trace_together(m_next_ray + rays_together); });
-        const unsigned left = batch_end - m_next_ray;
-        const unsigned end = m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
-        // The rays that are left at the end of a trial are too few to fill the flight.
-        if (alone < 0.9 * together)
-            trace_one_by_one(end);
-        else
-            trace_together(end);
-    }
 
     void trace_one_by_one(unsigned end) {
         while (m_next_ray < end)
@@ -77,13 +101,15 @@ class GasRayStream {
             m_shader,
             GasStreamLists::slot_count * stack_size * bytes_per_entry / sizeof(GasStackEntry) + 1);
         GasTreeCtx& ctx = lease.get();
-        const auto start_next = [&](auto& slot) {
+        const auto start_next = [&](auto& slot, unsigned round) {
+            m_trial.end_ray(slot.get_ray_index(), round);
             unsigned step = take_next_ray;
             while (step == take_next_ray && m_next_ray < end)
-                step = start_ray(slot, ctx);
+                step = start_ray(slot, ctx, round);
             return step;
         };
         const auto call_leaf = [&](unsigned leaf, unsigned ray) {
+            m_trial.visit_leaf(ray, leaf);
             select(ray);
             m_call_leaf(leaf);
         };
@@ -97,12 +123,18 @@ class GasRayStream {
     }
 
     /// Gives the next ray to `slot`; a ray that wide nodes cannot serve is traced here and now.
-    template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx) {
+    template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx, unsigned round) {
         const unsigned ray = m_next_ray++;
         const GasLaneRay lane_ray = get_lane_ray(ray);
         const Boxes boxes(m_tree, m_shader, gas_host::get_time(m_view, ray));
-        if (boxes.is_ready() && GasWideRay::can_trace(lane_ray))
-            return slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
+        if (boxes.is_ready() && GasWideRay::can_trace(lane_ray)) {
+            m_trial.start_ray(ray, round);
+            const unsigned step = slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
+            if (step == take_next_ray)
+                m_trial.end_ray(ray, round);
+            return step;
+        }
+        m_trial.skip_ray(ray);
         m_trace_alone(ray);
         return take_next_ray;
     }
@@ -122,6 +154,7 @@ class GasRayStream {
     const CallLeaf& m_call_leaf;
     const TraceAlone& m_trace_alone;
     const Probe& m_probe;
+    GasStreamTrial m_trial;
     unsigned m_next_ray = 0;
 };
 

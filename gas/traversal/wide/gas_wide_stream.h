@@ -70,6 +70,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
         return gas_follow_or_resume(m_query, m_history, shorten, resume) ? pop() : take_next_ray;
     }
 
+    /// Its ray, or the last one it had; 0 before the first.
     unsigned get_ray_index() const { return m_ray_index; }
 
   private:
@@ -99,15 +100,15 @@ template <typename Boxes, typename Query> class GasStreamRay {
     GasWideEntry* m_entries;
     unsigned m_size;
     unsigned m_reference;
-    unsigned m_ray_index;
+    unsigned m_ray_index = 0;
     Query m_query;
     GasBoundHistory<Query> m_history;
 };
 
-/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot)` starts the
-/// next one there is and returns its step, `take_next_ray` when there is none; `call_leaf(leaf,
-/// ray)` calls a leaf; `resume(ray, query)` takes over a ray whose bound was lost. `stacks` has
-/// room for `stack_size` entries for each slot.
+/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot,
+/// round)` starts the next one there is and returns its step, `take_next_ray` when there is none;
+/// `call_leaf(leaf, ray)` calls a leaf; `resume(ray, query)` takes over a ray whose bound was lost.
+/// `stacks` has room for `stack_size` entries for each slot.
 template <typename Boxes, typename Query, typename Tree, typename StartNext, typename CallLeaf,
           typename Resume, typename Probe>
 void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
@@ -117,8 +118,8 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
         rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
-    while (!lists.is_empty()) {
-        lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot]); });
+    for (unsigned round = 0; !lists.is_empty(); ++round) {
+        lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot], round); });
         lists.dismiss();
         lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(probe); });
         lists.advance<visit_leaf>([&](unsigned slot) {

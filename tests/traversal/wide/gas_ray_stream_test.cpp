@@ -282,4 +282,103 @@ INSTANTIATE_TEST_SUITE_P(Queries, RayStream,
                                     (std::get<bool>(param.param) ? "_wide" : "_binary");
                          });
 
+/// Which way the rays of a large batch go shows in the order of calls: alone, the calls of each ray
+/// stand together.
+class StreamWay : public testing::TestWithParam<RayQuery> {
+  protected:
+    static constexpr unsigned batch_size = 3000;
+    static constexpr unsigned trial_size = 128;
+
+    StreamWay() : calls(tree), batch(batch_size) {
+        tree.set_wide_nodes(true);
+        const std::vector<naive::Box> boxes = support::row_of_boxes(40);
+        support::build(tree, boxes);
+        support::fill_samples(tree, {boxes, boxes});
+        shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    }
+
+    /// Ray r meets the boxes from `get_first(r)` on.
+    template <typename GetFirst> void aim(const GetFirst& get_first) {
+        for (unsigned ray = 0; ray < batch_size; ++ray)
+            batch.set_ray(ray, {10.0 * get_first(ray) - 1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0,
+                          1000.0);
+    }
+
+    std::vector<std::pair<int, unsigned>> run() {
+        batch.reset_hits();
+        support::trace_stream(tree, GetParam(), shader, batch.get_ctx());
+        std::vector<std::pair<int, unsigned>> order;
+        for (const LeafCall& call : calls.calls)
+            order.emplace_back(call.first_ray, call.item);
+        calls.calls.clear();
+        return order;
+    }
+
+    /// How often the next call is for another ray, for rays from `first` on.
+    static unsigned count_switches(const std::vector<std::pair<int, unsigned>>& order, int first) {
+        unsigned switches = 0;
+        int ray = -1;
+        for (const auto& [of_ray, item] : order) {
+            if (of_ray < first)
+                continue;
+            switches += of_ray != ray;
+            ray = of_ray;
+        }
+        return switches;
+    }
+
+    GasTree tree;
+    RecordingCallbacks calls;
+    TestShader shader;
+    GeometryRayBatch batch;
+};
+
+TEST_P(StreamWay, CoherentRaysGoAloneAfterTheFirst) {
+    aim([](unsigned) { return 20u; });
+    const auto order = run();
+    EXPECT_EQ(order.size(), batch_size * 20u);
+    // All but those of the two trials.
+    const unsigned alone = 2048;
+    EXPECT_LT(count_switches(order, 0), (batch_size - alone) * 20 + alone + 1);
+    for (std::size_t call = 0; call < 20; ++call) {
+        EXPECT_EQ(order[trial_size * 20 + call].first, static_cast<int>(trial_size));
+        EXPECT_EQ(order[trial_size * 20 + call].second, 20 + call);
+    }
+}
+
+TEST_P(StreamWay, IncoherentRaysGoTogether) {
+    aim([](unsigned ray) { return ray * 7 % 40; });
+    const auto order = run();
+    // Hardly two calls in succession are for the same ray.
+    EXPECT_GT(count_switches(order, 0), order.size() * 9 / 10);
+}
+
+TEST_P(StreamWay, EachPartOfABatchGoesItsWay) {
+    constexpr unsigned half = 2176; // a trial and the rays that follow it
+    aim([](unsigned ray) { return ray < half ? ray * 7 % 40 : 20u; });
+    const auto order = run();
+    EXPECT_GT(count_switches(order, 0) - count_switches(order, static_cast<int>(half)), half * 15);
+    EXPECT_EQ(count_switches(order, static_cast<int>(half + trial_size)),
+              batch_size - half - trial_size);
+}
+
+TEST_P(StreamWay, TheSameBatchHasTheSameCallsInTheSameOrder) {
+    for (const unsigned step : {0u, 7u}) {
+        aim([&](unsigned ray) { return ray * step % 40; });
+        const auto order = run();
+        EXPECT_EQ(run(), order);
+        TestShader fresh;
+        fresh.set_motion_blur(shader.get_motion_blur());
+        batch.reset_hits();
+        support::trace_stream(tree, GetParam(), fresh, batch.get_ctx());
+        ASSERT_EQ(calls.calls.size(), order.size());
+        for (std::size_t call = 0; call < order.size(); ++call)
+            EXPECT_EQ(calls.calls[call].first_ray, order[call].first);
+        calls.calls.clear();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Queries, StreamWay, testing::ValuesIn(support::all_ray_queries),
+                         [](const auto& query) { return support::name(query.param); });
+
 } // namespace
