@@ -73,7 +73,9 @@ class GasRayStream {
         m_next_ray = first;
         while (end - m_next_ray >= least_for_trial) {
             const unsigned trial = m_next_ray;
+            m_is_trial = true;
             trace_together(trial + GasStreamTrial::ray_count);
+            m_is_trial = false;
             const unsigned left = end - m_next_ray;
             const unsigned next_trial =
                 m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
@@ -102,14 +104,16 @@ class GasRayStream {
             GasStreamLists::slot_count * stack_size * bytes_per_entry / sizeof(GasStackEntry) + 1);
         GasTreeCtx& ctx = lease.get();
         const auto start_next = [&](auto& slot, unsigned round) {
-            m_trial.end_ray(slot.get_ray_index(), round);
+            if (m_is_trial)
+                m_trial.end_ray(slot.get_ray_index(), round);
             unsigned step = take_next_ray;
             while (step == take_next_ray && m_next_ray < end)
                 step = start_ray(slot, ctx, round);
             return step;
         };
         const auto call_leaf = [&](unsigned leaf, unsigned ray) {
-            m_trial.visit_leaf(ray, leaf);
+            if (m_is_trial)
+                m_trial.visit_leaf(ray, leaf);
             select(ray);
             m_call_leaf(leaf);
         };
@@ -155,6 +159,7 @@ class GasRayStream {
     const TraceAlone& m_trace_alone;
     const Probe& m_probe;
     GasStreamTrial m_trial;
+    bool m_is_trial = false;
     unsigned m_next_ray = 0;
 };
 
