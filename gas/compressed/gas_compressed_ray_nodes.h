@@ -10,7 +10,7 @@
 inline namespace gas_abi1 {
 
 /// Node sources of GasCompressedTree for single rays: they keep the current node's decoded box at
-/// hand and those of waiting nodes at their place in the stack, without slots.
+/// hand and those of pending nodes at their place in the stack, without slots.
 
 /// One set of boxes on the way down: the current node's, and its children's once it is expanded.
 class GasDecodedBoxes {
@@ -138,7 +138,7 @@ class GasCompressedMotionNodes {
           m_later_records(tree.get_motion_blur_records(m_blend.sample + 1)) {
         m_earlier = GasDecodedBoxes(tree.get_blurred_bbox(m_blend.sample));
         m_later = GasDecodedBoxes(tree.get_blurred_bbox(m_blend.sample + 1));
-        // Two boxes for each waiting node.
+        // Two boxes for each pending node.
         ctx.reserve_decoded_boxes(2 * std::size_t{ctx.stack_capacity});
         m_stacked_boxes = ctx.decoded_boxes;
     }

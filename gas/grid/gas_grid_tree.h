@@ -154,6 +154,10 @@ class GAS_EXPORT GasGridTree {
   private:
     friend struct GasGridAccess;
 
+    void build(const GMathBbox3<float>* bboxes, unsigned count, unsigned target_cell_count,
+               const unsigned* indices, AppProgressBar* progress_bar,
+               SysThreadTaskManager* task_manager, unsigned thread_count);
+
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
     void detach();

@@ -5,11 +5,11 @@
 
 inline namespace gas_abi1 {
 
-/// A box, each coordinate in all four lanes, for an even batch, whose rays lie in one octant: along
-/// each axis all inverse directions are finite and of one sign, and all origins are finite. All
-/// rays meet a box's planes in one order, so that the test need not sort distances. It gives the
-/// result of GasTreeSimdNode.
-struct GasEvenBox {
+/// A box, each coordinate in all four lanes, for the rays of a batch in one octant: along each axis
+/// all inverse directions are finite and of one sign, and all origins are finite. All rays meet a
+/// box's planes in one order, so that the test need not sort distances. It gives the result of
+/// GasTreeSimdNode.
+struct GasOctantBox {
     SimdF near[3];
     SimdF far[3];
 

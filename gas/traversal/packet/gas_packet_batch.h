@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <limits>
 
-#include <gas/core/gas_box_tests.h>
 #include <gas/traversal/frame/gas_raytrace_frame.h>
 #include <gas/traversal/packet/gas_packet_bounds.h>
 
@@ -32,7 +31,7 @@ class GasPacketBatch {
         for (unsigned packet = m_first_packet; packet <= m_last_packet; ++packet)
             fill(packet, first, last);
         find_signs(first);
-        if (!m_is_even || !has_bounds())
+        if (!m_is_in_octant || !has_bounds())
             return;
         const GasPacketBounder bounder(m_packets, m_first_packet, m_last_packet);
         for (unsigned group = get_group(m_first_packet); group <= get_group(m_last_packet); ++group)
@@ -45,10 +44,11 @@ class GasPacketBatch {
         return gas_host::get_line(m_data, static_cast<unsigned>(ray));
     }
     decltype(auto) get_first_line() const { return get_line(m_first_ray); }
-    /// See GasEvenBox.
-    bool is_even() const { return m_is_even; }
+    /// Whether GasOctantBox serves the batch.
+    bool is_in_octant() const { return m_is_in_octant; }
     const SimdF& get_signs() const { return m_signs; }
-    /// The bounds of sixteen packets, from 16 * group on; for even batches of several packets.
+    /// The bounds of sixteen packets, from 16 * group on; for batches of several packets in one
+    /// octant.
     const GasPacketBounds& get_bounds(unsigned group) const { return m_bounds[group]; }
 
     /// Reads back the hit distances of rays first..last after a callback.
@@ -63,7 +63,7 @@ class GasPacketBatch {
             is_changed |= ((lanes <= distances) & (distances <= lanes)).get_mask() != 15;
             lanes = distances;
         }
-        if (!is_changed || !m_is_even || !has_bounds())
+        if (!is_changed || !m_is_in_octant || !has_bounds())
             return;
         const GasPacketBounder bounder(m_packets, m_first_packet, m_last_packet);
         for (unsigned group = get_group(first_packet); group <= get_group(last_packet); ++group)
@@ -145,7 +145,7 @@ class GasPacketBatch {
         packet.tfar = lanes.gather(packet.tfar, read_far());
     }
 
-    /// Sets the signs of the first ray's directions, and whether the batch is even.
+    /// Sets the signs of the first ray's directions, and whether the batch is in one octant.
     void find_signs(int first) {
         const GasSimdRays& start = m_packets[m_first_packet];
         const unsigned lane = static_cast<unsigned>(first) % 4;
@@ -163,14 +163,14 @@ class GasPacketBatch {
             return (SimdF(0.0f) < size) & (size <= largest) & (origin <= largest) &
                    (SimdF(0.0f) - largest <= origin);
         };
-        SimdF even = SimdF(0.0f) <= SimdF(0.0f);
+        SimdF in_octant = SimdF(0.0f) <= SimdF(0.0f);
         for (unsigned i = m_first_packet; i <= m_last_packet; ++i) {
             const GasSimdRays& packet = m_packets[i];
-            even = even & check(packet.origin_x, packet.inverse_direction_x, sign_x) &
-                   check(packet.origin_y, packet.inverse_direction_y, sign_y) &
-                   check(packet.origin_z, packet.inverse_direction_z, sign_z);
+            in_octant = in_octant & check(packet.origin_x, packet.inverse_direction_x, sign_x) &
+                        check(packet.origin_y, packet.inverse_direction_y, sign_y) &
+                        check(packet.origin_z, packet.inverse_direction_z, sign_z);
         }
-        m_is_even = even.get_mask() == 15;
+        m_is_in_octant = in_octant.get_mask() == 15;
     }
 
     GeometryRaytraceData& m_data;
@@ -180,7 +180,7 @@ class GasPacketBatch {
     GasSimdRays* m_packets;
     GasPacketBounds* m_bounds;
     SimdF m_signs;
-    bool m_is_even;
+    bool m_is_in_octant;
 };
 
 } // namespace gas_abi1

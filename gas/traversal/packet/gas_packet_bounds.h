@@ -7,7 +7,7 @@
 inline namespace gas_abi1 {
 
 /// Bounds of the rays of sixteen packets, a lane for each block of four packets. They prove that a
-/// block misses a box without testing its rays. For even batches (gas_octant_box.h).
+/// block misses a box without testing its rays. For batches in one octant (gas_octant_box.h).
 struct GasPacketBounds {
     static constexpr unsigned block_size = 4;
     static constexpr unsigned packet_count = 4 * block_size;
@@ -24,7 +24,7 @@ struct GasPacketBounds {
     /// The blocks that may hit the box, as a mask. Rounding is monotone, so no ray enters earlier
     /// or leaves later than the ends of the intervals. The only NaN here comes from a box's plane,
     /// and it is ignored as in a ray's own test.
-    int test(const GasEvenBox& box) const {
+    int test(const GasOctantBox& box) const {
         SimdF entry = near_distance;
         SimdF exit = far_distance;
         for (unsigned axis = 0; axis < 3; ++axis) {

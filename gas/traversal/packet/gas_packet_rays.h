@@ -49,10 +49,10 @@ class GasMixedPackets {
     GasPacketBatch& m_batch;
 };
 
-/// Even batches (one octant): blocks of sixteen rays whose bounds miss the box are skipped.
-class GasEvenPackets {
+/// Batches in one octant: blocks of sixteen rays whose bounds miss the box are skipped.
+class GasOctantPackets {
   public:
-    explicit GasEvenPackets(GasPacketBatch& batch)
+    explicit GasOctantPackets(GasPacketBatch& batch)
         : m_batch(batch), m_packets(batch.get_packets()), m_signs(batch.get_signs()) {}
 
     template <typename IsOutside>
@@ -145,7 +145,7 @@ class GasEvenPackets {
     GasPacketBatch& m_batch;
     const GasSimdRays* m_packets;
     SimdF m_signs;
-    GasEvenBox m_box;
+    GasOctantBox m_box;
 };
 
 } // namespace gas_abi1

@@ -68,6 +68,7 @@ void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame
     GasTreeCtx& ctx = lease.get();
     GasTraversalAccess::init_traversal(tree, ctx);
 
+    GasStackEntry* const stack = gas_view_stack<GasStackEntry>(ctx);
     unsigned stack_size = 0;
     unsigned node = 0;
     for (;;) {
@@ -86,7 +87,7 @@ void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame
                 unsigned right;
                 GasTraversalAccess::get_node_children(tree, ctx, node, left, right);
                 GasTraversalAccess::free_node(tree, ctx, node);
-                ctx.stack[stack_size++] = {order != 0 ? left : right, 0.0f, first, last, 0};
+                stack[stack_size++] = {order != 0 ? left : right, 0.0f, first, last, 0};
                 node = order != 0 ? right : left;
                 continue;
             }
@@ -98,7 +99,7 @@ void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame
         GasTraversalAccess::free_node(tree, ctx, node);
         if (stack_size == 0)
             break;
-        const GasStackEntry& top = ctx.stack[--stack_size];
+        const GasStackEntry& top = stack[--stack_size];
         node = top.node;
         first = top.first_ray;
         last = top.last_ray;
@@ -126,8 +127,8 @@ void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
     } else {
         GasPacketBatch batch(frame, first, last);
-        if (batch.is_even()) {
-            GasEvenPackets rays(batch);
+        if (batch.is_in_octant()) {
+            GasOctantPackets rays(batch);
             gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
         } else {
             GasMixedPackets rays(batch);

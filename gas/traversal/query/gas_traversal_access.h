@@ -1,12 +1,23 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
+#include <new>
+#include <type_traits>
 
 #include <gas/core/gas_bbox.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 
 inline namespace gas_abi1 {
+
+/// Makes the memory of a frame's stack an array of another kind of entry, as many as fit; what it
+/// held is lost. Costs nothing: the entries start without a value.
+template <typename Entry> Entry* gas_view_stack(const GasTreeCtx& ctx) {
+    static_assert(std::is_trivial_v<Entry> && alignof(Entry) <= alignof(GasStackEntry));
+    const std::size_t size = ctx.stack_capacity * sizeof(GasStackEntry);
+    return ::new (static_cast<void*>(ctx.stack)) Entry[size / sizeof(Entry)];
+}
 
 /// Counts nothing: the probe of the shipped engines. A probe hears of every node that a walk
 /// expands, a wide one once, and of every call of a leaf's callback.

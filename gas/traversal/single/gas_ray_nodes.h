@@ -7,8 +7,8 @@
 
 inline namespace gas_abi1 {
 
-/// Node sources: a walk's current node, where boxes come from, how a child waits on the stack, and
-/// which callbacks are meant.
+/// Node sources: a walk's current node, where boxes come from, and how a pending child is kept on
+/// the stack.
 
 /// Two neighbouring motion-blur samples and how they blend at a ray's time.
 struct GasSampleBlend {
@@ -72,11 +72,11 @@ template <GasTraversable Tree, typename Boxes> class GasTreeNodes {
     template <unsigned child> void drop_child() const {
         GasTraversalAccess::free_node(m_tree, m_ctx, m_children[child]);
     }
-    /// The child waits in `entry`, at `position` of the stack.
+    /// Keeps the child in `entry`, at `position` of the stack.
     template <unsigned child> void push_child(GasStackEntry& entry, unsigned) const {
         entry.node = m_children[child];
     }
-    /// Moves to a node that waited.
+    /// Moves to a pending node.
     void pop(const GasStackEntry& entry, unsigned) { m_node = entry.node; }
     /// The current node is done with: visited as a leaf, or out of reach.
     void drop() const { GasTraversalAccess::free_node(m_tree, m_ctx, m_node); }

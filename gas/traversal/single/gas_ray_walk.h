@@ -70,7 +70,7 @@ bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const SimdF& far_distance,
 template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
 void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, GasTreeCtx& ctx,
                     Query& query, const CallLeaf& call_leaf, Probe& probe) {
-    GasWalkStack stack = {ctx.stack, 0};
+    GasWalkStack stack = {gas_view_stack<GasStackEntry>(ctx), 0};
     float entry_distance = lane_ray.near_distance.get_first();
     double bound = query.get_bound();
     SimdF far_distance(static_cast<float>(bound));

@@ -4,7 +4,6 @@
 
 #include <gas/core/gas_box_pair.h>
 #include <gas/core/gas_box_tests.h>
-#include <gas/traversal/frame/gas_tree_ctx.h>
 
 inline namespace gas_abi1 {
 

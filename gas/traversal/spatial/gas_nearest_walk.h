@@ -14,19 +14,30 @@ inline namespace gas_abi1 {
 /// distance are ordered as a depth-first walk finds them that takes the nearer child first, and the
 /// second of two at the same distance.
 ///
-/// The walk's three tables share the entries of a frame's stack, one entry for each node of the
-/// tree, and use different words of them.
+/// The walk's three tables share records on a frame's stack, one for each node of the tree.
+struct GasNearRecord {
+    /// A pending node, how near its box is to the point, and its link.
+    unsigned node;
+    float squared_distance;
+    unsigned link;
+    /// The link of a leaf that was found.
+    unsigned leaf_link;
+    /// The link of an opened node.
+    unsigned opened_link;
+};
+
+static_assert(sizeof(GasNearRecord) == sizeof(GasStackEntry), "one for each entry of the stack");
 
 /// The places of nodes and leaves in that depth-first walk. `link` of a child is twice the number
 /// of its parent, in the order in which nodes are expanded, and one more for the child that is
-/// last. The links of expanded nodes are in the entries' fifth words.
+/// last.
 class GasDepthFirstOrder {
   public:
-    explicit GasDepthFirstOrder(GasStackEntry* entries) : m_entries(entries) {}
+    explicit GasDepthFirstOrder(GasNearRecord* records) : m_records(records) {}
 
     /// Returns the link of the child that goes first.
     unsigned open(unsigned link) {
-        m_entries[m_opened_count].extra = link;
+        m_records[m_opened_count].opened_link = link;
         return 2 * m_opened_count++;
     }
 
@@ -35,33 +46,32 @@ class GasDepthFirstOrder {
     bool is_before(unsigned link, unsigned other) const {
         while (link / 2 != other / 2) {
             unsigned& higher = link > other ? link : other;
-            higher = m_entries[higher / 2].extra;
+            higher = m_records[higher / 2].opened_link;
         }
         return link < other;
     }
 
   private:
-    GasStackEntry* m_entries;
+    GasNearRecord* m_records;
     unsigned m_opened_count = 0;
 };
 
-/// The order of a leaf among those of GasNearestLeaves, whose links are in the entries' fourth
-/// words.
+/// The order of a leaf among those that GasNearestLeaves holds.
 class GasLinkOrder {
   public:
-    GasLinkOrder(GasStackEntry* entries, const GasDepthFirstOrder& order, unsigned link)
-        : m_entries(entries), m_order(order), m_link(link) {}
+    GasLinkOrder(GasNearRecord* records, const GasDepthFirstOrder& order, unsigned link)
+        : m_records(records), m_order(order), m_link(link) {}
 
     bool is_before(unsigned place) const { return m_order.is_before(m_link, get(place)); }
     void move_up(unsigned place) const {
-        m_entries[place + 1].last_ray = m_entries[place].last_ray;
+        m_records[place + 1].leaf_link = m_records[place].leaf_link;
     }
-    void put(unsigned place) const { m_entries[place].last_ray = static_cast<int>(m_link); }
+    void put(unsigned place) const { m_records[place].leaf_link = m_link; }
 
   private:
-    unsigned get(unsigned place) const { return static_cast<unsigned>(m_entries[place].last_ray); }
+    unsigned get(unsigned place) const { return m_records[place].leaf_link; }
 
-    GasStackEntry* m_entries;
+    GasNearRecord* m_records;
     const GasDepthFirstOrder& m_order;
     unsigned m_link;
 };
@@ -73,13 +83,13 @@ struct GasNearNode {
     unsigned link;
 };
 
-/// The pending nodes, in the entries' first three words; the last one is visited next.
+/// The pending nodes; the last one is visited next.
 class GasNearNodes {
   public:
-    explicit GasNearNodes(GasStackEntry* entries) : m_entries(entries) {}
+    explicit GasNearNodes(GasNearRecord* records) : m_records(records) {}
 
     bool is_next_nearer(float squared_distance) const {
-        return m_count > 0 && m_entries[m_count - 1].entry_distance < squared_distance;
+        return m_count > 0 && m_records[m_count - 1].squared_distance < squared_distance;
     }
 
     /// Puts a node below the nearer ones, but not far down: an exact order would take longer than
@@ -88,31 +98,31 @@ class GasNearNodes {
         constexpr unsigned most_moved = 16;
         const unsigned lowest = m_count > most_moved ? m_count - most_moved : 0;
         unsigned place = m_count++;
-        for (; place > lowest && m_entries[place - 1].entry_distance < node.squared_distance;
+        for (; place > lowest && m_records[place - 1].squared_distance < node.squared_distance;
              --place) {
-            m_entries[place].node = m_entries[place - 1].node;
-            m_entries[place].entry_distance = m_entries[place - 1].entry_distance;
-            m_entries[place].first_ray = m_entries[place - 1].first_ray;
+            m_records[place].node = m_records[place - 1].node;
+            m_records[place].squared_distance = m_records[place - 1].squared_distance;
+            m_records[place].link = m_records[place - 1].link;
         }
-        m_entries[place].node = node.node;
-        m_entries[place].entry_distance = node.squared_distance;
-        m_entries[place].first_ray = static_cast<int>(node.link);
+        m_records[place].node = node.node;
+        m_records[place].squared_distance = node.squared_distance;
+        m_records[place].link = node.link;
     }
 
     /// The next pending node up to `limit`; false: there is none.
     bool take_next(float limit, GasNearNode& node) {
         while (m_count > 0) {
-            const GasStackEntry& next = m_entries[--m_count];
-            if (next.entry_distance > limit)
+            const GasNearRecord& next = m_records[--m_count];
+            if (next.squared_distance > limit)
                 continue;
-            node = {next.node, next.entry_distance, static_cast<unsigned>(next.first_ray)};
+            node = {next.node, next.squared_distance, next.link};
             return true;
         }
         return false;
     }
 
   private:
-    GasStackEntry* m_entries;
+    GasNearRecord* m_records;
     unsigned m_count = 0;
 };
 
@@ -124,8 +134,9 @@ class GasNearNodes {
 template <GasTraversable Tree, typename Probe>
 void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& search,
                       bool is_limited, GasNearestLeaves& nearest, Probe& probe) {
-    GasDepthFirstOrder order(ctx.stack);
-    GasNearNodes waiting(ctx.stack);
+    GasNearRecord* const records = gas_view_stack<GasNearRecord>(ctx);
+    GasDepthFirstOrder order(records);
+    GasNearNodes pending(records);
     // Leaves beyond this squared distance are dropped. One at the distance of the last leaf may
     // replace it by its place in the order; the factor exceeds the difference of squares with the
     // same rounded root.
@@ -135,7 +146,7 @@ void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& s
         probe.call_leaf();
         if (nearest.insert(GasTraversalAccess::get_leaf_value(tree, ctx, leaf.node),
                            search.get_center_distance(min, max),
-                           GasLinkOrder(ctx.stack, order, leaf.link)) &&
+                           GasLinkOrder(records, order, leaf.link)) &&
             nearest.is_full()) {
             const float largest = nearest.get_largest_distance();
             limit = largest * largest * (1.0f + 0x1p-22f);
@@ -149,7 +160,7 @@ void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& s
         if (GasTraversalAccess::is_node_a_leaf(tree, ctx, child.node)) {
             take_leaf(child, min, max);
         } else if (goes_on) {
-            waiting.add(child);
+            pending.add(child);
         } else {
             goes_on = true;
             now = child;
@@ -176,11 +187,11 @@ void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& s
             offer({first, first_distance, link + 1}, first_min, first_max);
         }
         if (goes_on &&
-            (waiting.is_next_nearer(now.squared_distance) || now.squared_distance > limit)) {
-            waiting.add(now);
+            (pending.is_next_nearer(now.squared_distance) || now.squared_distance > limit)) {
+            pending.add(now);
             goes_on = false;
         }
-    } while (goes_on || waiting.take_next(limit, now));
+    } while (goes_on || pending.take_next(limit, now));
 }
 
 /// The whole of GasTree::get_nearest_leaves.

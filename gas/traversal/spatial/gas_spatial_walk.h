@@ -1,10 +1,8 @@
 #pragma once
 
-#include <cassert>
 #include <cstddef>
 
 #include <gas/core/gas_box_tests.h>
-#include <gas/core/gas_numeric.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
 inline namespace gas_abi1 {
@@ -20,6 +18,7 @@ template <GasTraversable Tree, typename Search, typename Visit, typename Probe>
 void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit,
                     Probe& probe) {
     GasTraversalAccess::init_traversal(tree, ctx);
+    GasStackEntry* const stack = gas_view_stack<GasStackEntry>(ctx);
     unsigned stack_size = 0;
     unsigned node = 0;
     bool walking = true;
@@ -50,14 +49,14 @@ void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, con
                         node = second;
                         pending = first;
                     }
-                    ctx.stack[stack_size++].node = pending;
+                    stack[stack_size++].node = pending;
                 }
             }
         }
         if (!descended) {
             walking = stack_size > 0;
             if (walking)
-                node = ctx.stack[--stack_size].node;
+                node = stack[--stack_size].node;
         }
     }
     GasTraversalAccess::deinit_traversal(tree, ctx);

@@ -106,8 +106,8 @@ class GasRayStream {
         const auto start_next = [&](auto& slot, unsigned round) {
             if (m_is_trial)
                 m_trial.end_ray(slot.get_ray_index(), round);
-            unsigned step = take_next_ray;
-            while (step == take_next_ray && m_next_ray < end)
+            unsigned step = GasStreamStep::take_next_ray;
+            while (step == GasStreamStep::take_next_ray && m_next_ray < end)
                 step = start_ray(slot, ctx, round);
             return step;
         };
@@ -122,7 +122,7 @@ class GasRayStream {
             gas_resume_walk<Nodes>(get_lane_ray(ray), gas_host::get_time(m_view, ray), m_tree,
                                    next.get(), m_shader, query, m_call_leaf, m_probe);
         };
-        gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_get_wide_entries(ctx), stack_size,
+        gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_view_stack<GasWideEntry>(ctx), stack_size,
                                             start_next, call_leaf, resume, m_probe);
     }
 
@@ -134,13 +134,13 @@ class GasRayStream {
         if (boxes.is_ready() && GasWideRay::can_trace(lane_ray)) {
             m_trial.start_ray(ray, round);
             const unsigned step = slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
-            if (step == take_next_ray)
+            if (step == GasStreamStep::take_next_ray)
                 m_trial.end_ray(ray, round);
             return step;
         }
         m_trial.skip_ray(ray);
         m_trace_alone(ray);
-        return take_next_ray;
+        return GasStreamStep::take_next_ray;
     }
 
     GasLaneRay get_lane_ray(unsigned ray) const {

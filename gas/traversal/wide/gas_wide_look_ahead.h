@@ -46,7 +46,7 @@ GAS_NO_INLINE void gas_walk_wide_front(const Boxes& boxes, const GasLaneRay& lan
     const double bound = query.get_bound();
     const SimdF limit(Query::get_limit(bound));
     GasBoundHistory<Query> history(bound);
-    GasWideEntry* const entries = gas_get_wide_entries(ctx);
+    GasWideEntry* const entries = gas_view_stack<GasWideEntry>(ctx);
     entries[0] = {0, lane_ray.near_distance.get_first()};
     unsigned size = 1;
     while (size > 0) {

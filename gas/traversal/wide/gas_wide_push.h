@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gas/core/gas_compiler.h>
-#include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/traversal/wide/gas_wide_boxes.h>
 #include <gas/traversal/wide/gas_wide_orders.h>
 
@@ -18,11 +17,6 @@ struct GasWideEntry {
 
 static_assert(2 * sizeof(GasStackEntry) == 5 * sizeof(GasWideEntry),
               "a frame that has two entries for each level has five of these");
-
-/// A frame's stack as one of such entries.
-inline GasWideEntry* gas_get_wide_entries(const GasTreeCtx& ctx) {
-    return static_cast<GasWideEntry*>(static_cast<void*>(ctx.stack));
-}
 
 /// Puts what a ray reaches of wide node `node` at `top`, the last one to be visited first, and
 /// returns how many entries that are; four are written. Nothing branches on boxes, so that other

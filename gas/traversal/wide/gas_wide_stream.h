@@ -1,9 +1,10 @@
 #pragma once
 
+#include <bit>
+#include <cstdint>
 #include <limits>
 
 #include <gas/traversal/query/gas_bound_history.h>
-#include <gas/traversal/wide/gas_stream_lists.h>
 #include <gas/traversal/wide/gas_wide_push.h>
 
 inline namespace gas_abi1 {
@@ -14,6 +15,66 @@ inline namespace gas_abi1 {
 /// Here rays take turns, a step each; the next node of each is on its way meanwhile, and within a
 /// step nothing branches on what the boxes are. Each ray visits what its own walk visits, in that
 /// order.
+
+/// What a ray does next. Rays that do the same are served in one run, so that no branch has to be
+/// guessed from ray to ray.
+struct GasStreamStep {
+    enum Value : unsigned { expand_node, visit_leaf, take_next_ray = 3 };
+};
+
+/// The rays of a stream that are in flight, as sets by what they do next.
+class GasStreamLists {
+  public:
+    /// Rays in flight. Enough to hide the wait for memory; few enough for their state to stay in
+    /// the nearest cache, and for a set of them to be a word.
+    static constexpr unsigned slot_count = 32;
+
+    /// All slots are at `take_next_ray`.
+    GasStreamLists() : m_nodes(0), m_leaves(0), m_new_rays(~std::uint32_t{0}) {}
+
+    bool is_empty() const { return (m_nodes | m_leaves | m_new_rays) == 0; }
+
+    /// Calls `run(slot)` for the slots at `step`; it returns the step of each that follows. The
+    /// sets are computed from the two bits of a step: where a ray went to decides over no address
+    /// that the next ray's run depends on.
+    template <GasStreamStep::Value step, typename Run> void advance(const Run& run) {
+        std::uint32_t& set = get_set<step>();
+        const std::uint32_t served = set;
+        std::uint32_t low_bits = 0;
+        std::uint32_t high_bits = 0;
+        for (std::uint32_t rest = served; rest != 0; rest &= rest - 1) {
+            const auto slot = static_cast<unsigned>(std::countr_zero(rest));
+            const unsigned next = run(slot);
+            low_bits |= (next & 1) << slot;
+            high_bits |= (next >> 1) << slot;
+        }
+        set = 0;
+        m_nodes |= served & ~low_bits;
+        m_leaves |= low_bits & ~high_bits;
+        m_new_rays |= high_bits;
+    }
+
+    /// The slots at `take_next_ray` are no longer needed.
+    void dismiss() { m_new_rays = 0; }
+
+  private:
+    template <GasStreamStep::Value step> std::uint32_t& get_set() {
+        if constexpr (step == GasStreamStep::expand_node)
+            return m_nodes;
+        else if constexpr (step == GasStreamStep::visit_leaf)
+            return m_leaves;
+        else
+            return m_new_rays;
+    }
+
+    std::uint32_t m_nodes;
+    std::uint32_t m_leaves;
+    std::uint32_t m_new_rays;
+};
+
+static_assert(GasStreamStep::expand_node == 0 && GasStreamStep::visit_leaf == 1 &&
+                  GasStreamStep::take_next_ray == 3,
+              "a step is computed, and taken apart again, by its bits");
 
 /// Entries of the stack of each ray in flight: up to three for each level, one below them that says
 /// that nothing is pending any more, and four that may be written but do not count. Stacks lie an
@@ -46,8 +107,9 @@ template <typename Boxes, typename Query> class GasStreamRay {
         const double bound = query.get_bound();
         m_history = GasBoundHistory<Query>(bound);
         m_limit = SimdF(Query::get_limit(bound));
-        return Query::is_beyond(m_ray.near_distance.get_first(), bound) ? take_next_ray
-                                                                        : expand_node;
+        return Query::is_beyond(m_ray.near_distance.get_first(), bound)
+                   ? GasStreamStep::take_next_ray
+                   : GasStreamStep::expand_node;
     }
 
     /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
@@ -62,12 +124,14 @@ template <typename Boxes, typename Query> class GasStreamRay {
     template <typename Tree, typename CallLeaf, typename Resume>
     unsigned visit(const Tree& tree, const CallLeaf& call_leaf, const Resume& resume) {
         if (m_query.visit_leaf(tree, m_reference & ~GasWideNode::leaf_flag, call_leaf))
-            return take_next_ray;
+            return GasStreamStep::take_next_ray;
         const auto shorten = [&](double bound) {
             m_limit = SimdF(Query::get_limit(bound));
             drop_far_entries();
         };
-        return gas_follow_or_resume(m_query, m_history, shorten, resume) ? pop() : take_next_ray;
+        return gas_follow_or_resume(m_query, m_history, shorten, resume)
+                   ? pop()
+                   : GasStreamStep::take_next_ray;
     }
 
     /// Its ray, or the last one it had; 0 before the first.
@@ -119,10 +183,12 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
         rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
     for (unsigned round = 0; !lists.is_empty(); ++round) {
-        lists.advance<take_next_ray>([&](unsigned slot) { return start_next(rays[slot], round); });
+        lists.advance<GasStreamStep::take_next_ray>(
+            [&](unsigned slot) { return start_next(rays[slot], round); });
         lists.dismiss();
-        lists.advance<expand_node>([&](unsigned slot) { return rays[slot].expand(probe); });
-        lists.advance<visit_leaf>([&](unsigned slot) {
+        lists.advance<GasStreamStep::expand_node>(
+            [&](unsigned slot) { return rays[slot].expand(probe); });
+        lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
             const unsigned ray = rays[slot].get_ray_index();
             return rays[slot].visit(
                 tree, [&](unsigned leaf) { call_leaf(leaf, ray); },

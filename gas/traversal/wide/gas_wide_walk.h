@@ -122,7 +122,7 @@ GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lan
                                        Probe& probe) {
     static_assert(Query::follows_bound, "a query whose bound stays is faster with a look ahead");
     const GasWideRay ray(lane_ray);
-    GasWideStack stack = {gas_get_wide_entries(ctx), 0, 0};
+    GasWideStack stack = {gas_view_stack<GasWideEntry>(ctx), 0, 0};
     const double first_bound = query.get_bound();
     GasBoundHistory<Query> history(first_bound);
     SimdF limit(Query::get_limit(first_bound));

@@ -111,7 +111,7 @@ struct Totals {
 /// Narrows ranges within first..last by both ways.
 void compare(GasPacketBatch& batch, const Beam& beam, SeededRandom& random, int first, int last,
              Totals& totals) {
-    GasEvenPackets even(batch);
+    GasOctantPackets octant(batch);
     GasMixedPackets mixed(batch);
     for (unsigned i = 0; i < 40; ++i) {
         const Corners box = make_box(random, beam);
@@ -121,7 +121,7 @@ void compare(GasPacketBatch& batch, const Beam& beam, SeededRandom& random, int 
         const int to = random.below(2) ? last : from + static_cast<int>(random.below(rest));
         const bool is_outside = random.below(4) == 0;
         const Range expected = narrow(mixed, box, from, to, is_outside);
-        const Range found = narrow(even, box, from, to, is_outside);
+        const Range found = narrow(octant, box, from, to, is_outside);
         ASSERT_EQ(found.is_hit, expected.is_hit);
         if (!expected.is_hit) {
             ++totals.misses;
@@ -136,7 +136,7 @@ void compare(GasPacketBatch& batch, const Beam& beam, SeededRandom& random, int 
 
 } // namespace
 
-TEST(PacketRays, EvenBatchesNarrowAsAnyBatchDoes) {
+TEST(PacketRays, BatchesInOneOctantNarrowAsAnyBatchDoes) {
     SeededRandom random(71);
     GasRaytraceFrame frame;
     Totals totals;
@@ -148,7 +148,7 @@ TEST(PacketRays, EvenBatchesNarrowAsAnyBatchDoes) {
         const Beam beam = aim(rays, random, first, last);
         frame.data = rays.get_data();
         GasPacketBatch batch(frame, static_cast<int>(first), static_cast<int>(last));
-        if (!batch.is_even())
+        if (!batch.is_in_octant())
             continue; // lanes of former batches
         ++totals.even_batches;
         compare(batch, beam, random, static_cast<int>(first), static_cast<int>(last), totals);
@@ -163,33 +163,34 @@ TEST(PacketRays, EvenBatchesNarrowAsAnyBatchDoes) {
         if (HasFatalFailure())
             return;
     }
-    std::printf("%u even batches: %u boxes hit, %u of them by a part of the range, %u missed\n",
-                totals.even_batches, totals.hits, totals.narrowed, totals.misses);
+    std::printf(
+        "%u batches in one octant: %u boxes hit, %u of them by a part of the range, %u missed\n",
+        totals.even_batches, totals.hits, totals.narrowed, totals.misses);
     EXPECT_GT(totals.even_batches, 500u);
     EXPECT_GT(totals.narrowed, 1000u);
     EXPECT_GT(totals.misses, 1000u);
 }
 
-TEST(PacketRays, BatchesOfSeveralSignsAreNotEven) {
+TEST(PacketRays, BatchesOfSeveralSignsAreInNoOctant) {
     GasRaytraceFrame frame;
-    const auto is_even = [&frame](const std::vector<GMathVec3<double>>& directions) {
+    const auto is_in_octant = [&frame](const std::vector<GMathVec3<double>>& directions) {
         GeometryRayBatch rays(static_cast<unsigned>(directions.size()));
         for (unsigned ray = 0; ray < rays.get_ray_count(); ++ray)
             rays.set_ray(ray, {0.0, 0.0, 0.0}, directions[ray], 0.0, 1.0);
         frame.data = rays.get_data();
-        return GasPacketBatch(frame, 0, static_cast<int>(directions.size()) - 1).is_even();
+        return GasPacketBatch(frame, 0, static_cast<int>(directions.size()) - 1).is_in_octant();
     };
     std::vector<GMathVec3<double>> directions(8, {1.0, -2.0, 3.0});
-    EXPECT_TRUE(is_even(directions));
+    EXPECT_TRUE(is_in_octant(directions));
     for (unsigned axis = 0; axis < 3; ++axis) {
         for (const double component : {0.0, -directions[6][axis]}) {
             std::vector<GMathVec3<double>> changed = directions;
             changed[6][axis] = component;
-            EXPECT_FALSE(is_even(changed)) << axis << ", " << component;
+            EXPECT_FALSE(is_in_octant(changed)) << axis << ", " << component;
         }
     }
-    EXPECT_TRUE(is_even({{1.0, 1.0, 1.0}, {2.0, 1.0, 1.0}, {3.0, 1.0, 1.0}, {4.0, 1.0, 1.0}}));
+    EXPECT_TRUE(is_in_octant({{1.0, 1.0, 1.0}, {2.0, 1.0, 1.0}, {3.0, 1.0, 1.0}, {4.0, 1.0, 1.0}}));
     // Lanes that nobody has filled since are those of a former batch.
-    EXPECT_TRUE(is_even({{1.0, 1.0, 1.0}, {2.0, 1.0, 1.0}}));
-    EXPECT_FALSE(is_even({{-1.0, 1.0, 1.0}, {-2.0, 1.0, 1.0}}));
+    EXPECT_TRUE(is_in_octant({{1.0, 1.0, 1.0}, {2.0, 1.0, 1.0}}));
+    EXPECT_FALSE(is_in_octant({{-1.0, 1.0, 1.0}, {-2.0, 1.0, 1.0}}));
 }

@@ -2,15 +2,16 @@
 
 #include <vector>
 
-#include <gas/traversal/wide/gas_stream_lists.h>
+#include <gas/traversal/wide/gas_wide_stream.h>
 
 namespace {
 
 TEST(StreamLists, EverySlotStartsOnceAndGoesWhereItIsSent) {
-    constexpr GasStreamStep steps[3] = {expand_node, visit_leaf, take_next_ray};
+    constexpr GasStreamStep::Value steps[3] = {
+        GasStreamStep::expand_node, GasStreamStep::visit_leaf, GasStreamStep::take_next_ray};
     GasStreamLists lists;
     std::vector<unsigned> seen;
-    lists.advance<take_next_ray>([&](unsigned slot) {
+    lists.advance<GasStreamStep::take_next_ray>([&](unsigned slot) {
         seen.push_back(slot);
         return unsigned{steps[slot % 3]};
     });
@@ -23,35 +24,37 @@ TEST(StreamLists, EverySlotStartsOnceAndGoesWhereItIsSent) {
         std::vector<unsigned> slots;
         advance([&](unsigned slot) {
             slots.push_back(slot);
-            return unsigned{take_next_ray};
+            return unsigned{GasStreamStep::take_next_ray};
         });
         return slots;
     };
     std::vector<unsigned> nodes;
     std::vector<unsigned> leaves;
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot) {
-        if (steps[slot % 3] == expand_node)
+        if (steps[slot % 3] == GasStreamStep::expand_node)
             nodes.push_back(slot);
-        else if (steps[slot % 3] == visit_leaf)
+        else if (steps[slot % 3] == GasStreamStep::visit_leaf)
             leaves.push_back(slot);
     }
-    EXPECT_EQ(take([&](auto run) { lists.advance<expand_node>(run); }), nodes);
+    EXPECT_EQ(take([&](auto run) { lists.advance<GasStreamStep::expand_node>(run); }), nodes);
     EXPECT_FALSE(lists.is_empty());
-    EXPECT_EQ(take([&](auto run) { lists.advance<visit_leaf>(run); }), leaves);
+    EXPECT_EQ(take([&](auto run) { lists.advance<GasStreamStep::visit_leaf>(run); }), leaves);
     EXPECT_FALSE(lists.is_empty());
-    EXPECT_EQ(take([&](auto run) { lists.advance<take_next_ray>(run); }).size(), 22u);
+    EXPECT_EQ(take([&](auto run) { lists.advance<GasStreamStep::take_next_ray>(run); }).size(),
+              22u);
     lists.dismiss();
     EXPECT_TRUE(lists.is_empty());
 }
 
 TEST(StreamLists, ASlotThatKeepsItsStepWaitsForTheNextTurn) {
     GasStreamLists lists;
-    lists.advance<take_next_ray>([](unsigned) { return unsigned{expand_node}; });
+    lists.advance<GasStreamStep::take_next_ray>(
+        [](unsigned) { return unsigned{GasStreamStep::expand_node}; });
     for (unsigned turn = 0; turn < 3; ++turn) {
         unsigned calls = 0;
-        lists.advance<expand_node>([&](unsigned) {
+        lists.advance<GasStreamStep::expand_node>([&](unsigned) {
             ++calls;
-            return unsigned{expand_node};
+            return unsigned{GasStreamStep::expand_node};
         });
         EXPECT_EQ(calls, GasStreamLists::slot_count);
     }
