@@ -20,7 +20,7 @@ concept GasWideTraversable = requires(const Tree& tree) {
 
 /// A ray as the test takes it. Planes are chosen by the direction's sign, which for boxes with
 /// min <= max gives what the test of a pair gives, NaN included, and spares it the sorting.
-struct GasWideRay {
+template <unsigned width> struct GasWideRayOf {
     SimdF origin[3];
     SimdF inverse_direction[3];
     /// In all lanes.
@@ -29,8 +29,8 @@ struct GasWideRay {
     std::size_t near_planes[3];
     std::size_t far_planes[3];
 
-    GasWideRay() = default;
-    explicit GasWideRay(const GasLaneRay& ray) : near_distance(ray.near_distance) {
+    GasWideRayOf() = default;
+    explicit GasWideRayOf(const GasLaneRay& ray) : near_distance(ray.near_distance) {
         origin[0] = ray.origin.broadcast<0>();
         origin[1] = ray.origin.broadcast<1>();
         origin[2] = ray.origin.broadcast<2>();
@@ -39,8 +39,8 @@ struct GasWideRay {
         inverse_direction[2] = ray.inverse_direction.broadcast<2>();
         const int negative = (ray.inverse_direction < SimdF(0.0f)).get_mask();
         for (unsigned axis = 0; axis < 3; ++axis) {
-            near_planes[axis] = 8 * axis + ((negative >> axis & 1) != 0 ? 4 : 0);
-            far_planes[axis] = near_planes[axis] ^ 4;
+            near_planes[axis] = 2 * width * axis + ((negative >> axis & 1) != 0 ? width : 0);
+            far_planes[axis] = near_planes[axis] ^ width;
         }
     }
 
@@ -54,6 +54,8 @@ struct GasWideRay {
         return ((is_near & is_signed).get_mask() & 7) == 7;
     }
 };
+
+using GasWideRay = GasWideRayOf<GasWideNode::width>;
 
 /// What the test of a wide node gives.
 struct GasWideHits {

@@ -20,14 +20,15 @@ template <typename Boxes, typename Probe>
 unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF& limit,
                           GasWideEntry* entries, unsigned size, std::size_t depth, Probe& probe) {
     constexpr unsigned most_taken = 8;
-    constexpr unsigned spare = 4; // written, but not counted
-    const std::size_t room = 3 * depth;
+    constexpr unsigned width = GasWideNode::width;
+    constexpr unsigned spare = width; // written, but not counted
+    const std::size_t room = (width - 1) * depth;
     GasWideEntry taken[most_taken];
     unsigned count = 0;
     do
         taken[count++] = entries[--size];
     while (count < most_taken && size > 0 && !entries[size - 1].is_leaf() &&
-           size + 4 * (std::size_t{count} + 1) + spare <= room);
+           size + width * (std::size_t{count} + 1) + spare <= room);
     while (count > 0) {
         probe.visit_node();
         size += gas_push_wide(boxes, ray, limit, taken[--count].reference, entries + size);

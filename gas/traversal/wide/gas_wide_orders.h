@@ -1,58 +1,71 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 
 inline namespace gas_abi1 {
 
 /// In which order the lanes of a wide node that a ray reaches are visited, looked up by what the
 /// test says of them: a table in place of branches that could not be predicted.
 
-struct GasWideOrder {
+template <unsigned width> struct GasWideOrderOf {
     /// The lanes that are reached, the last one to be visited first; the rest may be any lanes.
-    std::uint8_t lanes[4];
+    std::uint8_t lanes[width];
     std::uint8_t count;
-    std::uint8_t unused[3];
+    std::uint8_t unused[width - 1];
 };
 
-static_assert(sizeof(GasWideOrder) == 8, "one load, and an index times 8");
-
-class GasWideOrders {
+/// An index holds a bit for each lane, whether it is reached, and above these a bit for each two
+/// neighbours: for lanes i and i + 1 whether what lane i + 1 begins, a lane, half or quarter, is
+/// entered after what ends at lane i.
+template <unsigned width> class GasWideOrdersOf {
   public:
-    /// The index of what a test says: which lanes are reached; in bits 0 and 2 whether the lane
-    /// after it is entered later; in bit 0 whether the second half is entered after the first.
+    using Order = GasWideOrderOf<width>;
+
+    /// The index of what a test of four lanes says: which lanes are reached; in bits 0 and 2
+    /// whether the lane after it is entered later; in bit 0 whether the second half is entered
+    /// after the first.
     static unsigned get_index(unsigned reached, unsigned later_lanes, unsigned later_half) {
-        return reached | (later_lanes & 5) << 4 | (later_half & 1) << 5;
+        static_assert(width == 4, "more lanes have more halves to compare");
+        return reached | (later_lanes & 5) << width | (later_half & 1) << (width + 1);
     }
 
-    constexpr GasWideOrders() : m_orders{} {
+    constexpr GasWideOrdersOf() : m_orders{} {
         for (unsigned index = 0; index < count; ++index)
             m_orders[index] = order_lanes(index);
     }
 
-    constexpr const GasWideOrder& operator[](unsigned index) const { return m_orders[index]; }
+    constexpr const Order& operator[](unsigned index) const { return m_orders[index]; }
 
   private:
-    static constexpr unsigned count = 128;
+    static constexpr unsigned count = 1u << (2 * width - 1);
 
-    static constexpr GasWideOrder order_lanes(unsigned index) {
-        const auto has = [&](unsigned bit) { return (index >> bit & 1) != 0; };
-        GasWideOrder order = {};
-        const auto add = [&](unsigned lane) {
-            if (has(lane))
-                order.lanes[order.count++] = static_cast<std::uint8_t>(lane);
-        };
-        const unsigned last_half = has(5) ? 1 : 0;
-        for (const unsigned half : {last_half, 1 - last_half}) {
-            const unsigned last_lane = has(4 + 2 * half) ? 1 : 0;
-            add(2 * half + last_lane);
-            add(2 * half + 1 - last_lane);
-        }
+    static constexpr Order order_lanes(unsigned index) {
+        Order order = {};
+        add_lanes(index, 0, width, order);
         return order;
     }
 
-    GasWideOrder m_orders[count];
+    /// Adds those of `lane_count` lanes that are reached, the half that is entered later first.
+    static constexpr void add_lanes(unsigned index, unsigned first, unsigned lane_count,
+                                    Order& order) {
+        if (lane_count == 1) {
+            if ((index >> first & 1) != 0)
+                order.lanes[order.count++] = static_cast<std::uint8_t>(first);
+            return;
+        }
+        const unsigned half = lane_count / 2;
+        const bool is_second_later = (index >> (width + first + half - 1) & 1) != 0;
+        add_lanes(index, is_second_later ? first + half : first, half, order);
+        add_lanes(index, is_second_later ? first : first + half, half, order);
+    }
+
+    Order m_orders[count];
 };
+
+using GasWideOrder = GasWideOrderOf<4>;
+using GasWideOrders = GasWideOrdersOf<4>;
+
+static_assert(sizeof(GasWideOrder) == 8, "one load, and an index times 8");
 
 inline constexpr GasWideOrders gas_wide_orders;
 

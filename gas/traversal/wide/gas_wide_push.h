@@ -32,11 +32,11 @@ GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ra
         static_cast<unsigned>((halves.swap_halves() > halves).get_mask()))];
     const void* const words = boxes.get_references(node);
     const SimdF references = SimdF::load(static_cast<const float*>(words));
-    alignas(16) GasWideEntry lanes[4];
+    alignas(16) GasWideEntry lanes[GasWideNode::width];
     void* const lane_words = lanes;
     SimdF::interleave_low(references, entries).store(static_cast<float*>(lane_words));
     SimdF::interleave_high(references, entries).store(static_cast<float*>(lane_words) + 4);
-    for (unsigned i = 0; i < 4; ++i)
+    for (unsigned i = 0; i < GasWideNode::width; ++i)
         top[i] = lanes[order.lanes[i]];
     return order.count;
 }

@@ -81,7 +81,8 @@ static_assert(GasStreamStep::expand_node == 0 && GasStreamStep::visit_leaf == 1 
 /// odd number of cache lines apart, or they would compete for a few sets of the cache.
 inline std::size_t gas_get_stream_stack_size(unsigned depth) {
     constexpr std::size_t entries_per_line = 64 / sizeof(GasWideEntry);
-    const std::size_t lines = (3 * std::size_t{depth} + 5) / entries_per_line + 1;
+    constexpr std::size_t width = GasWideNode::width;
+    const std::size_t lines = ((width - 1) * depth + 1 + width) / entries_per_line + 1;
     return (lines | 1) * entries_per_line;
 }
 

@@ -88,7 +88,8 @@ GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray
     if (hits.reached == 0)
         return false;
 
-    alignas(16) float distances[4];
+    static_assert(GasWideNode::width == 4, "a half has two lanes");
+    alignas(16) float distances[GasWideNode::width];
     hits.entries.store(distances);
     const unsigned first = hits.reached & 3;
     const unsigned second = hits.reached >> 2;
