@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gas/build/gas_record.h>
+#include <gas/core/gas_numeric.h>
 #include <gas/split/gas_split_sah.h>
 
 inline namespace gas_abi1 {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <gas/compressed/gas_compressed_node.h>
-#include <gas/core/gas_box_pair.h>
+#include <gas/core/gas_lane_box.h>
 #include <gas/gas_export.h>
 #include <gas/host/host.h>
 
@@ -50,10 +50,10 @@ inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_
     // Where the second child owns the stored bound, exchange it with the parent's.
     const SimdF min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);
     const SimdF max_exchange = (upper ^ parent_max) & ((owners & max_owners) == none);
-    boxes.first_min = lower ^ min_exchange;
-    boxes.second_min = parent_min ^ min_exchange;
-    boxes.first_max = upper ^ max_exchange;
-    boxes.second_max = parent_max ^ max_exchange;
+    boxes.first.min = lower ^ min_exchange;
+    boxes.second.min = parent_min ^ min_exchange;
+    boxes.first.max = upper ^ max_exchange;
+    boxes.second.max = parent_max ^ max_exchange;
 }
 
 /// The same where the finite lanes are not known yet.

@@ -87,10 +87,10 @@ void gas_quantize_nodes(const GasCompressedNode* nodes, unsigned first, unsigned
         gas_decode_box_pair(bytes, parent.min, parent.max, decoded);
         if (!(node.flags & GasCompressedNode::first_leaf))
             decoded_boxes[node.children[0]] =
-                GasLaneBox{decoded.first_min, decoded.first_max}.to_box();
+                GasLaneBox{decoded.first.min, decoded.first.max}.to_box();
         if (!(node.flags & GasCompressedNode::second_leaf))
             decoded_boxes[node.children[1]] =
-                GasLaneBox{decoded.second_min, decoded.second_max}.to_box();
+                GasLaneBox{decoded.second.min, decoded.second.max}.to_box();
     }
 }
 

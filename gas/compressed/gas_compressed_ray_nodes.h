@@ -4,7 +4,7 @@
 
 #include <gas/compressed/gas_box_codec.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/core/gas_lane_corners.h>
+#include <gas/core/gas_lane_box.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 
 inline namespace gas_abi1 {
@@ -17,7 +17,8 @@ class GasDecodedBoxes {
   public:
     GasDecodedBoxes() = default;
     explicit GasDecodedBoxes(const GMathBbox3<float>& root)
-        : m_current(root), m_finite(gas_find_finite_lanes(m_current.min, m_current.max)) {}
+        : m_current(GasLaneBox::load(root)),
+          m_finite(gas_find_finite_lanes(m_current.min, m_current.max)) {}
 
     void decode(const unsigned char* bytes) {
         gas_decode_box_pair(bytes, m_current.min, m_current.max, m_finite, m_children);
@@ -25,17 +26,17 @@ class GasDecodedBoxes {
     const GasBoxPair& get_children() const { return m_children; }
 
     template <unsigned child> void move_to_child() {
-        m_current.min = child == 0 ? m_children.first_min : m_children.second_min;
-        m_current.max = child == 0 ? m_children.first_max : m_children.second_max;
+        m_current.min = child == 0 ? m_children.first.min : m_children.second.min;
+        m_current.max = child == 0 ? m_children.first.max : m_children.second.max;
     }
     template <unsigned child> void store_child(GasBbox& bbox) const {
-        (child == 0 ? m_children.first_min : m_children.second_min).store(bbox.min);
-        (child == 0 ? m_children.first_max : m_children.second_max).store(bbox.max);
+        (child == 0 ? m_children.first.min : m_children.second.min).store(bbox.min);
+        (child == 0 ? m_children.first.max : m_children.second.max).store(bbox.max);
     }
-    void load(const GasBbox& bbox) { m_current = GasLaneCorners(bbox); }
+    void load(const GasBbox& bbox) { m_current = GasLaneBox::load(bbox); }
 
   private:
-    GasLaneCorners m_current;
+    GasLaneBox m_current;
     SimdF m_finite;
     GasBoxPair m_children;
 };
@@ -158,10 +159,10 @@ class GasCompressedMotionNodes {
         m_later.decode(m_later_records + offset);
         const GasBoxPair& earlier = m_earlier.get_children();
         const GasBoxPair& later = m_later.get_children();
-        boxes = {m_blend(earlier.first_min, later.first_min),
-                 m_blend(earlier.first_max, later.first_max),
-                 m_blend(earlier.second_min, later.second_min),
-                 m_blend(earlier.second_max, later.second_max)};
+        boxes.first = {m_blend(earlier.first.min, later.first.min),
+                       m_blend(earlier.first.max, later.first.max)};
+        boxes.second = {m_blend(earlier.second.min, later.second.min),
+                        m_blend(earlier.second.max, later.second.max)};
     }
     template <unsigned child> void move_to_child() {
         m_position.move_to_child<child>();

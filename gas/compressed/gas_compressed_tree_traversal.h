@@ -68,8 +68,8 @@ inline void GasCompressedTree::get_node_children(GasTreeCtx& ctx, const unsigned
         max.store(ctx.decoded_boxes[taken].max);
         return taken;
     };
-    first = fill(0, GasCompressedNode::first_leaf, boxes.first_min, boxes.first_max);
-    second = fill(1, GasCompressedNode::second_leaf, boxes.second_min, boxes.second_max);
+    first = fill(0, GasCompressedNode::first_leaf, boxes.first.min, boxes.first.max);
+    second = fill(1, GasCompressedNode::second_leaf, boxes.second.min, boxes.second.max);
 }
 
 inline bool GasCompressedTree::is_node_a_leaf(GasTreeCtx& ctx, const unsigned& slot) const {

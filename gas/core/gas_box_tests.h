@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include <gas/core/gas_box_pair.h>
+#include <gas/core/gas_lane_box.h>
 #include <gas/host/host.h>
 
 inline namespace gas_abi1 {
@@ -48,10 +48,10 @@ inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
     const auto get_far = [&](const SimdF& t0, const SimdF& t1) {
         return SimdF::min(SimdF::max(t0, t1), far_distance);
     };
-    const SimdF first_t0 = (boxes.first_min - ray.origin) * ray.inverse_direction;
-    const SimdF first_t1 = (boxes.first_max - ray.origin) * ray.inverse_direction;
-    const SimdF second_t0 = (boxes.second_min - ray.origin) * ray.inverse_direction;
-    const SimdF second_t1 = (boxes.second_max - ray.origin) * ray.inverse_direction;
+    const SimdF first_t0 = (boxes.first.min - ray.origin) * ray.inverse_direction;
+    const SimdF first_t1 = (boxes.first.max - ray.origin) * ray.inverse_direction;
+    const SimdF second_t0 = (boxes.second.min - ray.origin) * ray.inverse_direction;
+    const SimdF second_t1 = (boxes.second.max - ray.origin) * ray.inverse_direction;
 
     const SimdF first_near = get_near(first_t0, first_t1);
     const SimdF second_near = get_near(second_t0, second_t1);

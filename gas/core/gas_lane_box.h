@@ -70,14 +70,10 @@ struct GasLaneBox {
     GasLaneBox mask_w() const { return {min & SimdF::s_mask_xyz, max & SimdF::s_mask_xyz}; }
 };
 
-/// Half the surface area of a box of this extent, in double, from the single-precision sides.
-inline double gas_half_area(const SimdF& extent) {
-    float sides[4];
-    extent.store(sides);
-    const double dx = static_cast<double>(sides[0]);
-    const double dy = static_cast<double>(sides[1]);
-    const double dz = static_cast<double>(sides[2]);
-    return (dx + dy) * dz + dx * dy;
-}
+/// The boxes of two siblings.
+struct GasBoxPair {
+    GasLaneBox first;
+    GasLaneBox second;
+};
 
 } // namespace gas_abi1

@@ -40,6 +40,16 @@ inline GMathVec3<float> gas_box_center(const GMathBbox3<float>& box) {
             (box.min.z + box.max.z) * 0.5f};
 }
 
+/// Half the surface area of a box of this extent, in double, from the single-precision sides.
+inline double gas_half_area(const SimdF& extent) {
+    float sides[4];
+    extent.store(sides);
+    const double dx = static_cast<double>(sides[0]);
+    const double dy = static_cast<double>(sides[1]);
+    const double dz = static_cast<double>(sides[2]);
+    return (dx + dy) * dz + dx * dy;
+}
+
 /// One coordinate of a point, for loops over a fixed axis.
 using GasCoordinate = float GMathVec3<float>::*;
 inline constexpr GasCoordinate gas_coordinates[3] = {&GMathVec3<float>::x, &GMathVec3<float>::y,

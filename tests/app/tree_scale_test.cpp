@@ -92,8 +92,8 @@ TEST(TreeScale, DecodedBoxesHoldTheExactOnesInThatRange) {
         std::copy_n(reinterpret_cast<const unsigned char*>(&pair), sizeof pair, bytes);
         GasBoxPair decoded;
         gas_decode_box_pair(bytes, to_lanes(parent.min), to_lanes(parent.max), decoded);
-        ASSERT_NO_FATAL_FAILURE(expect_inside(first, decoded.first_min, decoded.first_max));
-        ASSERT_NO_FATAL_FAILURE(expect_inside(second, decoded.second_min, decoded.second_max));
+        ASSERT_NO_FATAL_FAILURE(expect_inside(first, decoded.first.min, decoded.first.max));
+        ASSERT_NO_FATAL_FAILURE(expect_inside(second, decoded.second.min, decoded.second.max));
     }
 }
 

@@ -149,10 +149,10 @@ CornerLanes decode(const PairBytes& bytes, unsigned char eighth, const Box& pare
     gas_decode_box_pair(loaded, SimdF(parent.min[0], parent.min[1], parent.min[2], 0.0f),
                         SimdF(parent.max[0], parent.max[1], parent.max[2], 0.0f), boxes);
     CornerLanes lanes;
-    boxes.first_min.store(&lanes[0]);
-    boxes.first_max.store(&lanes[4]);
-    boxes.second_min.store(&lanes[8]);
-    boxes.second_max.store(&lanes[12]);
+    boxes.first.min.store(&lanes[0]);
+    boxes.first.max.store(&lanes[4]);
+    boxes.second.min.store(&lanes[8]);
+    boxes.second.max.store(&lanes[12]);
     return lanes;
 }
 

@@ -115,8 +115,8 @@ Pair decode(const GasQuantizedPair& bytes, const Bounds& parent) {
     const auto to_corner = [](const SimdF& corner) -> GMathVec3<float> {
         return {corner.get(0), corner.get(1), corner.get(2)};
     };
-    return {{to_corner(lanes.first_min), to_corner(lanes.first_max)},
-            {to_corner(lanes.second_min), to_corner(lanes.second_max)}};
+    return {{to_corner(lanes.first.min), to_corner(lanes.first.max)},
+            {to_corner(lanes.second.min), to_corner(lanes.second.max)}};
 }
 
 /// By how much a decoded box falls short of the exact one on an axis; 0 or less where it contains

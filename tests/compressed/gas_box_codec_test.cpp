@@ -44,15 +44,15 @@ Pair decode(const Bytes& bytes, const Box& parent) {
         stored[8] = static_cast<unsigned char>(last);
         gas_decode_box_pair(stored + 1, min, max, pair);
         for (const SimdF* lanes :
-             {&pair.first_min, &pair.first_max, &pair.second_min, &pair.second_max})
+             {&pair.first.min, &pair.first.max, &pair.second.min, &pair.second.max})
             EXPECT_EQ(lanes->get(3), 0.0f);
     }
     Pair result;
     for (unsigned axis = 0; axis < 3; ++axis) {
-        result.first.min[axis] = pair.first_min.get(axis);
-        result.first.max[axis] = pair.first_max.get(axis);
-        result.second.min[axis] = pair.second_min.get(axis);
-        result.second.max[axis] = pair.second_max.get(axis);
+        result.first.min[axis] = pair.first.min.get(axis);
+        result.first.max[axis] = pair.first.max.get(axis);
+        result.second.min[axis] = pair.second.min.get(axis);
+        result.second.max[axis] = pair.second.max.get(axis);
     }
     return result;
 }

@@ -46,8 +46,8 @@ CompressedBoxes decode(const GasCompressedTree& tree, const std::vector<Box>& bo
             (is_leaf(node, child) ? result.decoded_leaves
                                   : result.decoded_nodes)[node.children[child]] = to_box(min, max);
         };
-        put(0, pair.first_min, pair.first_max);
-        put(1, pair.second_min, pair.second_max);
+        put(0, pair.first.min, pair.first.max);
+        put(1, pair.second.min, pair.second.max);
     }
     return result;
 }

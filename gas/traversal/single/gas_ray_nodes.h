@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-#include <gas/core/gas_box_pair.h>
+#include <gas/core/gas_lane_box.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
 inline namespace gas_abi1 {
@@ -65,8 +65,8 @@ template <GasTraversable Tree, typename Boxes> class GasTreeNodes {
     void expand(GasBoxPair& boxes) {
         GasTraversalAccess::get_node_children(m_tree, m_ctx, m_node, m_children[0], m_children[1]);
         drop();
-        m_boxes.get(m_tree, m_ctx, m_children[0], boxes.first_min, boxes.first_max);
-        m_boxes.get(m_tree, m_ctx, m_children[1], boxes.second_min, boxes.second_max);
+        m_boxes.get(m_tree, m_ctx, m_children[0], boxes.first.min, boxes.first.max);
+        m_boxes.get(m_tree, m_ctx, m_children[1], boxes.second.min, boxes.second.max);
     }
     template <unsigned child> void move_to_child() { m_node = m_children[child]; }
     template <unsigned child> void drop_child() const {

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include <gas/core/gas_box_pair.h>
 #include <gas/core/gas_box_tests.h>
+#include <gas/core/gas_lane_box.h>
 
 inline namespace gas_abi1 {
 
@@ -35,7 +35,7 @@ class GasPointSearch {
     bool prefers_second(const SimdF& first_min, const SimdF& first_max, const SimdF& second_min,
                         const SimdF& second_max) const {
         const SimdF distances =
-            get_squared_distances({first_min, first_max, second_min, second_max});
+            get_squared_distances({{first_min, first_max}, {second_min, second_max}});
         return !(distances.get(1) > distances.get(0));
     }
 
@@ -49,8 +49,8 @@ class GasPointSearch {
     /// The squared distances from the point to the nearest points of two boxes, in lanes 0 and 1;
     /// summed in the order of the one above.
     SimdF get_squared_distances(const GasBoxPair& boxes) const {
-        const SimdF first = get_squares(boxes.first_min, boxes.first_max);
-        const SimdF second = get_squares(boxes.second_min, boxes.second_max);
+        const SimdF first = get_squares(boxes.first.min, boxes.first.max);
+        const SimdF second = get_squares(boxes.second.min, boxes.second.max);
         const SimdF xy = SimdF::interleave_low(first, second);
         return (xy + xy.move_high()) + SimdF::interleave_high(first, second);
     }

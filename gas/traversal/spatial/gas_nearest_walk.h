@@ -174,7 +174,7 @@ void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& s
         GasTraversalAccess::get_node_bbox(tree, ctx, first, first_min, first_max);
         GasTraversalAccess::get_node_bbox(tree, ctx, second, second_min, second_max);
         const SimdF distances =
-            search.get_squared_distances({first_min, first_max, second_min, second_max});
+            search.get_squared_distances({{first_min, first_max}, {second_min, second_max}});
         const float first_distance = distances.get(0);
         const float second_distance = distances.get(1);
         const unsigned link = order.open(now.link);
