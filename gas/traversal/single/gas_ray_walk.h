@@ -32,8 +32,8 @@ struct GasWalkStack {
 /// Tests the children of an inner node and moves to the nearer one that the ray enters, or to the
 /// second where it enters both at the same distance; the other is pushed. False: it enters neither.
 template <typename Nodes>
-bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const SimdF& far_distance,
-                 GasWalkStack& stack, float& entry_distance) {
+GAS_FORCE_INLINE bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const SimdF& far_distance,
+                                  GasWalkStack& stack, float& entry_distance) {
     GasBoxPair boxes;
     SimdF entries;
     nodes.expand(boxes);
