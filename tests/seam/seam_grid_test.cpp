@@ -59,31 +59,6 @@ struct MovingBoxes {
     unsigned asked_count = 0;
 };
 
-/// Traces all rays by one query and holds them against a search through `boxes`.
-template <typename Trace>
-void expect_same_as_search(const Trace& trace, bool is_nearest, const Boxes& boxes,
-                           SeamRays& rays) {
-    rays.hits.assign(ray_count, 0);
-    rays.map.init(ray_count, rays.far_distances.data());
-    GeometryRaytraceData data;
-    data.rays = &rays;
-    data.map = &rays.map;
-    gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
-    trace(data.ctx);
-    unsigned hit_count = 0;
-    for (unsigned ray = 0; ray < ray_count; ++ray) {
-        float nearest = 1000.0f;
-        for (const GMathBbox3<float>& box : boxes.items)
-            nearest = std::min(nearest, enter(data, ray, box));
-        ASSERT_EQ(rays.hits[ray] != 0, nearest < 1000.0f) << ray;
-        if (is_nearest) {
-            ASSERT_EQ(rays.map.get_path(ray).distance, static_cast<double>(nearest)) << ray;
-        }
-        hit_count += rays.hits[ray];
-    }
-    EXPECT_GT(hit_count, ray_count / 4);
-}
-
 void expect_static(const GasGridTree& grid, const Boxes& boxes, CtxShader& shader, SeamRays& rays) {
     expect_same_as_search(
         [&](GeometryRaytraceCtx& ctx) { grid.ray_hit_static(CtxEval(), shader, ctx); }, false,

@@ -44,7 +44,7 @@ class RayStream : public testing::TestWithParam<std::tuple<RayQuery, bool>> {
     }
 
     void run(CtxShader& with, bool shortcut = false) {
-        support::trace_stream(tree, get_query(), with, batch.get_ctx(), eval, shortcut);
+        support::trace_stream(tree, get_query(), with, batch.get_ctx(), shortcut, eval);
     }
 
     /// The items that each ray was asked about, in order; forgets the calls.
