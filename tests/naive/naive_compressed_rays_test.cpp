@@ -22,8 +22,6 @@ using naive::TimeSpan;
 using naive::Tree;
 using Items = std::vector<unsigned>;
 
-constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
-
 const std::vector<Box> three_in_a_row = {
     {{0, 0, 0}, {1, 1, 1}}, {{2, 0, 0}, {3, 1, 1}}, {{4, 0, 0}, {5, 1, 1}}};
 
@@ -260,7 +258,7 @@ TEST(NaiveCompressedRays, WalkAsAPlainTreeOverTheDecodedBoxes) {
     std::size_t calls_in_all = 0;
     for (const scenes::Kind kind : {scenes::Kind::random, scenes::Kind::grid, scenes::Kind::flat,
                                     scenes::Kind::coincident, scenes::Kind::nested}) {
-        for (const Split split : all_splits) {
+        for (const Split split : naive::all_splits) {
             SCOPED_TRACE(scenes::name(kind));
             const std::vector<Box> boxes = scenes::make(kind, 120, 17);
             CompressedTree tree = build_compressed(boxes, split);

@@ -59,22 +59,25 @@ struct MovingBoxes {
     unsigned asked_count = 0;
 };
 
+using Query = void (GasGridTree::*)(const CtxEval&, CtxShader&, GeometryRaytraceCtx&) const;
+
+void expect_both(const GasGridTree& grid, Query any, Query nearest, const Boxes& boxes,
+                 CtxShader& shader, SeamRays& rays) {
+    for (const Query query : {any, nearest}) {
+        expect_same_as_search(
+            [&](GeometryRaytraceCtx& ctx) { (grid.*query)(CtxEval(), shader, ctx); },
+            query == nearest, boxes, rays);
+    }
+}
+
 void expect_static(const GasGridTree& grid, const Boxes& boxes, CtxShader& shader, SeamRays& rays) {
-    expect_same_as_search(
-        [&](GeometryRaytraceCtx& ctx) { grid.ray_hit_static(CtxEval(), shader, ctx); }, false,
-        boxes, rays);
-    expect_same_as_search(
-        [&](GeometryRaytraceCtx& ctx) { grid.ray_hit_nearest_static(CtxEval(), shader, ctx); },
-        true, boxes, rays);
+    expect_both(grid, &GasGridTree::ray_hit_static, &GasGridTree::ray_hit_nearest_static, boxes,
+                shader, rays);
 }
 
 void expect_motion(const GasGridTree& grid, const Boxes& boxes, CtxShader& shader, SeamRays& rays) {
-    expect_same_as_search(
-        [&](GeometryRaytraceCtx& ctx) { grid.ray_hit_motion(CtxEval(), shader, ctx); }, false,
-        boxes, rays);
-    expect_same_as_search(
-        [&](GeometryRaytraceCtx& ctx) { grid.ray_hit_nearest_motion(CtxEval(), shader, ctx); },
-        true, boxes, rays);
+    expect_both(grid, &GasGridTree::ray_hit_motion, &GasGridTree::ray_hit_nearest_motion, boxes,
+                shader, rays);
 }
 
 } // namespace

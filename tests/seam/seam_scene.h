@@ -89,13 +89,18 @@ struct Scene {
     Boxes tree_boxes;
 };
 
+/// Calls `visit(data, ray)` for each ray of the context's range.
+template <typename Visit> void for_each_ray(GeometryRaytraceCtx& ctx, const Visit& visit) {
+    GeometryRaytraceData& data = gas_host::get_data(ctx);
+    for (int ray = gas_host::get_first_ray(data); ray <= gas_host::get_last_ray(data); ++ray)
+        visit(data, static_cast<unsigned>(ray));
+}
+
 /// Leaf callbacks over the boxes behind the user pointer.
 inline void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                         GeometryRaytraceCtx& ctx) {
     const Boxes& boxes = *static_cast<const Boxes*>(user);
-    GeometryRaytraceData& data = gas_host::get_data(ctx);
-    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
-        const unsigned ray = static_cast<unsigned>(i);
+    for_each_ray(ctx, [&](GeometryRaytraceData& data, unsigned ray) {
         GeometryIntersectionPath& path = ctx.get_intersection_path(ray);
         const double distance = static_cast<double>(enter(data, ray, boxes.items[item]));
         if (distance < path.distance) {
@@ -103,18 +108,16 @@ inline void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxSha
             path.item = item;
             data.rays->hits[ray] = 1;
         }
-    }
+    });
 }
 
 inline void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                     GeometryRaytraceCtx& ctx) {
     const Boxes& boxes = *static_cast<const Boxes*>(user);
-    GeometryRaytraceData& data = gas_host::get_data(ctx);
-    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
-        const unsigned ray = static_cast<unsigned>(i);
+    for_each_ray(ctx, [&](GeometryRaytraceData& data, unsigned ray) {
         if (enter(data, ray, boxes.items[item]) < 1000.0f)
             data.rays->hits[ray] = 1;
-    }
+    });
 }
 
 /// Has a tree call back over the scene's items.

@@ -90,7 +90,7 @@ TEST(SeamStreams, FollowARefit) {
         tree.set_wide_nodes(true);
         tree.create(Scene().tree_boxes, nullptr, nullptr, 1.0f);
         EXPECT_TRUE(tree.refit(after.tree_boxes));
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, const_cast<Boxes*>(&after.boxes));
+        attach(tree, after);
         expect_streams_find_what_a_search_finds(tree, after.boxes, shader, rays, false, false);
     }
     GasObject::destroy_ctx(shader);

@@ -49,8 +49,7 @@ TEST(Seam, RefitMovesTheTree) {
         tree.create(before.tree_boxes, nullptr, nullptr, 1.0f);
         EXPECT_FALSE(tree.refit(Boxes()));
         EXPECT_TRUE(tree.refit(after.tree_boxes));
-        void* user = const_cast<Boxes*>(&after.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, after);
         expect_same_as_search(tree, after.boxes, shader, rays);
     }
     GasObject::destroy_ctx(shader);
@@ -68,8 +67,7 @@ TEST(Seam, APlaneOfTheFrustumDropsWhatLiesBeyondIt) {
     {
         GasTree tree;
         tree.create(scene.tree_boxes, nullptr, nullptr, 1.0f);
-        void* user = const_cast<Boxes*>(&scene.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, scene);
         rays.has_frustum = true;
         rays.frustum.add(0.0, 0.0, -1.0, 25.0); // all boxes are inside
         expect_same_as_search(tree, scene.boxes, shader, rays);
@@ -93,8 +91,7 @@ TEST(Seam, RaysInFacesHitWhateverTheSignOfTheirInfiniteInverses) {
     {
         GasTree tree;
         tree.create(scene.boxes, nullptr, nullptr, 1.0f);
-        void* user = const_cast<Boxes*>(&scene.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, scene);
         for (const bool together : {true, false}) {
             SeamRays rays(count);
             for (unsigned ray = 0; ray < count; ++ray) {

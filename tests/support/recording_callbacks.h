@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -19,6 +21,10 @@ inline const char* name(RayQuery query) {
     constexpr const char* names[] = {"hit_static", "hit_motion", "nearest_static",
                                      "nearest_motion"};
     return names[static_cast<unsigned>(query)];
+}
+/// Of a query over wide nodes or without.
+inline std::string name(const std::tuple<RayQuery, bool>& way) {
+    return std::string(name(std::get<RayQuery>(way))) + (std::get<bool>(way) ? "_wide" : "_binary");
 }
 inline bool is_nearest(RayQuery query) {
     return query == RayQuery::nearest_static || query == RayQuery::nearest_motion;

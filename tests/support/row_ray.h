@@ -41,4 +41,15 @@ template <typename Tree> struct RowRay {
     GeometryRayBatch batch;
 };
 
+/// The items along a ray that passes every box of a row.
+template <typename Tree> std::vector<unsigned> get_items_along_row(Tree& tree, RayQuery query) {
+    RecordingCallbacks calls(tree);
+    TestShader shader;
+    shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, tree.get_motion_blur_sample_count()));
+    GeometryRayBatch batch(1);
+    batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, far_away, 0.5f);
+    trace(tree, query, shader, batch.get_ctx());
+    return calls.take_items();
+}
+
 } // namespace support

@@ -9,8 +9,7 @@
 
 namespace support {
 
-constexpr naive::Split all_splits[] = {naive::Split::median, naive::Split::hybrid,
-                                       naive::Split::sah_fast, naive::Split::sah};
+using naive::all_splits;
 
 inline const char* name(naive::Split split) {
     constexpr const char* names[] = {"median", "hybrid", "sah_fast", "sah"};

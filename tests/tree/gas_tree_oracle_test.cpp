@@ -18,14 +18,10 @@ namespace {
 using naive::Box;
 using naive::Split;
 using scenes::Kind;
+using support::scale;
 using support::SeededRandom;
 using support::spoil;
 using support::to_boxes;
-
-/// How much is compared: everything, or a part where a sanitizer makes it slow.
-constexpr unsigned scale(unsigned full, unsigned sanitized) {
-    return support::is_sanitized ? sanitized : full;
-}
 
 class Oracle : public testing::TestWithParam<Kind> {};
 

@@ -20,26 +20,22 @@ using support::is_compressed;
 using support::to_boxes;
 
 /// What a tree class allocates.
-template <typename Tree> struct Blocks;
-template <> struct Blocks<GasTree> {
-    /// The nodes and what is known of them, the records and a number for each.
-    static constexpr unsigned of_build = 4;
-    static constexpr unsigned of_lone_item = 4;
+struct Blocks {
+    unsigned of_build;
+    unsigned of_lone_item;
     /// What stays of them.
-    static constexpr unsigned kept = 2;
+    unsigned kept;
     /// For any number of samples.
-    static constexpr unsigned sample_tables = 1;
+    unsigned sample_tables;
     /// While a sample is filled.
-    static constexpr unsigned of_refit = 0;
+    unsigned of_refit;
 };
-template <> struct Blocks<GasCompressedTree> {
-    /// The nodes; the records, whose place the nodes' boxes take, and a number for each.
-    static constexpr unsigned of_build = 3;
-    static constexpr unsigned of_lone_item = 1;
-    static constexpr unsigned kept = 1;
-    static constexpr unsigned sample_tables = 2;
-    static constexpr unsigned of_refit = 1;
-};
+
+/// A plain tree: the nodes and what is known of them, the records and a number for each.
+/// A compressed one: the nodes; the records, whose place the nodes' boxes take, and a number for
+/// each.
+template <typename Tree>
+constexpr Blocks blocks = is_compressed<Tree> ? Blocks{3, 1, 1, 2, 1} : Blocks{4, 4, 2, 1, 0};
 
 const std::vector<Box>& get_scene() {
     static const std::vector<Box> scene = scenes::make(Kind::random, 50, 1);
@@ -58,7 +54,7 @@ template <typename Tree> class TreeAllocations : public testing::Test {
     /// time.
     template <typename Boxes>
     static void expect_clean_failures(const Boxes& boxes, unsigned allocation_count) {
-        constexpr int kept = Blocks<Tree>::kept;
+        constexpr int kept = blocks<Tree>.kept;
         const std::vector<unsigned> indices(50, 1);
         for (unsigned nth = 0; nth <= allocation_count; ++nth) {
             const std::int64_t before = count_live_blocks();
@@ -113,17 +109,17 @@ TYPED_TEST(TreeAllocations, ABuildAllocatesItsArraysAndNothingInTheRecursion) {
                     create(tree, boxes, given_indices, &progress.bar);
                 };
                 const unsigned blocks =
-                    count == 1 ? Blocks<TypeParam>::of_lone_item : Blocks<TypeParam>::of_build;
-                EXPECT_EQ(count_allocations([&] { build(nullptr); }), blocks) << count;
+                    count == 1 ? blocks<TypeParam>.of_lone_item : blocks<TypeParam>.of_build;
+                EXPECT_EQ(count_allocations([&] { build(nullptr); }), expected) << count;
                 // The index copy as well.
-                EXPECT_EQ(count_allocations([&] { build(indices.data()); }), blocks + 1) << count;
+                EXPECT_EQ(count_allocations([&] { build(indices.data()); }), expected + 1) << count;
             }
         }
     }
 }
 
 TYPED_TEST(TreeAllocations, ABuildKeepsNodesAndIndicesOnly) {
-    constexpr int kept = Blocks<TypeParam>::kept;
+    constexpr int kept = blocks<TypeParam>.kept;
     const std::vector<unsigned> indices(50, 1);
     TypeParam tree;
     const std::int64_t before = count_live_blocks();
@@ -136,8 +132,8 @@ TYPED_TEST(TreeAllocations, ABuildKeepsNodesAndIndicesOnly) {
 }
 
 TYPED_TEST(TreeAllocations, SamplesReleaseWhatTheyAllocate) {
-    constexpr int kept = Blocks<TypeParam>::kept;
-    constexpr int tables = Blocks<TypeParam>::sample_tables;
+    constexpr int kept = blocks<TypeParam>.kept;
+    constexpr int tables = blocks<TypeParam>.sample_tables;
     const std::int64_t before = count_live_blocks();
     {
         TypeParam tree;
@@ -161,7 +157,7 @@ TYPED_TEST(TreeAllocations, SamplesReleaseWhatTheyAllocate) {
 }
 
 TYPED_TEST(TreeAllocations, ARefitKeepsTheSampleOnly) {
-    constexpr unsigned on_the_way = Blocks<TypeParam>::of_refit;
+    constexpr unsigned on_the_way = blocks<TypeParam>.of_refit;
     TypeParam tree;
     create(tree, get_boxes());
     tree.set_motion_blur_sample_count(1);
@@ -180,18 +176,18 @@ TYPED_TEST(TreeAllocations, ARefitKeepsTheSampleOnly) {
 }
 
 TYPED_TEST(TreeAllocations, ABuildThatRunsOutOfMemoryLeavesAnEmptyTreeAndNoBlocks) {
-    this->expect_clean_failures(get_boxes(), Blocks<TypeParam>::of_build + 1);
+    this->expect_clean_failures(get_boxes(), blocks<TypeParam>.of_build + 1);
 }
 
 TYPED_TEST(TreeAllocations, ABuildOverDoublesThatRunsOutOfMemoryLeavesAnEmptyTreeAndNoBlocks) {
-    this->expect_clean_failures(CoreArray<GMathBbox3<double>>(50), Blocks<TypeParam>::of_build + 1);
+    this->expect_clean_failures(CoreArray<GMathBbox3<double>>(50), blocks<TypeParam>.of_build + 1);
 }
 
 TYPED_TEST(TreeAllocations, ASampleThatRunsOutOfMemoryStaysUnfilled) {
     TypeParam tree;
     create(tree, get_boxes());
     tree.set_motion_blur_sample_count(2);
-    for (unsigned nth = 0; nth < 1 + Blocks<TypeParam>::of_refit; ++nth) {
+    for (unsigned nth = 0; nth < 1 + blocks<TypeParam>.of_refit; ++nth) {
         EXPECT_TRUE(attempt(nth, [&] { tree.refit_motion_blur_sample(get_boxes(), 1); }).thrown);
         this->expect_unfilled(tree, 1);
     }
@@ -200,7 +196,7 @@ TYPED_TEST(TreeAllocations, ASampleThatRunsOutOfMemoryStaysUnfilled) {
 }
 
 TYPED_TEST(TreeAllocations, ACountThatRunsOutOfMemoryLeavesABoxForEachSample) {
-    for (unsigned nth = 0; nth < Blocks<TypeParam>::sample_tables; ++nth) {
+    for (unsigned nth = 0; nth < blocks<TypeParam>.sample_tables; ++nth) {
         TypeParam tree;
         create(tree, get_boxes());
         EXPECT_TRUE(attempt(nth, [&] { tree.set_motion_blur_sample_count(3); }).thrown);
@@ -217,7 +213,7 @@ TYPED_TEST(TreeAllocations, ACountThatRunsOutOfMemoryLeavesABoxForEachSample) {
 }
 
 TYPED_TEST(TreeAllocations, AnAssignmentThatRunsOutOfMemoryChangesNothing) {
-    for (unsigned nth = 0; nth < Blocks<TypeParam>::sample_tables; ++nth) {
+    for (unsigned nth = 0; nth < blocks<TypeParam>.sample_tables; ++nth) {
         TypeParam source;
         create(source, get_boxes());
         source.set_motion_blur_sample_count(2);

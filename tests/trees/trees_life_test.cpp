@@ -2,14 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <type_traits>
 #include <vector>
 
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
 #include <tests/support/tree_kinds.h>
+#include <tests/support/virtual_slot.h>
 
 // Empty trees, memory, clearing, rebuilding, copies and assignment.
 
@@ -90,15 +89,9 @@ TYPED_TEST(TreesLife, NodesStandAtA16ByteBoundary) {
     }
 }
 
-// A pointer to a virtual member holds the byte offset of its slot, in some machines' conventions
-// plus 1; the destructor takes the two slots before it.
 TYPED_TEST(TreesLife, TheMemorySizeIsTheSlotAfterTheDestructor) {
-    static_assert(std::has_virtual_destructor_v<TypeParam>);
-    std::size_t (TypeParam::*const member)() const = &TypeParam::get_memory_size;
-    std::ptrdiff_t words[2];
-    static_assert(sizeof member == sizeof words);
-    std::memcpy(words, &member, sizeof words);
-    EXPECT_EQ(words[0] & ~std::ptrdiff_t{1}, static_cast<std::ptrdiff_t>(2 * sizeof(void*)));
+    EXPECT_EQ(support::get_slot_offset(&TypeParam::get_memory_size),
+              support::slot_after_the_destructor);
 }
 
 TYPED_TEST(TreesLife, MemorySizeChargesNodesAndEightBytesPerIndex) {

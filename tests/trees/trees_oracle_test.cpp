@@ -25,16 +25,12 @@ using naive::Box;
 using naive::Split;
 using scenes::Kind;
 using support::create;
+using support::scale;
 using support::SeededRandom;
 using support::spoil;
 using support::to_boxes;
 using support::TreeClass;
 using support::TreeKind;
-
-/// How much is compared: everything, or a part where a sanitizer makes it slow.
-constexpr unsigned scale(unsigned full, unsigned sanitized) {
-    return support::is_sanitized ? sanitized : full;
-}
 
 struct Compared {
     unsigned long trees = 0;

@@ -277,10 +277,7 @@ TEST_P(RayStream, ARangeBeyondTheBatchAsserts) {
 INSTANTIATE_TEST_SUITE_P(Queries, RayStream,
                          testing::Combine(testing::ValuesIn(support::all_ray_queries),
                                           testing::Bool()),
-                         [](const auto& param) {
-                             return std::string(support::name(std::get<RayQuery>(param.param))) +
-                                    (std::get<bool>(param.param) ? "_wide" : "_binary");
-                         });
+                         [](const auto& way) { return support::name(way.param); });
 
 /// Which way the rays of a large batch go shows in the order of calls: alone, the calls of each ray
 /// stand together.
