@@ -108,7 +108,7 @@ TYPED_TEST(TreeAllocations, ABuildAllocatesItsArraysAndNothingInTheRecursion) {
                 const auto build = [&](const unsigned* given_indices) {
                     create(tree, boxes, given_indices, &progress.bar);
                 };
-                const unsigned blocks =
+                const unsigned expected =
                     count == 1 ? blocks<TypeParam>.of_lone_item : blocks<TypeParam>.of_build;
                 EXPECT_EQ(count_allocations([&] { build(nullptr); }), expected) << count;
                 // The index copy as well.
