@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <apps/gas/math/z_order.h>
 #include <tests/support/seeded_random.h>
 
 namespace gas_bench {
@@ -61,14 +62,6 @@ GMathFrustum make_tile_frustum(const PictureCamera& camera, unsigned column, uns
     return gmath_make_pinhole_frustum(widen(camera.eye), corners);
 }
 
-/// The even bits of a number, compacted.
-unsigned take_even_bits(unsigned bits) {
-    unsigned number = 0;
-    for (unsigned bit = 0; bit < 16; ++bit)
-        number |= (bits >> (2 * bit) & 1u) << bit;
-    return number;
-}
-
 } // namespace
 
 PictureCamera::PictureCamera(const Scene& scene, unsigned pixel_count)
@@ -105,8 +98,8 @@ Packets make_tiles(const PictureCamera& camera, const std::vector<Ray>& camera_r
     for (unsigned row = 0; row + tile_side <= camera.side; row += tile_side) {
         for (unsigned column = 0; column + tile_side <= camera.side; column += tile_side) {
             for (unsigned step = 0; step < packets.size; ++step) {
-                const unsigned x = column + take_even_bits(step);
-                const unsigned y = row + take_even_bits(step >> 1);
+                const unsigned x = column + gas_app::take_even_bits(step);
+                const unsigned y = row + gas_app::take_even_bits(step >> 1);
                 packets.rays.push_back(camera_rays[y * camera.side + x]);
             }
             if (with_frusta)

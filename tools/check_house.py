@@ -276,7 +276,10 @@ def check_text(source, report):
 
 
 def check_test_names(paths, report):
-    """tests/<folder>/<name>_test.cpp stands for a file of gas/<folder>, whose name starts <name>."""
+    """tests/<folder>/<name>_test.cpp stands for a file of gas/<folder>, whose name starts <name>.
+
+    Suites over several tree classes stand in tests/trees/ under the name of their topic.
+    """
     for path in paths:
         if not re.match(r"tests/\w+/.*\.cpp$", path):
             continue
@@ -293,6 +296,10 @@ def check_test_names(paths, report):
             mirrored = "apps/"
         elif folder in ("support", "naive"):
             mirrored = f"tests/{folder}/"
+        elif folder == "trees":
+            if not re.fullmatch(r"trees_\w+_test\.cpp", name):
+                report.add(path, 1, "suites over both tree classes are named trees_<topic>_test.cpp")
+            continue
         else:
             continue
         stems = {

@@ -29,27 +29,11 @@ void expect_one_picture(const TemporaryFolder& folder, const Words& scene) {
     expect({"--repeat", "2"});
 }
 
-TEST(MainGrids, GiveThePictureOfPlainTrees) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {});
-}
+class MainGridsOfUsualScenes : public UsualScenes {};
 
-TEST(MainGrids, GiveThePictureOfPlainTreesInMotion) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {"--motion"});
-}
+TEST_P(MainGridsOfUsualScenes, GiveThePictureOfPlainTrees) { for_each_picture(expect_one_picture); }
 
-TEST(MainGrids, GiveThePictureOfPlainTreesOfAMesh) {
-    const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
-    expect_one_picture(folder, {mesh});
-    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
-}
-
-TEST(MainGrids, GiveThePictureOfPlainTreesOfOneTriangle) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
-}
+INSTANTIATE_TEST_SUITE_P(Scenes, MainGridsOfUsualScenes, usual_scenes, name_usual_scene);
 
 TEST(MainGrids, GiveThePictureOfPlainTreesOfAForest) {
     const TemporaryFolder folder;

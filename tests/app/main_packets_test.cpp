@@ -21,22 +21,11 @@ void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::st
     EXPECT_TRUE(render_with({}) == expected) << "the usual packet";
 }
 
-TEST(MainPackets, GiveOnePicture) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {});
-}
+class MainPacketsOfUsualScenes : public UsualScenes {};
 
-TEST(MainPackets, GiveOnePictureInMotion) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {"--motion"});
-}
+TEST_P(MainPacketsOfUsualScenes, GiveOnePicture) { for_each_picture(expect_one_picture); }
 
-TEST(MainPackets, GiveOnePictureOfAMesh) {
-    const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
-    expect_one_picture(folder, {mesh});
-    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
-}
+INSTANTIATE_TEST_SUITE_P(Scenes, MainPacketsOfUsualScenes, usual_scenes, name_usual_scene);
 
 /// Of a triangle that lies in the axes' planes, seen along an axis.
 TEST(MainPackets, GiveOnePictureOfFacesSeenEdgeOn) {

@@ -21,22 +21,13 @@ void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::st
                 << method << ", threads: " << threads;
 }
 
-TEST(MainPictures, AreTheSameForEveryBuildAndThreadCount) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {});
+class MainPicturesOfUsualScenes : public UsualScenes {};
+
+TEST_P(MainPicturesOfUsualScenes, AreTheSameForEveryBuildAndThreadCount) {
+    for_each_picture(expect_one_picture);
 }
 
-TEST(MainPictures, AreTheSameInMotion) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {"--motion"});
-}
-
-TEST(MainPictures, AreTheSameOfAMesh) {
-    const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
-    expect_one_picture(folder, {mesh});
-    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
-}
+INSTANTIATE_TEST_SUITE_P(Scenes, MainPicturesOfUsualScenes, usual_scenes, name_usual_scene);
 
 TEST(MainPictures, DifferWhereTheyAreMeantTo) {
     const TemporaryFolder folder;

@@ -27,27 +27,11 @@ void expect_one_picture(const TemporaryFolder& folder, const Words& scene) {
     }
 }
 
-TEST(MainStreams, GiveOnePicture) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {});
-}
+class MainStreamsOfUsualScenes : public UsualScenes {};
 
-TEST(MainStreams, GiveOnePictureInMotion) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {"--motion"});
-}
+TEST_P(MainStreamsOfUsualScenes, GiveOnePicture) { for_each_picture(expect_one_picture); }
 
-TEST(MainStreams, GiveOnePictureOfAMesh) {
-    const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
-    expect_one_picture(folder, {mesh});
-    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
-}
-
-TEST(MainStreams, GiveOnePictureOfOneTriangle) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
-}
+INSTANTIATE_TEST_SUITE_P(Scenes, MainStreamsOfUsualScenes, usual_scenes, name_usual_scene);
 
 TEST(MainStreams, GiveOnePictureOfAForest) {
     const TemporaryFolder folder;

@@ -27,27 +27,11 @@ void expect_one_picture(const TemporaryFolder& folder, const Words& scene) {
                     << method << ", " << packet << ", threads: " << threads;
 }
 
-TEST(MainTrees, GiveOnePicture) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {});
-}
+class MainTreesOfUsualScenes : public UsualScenes {};
 
-TEST(MainTrees, GiveOnePictureInMotion) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {"--motion"});
-}
+TEST_P(MainTreesOfUsualScenes, GiveOnePicture) { for_each_picture(expect_one_picture); }
 
-TEST(MainTrees, GiveOnePictureOfAMesh) {
-    const TemporaryFolder folder;
-    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
-    expect_one_picture(folder, {mesh});
-    expect_one_picture(folder, {mesh, "--motion", "--up", "z"});
-}
-
-TEST(MainTrees, GiveOnePictureOfOneTriangle) {
-    const TemporaryFolder folder;
-    expect_one_picture(folder, {folder.write("one.obj", make_triangle())});
-}
+INSTANTIATE_TEST_SUITE_P(Scenes, MainTreesOfUsualScenes, usual_scenes, name_usual_scene);
 
 TEST(MainTrees, GiveOnePictureWhateverTheSizeOfTheMesh) {
     const TemporaryFolder folder;

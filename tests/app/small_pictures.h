@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <tests/app/program.h>
 
@@ -54,4 +55,35 @@ inline std::string make_lumpy_sheet() {
                 text += face;
         }
     return text;
+}
+
+/// Scenes that every way to render is tried with.
+enum class UsualScene { still, moving, mesh, triangle };
+
+/// A test of a way to render, for each of them.
+class UsualScenes : public testing::TestWithParam<UsualScene> {
+  protected:
+    /// Calls `compare(folder, options)` for pictures of the scene, by the options that choose them.
+    template <typename Compare> void for_each_picture(const Compare& compare) const {
+        const TemporaryFolder folder;
+        if (GetParam() == UsualScene::mesh) {
+            const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
+            compare(folder, {mesh});
+            compare(folder, {mesh, "--motion", "--up", "z"});
+        } else if (GetParam() == UsualScene::triangle) {
+            compare(folder, {folder.write("one.obj", make_triangle())});
+        } else if (GetParam() == UsualScene::moving) {
+            compare(folder, {"--motion"});
+        } else {
+            compare(folder, {});
+        }
+    }
+};
+
+inline const auto usual_scenes =
+    testing::Values(UsualScene::still, UsualScene::moving, UsualScene::mesh, UsualScene::triangle);
+
+inline std::string name_usual_scene(const testing::TestParamInfo<UsualScene>& scene) {
+    constexpr const char* names[] = {"still", "moving", "mesh", "triangle"};
+    return names[static_cast<unsigned>(scene.param)];
 }

@@ -2,10 +2,6 @@
 
 #include <cstring>
 #include <limits>
-
-#include <climits>
-#include <cmath>
-#include <limits>
 #include <string>
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
@@ -15,7 +11,6 @@
 #include <tests/support/scenes.h>
 #include <tests/support/split_scene.h>
 #include <tests/support/tree_build.h>
-#include <tests/support/tree_checker.h>
 
 namespace {
 
@@ -67,23 +62,6 @@ void expect_same_cuts(const GasCompressedTree& tree, const naive::Tree& plain) {
                 pending.push_back({node.children[child], plain_child});
         }
     }
-}
-
-/// Leaves below a node.
-unsigned count_leaves(const GasCompressedTree& tree, unsigned root) {
-    unsigned count = 0;
-    std::vector<unsigned> pending = {root};
-    while (!pending.empty()) {
-        const GasCompressedNode& node = tree.get_nodes()[pending.back()];
-        pending.pop_back();
-        for (unsigned child = 0; child < 2; ++child) {
-            if (is_leaf(node, child))
-                ++count;
-            else
-                pending.push_back(node.children[child]);
-        }
-    }
-    return count;
 }
 
 /// What a build over `count` boxes draws in a bar that stands at 70 percent.
@@ -160,33 +138,6 @@ TEST(CompressedBuild, BothChildrenAreNumberedBeforeEitherIsDivided) {
     EXPECT_EQ(support::find_flaw(tree, boxes), "");
 }
 
-TEST(CompressedBuild, ASplitThatLeavesOneSideEmptyIsReplacedByHalves) {
-    // The full split leaves the side above the planes at infinity empty, and the one below planes
-    // that are no numbers.
-    for (const float outlier :
-         {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()}) {
-        std::vector<Box> boxes(17, point_box(0, 0, 0));
-        boxes[16] = point_box(outlier, 0, 0);
-        GasCompressedTree tree;
-        support::build(tree, boxes, Split::sah);
-        EXPECT_EQ(support::find_flaw(tree, boxes), "");
-        ASSERT_EQ(tree.get_nodes()[0].flags & 3u, 0u);
-        EXPECT_EQ(count_leaves(tree, 1), 8u);
-        EXPECT_EQ(count_leaves(tree, 2), 9u);
-    }
-}
-
-TEST(CompressedBuild, EveryCountKeepsTheInvariants) {
-    for (const Split split : support::all_splits) {
-        GasCompressedTree tree;
-        for (unsigned count = 1; count <= 200; ++count) {
-            const std::vector<Box> boxes = scenes::make(Kind::clustered, count, count);
-            support::build(tree, boxes, split);
-            ASSERT_EQ(support::find_flaw(tree, boxes), "") << count;
-        }
-    }
-}
-
 TEST(CompressedBuild, TheCutsAreThoseOfTheTreeWithFloatBoxes) {
     for (const Kind kind : scenes::all_kinds()) {
         for (const Split split : support::all_splits) {
@@ -200,42 +151,6 @@ TEST(CompressedBuild, TheCutsAreThoseOfTheTreeWithFloatBoxes) {
             }
         }
     }
-}
-
-TEST(CompressedBuild, TheIndexArrayIsCopiedAndNodesHoldPositions) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 5, 1);
-    std::vector<unsigned> indices = {50, 40, 30, 20, 10};
-    GasCompressedTree tree;
-    tree.create(support::to_boxes(boxes), indices.data(), nullptr);
-    indices.assign(5, 0);
-    EXPECT_EQ(support::get_reported_items(tree), (std::vector<unsigned>{50, 40, 30, 20, 10}));
-    EXPECT_EQ(support::find_flaw(tree, boxes), "");
-}
-
-TEST(CompressedBuild, WithoutABarTheSplitIsTheFastSah) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 300, 1);
-    GasCompressedTree tree;
-    support::build(tree, boxes, Split::median);
-    EXPECT_EQ(tree.get_split_callback(), &GasCompressedTree::split_median);
-    tree.create(support::to_boxes(boxes), nullptr, nullptr);
-    EXPECT_EQ(tree.get_split_callback(), &GasCompressedTree::split_sah_bins_fast);
-    expect_same_cuts(tree, naive::build(boxes, Split::sah_fast));
-}
-
-TEST(CompressedBuild, TheSettingOfTheBarsApplicationChoosesTheSplit) {
-    const auto chosen = [](unsigned setting) {
-        QuietProgress progress(setting);
-        GasCompressedTree tree;
-        tree.create(support::to_boxes(scenes::make(Kind::random, 9, 1)), nullptr, &progress.bar);
-        return tree.get_split_callback();
-    };
-    EXPECT_EQ(chosen(0), &GasCompressedTree::split_median);
-    EXPECT_EQ(chosen(1), &GasCompressedTree::split_hybrid);
-    EXPECT_EQ(chosen(2), &GasCompressedTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(3), &GasCompressedTree::split_sah_bins);
-    EXPECT_EQ(chosen(4), &GasCompressedTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(7), &GasCompressedTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(UINT_MAX), &GasCompressedTree::split_sah_bins_fast);
 }
 
 TEST(CompressedBuild, TheBarStepsOnceAPercentAtMostAndEndsFull) {
@@ -275,70 +190,6 @@ TEST(CompressedBuild, OneItemFillsTheBarAtOnce) {
     EXPECT_EQ(progress.bar.get_value(), 1.0f);
 }
 
-TEST(CompressedBuild, EmptyArraysClearTheTree) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
-    const auto expect_cleared = [&](const auto& empty) {
-        GasCompressedTree tree;
-        support::build(tree, boxes, Split::sah, std::vector<unsigned>(9, 1));
-        QuietProgress progress(fast_setting);
-        tree.create(empty, nullptr, &progress.bar);
-        EXPECT_TRUE(tree.is_empty());
-        EXPECT_EQ(tree.get_leaf_count(), 0u);
-        EXPECT_EQ(tree.get_root_index(), GasCompressedTree::no_root);
-        EXPECT_EQ(tree.get_memory_size(), sizeof(GasCompressedTree));
-        EXPECT_EQ(tree.get_split_callback(), &GasCompressedTree::split_sah_bins);
-        EXPECT_EQ(progress.bar.get_value(), 0.0f);
-    };
-    expect_cleared(CoreArray<GMathBbox3<float>>());
-    expect_cleared(CoreVector<GMathBbox3<float>>());
-    expect_cleared(CoreArray<GMathBbox3<double>>());
-}
-
-TEST(CompressedBuild, AllFormsOfBoxesGiveTheSameTree) {
-    const CoreArray<GMathBbox3<float>> array =
-        support::to_boxes(scenes::make(Kind::clustered, 100, 5));
-    CoreVector<GMathBbox3<float>> vector;
-    CoreArray<GMathBbox3<double>> doubles(array.get_count());
-    for (unsigned i = 0; i < array.get_count(); ++i) {
-        vector.add(array[i]);
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            doubles[i].min[axis] = static_cast<double>(array[i].min[axis]);
-            doubles[i].max[axis] = static_cast<double>(array[i].max[axis]);
-        }
-    }
-    GasCompressedTree trees[4];
-    trees[0].create(array.get_items(), array.get_count(), nullptr, nullptr);
-    trees[1].create(array, nullptr, nullptr);
-    trees[2].create(vector, nullptr, nullptr);
-    trees[3].create(doubles, nullptr, nullptr);
-    for (const GasCompressedTree& tree : trees) {
-        EXPECT_EQ(support::get_bytes(tree), support::get_bytes(trees[0]));
-        EXPECT_EQ(tree.get_bbox(), trees[0].get_bbox());
-        EXPECT_EQ(tree.get_depth(), trees[0].get_depth());
-        EXPECT_EQ(tree.get_leaf_count(), 100u);
-    }
-}
-
-TEST(CompressedBuild, DoublesAreRoundedToTheNearestFloat) {
-    // Halfway between two floats the even one wins; past the largest float lies infinity.
-    const double ulp = 0x1p-23;
-    const CoreArray<GMathBbox3<double>> doubles = {
-        {{0.1, 1.0 + 0.25 * ulp, 1.0 + 0.5 * ulp}, {1.0 + 0.75 * ulp, 1.0 + 1.5 * ulp, 1e300}}};
-    GasCompressedTree tree;
-    const unsigned index = 77;
-    tree.create(doubles, &index, nullptr);
-    const GMathBbox3<float> box = tree.get_bbox();
-    EXPECT_EQ(box.min.x, 0.1f);
-    EXPECT_EQ(box.min.y, 1.0f);
-    EXPECT_EQ(box.min.z, 1.0f);
-    EXPECT_EQ(box.max.x, 1.0f + 0x1p-23f);
-    EXPECT_EQ(box.max.y, 1.0f + 0x1p-22f);
-    EXPECT_TRUE(std::isinf(box.max.z));
-    EXPECT_EQ(support::get_reported_items(tree), (std::vector<unsigned>{77}));
-    // The float box may be a little smaller than the double box.
-    EXPECT_GT(static_cast<double>(box.min.x), 0.1);
-}
-
 TEST(CompressedBuild, BoundsOfListedItemsStartFromTheFirst) {
     const CoreArray<GMathBbox3<float>> boxes =
         support::to_boxes({point_box(50, 50, 50), {{1, 2, 3}, {4, 5, 6}}, {{0, 9, 3}, {2, 9, 7}}});
@@ -353,33 +204,6 @@ TEST(CompressedBuild, BoundsOfListedItemsStartFromTheFirst) {
     EXPECT_EQ(bound(1, centers), (Bounds{{1, 2, 3}, {1, 2, 3}}));
     EXPECT_EQ(bound(2, centers), (Bounds{{0, 2, 3}, {1, 9, 3}}));
 }
-
-TEST(CompressedBuild, TheCountMayBeTheTreesOwn) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
-    const CoreArray<GMathBbox3<float>> array = support::to_boxes(boxes);
-    GasCompressedTree tree;
-    tree.create(array, nullptr, nullptr);
-    tree.create(array.get_items(), tree.get_leaf_count(), nullptr, nullptr);
-    EXPECT_EQ(tree.get_leaf_count(), 9u);
-    EXPECT_EQ(support::find_flaw(tree, boxes), "");
-}
-
-// Broken contracts assert in debug builds; elsewhere they do no harm.
-#ifdef NDEBUG
-TEST(CompressedBuild, CountZeroClears) {
-    GasCompressedTree tree;
-    support::build(tree, scenes::make(Kind::random, 9, 1), Split::sah);
-    tree.create(static_cast<const GMathBbox3<float>*>(nullptr), 0, nullptr, nullptr);
-    EXPECT_TRUE(tree.is_empty());
-    EXPECT_EQ(tree.get_leaf_count(), 0u);
-}
-#else
-TEST(CompressedBuildDeathTest, CountZeroAsserts) {
-    GasCompressedTree tree;
-    EXPECT_DEATH(tree.create(static_cast<const GMathBbox3<float>*>(nullptr), 0, nullptr, nullptr),
-                 "at least one box");
-}
-#endif
 
 TEST(CompressedBuild, SeveralThreadsGiveTheSameTree) {
     for (const scenes::Kind kind : scenes::all_kinds()) {

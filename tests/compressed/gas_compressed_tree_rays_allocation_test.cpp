@@ -1,16 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/allocation_attempts.h>
-#include <tests/support/nested_tracer.h>
+#include <tests/support/recording_callbacks.h>
+#include <tests/support/row_of_boxes.h>
+#include <tests/support/test_shader.h>
 
-// Frames grow with the first queries; from then on a query allocates nothing.
+// What frames grow by.
 
 namespace {
 
 using support::count_allocations;
 using support::RayQuery;
 using support::TestShader;
-using Tracer = support::NestedTracer<GasCompressedTree>;
 
 /// Traces rays along the row, alone or two at once.
 std::uint64_t count_of_rays(const GasCompressedTree& tree, RayQuery query, CtxShader& shader,
@@ -23,18 +24,6 @@ std::uint64_t count_of_rays(const GasCompressedTree& tree, RayQuery query, CtxSh
 }
 
 } // namespace
-
-TEST(CompressedRaysAllocation, GrownFramesServeEveryQueryWithoutAllocating) {
-    Tracer tracer(1);
-    const std::uint64_t first = count_allocations([&] { tracer.run(); });
-    const unsigned called = tracer.called;
-    const std::int64_t live = support::count_live_blocks();
-    EXPECT_GT(first, 0u);
-    EXPECT_EQ(count_allocations([&] { tracer.run(); }), 0u);
-    EXPECT_EQ(support::count_live_blocks(), live);
-    EXPECT_GT(called, 1000u);
-    EXPECT_GT(tracer.called, called);
-}
 
 TEST(CompressedRaysAllocation, ARayGrowsItsStackAndItsBoxesOnly) {
     GasCompressedTree shallow;
@@ -63,32 +52,4 @@ TEST(CompressedRaysAllocation, ARayGrowsItsStackAndItsBoxesOnly) {
     EXPECT_EQ(frame.decoded_box_capacity, 2 * frame.stack_capacity);
     for (const RayQuery query : support::all_ray_queries)
         EXPECT_EQ(count_of_rays(deep, query, shader, 2), 0u);
-}
-
-TEST(CompressedRaysAllocation, ALoneItemNeedsNoMemory) {
-    GasCompressedTree tree;
-    support::build(tree, support::row_of_boxes(1));
-    CtxShader bare;
-    for (const RayQuery query : support::all_ray_queries)
-        EXPECT_EQ(count_of_rays(tree, query, bare, 2), 0u);
-}
-
-TEST(CompressedRaysAllocation, AFailedAllocationPassesThroughAndTheNextQueryWorks) {
-    Tracer tracer(2);
-    for (std::uint64_t nth = 0;; ++nth) {
-        const void* const tree_ctx = tracer.shader.tree_ctx_slot;
-        const void* const ray_frame = tracer.shader.ray_frame_slot;
-        const support::Attempt attempt = support::attempt(nth, [&] { tracer.run(); });
-        EXPECT_EQ(tracer.shader.tree_ctx_slot, tree_ctx);
-        EXPECT_EQ(tracer.shader.ray_frame_slot, ray_frame);
-        if (!attempt.reached)
-            break;
-        EXPECT_TRUE(attempt.thrown);
-        // The frames that were left half grown serve as well as new ones.
-        if (nth % 2)
-            tracer.run();
-        ASSERT_LT(nth, 100u);
-        GasObject::destroy_ctx(tracer.shader);
-        GasObject::create_ctx(tracer.shader);
-    }
 }

@@ -7,7 +7,6 @@
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
 #include <tests/support/compressed_checker.h>
-#include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
 
@@ -15,8 +14,6 @@ namespace {
 
 using naive::Box;
 using support::is_leaf;
-using support::RayQuery;
-using support::RecordingCallbacks;
 
 /// Drives the traversal interface as a walk of the caller's own does.
 class Slots : public testing::Test {
@@ -165,40 +162,6 @@ TEST_F(Slots, EveryNodeIsReachedWithItsDecodedBox) {
     }
 }
 
-TEST_F(Slots, LeavesBelowTheLeafCountAreValid) {
-    build(support::row_of_boxes(5));
-    for (const unsigned leaf : {0u, 1u, 4u})
-        EXPECT_TRUE(tree.is_leaf_valid(ctx, leaf)) << leaf;
-    for (const unsigned leaf : {5u, 6u, 0xffffffffu})
-        EXPECT_FALSE(tree.is_leaf_valid(ctx, leaf)) << leaf;
-    tree.clear();
-    EXPECT_FALSE(tree.is_leaf_valid(ctx, 0));
-}
-
-TEST_F(Slots, TheOrderFollowsTheSignAlongTheAxisThatSeparates) {
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        for (const bool first_is_above : {false, true}) {
-            const Box low = {{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}};
-            Box high = low;
-            high.min[axis] = 5.0f;
-            high.max[axis] = 6.0f;
-            if (first_is_above)
-                build({high, low});
-            else
-                build({low, high});
-            for (unsigned signs = 0; signs < 8; ++signs) {
-                const GMathBasicRay ray(
-                    {0.0, 0.0, 0.0},
-                    {signs & 1 ? -1.0 : 1.0, signs & 2 ? -1.0 : 1.0, signs & 4 ? -1.0 : 1.0});
-                const bool is_negative = (signs >> axis & 1) != 0;
-                EXPECT_EQ(tree.get_node_traversal_order(ctx, 0, ray),
-                          is_negative != first_is_above ? 1u : 0u)
-                    << "axis " << axis << ", signs " << signs << ", first above " << first_is_above;
-            }
-        }
-    }
-}
-
 TEST_F(Slots, TheOrderIsReadFromTheNodeInTheSlot) {
     // Root along x, the pair below along y with the first above.
     build({{{0, 5, 0}, {1, 6, 1}}, {{0, 0, 0}, {1, 1, 1}}, {{50, 0, 0}, {51, 1, 1}}});
@@ -249,154 +212,3 @@ TEST_F(Slots, AWalkThatFreesNothingAsserts) {
     EXPECT_DEATH(expand(0), "frees each slot");
 }
 #endif
-
-namespace {
-
-class CompressedLeaves : public testing::Test {
-  protected:
-    CompressedLeaves() : batch(1) {}
-
-    /// Calls all eight operations for `leaf`, those with a frame second.
-    void call_all(unsigned leaf) {
-        GeometryRaytraceCtx& rays = batch.get_ctx();
-        tree.leaf_ray_hit_static(leaf, eval, shader, rays);
-        tree.leaf_ray_hit_motion(leaf, eval, shader, rays);
-        tree.leaf_ray_hit_nearest_static(leaf, eval, shader, rays);
-        tree.leaf_ray_hit_nearest_motion(leaf, eval, shader, rays);
-        tree.leaf_ray_hit_static(ctx, leaf, eval, shader, rays);
-        tree.leaf_ray_hit_motion(ctx, leaf, eval, shader, rays);
-        tree.leaf_ray_hit_nearest_static(ctx, leaf, eval, shader, rays);
-        tree.leaf_ray_hit_nearest_motion(ctx, leaf, eval, shader, rays);
-    }
-
-    static std::vector<RayQuery> names(const RecordingCallbacks& callbacks) {
-        std::vector<RayQuery> result;
-        for (const support::LeafCall& call : callbacks.calls)
-            result.push_back(call.callback);
-        return result;
-    }
-
-    GasCompressedTree tree;
-    GasTreeCtx ctx;
-    CtxEval eval;
-    CtxShader shader;
-    GeometryRayBatch batch;
-};
-
-using Names = std::vector<RayQuery>;
-constexpr RayQuery a = RayQuery::hit_static;
-constexpr RayQuery b = RayQuery::hit_motion;
-constexpr RayQuery c = RayQuery::nearest_static;
-constexpr RayQuery d = RayQuery::nearest_motion;
-
-} // namespace
-
-TEST_F(CompressedLeaves, WithoutIndicesTheLeafPositionIsTheItem) {
-    support::build(tree, support::row_of_boxes(4));
-    RecordingCallbacks callbacks(tree);
-    for (unsigned leaf = 0; leaf < 4; ++leaf) {
-        call_all(leaf);
-        EXPECT_EQ(names(callbacks), (Names{a, b, c, d, a, b, c, d}));
-        EXPECT_EQ(callbacks.calls[7].eval, &eval);
-        EXPECT_EQ(callbacks.calls[7].shader, &shader);
-        EXPECT_EQ(callbacks.calls[7].rays, &batch.get_ctx());
-        EXPECT_EQ(callbacks.take_items(), std::vector<unsigned>(8, leaf));
-    }
-}
-
-TEST_F(CompressedLeaves, WithIndicesTheEntryAtTheLeafPositionIsTheItem) {
-    const std::vector<unsigned> indices = {7, 0xffffffffu, 7, 100};
-    support::build(tree, support::row_of_boxes(4), naive::Split::sah_fast, indices);
-    RecordingCallbacks callbacks(tree);
-    for (unsigned leaf = 0; leaf < 4; ++leaf) {
-        call_all(leaf);
-        EXPECT_EQ(callbacks.take_items(), std::vector<unsigned>(8, indices[leaf]));
-    }
-}
-
-TEST_F(CompressedLeaves, FiveArgumentsReplaceWhatIsNotNull) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks callbacks;
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<d>, RecordingCallbacks::record<c>,
-                                     RecordingCallbacks::record<b>, RecordingCallbacks::record<a>,
-                                     &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, c, b, a, d, c, b, a}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, RecordingCallbacks::record<a>, nullptr,
-                                     RecordingCallbacks::record<d>, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, a, b, d, d, a, b, d}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<b>, nullptr,
-                                     RecordingCallbacks::record<c>, nullptr, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{b, a, c, d, b, a, c, d}));
-}
-
-TEST_F(CompressedLeaves, ThreeArgumentsReplaceInPairs) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks callbacks(tree);
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<d>, nullptr, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, d, c, d, d, d, c, d}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, RecordingCallbacks::record<a>, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, d, a, a, d, d, a, a}));
-}
-
-TEST_F(CompressedLeaves, TheUserPointerIsAlwaysReplaced) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks before(tree);
-    RecordingCallbacks after;
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<a>, nullptr, &after);
-    call_all(0);
-    EXPECT_TRUE(before.calls.empty());
-    EXPECT_EQ(names(after), (Names{a, a, c, d, a, a, c, d}));
-    after.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, nullptr, nullptr, nullptr, &before);
-    call_all(0);
-    EXPECT_TRUE(after.calls.empty());
-    EXPECT_EQ(names(before), (Names{a, a, c, d, a, a, c, d}));
-}
-
-TEST_F(CompressedLeaves, ANullUserPointerReplacesToo) {
-    support::build(tree, support::row_of_boxes(1));
-    static void* last_user;
-    const GasLeafCallback keep_user = [](void* user, const unsigned&, const CtxEval&, CtxShader&,
-                                         GeometryRaytraceCtx&) { last_user = user; };
-    tree.set_leaf_raytrace_callbacks(keep_user, keep_user, &tree);
-    call_all(0);
-    EXPECT_EQ(last_user, &tree);
-    tree.set_leaf_raytrace_callbacks(nullptr, nullptr, nullptr);
-    call_all(0);
-    EXPECT_EQ(last_user, nullptr);
-}
-
-TEST_F(CompressedLeaves, CallbacksThatWereNeverSetDoNothing) {
-    support::build(tree, support::row_of_boxes(2));
-    call_all(0);
-    EXPECT_FALSE(batch.is_hit(0));
-}
-
-TEST_F(CompressedLeaves, CallbacksSurviveClearAndRebuild) {
-    support::build(tree, support::row_of_boxes(2));
-    RecordingCallbacks callbacks(tree);
-    tree.clear();
-    support::build(tree, support::row_of_boxes(1));
-    call_all(0);
-    EXPECT_EQ(callbacks.calls.size(), 8u);
-}
-
-// A frame may remember a leaf of the tree that stood here before.
-TEST_F(CompressedLeaves, PositionsBeyondTheIndicesAreNotCalled) {
-    support::build(tree, support::row_of_boxes(3), naive::Split::sah_fast, {30, 31, 32});
-    RecordingCallbacks callbacks(tree);
-    for (const unsigned leaf : {3u, 4u, 1000u, 0xffffffffu})
-        call_all(leaf);
-    EXPECT_TRUE(callbacks.calls.empty());
-    support::build(tree, support::row_of_boxes(3));
-    call_all(1000);
-    EXPECT_EQ(callbacks.take_items(), std::vector<unsigned>(8, 1000));
-}

@@ -66,7 +66,7 @@ template <typename Tree, typename... Shortcut>
 void trace_plain(const Tree& tree, RayQuery query, Handing handing, CtxShader& shader,
                  GeometryRaytraceCtx& rays, Shortcut... shortcut) {
     if (handing == Handing::stream)
-        support::trace_stream(tree, query, shader, rays, CtxEval(), shortcut...);
+        support::trace_stream(tree, query, shader, rays, shortcut...);
     else
         support::trace(tree, query, shader, rays, shortcut...);
 }

@@ -25,10 +25,6 @@ const std::vector<unsigned> counts = {1, 2, 3, 17, 64, 300};
 const std::vector<unsigned> counts = {1, 2, 40};
 #endif
 
-void stream(const GasGridTree& grid, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
-    support::trace_stream(grid, query, shader, rays, CtxEval());
-}
-
 class GridStreams : public testing::TestWithParam<scenes::Kind> {};
 
 void compare_grid(scenes::Kind kind, unsigned count, unsigned target, std::size_t& calls) {
@@ -42,14 +38,7 @@ void compare_grid(scenes::Kind kind, unsigned count, unsigned target, std::size_
     items.build(grid, target);
     const CtxMotionBlur motion(0.0f, 1.0f, random.below(4));
     grid.update_motion_blur(motion);
-    RayHistories histories(
-        grid,
-        [&](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
-            support::trace(grid, query, shader, rays);
-        },
-        [&](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
-            stream(grid, query, shader, rays);
-        });
+    RayHistories histories(grid);
     histories.expects_single_rays = count > 1;
     support::StreamOracle oracle(histories, motion);
     for (const unsigned size : support::stream_sizes) {
@@ -90,7 +79,7 @@ TEST(GridStreamsOfClusters, BuildTheCellsThatRaysReachAndNoOthers) {
         GeometryRayBatch batch(40);
         for (unsigned ray = 0; ray < 40; ++ray)
             support::aim_at_cluster(batch, ray, ray % 2 ? 1 : 3, 0.5f);
-        stream(grid, query, shader, batch.get_ctx());
+        support::trace_stream(grid, query, shader, batch.get_ctx());
         EXPECT_EQ(support::get_built_cells(grid), (std::vector<unsigned>{1, 3}));
         ASSERT_GE(calls.calls.size(), 40u);
         for (const support::LeafCall& call : calls.calls) {
@@ -115,7 +104,7 @@ TEST(GridStreamsOfClusters, AHitInOneCellEndsTheRay) {
         GeometryRayBatch batch(40);
         for (unsigned ray = 0; ray < 40; ++ray)
             support::aim_at_cluster(batch, ray, ray % 2);
-        stream(grid, query, shader, batch.get_ctx());
+        support::trace_stream(grid, query, shader, batch.get_ctx());
         EXPECT_EQ(calls.calls.size(), 40u);
         calls.calls.clear();
         for (unsigned ray = 0; ray < 40; ++ray)
@@ -137,7 +126,7 @@ TEST(GridStreamsOfThreads, FindInASharedGridWhatOneThreadsDoWhileCellsAreBuilt) 
     const auto stream_through = [](const GasGridTree& grid) {
         return [&grid](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
                        const CtxEval& eval) {
-            support::trace_stream(grid, query, shader, rays, eval);
+            support::trace_stream(grid, query, shader, rays, false, eval);
         };
     };
     support::ThreadedRays(160).expect_same(stream_through(grids[0]), stream_through(grids[1]));

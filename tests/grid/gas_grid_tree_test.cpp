@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstring>
-#include <type_traits>
 
 #include <tests/support/grid_items.h>
 #include <tests/support/test_shader.h>
 #include <tests/support/tree_build.h>
+#include <tests/support/virtual_slot.h>
 
 namespace {
 
@@ -51,15 +50,9 @@ TEST(GasGridTree, AFreshGridIsEmpty) {
     EXPECT_EQ(grid.get_memory_size(), sizeof(GasGridTree));
 }
 
-// A pointer to a virtual member holds the byte offset of its slot, in some machines' conventions
-// plus 1; the destructor takes the two slots before it.
 TEST(GasGridTree, TheMemorySizeIsTheSlotAfterTheDestructor) {
-    static_assert(std::has_virtual_destructor_v<GasGridTree>);
-    std::size_t (GasGridTree::*const member)() const = &GasGridTree::get_memory_size;
-    std::ptrdiff_t words[2];
-    static_assert(sizeof member == sizeof words);
-    std::memcpy(words, &member, sizeof words);
-    EXPECT_EQ(words[0] & ~std::ptrdiff_t{1}, static_cast<std::ptrdiff_t>(2 * sizeof(void*)));
+    EXPECT_EQ(support::get_slot_offset(&GasGridTree::get_memory_size),
+              support::slot_after_the_destructor);
 }
 
 TEST(GasGridTree, AnEmptyGridCallsNothing) {

@@ -18,14 +18,10 @@ using naive::make_ray;
 using naive::Ray;
 using naive::shorten;
 using naive::Split;
+using naive::three_in_a_row;
 using naive::TimeSpan;
 using naive::Tree;
 using Items = std::vector<unsigned>;
-
-constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
-
-const std::vector<Box> three_in_a_row = {
-    {{0, 0, 0}, {1, 1, 1}}, {{2, 0, 0}, {3, 1, 1}}, {{4, 0, 0}, {5, 1, 1}}};
 
 Ray along_x() { return make_ray({-1, 0.5, 0.5}, {1, 0, 0}); }
 
@@ -94,65 +90,6 @@ TEST(NaiveCompressedRays, TheFractionTurnsOneSampleIntoTheNext) {
     EXPECT_EQ(calls_at(10.5, 0.5f), 0u);
     EXPECT_EQ(calls_at(10.5, 1.0f), 6u);
     EXPECT_EQ(calls_at(0.5, 1.0f), 0u);
-}
-
-TEST(NaiveCompressedRays, AllHitsCacheStopsTheNextRayFirst) {
-    const CompressedTree tree = build_compressed(three_in_a_row, Split::sah);
-    Cache cache;
-    Items order;
-    const auto stop_at_two = [&](unsigned item, Ray& ray) {
-        order.push_back(item);
-        ray.hit_flag = item == 2;
-    };
-    Ray ray = along_x();
-    ray.cache_slot = 3;
-    naive::ray_hit_static(tree, cache, ray, stop_at_two);
-    EXPECT_EQ(order, (Items{0, 1, 2}));
-    EXPECT_EQ(cache.all_hits[3].tree, &tree);
-    EXPECT_EQ(cache.all_hits[3].leaf, 2u);
-
-    order.clear();
-    ray.hit_flag = false;
-    naive::ray_hit_static(tree, cache, ray, stop_at_two);
-    EXPECT_EQ(order, (Items{2}));
-
-    order.clear();
-    ray.hit_flag = false;
-    naive::ray_hit_static(tree, cache, ray, [&](unsigned item, Ray&) { order.push_back(item); });
-    EXPECT_EQ(order, (Items{2, 0, 1, 2}));
-    EXPECT_EQ(cache.all_hits[3].tree, nullptr);
-}
-
-TEST(NaiveCompressedRays, NearestCacheLeafIsNotCalledTwice) {
-    const CompressedTree tree = build_compressed(three_in_a_row, Split::sah);
-    Cache cache;
-    Items order;
-    const auto hit_only_two = [&](unsigned item, Ray& ray) {
-        order.push_back(item);
-        if (item == 2) {
-            shorten(ray, 5.5);
-        }
-    };
-    Ray ray = along_x();
-    naive::ray_hit_nearest_static(tree, cache, ray, hit_only_two);
-    EXPECT_EQ(order, (Items{0, 1, 2}));
-    EXPECT_EQ(cache.nearest[0].leaf, 2u);
-
-    order.clear();
-    ray = along_x();
-    naive::ray_hit_nearest_static(tree, cache, ray, hit_only_two);
-    EXPECT_EQ(order, (Items{2, 0, 1}));
-    EXPECT_EQ(cache.nearest[0].tree, &tree);
-
-    // A flag without a lower distance is no hit.
-    order.clear();
-    ray = along_x();
-    naive::ray_hit_nearest_static(tree, cache, ray, [&](unsigned item, Ray& current) {
-        order.push_back(item);
-        current.hit_flag = true;
-    });
-    EXPECT_EQ(order, (Items{2, 0, 1}));
-    EXPECT_EQ(cache.nearest[0].tree, nullptr);
 }
 
 TEST(NaiveCompressedRays, StaleCacheEntriesAreTried) {
@@ -260,7 +197,7 @@ TEST(NaiveCompressedRays, WalkAsAPlainTreeOverTheDecodedBoxes) {
     std::size_t calls_in_all = 0;
     for (const scenes::Kind kind : {scenes::Kind::random, scenes::Kind::grid, scenes::Kind::flat,
                                     scenes::Kind::coincident, scenes::Kind::nested}) {
-        for (const Split split : all_splits) {
+        for (const Split split : naive::all_splits) {
             SCOPED_TRACE(scenes::name(kind));
             const std::vector<Box> boxes = scenes::make(kind, 120, 17);
             CompressedTree tree = build_compressed(boxes, split);

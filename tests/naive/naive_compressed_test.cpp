@@ -20,8 +20,6 @@ using naive::second_child;
 using naive::Split;
 using Items = std::vector<unsigned>;
 
-constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
-
 Box point(float x, float y = 0, float z = 0) { return {{x, y, z}, {x, y, z}}; }
 
 bool same_bits(const Box& a, const Box& b) { return std::memcmp(&a, &b, sizeof(Box)) == 0; }
@@ -167,7 +165,7 @@ TEST(NaiveCompressed, EverySceneGivesASoundTree) {
     for (const scenes::Kind kind : scenes::all_kinds()) {
         for (unsigned count = 2; count <= 300; count += count < 40 ? 1 : 37) {
             const std::vector<Box> boxes = scenes::make(kind, count, count);
-            for (const Split split : all_splits) {
+            for (const Split split : naive::all_splits) {
                 SCOPED_TRACE(std::string(scenes::name(kind)) + " " + std::to_string(count));
                 check_tree(build_compressed(boxes, split), boxes);
             }
@@ -180,7 +178,7 @@ TEST(NaiveCompressed, DecodedBoxesContainTheExactOnes) {
                                   scenes::Kind::tiny};
     for (const scenes::Kind kind : kinds) {
         const std::vector<Box> boxes = scenes::make(kind, 200, 9);
-        for (const Split split : all_splits) {
+        for (const Split split : naive::all_splits) {
             const CompressedTree tree = build_compressed(boxes, split);
             const std::vector<Box> decoded = naive::decoded_boxes(tree);
             EXPECT_TRUE(same_bits(decoded[0], tree.root_box));

@@ -1,11 +1,16 @@
 #pragma once
 
+#include <vector>
+
 #include <tests/naive/naive_tree.h>
 
 namespace naive {
 
 /// The far and hit distance of a new ray.
 constexpr float far_away = 1e6f;
+
+inline const std::vector<Box> three_in_a_row = {
+    {{0, 0, 0}, {1, 1, 1}}, {{2, 0, 0}, {3, 1, 1}}, {{4, 0, 0}, {5, 1, 1}}};
 
 /// A ray from distance 0 to `far_away` in cache slot 0.
 inline Ray make_ray(const double (&origin)[3], const double (&direction)[3]) {

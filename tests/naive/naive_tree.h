@@ -22,6 +22,7 @@ struct BoxD {
 
 /// Values of the build method setting.
 enum class Split : unsigned { median = 0, hybrid = 1, sah_fast = 2, sah = 3 };
+inline constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
 
 /// Inner node: `index` is the first child, the second is `index + 1`. Leaf: `index` is the item,
 /// `order_code` is 0.

@@ -19,8 +19,6 @@ using naive::Split;
 using naive::TimeSpan;
 using naive::Tree;
 
-constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
-
 /// From anywhere within `reach` to somewhere near one of the boxes, without zero components.
 Ray random_ray(support::SeededRandom& random, const std::vector<Box>& boxes, double reach) {
     const Box& target = boxes[random.below(static_cast<unsigned>(boxes.size()))];
@@ -109,7 +107,7 @@ TEST(NaiveRaySearch, AllHitsCallsEveryLeafUnderCrossedBoxesOnce) {
     for (const scenes::Kind kind : scenes::all_kinds()) {
         for (const unsigned count : {1u, 2u, 7u, 60u, 200u}) {
             const std::vector<Box> boxes = scenes::make(kind, count, count);
-            for (const Split split : all_splits) {
+            for (const Split split : naive::all_splits) {
                 const Tree tree = naive::build(boxes, split);
                 const std::vector<Box> node_boxes = node_boxes_of(tree);
                 Cache cache;
@@ -192,7 +190,7 @@ TEST(NaiveRaySearch, NearestFindsWhatTryingAllItemsFinds) {
     for (const scenes::Kind kind : {scenes::Kind::random, scenes::Kind::flat, scenes::Kind::grid,
                                     scenes::Kind::nested, scenes::Kind::diagonal}) {
         const std::vector<Box> items = scenes::make(kind, 200, 5);
-        for (const Split split : all_splits) {
+        for (const Split split : naive::all_splits) {
             Tree tree = naive::build(padded(items), split);
             naive::set_sample_count(tree, 2);
             naive::refit_sample(tree, padded(items), 0);

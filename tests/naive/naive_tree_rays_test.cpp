@@ -16,11 +16,10 @@ using naive::make_ray;
 using naive::Ray;
 using naive::shorten;
 using naive::Split;
+using naive::three_in_a_row;
 using naive::TimeSpan;
 using naive::Tree;
 using Items = std::vector<unsigned>;
-
-constexpr Split all_splits[] = {Split::median, Split::hybrid, Split::sah_fast, Split::sah};
 
 TEST(NaiveRays, AxisParallelRaysInFacesMissNoTouchedBox) {
     std::vector<Box> boxes = scenes::make(scenes::Kind::grid, 64, 3);
@@ -28,7 +27,7 @@ TEST(NaiveRays, AxisParallelRaysInFacesMissNoTouchedBox) {
         const float x = static_cast<float>(i);
         boxes.push_back({{x, 2.0f, 0.0f}, {x + 1.0f, 2.0f, 4.0f}});
     }
-    for (const Split split : all_splits) {
+    for (const Split split : naive::all_splits) {
         const Tree tree = naive::build(boxes, split);
         for (unsigned axis = 0; axis < 3; ++axis) {
             for (unsigned place = 0; place < 162; ++place) {
@@ -81,38 +80,6 @@ TEST(NaiveRays, LoneLeafIsCalledWithoutABoxTest) {
     EXPECT_EQ(order, (Items{42}));
 }
 
-const std::vector<Box> three_in_a_row = {
-    {{0, 0, 0}, {1, 1, 1}}, {{2, 0, 0}, {3, 1, 1}}, {{4, 0, 0}, {5, 1, 1}}};
-
-TEST(NaiveRays, AllHitsCacheStopsTheNextRayFirst) {
-    const Tree tree = naive::build(three_in_a_row, Split::sah);
-    Cache cache;
-    Items order;
-    const auto stop_at_two = [&](unsigned item, Ray& ray) {
-        order.push_back(item);
-        ray.hit_flag = item == 2;
-    };
-    Ray ray = make_ray({-1, 0.5, 0.5}, {1, 0, 0});
-    ray.cache_slot = 3;
-    naive::ray_hit_static(tree, cache, ray, stop_at_two);
-    EXPECT_EQ(order, (Items{0, 1, 2}));
-    EXPECT_EQ(cache.all_hits[3].tree, &tree);
-    EXPECT_EQ(cache.all_hits[3].leaf, 2u);
-
-    order.clear();
-    ray.hit_flag = false;
-    naive::ray_hit_static(tree, cache, ray, stop_at_two);
-    EXPECT_EQ(order, (Items{2}));
-    EXPECT_EQ(cache.all_hits[3].tree, &tree);
-
-    // The cached leaf is called again in the walk, and a full walk clears the entry.
-    order.clear();
-    ray.hit_flag = false;
-    naive::ray_hit_static(tree, cache, ray, [&](unsigned item, Ray&) { order.push_back(item); });
-    EXPECT_EQ(order, (Items{2, 0, 1, 2}));
-    EXPECT_EQ(cache.all_hits[3].tree, nullptr);
-}
-
 TEST(NaiveRays, AllHitsReadsAFarDistanceThatACallbackShortens) {
     const Tree tree = naive::build(three_in_a_row, Split::sah);
     ASSERT_FALSE(tree.nodes[2].leaf);
@@ -124,39 +91,6 @@ TEST(NaiveRays, AllHitsReadsAFarDistanceThatACallbackShortens) {
         current.far_distance = 1.5;
     });
     EXPECT_EQ(order, (Items{0}));
-}
-
-TEST(NaiveRays, NearestCacheLeafIsNotCalledTwice) {
-    const Tree tree = naive::build(three_in_a_row, Split::sah);
-    Cache cache;
-    Items order;
-    const auto hit_only_two = [&](unsigned item, Ray& ray) {
-        order.push_back(item);
-        if (item == 2) {
-            shorten(ray, 5.5);
-        }
-    };
-    Ray ray = make_ray({-1, 0.5, 0.5}, {1, 0, 0});
-    naive::ray_hit_nearest_static(tree, cache, ray, hit_only_two);
-    EXPECT_EQ(order, (Items{0, 1, 2}));
-    EXPECT_EQ(cache.nearest[0].leaf, 2u);
-
-    order.clear();
-    ray.hit_flag = false;
-    ray.hit_distance = static_cast<double>(far_away);
-    naive::ray_hit_nearest_static(tree, cache, ray, hit_only_two);
-    EXPECT_EQ(order, (Items{2, 0, 1}));
-    EXPECT_EQ(cache.nearest[0].tree, &tree);
-
-    // A flag without a lower distance is no hit.
-    order.clear();
-    ray.hit_distance = static_cast<double>(far_away);
-    naive::ray_hit_nearest_static(tree, cache, ray, [&](unsigned item, Ray& current) {
-        order.push_back(item);
-        current.hit_flag = true;
-    });
-    EXPECT_EQ(order, (Items{2, 0, 1}));
-    EXPECT_EQ(cache.nearest[0].tree, nullptr);
 }
 
 TEST(NaiveRays, NodeAtExactlyTheHitDistanceIsSkipped) {

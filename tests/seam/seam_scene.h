@@ -68,6 +68,14 @@ inline float enter(const GeometryRaytraceData& data, unsigned ray, const GMathBb
     return low <= high ? low : std::numeric_limits<float>::infinity();
 }
 
+/// The distance at which a ray enters the nearest of the boxes; 1000 where it misses all.
+inline float find_nearest(const GeometryRaytraceData& data, unsigned ray, const Boxes& boxes) {
+    float nearest = 1000.0f;
+    for (const GMathBbox3<float>& box : boxes.items)
+        nearest = std::min(nearest, enter(data, ray, box));
+    return nearest;
+}
+
 /// The items are their boxes, each a hair smaller than the box that the tree knows.
 struct Scene {
     explicit Scene(float shift = 0.0f) : boxes(make_boxes(item_count, shift)) {
@@ -81,13 +89,18 @@ struct Scene {
     Boxes tree_boxes;
 };
 
+/// Calls `visit(data, ray)` for each ray of the context's range.
+template <typename Visit> void for_each_ray(GeometryRaytraceCtx& ctx, const Visit& visit) {
+    GeometryRaytraceData& data = gas_host::get_data(ctx);
+    for (int ray = gas_host::get_first_ray(data); ray <= gas_host::get_last_ray(data); ++ray)
+        visit(data, static_cast<unsigned>(ray));
+}
+
 /// Leaf callbacks over the boxes behind the user pointer.
 inline void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                         GeometryRaytraceCtx& ctx) {
     const Boxes& boxes = *static_cast<const Boxes*>(user);
-    GeometryRaytraceData& data = gas_host::get_data(ctx);
-    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
-        const unsigned ray = static_cast<unsigned>(i);
+    for_each_ray(ctx, [&](GeometryRaytraceData& data, unsigned ray) {
         GeometryIntersectionPath& path = ctx.get_intersection_path(ray);
         const double distance = static_cast<double>(enter(data, ray, boxes.items[item]));
         if (distance < path.distance) {
@@ -95,19 +108,37 @@ inline void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxSha
             path.item = item;
             data.rays->hits[ray] = 1;
         }
-    }
+    });
 }
 
 inline void hit_any(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                     GeometryRaytraceCtx& ctx) {
     const Boxes& boxes = *static_cast<const Boxes*>(user);
-    GeometryRaytraceData& data = gas_host::get_data(ctx);
-    for (int i = gas_host::get_first_ray(data); i <= gas_host::get_last_ray(data); ++i) {
-        const unsigned ray = static_cast<unsigned>(i);
+    for_each_ray(ctx, [&](GeometryRaytraceData& data, unsigned ray) {
         if (enter(data, ray, boxes.items[item]) < 1000.0f)
             data.rays->hits[ray] = 1;
-    }
+    });
 }
+
+/// Has a tree call back over the scene's items.
+template <typename Tree> void attach(Tree& tree, const Scene& scene) {
+    tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, const_cast<Boxes*>(&scene.boxes));
+}
+
+/// A shader with frames and two motion-blur samples.
+class MotionShader : public CtxShader {
+  public:
+    MotionShader() {
+        motion_blur = &m_motion_blur;
+        GasObject::create_ctx(*this);
+    }
+    MotionShader(const MotionShader&) = delete;
+    MotionShader& operator=(const MotionShader&) = delete;
+    ~MotionShader() { GasObject::destroy_ctx(*this); }
+
+  private:
+    CtxMotionBlur m_motion_blur = {2};
+};
 
 /// An object over one tree of either class.
 template <typename Tree> class SceneObject : public GasObject {
@@ -133,6 +164,29 @@ template <typename Tree> class SceneObject : public GasObject {
     const Tree* m_tree;
 };
 
+/// Traces all rays by one query and holds them against a search through `boxes`.
+template <typename Trace>
+void expect_same_as_search(const Trace& trace, bool is_nearest, const Boxes& boxes,
+                           SeamRays& rays) {
+    rays.hits.assign(ray_count, 0);
+    rays.map.init(ray_count, rays.far_distances.data());
+    GeometryRaytraceData data;
+    data.rays = &rays;
+    data.map = &rays.map;
+    gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
+    trace(data.ctx);
+    unsigned hit_count = 0;
+    for (unsigned ray = 0; ray < ray_count; ++ray) {
+        const float nearest = find_nearest(data, ray, boxes);
+        ASSERT_EQ(rays.hits[ray] != 0, nearest < 1000.0f) << ray;
+        if (is_nearest) {
+            ASSERT_EQ(rays.map.get_path(ray).distance, static_cast<double>(nearest)) << ray;
+        }
+        hit_count += rays.hits[ray];
+    }
+    EXPECT_GT(hit_count, ray_count / 4);
+}
+
 /// Traces a batch both ways and holds every ray against a search through all boxes.
 template <typename Tree>
 void expect_same_as_search(const Tree& tree, const Boxes& boxes, CtxShader& shader,
@@ -145,9 +199,7 @@ void expect_same_as_search(const Tree& tree, const Boxes& boxes, CtxShader& shad
     unsigned hit_count = 0;
     object.ray_hit_nearest(CtxEval(), shader, data);
     for (unsigned ray = 0; ray < ray_count; ++ray) {
-        float nearest = 1000.0f;
-        for (const GMathBbox3<float>& box : boxes.items)
-            nearest = std::min(nearest, enter(data, ray, box));
+        const float nearest = find_nearest(data, ray, boxes);
         const GeometryIntersectionPath& path = rays.map.get_path(ray);
         ASSERT_EQ(path.distance, static_cast<double>(nearest)) << ray;
         ASSERT_EQ(path.item != no_item, nearest < 1000.0f) << ray;

@@ -16,29 +16,17 @@ void expect_streams_find_what_a_search_finds(const Tree& tree, const Boxes& boxe
                                              CtxShader& shader, SeamRays& rays, bool motion,
                                              Shortcut... shortcut) {
     for (const bool nearest : {true, false}) {
-        rays.hits.assign(ray_count, 0);
-        rays.map.init(ray_count, rays.far_distances.data());
-        GeometryRaytraceData data;
-        data.rays = &rays;
-        data.map = &rays.map;
-        gas_host::set_range(data, 0, static_cast<int>(ray_count) - 1);
-        if (nearest && motion)
-            tree.ray_stream_nearest_motion(CtxEval(), shader, data.ctx, shortcut...);
-        else if (nearest)
-            tree.ray_stream_nearest_static(CtxEval(), shader, data.ctx, shortcut...);
-        else if (motion)
-            tree.ray_stream_motion(CtxEval(), shader, data.ctx, shortcut...);
-        else
-            tree.ray_stream_static(CtxEval(), shader, data.ctx, shortcut...);
-        for (unsigned ray = 0; ray < ray_count; ++ray) {
-            float expected = 1000.0f;
-            for (const GMathBbox3<float>& box : boxes.items)
-                expected = std::min(expected, enter(data, ray, box));
-            ASSERT_EQ(rays.hits[ray] != 0, expected < 1000.0f) << ray;
-            if (nearest) {
-                ASSERT_EQ(rays.map.get_path(ray).distance, static_cast<double>(expected)) << ray;
-            }
-        }
+        const auto trace = [&](GeometryRaytraceCtx& ctx) {
+            if (nearest && motion)
+                tree.ray_stream_nearest_motion(CtxEval(), shader, ctx, shortcut...);
+            else if (nearest)
+                tree.ray_stream_nearest_static(CtxEval(), shader, ctx, shortcut...);
+            else if (motion)
+                tree.ray_stream_motion(CtxEval(), shader, ctx, shortcut...);
+            else
+                tree.ray_stream_static(CtxEval(), shader, ctx, shortcut...);
+        };
+        expect_same_as_search(trace, nearest, boxes, rays);
     }
 }
 
@@ -48,12 +36,8 @@ void expect_both_kinds(Tree& tree, Shortcut... shortcut) {
     const Scene opening;
     const Scene closing(4.0f);
     SeamRays rays = make_rays();
-    CtxMotionBlur motion_blur = {2};
-    CtxShader shader;
-    shader.motion_blur = &motion_blur;
-    GasObject::create_ctx(shader);
-    void* user = const_cast<Boxes*>(&opening.boxes);
-    tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+    MotionShader shader;
+    attach(tree, opening);
     expect_streams_find_what_a_search_finds(tree, opening.boxes, shader, rays, false, shortcut...);
     expect_same_as_search(tree, opening.boxes, shader, rays);
     tree.set_motion_blur_sample_count(2);
@@ -62,12 +46,11 @@ void expect_both_kinds(Tree& tree, Shortcut... shortcut) {
     for (const float time : {0.0f, 0.5f, 1.0f}) {
         rays.times.assign(ray_count, time);
         const Scene between(4.0f * time);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, const_cast<Boxes*>(&between.boxes));
+        attach(tree, between);
         expect_streams_find_what_a_search_finds(tree, between.boxes, shader, rays, true,
                                                 shortcut...);
         expect_same_as_search(tree, between.boxes, shader, rays);
     }
-    GasObject::destroy_ctx(shader);
 }
 
 } // namespace
@@ -107,7 +90,7 @@ TEST(SeamStreams, FollowARefit) {
         tree.set_wide_nodes(true);
         tree.create(Scene().tree_boxes, nullptr, nullptr, 1.0f);
         EXPECT_TRUE(tree.refit(after.tree_boxes));
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, const_cast<Boxes*>(&after.boxes));
+        attach(tree, after);
         expect_streams_find_what_a_search_finds(tree, after.boxes, shader, rays, false, false);
     }
     GasObject::destroy_ctx(shader);

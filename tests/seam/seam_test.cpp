@@ -15,92 +15,6 @@
 
 using namespace seam;
 
-TEST(Seam, EveryBuildMethodFindsWhatASearchFinds) {
-    const Scene scene;
-    SeamRays rays = make_rays();
-    AppBase app;
-    CtxShader shader;
-    GasObject::create_ctx(shader);
-    {
-        GasTree tree;
-        void* user = const_cast<Boxes*>(&scene.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
-        for (short method = 0; method < 4; ++method) {
-            app.build_method = method;
-            app.bar.fraction = 0.0f;
-            tree.create(scene.tree_boxes, nullptr, &app.bar, 1.0f);
-            EXPECT_EQ(tree.get_leaf_count(), item_count);
-            EXPECT_NEAR(app.bar.fraction, 1.0f, 0.02f);
-            expect_same_as_search(tree, scene.boxes, shader, rays);
-        }
-    }
-    GasObject::destroy_ctx(shader);
-    EXPECT_EQ(shader.slots[7], nullptr);
-    EXPECT_EQ(shader.slots[2], nullptr);
-    EXPECT_EQ(seam_live_blocks, 0);
-}
-
-TEST(Seam, EveryContainerGivesTheSameTree) {
-    const Scene scene;
-    const std::vector<GMathBbox3<float>>& items = scene.tree_boxes.items;
-    CoreVector<GMathBbox3<float>> vector;
-    for (const GMathBbox3<float>& box : items)
-        vector.push(box);
-    CoreArray<GMathBbox3<double>> wide;
-    const auto widen = [](const GMathVec3<float>& corner) -> GMathVec3<double> {
-        return {static_cast<double>(corner.x), static_cast<double>(corner.y),
-                static_cast<double>(corner.z)};
-    };
-    for (const GMathBbox3<float>& box : items)
-        wide.items.push_back({widen(box.min), widen(box.max)});
-
-    {
-        GasTree trees[4];
-        trees[0].create(items.data(), item_count, nullptr, nullptr, 1.0f);
-        trees[1].create(scene.tree_boxes, nullptr, nullptr, 1.0f);
-        trees[2].create(vector, nullptr, nullptr, 1.0f);
-        trees[3].create(wide, nullptr, nullptr, 1.0f);
-        for (const GasTree& tree : trees) {
-            ASSERT_EQ(tree.get_node_count(), 2 * item_count - 1);
-            EXPECT_EQ(std::memcmp(tree.get_nodes(), trees[0].get_nodes(),
-                                  tree.get_node_count() * sizeof(GasTree::Node)),
-                      0);
-        }
-        trees[1].create(Boxes(), nullptr, nullptr, 1.0f);
-        EXPECT_TRUE(trees[1].is_empty());
-    }
-    EXPECT_EQ(seam_live_blocks, 0);
-}
-
-TEST(Seam, MotionRaysSeeTheBoxesOfTheirTime) {
-    const Scene opening;
-    const Scene closing(4.0f);
-    SeamRays rays = make_rays();
-    CtxMotionBlur motion_blur = {2};
-    CtxShader shader;
-    shader.motion_blur = &motion_blur;
-    GasObject::create_ctx(shader);
-    {
-        GasTree tree;
-        tree.create(opening.tree_boxes, nullptr, nullptr, 1.0f);
-        tree.set_motion_blur_sample_count(2);
-        EXPECT_TRUE(tree.refit_motion_blur_sample(opening.tree_boxes, 0));
-        EXPECT_TRUE(tree.refit_motion_blur_sample(closing.tree_boxes, 1));
-        EXPECT_FALSE(tree.refit_motion_blur_sample(closing.tree_boxes, 2));
-
-        for (const float time : {0.0f, 0.5f, 1.0f}) {
-            rays.times.assign(ray_count, time);
-            // The tree's boxes are blends, a rounding off these: less than their margin.
-            const Scene between(4.0f * time);
-            void* user = const_cast<Boxes*>(&between.boxes);
-            tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
-            expect_same_as_search(tree, between.boxes, shader, rays);
-        }
-    }
-    GasObject::destroy_ctx(shader);
-    EXPECT_EQ(seam_live_blocks, 0);
-}
-
 TEST(Seam, ShaderSettingsReachTheMapOfTheBatch) {
     SeamRays rays = make_rays();
     rays.hits.assign(ray_count, 1);
@@ -135,8 +49,7 @@ TEST(Seam, RefitMovesTheTree) {
         tree.create(before.tree_boxes, nullptr, nullptr, 1.0f);
         EXPECT_FALSE(tree.refit(Boxes()));
         EXPECT_TRUE(tree.refit(after.tree_boxes));
-        void* user = const_cast<Boxes*>(&after.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, after);
         expect_same_as_search(tree, after.boxes, shader, rays);
     }
     GasObject::destroy_ctx(shader);
@@ -154,8 +67,7 @@ TEST(Seam, APlaneOfTheFrustumDropsWhatLiesBeyondIt) {
     {
         GasTree tree;
         tree.create(scene.tree_boxes, nullptr, nullptr, 1.0f);
-        void* user = const_cast<Boxes*>(&scene.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, scene);
         rays.has_frustum = true;
         rays.frustum.add(0.0, 0.0, -1.0, 25.0); // all boxes are inside
         expect_same_as_search(tree, scene.boxes, shader, rays);
@@ -179,8 +91,7 @@ TEST(Seam, RaysInFacesHitWhateverTheSignOfTheirInfiniteInverses) {
     {
         GasTree tree;
         tree.create(scene.boxes, nullptr, nullptr, 1.0f);
-        void* user = const_cast<Boxes*>(&scene.boxes);
-        tree.set_leaf_raytrace_callbacks(hit_any, hit_nearest, user);
+        attach(tree, scene);
         for (const bool together : {true, false}) {
             SeamRays rays(count);
             for (unsigned ray = 0; ray < count; ++ray) {

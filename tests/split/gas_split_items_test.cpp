@@ -7,6 +7,7 @@
 #include <gas/split/gas_split_items.h>
 #include <gas/split/gas_split_methods.h>
 
+#include <tests/support/axis_cases.h>
 #include <tests/support/split_scene.h>
 
 namespace {
@@ -124,15 +125,7 @@ TEST(SplitItems, SortEndsWithCentresThatAreNoNumbers) {
 }
 
 TEST(SplitItems, WidestAxisTiesGoToTheLowerAxis) {
-    EXPECT_EQ(widest(1, 1, 1), 0u);
-    EXPECT_EQ(widest(2, 2, 1), 0u);
-    EXPECT_EQ(widest(2, 1, 2), 0u);
-    EXPECT_EQ(widest(1, 2, 2), 1u);
-    EXPECT_EQ(widest(3, 2, 1), 0u);
-    EXPECT_EQ(widest(1, 3, 2), 1u);
-    EXPECT_EQ(widest(1, 2, 3), 2u);
-    EXPECT_EQ(widest(2, 1, 3), 2u);
-    EXPECT_EQ(widest(0, 0, 0), 0u);
+    support::expect_axes(support::widest_axes, widest);
 }
 
 TEST(SplitItems, AnExtentThatIsNoNumberComparesWithNothing) {

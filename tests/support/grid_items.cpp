@@ -99,16 +99,7 @@ void GridItems::give_union_at(void* user, const double& time, const unsigned& co
 
 void trace(const GasGridTree& grid, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
            const CtxEval& eval) {
-    switch (query) {
-    case RayQuery::hit_static:
-        return grid.ray_hit_static(eval, shader, rays);
-    case RayQuery::hit_motion:
-        return grid.ray_hit_motion(eval, shader, rays);
-    case RayQuery::nearest_static:
-        return grid.ray_hit_nearest_static(eval, shader, rays);
-    case RayQuery::nearest_motion:
-        return grid.ray_hit_nearest_motion(eval, shader, rays);
-    }
+    trace_query(grid, query, shader, rays, eval);
 }
 
 std::vector<unsigned> get_cell_items(const GasGridTree& grid, unsigned cell) {

@@ -79,6 +79,22 @@ class BatchMaker {
         return batch;
     }
 
+    /// Either of the two, half of them narrowed.
+    BatchSpec make_any() {
+        BatchSpec batch = m_random.below(2) ? make_coherent() : make_incoherent();
+        if (m_random.below(2))
+            narrow(batch);
+        return batch;
+    }
+
+    /// Takes the batch's planes away or gives it others, or leaves them as they are.
+    void change_planes(BatchSpec& batch) {
+        if (m_random.below(3) == 0)
+            batch.planes.clear();
+        else if (m_random.below(4) == 0)
+            batch.planes = make_planes();
+    }
+
     /// Narrows the range at either end, often into the middle of a packet.
     void narrow(BatchSpec& batch) {
         const unsigned count = static_cast<unsigned>(batch.rays.size());

@@ -34,12 +34,15 @@ struct RayHistory {
 /// that the order of calls for different rays does not show.
 class RayHistories {
   public:
-    using Trace = std::function<void(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays)>;
-
     /// The tree's leaf callbacks become those of the tracer.
     template <typename Tree>
-    RayHistories(Tree& tree, Trace query, Trace stream)
-        : m_query(std::move(query)), m_stream(std::move(stream)) {
+    explicit RayHistories(Tree& tree)
+        : m_query([&tree](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
+              trace_tree(tree, query, shader, rays);
+          }),
+          m_stream([&tree](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
+              trace_stream(tree, query, shader, rays);
+          }) {
         tree.set_leaf_raytrace_callbacks(
             receive<RayQuery::hit_static>, receive<RayQuery::hit_motion>,
             receive<RayQuery::nearest_static>, receive<RayQuery::nearest_motion>, this);
@@ -73,6 +76,15 @@ class RayHistories {
         std::vector<RayHistory> histories;
     };
 
+    using Trace = std::function<void(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays)>;
+
+    /// Not the member of that name.
+    template <typename Tree>
+    static void trace_tree(const Tree& tree, RayQuery query, CtxShader& shader,
+                           GeometryRaytraceCtx& rays) {
+        using support::trace;
+        trace(tree, query, shader, rays);
+    }
     template <RayQuery callback>
     static void receive(void* user, const unsigned& item, const CtxEval&, CtxShader& shader,
                         GeometryRaytraceCtx& rays) {

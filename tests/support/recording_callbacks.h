@@ -1,6 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree.h>
@@ -19,6 +22,10 @@ inline const char* name(RayQuery query) {
                                      "nearest_motion"};
     return names[static_cast<unsigned>(query)];
 }
+/// Of a query over wide nodes or without.
+inline std::string name(const std::tuple<RayQuery, bool>& way) {
+    return std::string(name(std::get<RayQuery>(way))) + (std::get<bool>(way) ? "_wide" : "_binary");
+}
 inline bool is_nearest(RayQuery query) {
     return query == RayQuery::nearest_static || query == RayQuery::nearest_motion;
 }
@@ -34,39 +41,38 @@ inline RayQuery without_motion(RayQuery query) {
 /// them. The tree has motion samples.
 inline bool goes_together(RayQuery query) { return query == RayQuery::nearest_static; }
 
-/// Runs one query.
+/// Runs one query of a tree of any class; a GasTree is told of the shortcut as well.
+template <typename Tree, typename... Shortcut>
+void trace_query(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                 const CtxEval& eval, Shortcut... single_leaf_shortcut) {
+    switch (query) {
+    case RayQuery::hit_static:
+        return tree.ray_hit_static(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::hit_motion:
+        return tree.ray_hit_motion(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::nearest_static:
+        return tree.ray_hit_nearest_static(eval, shader, rays, single_leaf_shortcut...);
+    case RayQuery::nearest_motion:
+        return tree.ray_hit_nearest_motion(eval, shader, rays, single_leaf_shortcut...);
+    }
+}
+
+/// The same, by default without the shortcut.
 inline void trace(const GasTree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
                   bool single_leaf_shortcut = false, const CtxEval& eval = CtxEval()) {
-    switch (query) {
-    case RayQuery::hit_static:
-        return tree.ray_hit_static(eval, shader, rays, single_leaf_shortcut);
-    case RayQuery::hit_motion:
-        return tree.ray_hit_motion(eval, shader, rays, single_leaf_shortcut);
-    case RayQuery::nearest_static:
-        return tree.ray_hit_nearest_static(eval, shader, rays, single_leaf_shortcut);
-    case RayQuery::nearest_motion:
-        return tree.ray_hit_nearest_motion(eval, shader, rays, single_leaf_shortcut);
-    }
+    trace_query(tree, query, shader, rays, eval, single_leaf_shortcut);
 }
-
+/// A compressed tree always takes the shortcut.
 inline void trace(const GasCompressedTree& tree, RayQuery query, CtxShader& shader,
-                  GeometryRaytraceCtx& rays, const CtxEval& eval = CtxEval()) {
-    switch (query) {
-    case RayQuery::hit_static:
-        return tree.ray_hit_static(eval, shader, rays);
-    case RayQuery::hit_motion:
-        return tree.ray_hit_motion(eval, shader, rays);
-    case RayQuery::nearest_static:
-        return tree.ray_hit_nearest_static(eval, shader, rays);
-    case RayQuery::nearest_motion:
-        return tree.ray_hit_nearest_motion(eval, shader, rays);
-    }
+                  GeometryRaytraceCtx& rays, bool = true, const CtxEval& eval = CtxEval()) {
+    trace_query(tree, query, shader, rays, eval);
 }
 
-/// Runs the stream of that kind.
+/// Runs the stream of that kind; a GasTree is told of the shortcut as well.
 template <typename Tree, typename... Shortcut>
-void trace_stream(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
-                  const CtxEval& eval, Shortcut... single_leaf_shortcut) {
+void trace_stream_query(const Tree& tree, RayQuery query, CtxShader& shader,
+                        GeometryRaytraceCtx& rays, const CtxEval& eval,
+                        Shortcut... single_leaf_shortcut) {
     switch (query) {
     case RayQuery::hit_static:
         return tree.ray_stream_static(eval, shader, rays, single_leaf_shortcut...);
@@ -78,10 +84,15 @@ void trace_stream(const Tree& tree, RayQuery query, CtxShader& shader, GeometryR
         return tree.ray_stream_nearest_motion(eval, shader, rays, single_leaf_shortcut...);
     }
 }
-/// The same of a tree that takes its shortcut or not, as it is told.
-inline void trace_stream(const GasTree& tree, RayQuery query, CtxShader& shader,
-                         GeometryRaytraceCtx& rays) {
-    trace_stream(tree, query, shader, rays, CtxEval(), false);
+
+/// The same, by default without the shortcut where a tree has the choice.
+template <typename Tree>
+void trace_stream(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
+                  bool single_leaf_shortcut = false, const CtxEval& eval = CtxEval()) {
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        trace_stream_query(tree, query, shader, rays, eval, single_leaf_shortcut);
+    else
+        trace_stream_query(tree, query, shader, rays, eval);
 }
 
 /// What a leaf callback was called with.

@@ -16,4 +16,9 @@ constexpr bool is_sanitized = false;
 constexpr bool is_sanitized = false;
 #endif
 
+/// How much is tested: everything, or a part where a sanitizer makes it slow.
+constexpr unsigned scale(unsigned full, unsigned sanitized) {
+    return is_sanitized ? sanitized : full;
+}
+
 } // namespace support

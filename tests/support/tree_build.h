@@ -9,8 +9,7 @@
 
 namespace support {
 
-constexpr naive::Split all_splits[] = {naive::Split::median, naive::Split::hybrid,
-                                       naive::Split::sah_fast, naive::Split::sah};
+using naive::all_splits;
 
 inline const char* name(naive::Split split) {
     constexpr const char* names[] = {"median", "hybrid", "sah_fast", "sah"};
@@ -35,19 +34,33 @@ struct QuietProgress {
     AppProgressBar bar;
 };
 
+/// `create` of either class; a bar, if any, is filled whole.
+template <typename Boxes>
+void create(GasTree& tree, const Boxes& boxes, const unsigned* indices = nullptr,
+            AppProgressBar* progress_bar = nullptr) {
+    tree.create(boxes, indices, progress_bar, 1.0f);
+}
+template <typename Boxes>
+void create(GasCompressedTree& tree, const Boxes& boxes, const unsigned* indices = nullptr,
+            AppProgressBar* progress_bar = nullptr) {
+    tree.create(boxes, indices, progress_bar);
+}
+inline void create_of(GasTree& tree, const GMathBbox3<float>* boxes, const unsigned& count,
+                      const unsigned* indices = nullptr) {
+    tree.create(boxes, count, indices, nullptr, 1.0f);
+}
+inline void create_of(GasCompressedTree& tree, const GMathBbox3<float>* boxes,
+                      const unsigned& count, const unsigned* indices = nullptr) {
+    tree.create(boxes, count, indices, nullptr);
+}
+
 /// Builds `tree` over `boxes` by the build method `split`; `indices` is empty or has one entry per
 /// box.
-inline void build(GasTree& tree, const std::vector<naive::Box>& boxes,
-                  naive::Split split = naive::Split::sah_fast,
-                  const std::vector<unsigned>& indices = {}) {
+template <typename Tree>
+void build(Tree& tree, const std::vector<naive::Box>& boxes,
+           naive::Split split = naive::Split::sah_fast, const std::vector<unsigned>& indices = {}) {
     QuietProgress progress(split);
-    tree.create(to_boxes(boxes), indices.empty() ? nullptr : indices.data(), &progress.bar, 1.0f);
-}
-inline void build(GasCompressedTree& tree, const std::vector<naive::Box>& boxes,
-                  naive::Split split = naive::Split::sah_fast,
-                  const std::vector<unsigned>& indices = {}) {
-    QuietProgress progress(split);
-    tree.create(to_boxes(boxes), indices.empty() ? nullptr : indices.data(), &progress.bar);
+    create(tree, to_boxes(boxes), indices.empty() ? nullptr : indices.data(), &progress.bar);
 }
 
 } // namespace support

@@ -107,6 +107,22 @@ std::string find_flaw(const GasTree& tree, const std::vector<naive::Box>& boxes)
     return {};
 }
 
+std::string find_sample_flaw(const GasTree& tree, const std::vector<naive::Box>& boxes,
+                             unsigned sample) {
+    if (!GasTraversalAccess::has_sample(tree, sample))
+        return "never filled";
+    for (unsigned node = 0; node < tree.get_node_count(); ++node) {
+        const GasTree::Node& record = tree.get_nodes()[node];
+        const naive::Box expected =
+            is_leaf(record) ? boxes[record.index]
+                            : naive::unite(get_sample_box(tree, record.index, sample),
+                                           get_sample_box(tree, record.index + 1, sample));
+        if (!has_same_bits(get_sample_box(tree, node, sample), expected))
+            return at_node(node, "box of sample ") + std::to_string(sample);
+    }
+    return {};
+}
+
 std::string find_difference(const GasTree& tree, const naive::Tree& expected) {
     if (tree.get_leaf_count() != expected.leaf_count)
         return "leaf count " + std::to_string(tree.get_leaf_count());
@@ -153,6 +169,20 @@ std::vector<unsigned> get_reported_items(GasTree& tree) {
     for (unsigned leaf = 0; leaf < tree.get_leaf_count(); ++leaf)
         GasTraversalAccess::leaf_ray_hit_static(tree, leaf, eval, shader, rays.get_ctx());
     return items;
+}
+
+std::vector<unsigned char> get_bytes(const GasTree& tree) {
+    const unsigned char* first = reinterpret_cast<const unsigned char*>(tree.get_nodes());
+    return {first, first + tree.get_node_count() * sizeof(GasTree::Node)};
+}
+
+std::vector<unsigned char> get_sample_bytes(const GasTree& tree, unsigned sample) {
+    std::vector<unsigned char> bytes(tree.get_node_count() * sizeof(naive::Box));
+    for (unsigned node = 0; node < tree.get_node_count(); ++node) {
+        const naive::Box box = get_sample_box(tree, node, sample);
+        std::memcpy(&bytes[node * sizeof box], &box, sizeof box);
+    }
+    return bytes;
 }
 
 } // namespace support

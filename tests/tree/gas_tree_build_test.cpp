@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <climits>
-#include <cmath>
-#include <limits>
+#include <vector>
 
 #include <tests/support/scenes.h>
 #include <tests/support/split_scene.h>
@@ -33,21 +31,6 @@ BarState fill_bar(unsigned count, float share) {
                 share);
     return {progress.bar.get_step_interval(), progress.bar.get_step_increment(),
             progress.bar.get_value()};
-}
-
-/// Whether the boxes and topology of two trees are equal.
-void expect_equal(const GasTree& tree, const GasTree& expected) {
-    ASSERT_EQ(tree.get_node_count(), expected.get_node_count());
-    EXPECT_EQ(tree.get_leaf_count(), expected.get_leaf_count());
-    EXPECT_EQ(tree.get_depth(), expected.get_depth());
-    for (unsigned i = 0; i < tree.get_node_count(); ++i) {
-        const GasTree::Node& node = tree.get_nodes()[i];
-        const GasTree::Node& other = expected.get_nodes()[i];
-        EXPECT_EQ(node.index, other.index) << i;
-        EXPECT_EQ(node.flags & 15, other.flags & 15) << i;
-        EXPECT_EQ(node.bbox_min, other.bbox_min) << i;
-        EXPECT_EQ(node.bbox_max, other.bbox_max) << i;
-    }
 }
 
 } // namespace
@@ -100,70 +83,6 @@ TEST(Build, ChildrenAreNumberedInPairsFirstSubtreesFirst) {
     }
 }
 
-TEST(Build, ASplitThatLeavesOneSideEmptyIsReplacedByHalves) {
-    // The full split leaves the side above the planes at infinity empty, and the one below planes
-    // that are no numbers.
-    for (const float outlier :
-         {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()}) {
-        std::vector<Box> boxes(17, point_box(0, 0, 0));
-        boxes[16] = point_box(outlier, 0, 0);
-        GasTree tree;
-        support::build(tree, boxes, Split::sah);
-        EXPECT_EQ(support::find_flaw(tree, boxes), "");
-        // 8 leaves and so 15 nodes below the first child, after the root and its two children.
-        EXPECT_EQ(tree.get_nodes()[0].index, 1u);
-        EXPECT_EQ(tree.get_nodes()[1].index, 3u);
-        EXPECT_EQ(tree.get_nodes()[2].index, 17u);
-    }
-}
-
-TEST(Build, EveryCountKeepsTheInvariants) {
-    for (const Split split : support::all_splits) {
-        GasTree tree;
-        for (unsigned count = 1; count <= 200; ++count) {
-            const std::vector<Box> boxes = scenes::make(Kind::clustered, count, count);
-            support::build(tree, boxes, split);
-            ASSERT_EQ(support::find_flaw(tree, boxes), "") << count;
-        }
-    }
-}
-
-TEST(Build, TheIndexArrayIsCopied) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 5, 1);
-    std::vector<unsigned> indices = {50, 40, 30, 20, 10};
-    GasTree tree;
-    tree.create(support::to_boxes(boxes), indices.data(), nullptr, 1.0f);
-    indices.assign(5, 0);
-    EXPECT_EQ(support::get_reported_items(tree), (std::vector<unsigned>{50, 40, 30, 20, 10}));
-    // The nodes hold the positions all the same.
-    EXPECT_EQ(support::find_flaw(tree, boxes), "");
-}
-
-TEST(Build, WithoutABarTheSplitIsTheFastSah) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 300, 1);
-    GasTree tree;
-    tree.create(support::to_boxes(boxes), nullptr, nullptr, 1.0f);
-    EXPECT_EQ(tree.get_split_callback(), &GasTree::split_sah_bins_fast);
-    EXPECT_EQ(support::find_difference(tree, naive::build(boxes, Split::sah_fast)), "");
-}
-
-TEST(Build, TheSettingOfTheBarsApplicationChoosesTheSplit) {
-    const auto chosen = [](unsigned setting) {
-        QuietProgress progress(setting);
-        GasTree tree;
-        tree.create(support::to_boxes(scenes::make(Kind::random, 9, 1)), nullptr, &progress.bar,
-                    1.0f);
-        return tree.get_split_callback();
-    };
-    EXPECT_EQ(chosen(0), &GasTree::split_median);
-    EXPECT_EQ(chosen(1), &GasTree::split_hybrid);
-    EXPECT_EQ(chosen(2), &GasTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(3), &GasTree::split_sah_bins);
-    EXPECT_EQ(chosen(4), &GasTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(7), &GasTree::split_sah_bins_fast);
-    EXPECT_EQ(chosen(UINT_MAX), &GasTree::split_sah_bins_fast);
-}
-
 TEST(Build, AThousandItemsStepAHundredTimes) {
     const BarState bar = fill_bar(1000, 1.0f);
     EXPECT_EQ(bar.step_interval, 10u);
@@ -210,91 +129,8 @@ TEST(Build, TwoBuildsShareABar) {
     EXPECT_NEAR(progress.bar.get_value(), 1.0f, 1e-5f);
 }
 
-TEST(Build, EmptyArraysClearTheTree) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
-    const auto expect_cleared = [&](const auto& empty) {
-        GasTree tree;
-        support::build(tree, boxes, Split::sah, std::vector<unsigned>(9, 1));
-        QuietProgress progress(fast_setting);
-        tree.create(empty, nullptr, &progress.bar, 1.0f);
-        EXPECT_TRUE(tree.is_empty());
-        EXPECT_EQ(tree.get_leaf_count(), 0u);
-        EXPECT_EQ(tree.get_memory_size(), sizeof(GasTree));
-        EXPECT_EQ(tree.get_split_callback(), &GasTree::split_sah_bins);
-        EXPECT_EQ(progress.bar.get_value(), 0.0f);
-    };
-    expect_cleared(CoreArray<GMathBbox3<float>>());
-    expect_cleared(CoreVector<GMathBbox3<float>>());
-    expect_cleared(CoreArray<GMathBbox3<double>>());
-}
-
-TEST(Build, AllFormsOfBoxesGiveTheSameTree) {
-    const CoreArray<GMathBbox3<float>> array =
-        support::to_boxes(scenes::make(Kind::clustered, 100, 5));
-    CoreVector<GMathBbox3<float>> vector;
-    CoreArray<GMathBbox3<double>> doubles(array.get_count());
-    for (unsigned i = 0; i < array.get_count(); ++i) {
-        vector.add(array[i]);
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            doubles[i].min[axis] = static_cast<double>(array[i].min[axis]);
-            doubles[i].max[axis] = static_cast<double>(array[i].max[axis]);
-        }
-    }
-    const unsigned count = array.get_count();
-    GasTree from_pointer;
-    from_pointer.create(array.get_items(), count, nullptr, nullptr, 1.0f);
-    GasTree from_array;
-    from_array.create(array, nullptr, nullptr, 1.0f);
-    GasTree from_vector;
-    from_vector.create(vector, nullptr, nullptr, 1.0f);
-    GasTree from_doubles;
-    from_doubles.create(doubles, nullptr, nullptr, 1.0f);
-    expect_equal(from_array, from_pointer);
-    expect_equal(from_vector, from_pointer);
-    expect_equal(from_doubles, from_pointer);
-}
-
-TEST(Build, DoublesAreRoundedToTheNearestFloat) {
-    // Halfway between two floats the even one wins; past the largest float lies infinity.
-    const double ulp = 0x1p-23;
-    const CoreArray<GMathBbox3<double>> doubles = {
-        {{0.1, 1.0 + 0.25 * ulp, 1.0 + 0.5 * ulp}, {1.0 + 0.75 * ulp, 1.0 + 1.5 * ulp, 1e300}}};
-    GasTree tree;
-    const unsigned index = 77;
-    tree.create(doubles, &index, nullptr, 1.0f);
-    const GMathBbox3<float> box = tree.get_bbox();
-    EXPECT_EQ(box.min.x, 0.1f);
-    EXPECT_EQ(box.min.y, 1.0f);
-    EXPECT_EQ(box.min.z, 1.0f);
-    EXPECT_EQ(box.max.x, 1.0f + 0x1p-23f);
-    EXPECT_EQ(box.max.y, 1.0f + 0x1p-22f);
-    EXPECT_TRUE(std::isinf(box.max.z));
-    EXPECT_EQ(support::get_reported_items(tree), (std::vector<unsigned>{77}));
-    // The float box may be a little smaller than the double box.
-    EXPECT_GT(static_cast<double>(box.min.x), 0.1);
-}
-
-TEST(Build, TheCountMayBeTheTreesOwn) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
-    const CoreArray<GMathBbox3<float>> array = support::to_boxes(boxes);
-    GasTree tree;
-    tree.create(array, nullptr, nullptr, 1.0f);
-    tree.create(array.get_items(), tree.get_leaf_count(), nullptr, nullptr, 1.0f);
-    EXPECT_EQ(tree.get_leaf_count(), 9u);
-    EXPECT_EQ(support::find_flaw(tree, boxes), "");
-}
-
 // Broken contracts assert in debug builds; elsewhere they do no harm.
 #ifdef NDEBUG
-
-TEST(Build, CountZeroClears) {
-    const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
-    GasTree tree;
-    support::build(tree, boxes, Split::sah);
-    tree.create(static_cast<const GMathBbox3<float>*>(nullptr), 0, nullptr, nullptr, 1.0f);
-    EXPECT_TRUE(tree.is_empty());
-    EXPECT_EQ(tree.get_leaf_count(), 0u);
-}
 
 TEST(Build, MoreItemsThanNodesCanCountClears) {
     const GMathBbox3<float> box = support::to_box(point_box(0, 0, 0));
@@ -314,11 +150,7 @@ TEST(Build, AShareBelowAHundredthStepsAsOneHundredth) {
 
 #else
 
-TEST(BuildDeathTest, BrokenContractsAssert) {
-    GasTree tree;
-    EXPECT_DEATH(
-        tree.create(static_cast<const GMathBbox3<float>*>(nullptr), 0, nullptr, nullptr, 1.0f),
-        "at least one box");
+TEST(BuildDeathTest, AShareBelowAHundredthAsserts) {
     EXPECT_DEATH(fill_bar(10, 0.005f), "hundredth of its progress bar");
 }
 

@@ -149,39 +149,48 @@ float choose_distance(SeededRandom& random, const std::vector<Box>& boxes) {
     return std::abs(from.min[axis] - to.max[axis]) * random.uniform();
 }
 
+/// Calls `ask(tree, boxes, random, i)` for trees of every kind and several sizes.
+template <typename Ask> void for_each_query(unsigned seed, const Ask& ask) {
+    for (const scenes::Kind kind : scenes::all_kinds()) {
+        for (const unsigned count : {1u, 2u, 3u, 9u, 64u, 500u}) {
+            SeededRandom random(std::uint64_t{count} * seed + static_cast<unsigned>(kind));
+            const std::vector<Box> boxes = scenes::make(kind, count, random.next());
+            GasTree tree;
+            support::build(tree, boxes, support::all_splits[random.below(4)]);
+            for (unsigned i = 0; i < queries_per_scene; ++i) {
+                ask(tree, boxes, random, i);
+                ASSERT_FALSE(testing::Test::HasFailure()) << scenes::name(kind) << ", " << count;
+            }
+        }
+    }
+}
+
 } // namespace
 
 TEST(GasTreeQueries, BoxesFindWhatASearchThroughAllLeavesFinds) {
     unsigned queries = 0;
     std::size_t found = 0;
     GasTreeCtx ctx;
-    for (const scenes::Kind kind : scenes::all_kinds()) {
-        for (const unsigned count : {1u, 2u, 3u, 9u, 64u, 500u}) {
-            SeededRandom random(std::uint64_t{count} * 100 + static_cast<unsigned>(kind));
-            const std::vector<Box> boxes = scenes::make(kind, count, random.next());
-            GasTree tree;
-            support::build(tree, boxes, support::all_splits[random.below(4)]);
-            for (unsigned i = 0; i < queries_per_scene; ++i) {
-                const GMathVec3<float> a = choose_point(random, boxes);
-                const GMathVec3<float> b = choose_point(random, boxes);
-                Box query = boxes[random.below(count)]; // often touching exactly
-                for (unsigned axis = 0; axis < 3 && i % 2; ++axis) {
-                    query.min[axis] = a[axis] < b[axis] ? a[axis] : b[axis];
-                    query.max[axis] = a[axis] < b[axis] ? b[axis] : a[axis];
-                }
-                Leaves leaves = find_in_box(tree, ctx, query);
-                std::sort(leaves.begin(), leaves.end());
-                Leaves expected;
-                for (unsigned leaf = 0; leaf < count; ++leaf) {
-                    if (overlap(boxes[leaf], query))
-                        expected.push_back(leaf);
-                }
-                ASSERT_EQ(leaves, expected) << scenes::name(kind) << ", " << count;
-                ++queries;
-                found += leaves.size();
-            }
+    for_each_query(100, [&](const GasTree& tree, const std::vector<Box>& boxes,
+                            SeededRandom& random, unsigned i) {
+        const GMathVec3<float> a = choose_point(random, boxes);
+        const GMathVec3<float> b = choose_point(random, boxes);
+        Box query = boxes[random.below(tree.get_leaf_count())]; // often touching exactly
+        for (unsigned axis = 0; axis < 3 && i % 2; ++axis) {
+            query.min[axis] = a[axis] < b[axis] ? a[axis] : b[axis];
+            query.max[axis] = a[axis] < b[axis] ? b[axis] : a[axis];
         }
-    }
+        Leaves leaves = find_in_box(tree, ctx, query);
+        std::sort(leaves.begin(), leaves.end());
+        Leaves expected;
+        for (unsigned leaf = 0; leaf < boxes.size(); ++leaf) {
+            if (overlap(boxes[leaf], query))
+                expected.push_back(leaf);
+        }
+        EXPECT_EQ(leaves, expected);
+        ++queries;
+        found += leaves.size();
+    });
     std::printf("compared %u box queries, %zu leaves found\n", queries, found);
     EXPECT_GT(found, queries);
 }
@@ -191,30 +200,19 @@ TEST(GasTreeQueries, NearestLeavesAreThoseOfASearchThroughAllLeaves) {
     unsigned beyond = 0;
     std::size_t found = 0;
     GasTreeCtx ctx;
-    for (const scenes::Kind kind : scenes::all_kinds()) {
-        for (const unsigned count : {1u, 2u, 3u, 9u, 64u, 500u}) {
-            SeededRandom random(std::uint64_t{count} * 300 + static_cast<unsigned>(kind));
-            const std::vector<Box> boxes = scenes::make(kind, count, random.next());
-            GasTree tree;
-            support::build(tree, boxes, support::all_splits[random.below(4)]);
-            for (unsigned i = 0; i < queries_per_scene; ++i) {
-                const GMathVec3<float> point = choose_point(random, boxes);
-                const float reach =
-                    random.below(4) == 0 ? infinity : choose_distance(random, boxes);
-                for (const unsigned max_count : {1u, 8u, count + 3}) {
-                    const Nearest nearest = find_nearest(tree, ctx, point, reach, max_count);
-                    expect_nearest(boxes, point, reach, max_count, nearest);
-                    if (HasFatalFailure()) {
-                        ADD_FAILURE() << scenes::name(kind) << ", " << count << ", " << max_count;
-                        return;
-                    }
-                    ++queries;
-                    found += nearest.leaves.size();
-                    beyond += !nearest.distances.empty() && nearest.distances.back() > reach;
-                }
-            }
+    for_each_query(300, [&](const GasTree& tree, const std::vector<Box>& boxes,
+                            SeededRandom& random, unsigned) {
+        const GMathVec3<float> point = choose_point(random, boxes);
+        const float reach = random.below(4) == 0 ? infinity : choose_distance(random, boxes);
+        for (const unsigned max_count : {1u, 8u, tree.get_leaf_count() + 3}) {
+            SCOPED_TRACE(max_count);
+            const Nearest nearest = find_nearest(tree, ctx, point, reach, max_count);
+            expect_nearest(boxes, point, reach, max_count, nearest);
+            ++queries;
+            found += nearest.leaves.size();
+            beyond += !nearest.distances.empty() && nearest.distances.back() > reach;
         }
-    }
+    });
     std::printf("compared %u nearest-leaf queries, %zu leaves found, %u reached beyond the cube\n",
                 queries, found, beyond);
     EXPECT_GT(found, queries);

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
+#include <vector>
 
 #include <tests/support/scenes.h>
 #include <tests/support/split_scene.h>
@@ -25,42 +25,19 @@ std::vector<Box> moved_boxes(unsigned seed) {
     return scenes::make(Kind::clustered, item_count, seed);
 }
 
-std::vector<GasTree::Node> get_nodes(const GasTree& tree) {
-    return {tree.get_nodes(), tree.get_nodes() + tree.get_node_count()};
-}
-
-bool are_same_bytes(const std::vector<GasTree::Node>& first,
-                    const std::vector<GasTree::Node>& second) {
-    return first.size() == second.size() &&
-           std::memcmp(first.data(), second.data(), first.size() * sizeof(first[0])) == 0;
-}
-
-std::vector<Box> get_sample(const GasTree& tree, unsigned sample) {
-    std::vector<Box> boxes;
-    for (unsigned node = 0; node < tree.get_node_count(); ++node)
-        boxes.push_back(support::get_sample_box(tree, node, sample));
-    return boxes;
-}
-
-void expect_same_boxes(const std::vector<Box>& boxes, const std::vector<Box>& expected) {
-    ASSERT_EQ(boxes.size(), expected.size());
-    for (std::size_t i = 0; i < boxes.size(); ++i)
-        EXPECT_TRUE(support::has_same_bits(boxes[i], expected[i])) << i;
-}
-
 } // namespace
 
 TEST(Refit, AnotherNumberOfBoxesIsRefusedAndChangesNothing) {
     GasTree tree;
     support::build(tree, first_boxes(), Split::sah);
-    const std::vector<GasTree::Node> before = get_nodes(tree);
+    const std::vector<unsigned char> before = support::get_bytes(tree);
     std::vector<Box> boxes = moved_boxes(2);
     boxes.pop_back();
     EXPECT_FALSE(tree.refit(to_boxes(boxes)));
     boxes.resize(item_count + 1, point_box(0, 0, 0));
     EXPECT_FALSE(tree.refit(to_boxes(boxes)));
     EXPECT_FALSE(tree.refit({}));
-    EXPECT_TRUE(are_same_bytes(get_nodes(tree), before));
+    EXPECT_EQ(support::get_bytes(tree), before);
 }
 
 TEST(Refit, AnEmptyTreeTakesNoBoxes) {
@@ -74,14 +51,16 @@ TEST(Refit, BoxesAndOrderCodesFollowTheItemsAndTheTopologyStays) {
     for (const Split split : support::all_splits) {
         GasTree tree;
         support::build(tree, first_boxes(), split);
-        const std::vector<GasTree::Node> before = get_nodes(tree);
+        const std::vector<unsigned char> before = support::get_bytes(tree);
+        const std::vector<GasTree::Node> nodes(tree.get_nodes(),
+                                               tree.get_nodes() + tree.get_node_count());
         const std::vector<Box> boxes = moved_boxes(2);
         ASSERT_TRUE(tree.refit(to_boxes(boxes)));
         EXPECT_EQ(support::find_flaw(tree, boxes), "");
-        EXPECT_FALSE(are_same_bytes(get_nodes(tree), before));
+        EXPECT_NE(support::get_bytes(tree), before);
         for (unsigned i = 0; i < tree.get_node_count(); ++i) {
-            EXPECT_EQ(tree.get_nodes()[i].index, before[i].index);
-            EXPECT_EQ(tree.get_nodes()[i].flags & 1, before[i].flags & 1);
+            EXPECT_EQ(tree.get_nodes()[i].index, nodes[i].index);
+            EXPECT_EQ(tree.get_nodes()[i].flags & 1, nodes[i].flags & 1);
         }
     }
 }
@@ -89,10 +68,10 @@ TEST(Refit, BoxesAndOrderCodesFollowTheItemsAndTheTopologyStays) {
 TEST(Refit, TheFirstBoxesBringTheFirstTreeBack) {
     GasTree tree;
     support::build(tree, first_boxes(), Split::hybrid);
-    const std::vector<GasTree::Node> before = get_nodes(tree);
+    const std::vector<unsigned char> before = support::get_bytes(tree);
     ASSERT_TRUE(tree.refit(to_boxes(moved_boxes(3))));
     ASSERT_TRUE(tree.refit(to_boxes(first_boxes())));
-    EXPECT_TRUE(are_same_bytes(get_nodes(tree), before));
+    EXPECT_EQ(support::get_bytes(tree), before);
 }
 
 TEST(Refit, ALoneLeafTakesItsBox) {
@@ -149,59 +128,6 @@ TEST(Refit, TheBoxOfATreeIsItsRoots) {
     EXPECT_EQ(tree.get_bbox(), (GMathBbox3<float>{{-1, -2, 0}, {6, 3, 4}}));
 }
 
-TEST(MotionSamples, AFilledSampleHoldsTheUnionsOfItsBoxes) {
-    for (const Split split : support::all_splits) {
-        GasTree tree;
-        support::build(tree, first_boxes(), split);
-        naive::Tree expected = naive::build(first_boxes(), split);
-        tree.set_motion_blur_sample_count(3);
-        naive::set_sample_count(expected, 3);
-        for (const unsigned sample : {2u, 0u, 1u}) {
-            ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(moved_boxes(sample)), sample));
-            ASSERT_TRUE(naive::refit_sample(expected, moved_boxes(sample), sample));
-            EXPECT_EQ(support::find_difference(tree, expected), "");
-        }
-        EXPECT_EQ(tree.get_blurred_bbox(1), support::to_box(expected.samples[1][0]));
-    }
-}
-
-TEST(MotionSamples, FillingLeavesTheMainBoxesAlone) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::sah);
-    const std::vector<GasTree::Node> before = get_nodes(tree);
-    tree.set_motion_blur_sample_count(2);
-    ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(moved_boxes(2)), 0));
-    EXPECT_TRUE(are_same_bytes(get_nodes(tree), before));
-    // And refitting those leaves the sample alone.
-    const std::vector<Box> sample = get_sample(tree, 0);
-    ASSERT_TRUE(tree.refit(to_boxes(moved_boxes(3))));
-    expect_same_boxes(get_sample(tree, 0), sample);
-}
-
-TEST(MotionSamples, AnotherNumberOfBoxesIsRefusedAndChangesNothing) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::sah);
-    tree.set_motion_blur_sample_count(2);
-    ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(moved_boxes(2)), 0));
-    const std::vector<Box> sample = get_sample(tree, 0);
-    std::vector<Box> boxes = moved_boxes(3);
-    boxes.pop_back();
-    EXPECT_FALSE(tree.refit_motion_blur_sample(to_boxes(boxes), 0));
-    EXPECT_FALSE(tree.refit_motion_blur_sample(to_boxes(boxes), 1));
-    expect_same_boxes(get_sample(tree, 0), sample);
-    EXPECT_EQ(tree.get_blurred_bbox(1), GMathBbox3<float>());
-}
-
-TEST(MotionSamples, ASampleBeyondTheCountIsRefused) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::sah);
-    EXPECT_FALSE(tree.refit_motion_blur_sample(to_boxes(first_boxes()), 0));
-    tree.set_motion_blur_sample_count(2);
-    EXPECT_FALSE(tree.refit_motion_blur_sample(to_boxes(first_boxes()), 2));
-    EXPECT_FALSE(tree.refit_motion_blur_sample(to_boxes(first_boxes()), 0xffffffffu));
-    EXPECT_TRUE(tree.refit_motion_blur_sample(to_boxes(first_boxes()), 1));
-}
-
 TEST(MotionSamples, BoxesOfMissingSamplesAreZero) {
     EXPECT_EQ(GasTree().get_blurred_bbox(0), GMathBbox3<float>());
     GasTree tree;
@@ -212,60 +138,4 @@ TEST(MotionSamples, BoxesOfMissingSamplesAreZero) {
     EXPECT_EQ(tree.get_blurred_bbox(0), GMathBbox3<float>()) << "never filled";
     EXPECT_EQ(tree.get_blurred_bbox(1), tree.get_bbox());
     EXPECT_EQ(tree.get_blurred_bbox(2), GMathBbox3<float>()) << "beyond the samples";
-}
-
-TEST(MotionSamples, GrowingAndShrinkingKeepsTheLowerSamples) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::hybrid);
-    naive::Tree expected = naive::build(first_boxes(), Split::hybrid);
-    const auto resize = [&](unsigned count) {
-        tree.set_motion_blur_sample_count(count);
-        naive::set_sample_count(expected, count);
-        EXPECT_EQ(tree.get_motion_blur_sample_count(), count);
-        EXPECT_EQ(support::find_difference(tree, expected), "") << count;
-    };
-    resize(3);
-    for (unsigned sample = 0; sample < 3; ++sample) {
-        ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(moved_boxes(sample)), sample));
-        ASSERT_TRUE(naive::refit_sample(expected, moved_boxes(sample), sample));
-    }
-    resize(3);
-    resize(5);
-    resize(1);
-    resize(4);
-    resize(0);
-    resize(2);
-}
-
-TEST(MotionSamples, RefillingReplacesTheBoxes) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::sah);
-    tree.set_motion_blur_sample_count(1);
-    for (const unsigned seed : {4u, 5u}) {
-        naive::Tree expected = naive::build(first_boxes(), Split::sah);
-        naive::set_sample_count(expected, 1);
-        ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(moved_boxes(seed)), 0));
-        ASSERT_TRUE(naive::refit_sample(expected, moved_boxes(seed), 0));
-        EXPECT_EQ(support::find_difference(tree, expected), "");
-    }
-}
-
-TEST(MotionSamples, AnEmptyTreeTakesNoBoxes) {
-    GasTree tree;
-    tree.set_motion_blur_sample_count(2);
-    EXPECT_EQ(tree.get_motion_blur_sample_count(), 2u);
-    EXPECT_TRUE(tree.refit_motion_blur_sample({}, 1));
-    EXPECT_TRUE(tree.refit_motion_blur_sample({}, 1));
-    EXPECT_FALSE(tree.refit_motion_blur_sample({}, 2));
-    EXPECT_EQ(tree.get_blurred_bbox(1), GMathBbox3<float>());
-    tree.clear();
-    EXPECT_EQ(tree.get_motion_blur_sample_count(), 0u);
-}
-
-TEST(MotionSamples, TheCountMayBeTheTreesOwn) {
-    GasTree tree;
-    support::build(tree, first_boxes(), Split::sah);
-    tree.set_motion_blur_sample_count(3);
-    tree.set_motion_blur_sample_count(tree.get_motion_blur_sample_count());
-    EXPECT_EQ(tree.get_motion_blur_sample_count(), 3u);
 }

@@ -3,10 +3,8 @@
 #include <vector>
 
 #include <tests/support/allocation_attempts.h>
-#include <tests/support/recording_callbacks.h>
-#include <tests/support/row_of_boxes.h>
+#include <tests/support/row_ray.h>
 #include <tests/support/scenes.h>
-#include <tests/support/test_shader.h>
 #include <tests/support/wide_checker.h>
 
 // Wide nodes when memory runs out: a tree without them, or an empty one after a build.
@@ -20,23 +18,13 @@ using support::Attempt;
 using support::count_live_blocks;
 using support::fill_samples;
 using support::find_wide_flaw;
+using support::get_items_along_row;
 using support::get_wide_sample;
 using support::RayQuery;
 using support::to_boxes;
 
 std::vector<Box> make(unsigned count, std::uint64_t seed) {
     return scenes::make(Kind::random, count, seed);
-}
-
-/// The items along a ray that passes every box of a row.
-std::vector<unsigned> get_items_along_row(GasTree& tree, RayQuery query) {
-    support::RecordingCallbacks calls(tree);
-    support::TestShader shader;
-    shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, tree.get_motion_blur_sample_count()));
-    GeometryRayBatch batch(1);
-    batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0, 0.5f);
-    trace(tree, query, shader, batch.get_ctx());
-    return calls.take_items();
 }
 
 TEST(TreeWideAllocations, ABuildThatRunsOutOfMemoryLeavesAnEmptyTreeAndNoBlocks) {

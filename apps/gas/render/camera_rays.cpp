@@ -2,19 +2,9 @@
 
 #include <gas/host/gmath_pinhole_frustum.h>
 
+#include <apps/gas/math/z_order.h>
+
 namespace gas_app {
-
-namespace {
-
-/// The even bits of a number, compacted.
-unsigned take_even_bits(unsigned bits) {
-    unsigned number = 0;
-    for (unsigned bit = 0; bit < 16; ++bit)
-        number |= (bits >> (2 * bit) & 1u) << bit;
-    return number;
-}
-
-} // namespace
 
 CameraRays::CameraRays(const Stage& stage, const RenderSettings& settings)
     : m_stage(stage), m_settings(settings), m_batch(settings.get_camera_batch_size()) {}

@@ -5,39 +5,22 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include <tests/support/recording_callbacks.h>
-#include <tests/support/row_of_boxes.h>
-#include <tests/support/test_shader.h>
+#include <tests/support/row_ray.h>
 
 namespace {
 
 using naive::Box;
+using support::far_away;
 using support::RayQuery;
-using support::RecordingCallbacks;
-using support::TestShader;
 using Items = std::vector<unsigned>;
 
-constexpr double far_away = 1000.0;
-
-class AllHits : public testing::Test {
+class AllHits : public testing::Test, protected support::RowRay<GasTree> {
   protected:
-    AllHits() : calls(tree), batch(1) { aim_forward(); }
+    AllHits() { aim_forward(); }
 
     void build_row(unsigned count) { support::build(tree, support::row_of_boxes(count)); }
 
-    /// Along the row from before its first box; enters box i at 10 i + 1.
-    void aim_forward(int slot = 0, double near = 0.0, double far = far_away, float time = 0.0f) {
-        batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, near, far, time, slot);
-    }
-    /// Away from every box.
-    void aim_away(int slot = 0) {
-        batch.set_ray(0, {-1.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 0.0, far_away, 0.0f, slot);
-    }
-
-    Items run(RayQuery query = RayQuery::hit_static) {
-        trace(tree, query, shader, batch.get_ctx());
-        return calls.take_items();
-    }
+    Items run(RayQuery query = RayQuery::hit_static) { return RowRay::run(query); }
 
     void stop_at(unsigned item) {
         calls.react = [item](unsigned called, CtxShader&, GeometryRaytraceCtx& rays) {
@@ -50,11 +33,6 @@ class AllHits : public testing::Test {
     const GasCachedLeaf& cached(unsigned slot = 0) const {
         return shader.get_tree_ctx().all_hits_cache[slot];
     }
-
-    GasTree tree;
-    RecordingCallbacks calls;
-    TestShader shader;
-    GeometryRayBatch batch;
 };
 
 TEST_F(AllHits, EveryCrossedLeafIsCalledNearOnesFirst) {
@@ -201,7 +179,7 @@ TEST_F(AllHits, ALeafOfAnotherTreeIsNotTriedButGivesWay) {
     build_row(4);
     GasTree other;
     support::build(other, support::row_of_boxes(3));
-    RecordingCallbacks other_calls(other);
+    support::RecordingCallbacks other_calls(other);
     stop_at(2);
     run();
     aim_forward();
@@ -390,10 +368,10 @@ TEST_F(AllHitsMotion, ASampleThatWasNeverFilledIsHarmless) {
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 4));
     for (const RayQuery query : {RayQuery::hit_motion, RayQuery::nearest_motion}) {
         for (const float time : {0.5f, 1.0f}) { // its later sample, both
-            aim_forward(0, 0.0, far_away, time);
+            aim_forward_at(time);
             EXPECT_EQ(run(query), Items{});
         }
-        aim_forward(0, 0.0, far_away, 0.0f);
+        aim_forward_at(0.0f);
         EXPECT_EQ(run(query), (Items{0, 1, 2}));
     }
 }
@@ -403,7 +381,7 @@ TEST_F(AllHitsMotion, MoreShaderSamplesThanTheTreeHasAreHarmless) {
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 9));
     for (const RayQuery query : {RayQuery::hit_motion, RayQuery::nearest_motion}) {
         for (const float time : {0.0f, 0.3f, 1.0f}) {
-            aim_forward(0, 0.0, far_away, time);
+            aim_forward_at(time);
             run(query);
         }
     }
@@ -425,7 +403,7 @@ TEST_F(AllHitsMotion, ASampleThatWasNeverFilledAsserts) {
     build_moving_row(3, 2);
     tree.set_motion_blur_sample_count(4);
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 4));
-    aim_forward(0, 0.0, far_away, 1.0f);
+    aim_forward_at(1.0f);
     EXPECT_DEATH(run(RayQuery::hit_motion), "never filled");
     EXPECT_DEATH(run(RayQuery::nearest_motion), "never filled");
 }
@@ -433,7 +411,7 @@ TEST_F(AllHitsMotion, ASampleThatWasNeverFilledAsserts) {
 TEST_F(AllHitsMotion, MoreShaderSamplesThanTheTreeHasAssert) {
     build_moving_row(3, 2);
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 9));
-    aim_forward(0, 0.0, far_away, 1.0f);
+    aim_forward_at(1.0f);
     EXPECT_DEATH(run(RayQuery::hit_motion), "more motion-blur samples");
     EXPECT_DEATH(run(RayQuery::nearest_motion), "more motion-blur samples");
 }

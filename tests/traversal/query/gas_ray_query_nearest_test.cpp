@@ -7,24 +7,19 @@
 
 #include <gas/tree/gas_tree.h>
 
-#include <tests/support/recording_callbacks.h>
-#include <tests/support/row_of_boxes.h>
-#include <tests/support/test_shader.h>
+#include <tests/support/row_ray.h>
 
 namespace {
 
 using naive::Box;
+using support::far_away;
 using support::RayQuery;
-using support::RecordingCallbacks;
-using support::TestShader;
 using Items = std::vector<unsigned>;
 
-constexpr double far_away = 1000.0;
-
-class NearestHit : public testing::TestWithParam<RayQuery> {
+class NearestHit : public testing::TestWithParam<RayQuery>, protected support::RowRay<GasTree> {
   protected:
-    NearestHit() : calls(tree), batch(1) {
-        aim_forward();
+    NearestHit() {
+        aim_forward_at(0.5f);
         shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     }
 
@@ -34,18 +29,7 @@ class NearestHit : public testing::TestWithParam<RayQuery> {
     }
     void build_row(unsigned count) { build(support::row_of_boxes(count)); }
 
-    /// Along the row from before its first box; enters box i at 10 i + 1.
-    void aim_forward(int slot = 0, double near = 0.0, double far = far_away) {
-        batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, near, far, 0.5f, slot);
-    }
-    void aim_away(int slot = 0) {
-        batch.set_ray(0, {-1.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 0.0, far_away, 0.5f, slot);
-    }
-
-    Items run() {
-        trace(tree, GetParam(), shader, batch.get_ctx());
-        return calls.take_items();
-    }
+    Items run() { return RowRay::run(GetParam()); }
 
     /// Callbacks record these hits, item to distance, and no others.
     void hit_at(const std::map<unsigned, double>& distances) {
@@ -62,11 +46,6 @@ class NearestHit : public testing::TestWithParam<RayQuery> {
     const GasCachedLeaf& cached(unsigned slot = 0) const {
         return shader.get_tree_ctx().nearest_cache[slot];
     }
-
-    GasTree tree;
-    RecordingCallbacks calls;
-    TestShader shader;
-    GeometryRayBatch batch;
 };
 
 TEST_P(NearestHit, WithoutHitsEveryCrossedLeafIsCalledOnceNearOnesFirst) {
@@ -208,7 +187,7 @@ TEST_P(NearestHit, ALeafOfAnotherTreeIsNotPretestedNorSpared) {
     GasTree other;
     support::build(other, support::row_of_boxes(4));
     support::fill_samples(other, {support::row_of_boxes(4), support::row_of_boxes(4)});
-    RecordingCallbacks other_calls(other);
+    support::RecordingCallbacks other_calls(other);
     aim_forward();
     trace(other, GetParam(), shader, batch.get_ctx());
     EXPECT_EQ(other_calls.take_items(), (Items{0, 1, 2, 3}));
@@ -362,8 +341,8 @@ class NearestMotion : public testing::Test {
     }
 
     GasTree tree;
-    RecordingCallbacks calls;
-    TestShader shader;
+    support::RecordingCallbacks calls;
+    support::TestShader shader;
     GeometryRayBatch batch;
 };
 

@@ -6,15 +6,11 @@
 #include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree_traversal.h>
 
-#include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
-#include <tests/support/test_shader.h>
 
 namespace {
 
 using naive::Box;
-using support::RayQuery;
-using support::RecordingCallbacks;
 using Access = GasTraversalAccess;
 
 class TraversalAccess : public testing::Test {
@@ -22,16 +18,6 @@ class TraversalAccess : public testing::Test {
     GasTree tree;
     GasTreeCtx ctx;
 };
-
-TEST_F(TraversalAccess, LeavesBelowTheLeafCountAreValid) {
-    support::build(tree, support::row_of_boxes(5));
-    for (const unsigned leaf : {0u, 1u, 4u})
-        EXPECT_TRUE(Access::is_leaf_valid(tree, ctx, leaf)) << leaf;
-    for (const unsigned leaf : {5u, 6u, 0xffffffffu})
-        EXPECT_FALSE(Access::is_leaf_valid(tree, ctx, leaf)) << leaf;
-    tree.clear();
-    EXPECT_FALSE(Access::is_leaf_valid(tree, ctx, 0u));
-}
 
 TEST_F(TraversalAccess, NodesGiveTheirChildrenOrTheirLeafPosition) {
     const std::vector<unsigned> indices = {70, 60, 50, 40, 30, 20, 10};
@@ -58,34 +44,6 @@ TEST_F(TraversalAccess, NodesGiveTheirChildrenOrTheirLeafPosition) {
     EXPECT_EQ(reached[0], 0u);
     for (unsigned node = 1; node < tree.get_node_count(); ++node)
         EXPECT_EQ(reached[node], 1u);
-}
-
-TEST_F(TraversalAccess, TheOrderFollowsTheSignAlongTheAxisThatSeparates) {
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        for (const bool first_is_above : {false, true}) {
-            Box low = {{0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}};
-            Box high = low;
-            high.min[axis] = 5.0f;
-            high.max[axis] = 6.0f;
-            // Two items are never reordered: the first one is the first child.
-            support::build(tree, first_is_above ? std::vector<Box>{high, low}
-                                                : std::vector<Box>{low, high});
-            for (unsigned signs = 0; signs < 8; ++signs) {
-                const GMathBasicRay ray(
-                    {0.0, 0.0, 0.0},
-                    {signs & 1 ? -1.0 : 1.0, signs & 2 ? -1.0 : 1.0, signs & 4 ? -1.0 : 1.0});
-                const bool is_negative = (signs >> axis & 1) != 0;
-                EXPECT_EQ(Access::get_node_traversal_order(tree, ctx, 0u, ray),
-                          is_negative != first_is_above ? 1u : 0u)
-                    << "axis " << axis << ", signs " << signs << ", first above " << first_is_above;
-            }
-            for (const double zero : {0.0, -0.0}) {
-                const GMathBasicRay ray({0.0, 0.0, 0.0}, {zero, zero, zero});
-                EXPECT_EQ(Access::get_node_traversal_order(tree, ctx, 0u, ray),
-                          first_is_above ? 1u : 0u);
-            }
-        }
-    }
 }
 
 /// Both forms of a box must agree and have zeros, of positive sign, in their fourth lanes.
@@ -151,153 +109,6 @@ TEST_F(TraversalAccess, EmptyOperationsLeaveTheFrameAlone) {
     EXPECT_EQ(ctx.decoded_boxes, nullptr);
     EXPECT_EQ(ctx.node_states, nullptr);
     EXPECT_EQ(ctx.indices, nullptr);
-}
-
-class LeafCallbacks : public TraversalAccess {
-  protected:
-    LeafCallbacks() : batch(1) {}
-
-    /// Calls all eight operations for `leaf`, those with a frame second.
-    void call_all(unsigned leaf) {
-        GeometryRaytraceCtx& rays = batch.get_ctx();
-        Access::leaf_ray_hit_static(tree, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_motion(tree, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_nearest_static(tree, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_nearest_motion(tree, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_static(tree, ctx, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_motion(tree, ctx, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_nearest_static(tree, ctx, leaf, eval, shader, rays);
-        Access::leaf_ray_hit_nearest_motion(tree, ctx, leaf, eval, shader, rays);
-    }
-
-    static std::vector<RayQuery> names(const RecordingCallbacks& callbacks) {
-        std::vector<RayQuery> result;
-        for (const support::LeafCall& call : callbacks.calls)
-            result.push_back(call.callback);
-        return result;
-    }
-
-    CtxEval eval;
-    CtxShader shader;
-    GeometryRayBatch batch;
-};
-
-using Names = std::vector<RayQuery>;
-constexpr RayQuery a = RayQuery::hit_static;
-constexpr RayQuery b = RayQuery::hit_motion;
-constexpr RayQuery c = RayQuery::nearest_static;
-constexpr RayQuery d = RayQuery::nearest_motion;
-
-TEST_F(LeafCallbacks, WithoutIndicesTheLeafPositionIsTheItem) {
-    support::build(tree, support::row_of_boxes(4));
-    RecordingCallbacks callbacks(tree);
-    for (unsigned leaf = 0; leaf < 4; ++leaf) {
-        call_all(leaf);
-        EXPECT_EQ(callbacks.take_items(), std::vector<unsigned>(8, leaf));
-    }
-}
-
-TEST_F(LeafCallbacks, WithIndicesTheEntryAtTheLeafPositionIsTheItem) {
-    const std::vector<unsigned> indices = {7, 0xffffffffu, 7, 100};
-    support::build(tree, support::row_of_boxes(4), naive::Split::sah_fast, indices);
-    RecordingCallbacks callbacks(tree);
-    for (unsigned leaf = 0; leaf < 4; ++leaf) {
-        call_all(leaf);
-        EXPECT_EQ(callbacks.take_items(), std::vector<unsigned>(8, indices[leaf]));
-    }
-}
-
-TEST_F(LeafCallbacks, EachOperationCallsItsOwnCallbackWithWhatItWasGiven) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks callbacks(tree);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{a, b, c, d, a, b, c, d}));
-    for (const support::LeafCall& call : callbacks.calls) {
-        EXPECT_EQ(call.eval, &eval);
-        EXPECT_EQ(call.shader, &shader);
-        EXPECT_EQ(call.rays, &batch.get_ctx());
-    }
-}
-
-TEST_F(LeafCallbacks, FiveArgumentsReplaceOneByOne) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks callbacks(tree);
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<d>, nullptr, nullptr, nullptr,
-                                     &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, b, c, d, d, b, c, d}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, RecordingCallbacks::record<c>, nullptr,
-                                     RecordingCallbacks::record<a>, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, c, c, a, d, c, c, a}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, nullptr, RecordingCallbacks::record<b>, nullptr,
-                                     &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, c, b, a, d, c, b, a}));
-}
-
-TEST_F(LeafCallbacks, ThreeArgumentsReplaceInPairs) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks callbacks(tree);
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<d>, nullptr, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, d, c, d, d, d, c, d}));
-    callbacks.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, RecordingCallbacks::record<a>, &callbacks);
-    call_all(0);
-    EXPECT_EQ(names(callbacks), (Names{d, d, a, a, d, d, a, a}));
-}
-
-TEST_F(LeafCallbacks, TheUserPointerIsAlwaysReplaced) {
-    support::build(tree, support::row_of_boxes(1));
-    RecordingCallbacks before(tree);
-    RecordingCallbacks after;
-    tree.set_leaf_raytrace_callbacks(RecordingCallbacks::record<a>, nullptr, &after);
-    call_all(0);
-    EXPECT_TRUE(before.calls.empty());
-    EXPECT_EQ(names(after), (Names{a, a, c, d, a, a, c, d}));
-    after.calls.clear();
-    tree.set_leaf_raytrace_callbacks(nullptr, nullptr, nullptr, nullptr, &before);
-    call_all(0);
-    EXPECT_TRUE(after.calls.empty());
-    EXPECT_EQ(names(before), (Names{a, a, c, d, a, a, c, d}));
-}
-
-void* last_user;
-
-void keep_user(void* user, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {
-    last_user = user;
-}
-
-TEST_F(LeafCallbacks, ANullUserPointerReplacesToo) {
-    support::build(tree, support::row_of_boxes(1));
-    tree.set_leaf_raytrace_callbacks(keep_user, keep_user, &tree);
-    call_all(0);
-    EXPECT_EQ(last_user, &tree);
-    tree.set_leaf_raytrace_callbacks(nullptr, nullptr, nullptr);
-    call_all(0);
-    EXPECT_EQ(last_user, nullptr);
-}
-
-TEST_F(LeafCallbacks, CallbacksThatWereNeverSetDoNothing) {
-    support::build(tree, support::row_of_boxes(2));
-    call_all(0);
-    support::TestShader traced;
-    batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
-    for (const RayQuery query : support::all_ray_queries)
-        trace(tree, query, traced, batch.get_ctx());
-    EXPECT_FALSE(batch.is_hit(0));
-}
-
-TEST_F(LeafCallbacks, CallbacksSurviveClearAndRebuild) {
-    support::build(tree, support::row_of_boxes(2));
-    RecordingCallbacks callbacks(tree);
-    tree.clear();
-    support::build(tree, support::row_of_boxes(1));
-    call_all(0);
-    EXPECT_EQ(callbacks.calls.size(), 8u);
 }
 
 } // namespace

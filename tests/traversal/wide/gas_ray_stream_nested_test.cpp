@@ -80,9 +80,6 @@ TEST_P(NestedRayStream, UsesTheSameShaderAndGrownFramesAreEnough) {
 INSTANTIATE_TEST_SUITE_P(Queries, NestedRayStream,
                          testing::Combine(testing::ValuesIn(support::all_ray_queries),
                                           testing::Bool()),
-                         [](const auto& param) {
-                             return std::string(support::name(std::get<RayQuery>(param.param))) +
-                                    (std::get<bool>(param.param) ? "_wide" : "_binary");
-                         });
+                         [](const auto& way) { return support::name(way.param); });
 
 } // namespace

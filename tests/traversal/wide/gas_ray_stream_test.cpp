@@ -44,7 +44,7 @@ class RayStream : public testing::TestWithParam<std::tuple<RayQuery, bool>> {
     }
 
     void run(CtxShader& with, bool shortcut = false) {
-        support::trace_stream(tree, get_query(), with, batch.get_ctx(), eval, shortcut);
+        support::trace_stream(tree, get_query(), with, batch.get_ctx(), shortcut, eval);
     }
 
     /// The items that each ray was asked about, in order; forgets the calls.
@@ -277,10 +277,7 @@ TEST_P(RayStream, ARangeBeyondTheBatchAsserts) {
 INSTANTIATE_TEST_SUITE_P(Queries, RayStream,
                          testing::Combine(testing::ValuesIn(support::all_ray_queries),
                                           testing::Bool()),
-                         [](const auto& param) {
-                             return std::string(support::name(std::get<RayQuery>(param.param))) +
-                                    (std::get<bool>(param.param) ? "_wide" : "_binary");
-                         });
+                         [](const auto& way) { return support::name(way.param); });
 
 /// Which way the rays of a large batch go shows in the order of calls: alone, the calls of each ray
 /// stand together.

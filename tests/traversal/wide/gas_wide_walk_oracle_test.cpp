@@ -66,14 +66,7 @@ bool have_same_caches(const TestShader& first, const TestShader& second) {
 class WideAndBinary {
   public:
     WideAndBinary(scenes::Kind kind, unsigned count, Twist twist, std::uint64_t seed)
-        : m_random(seed), m_histories(
-                              m_tree,
-                              [this](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
-                                  support::trace(m_tree, query, shader, rays);
-                              },
-                              [this](RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) {
-                                  support::trace_stream(m_tree, query, shader, rays);
-                              }) {
+        : m_random(seed), m_histories(m_tree) {
         m_boxes = scenes::make(kind, count, seed);
         support::twist_boxes(m_boxes, twist, m_random);
         support::build(m_tree, m_boxes, support::all_splits[m_random.below(4)]);

@@ -1,47 +1,47 @@
 #include <gtest/gtest.h>
 
-#include <gas/tree/gas_tree.h>
+#include <vector>
 
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
 #include <tests/support/threaded_rays.h>
+#include <tests/support/tree_kinds.h>
+
+// Threads that share a tree find what one thread finds.
 
 namespace {
 
 using support::RayQuery;
 using support::ThreadedRays;
 
-class RayWalkThreads : public testing::Test {
+template <typename Tree> class TreesThreads : public testing::Test {
   protected:
-    RayWalkThreads() {
+    TreesThreads() {
         const std::vector<naive::Box> boxes = scenes::make(scenes::Kind::random, 500, 1);
-        tree.set_wide_nodes(true);
         support::build(tree, boxes);
         support::fill_samples(tree, {boxes, scenes::make(scenes::Kind::random, 500, 2)});
         ThreadedRays::attach(tree);
     }
 
-    GasTree tree;
+    Tree tree;
 };
 
-TEST_F(RayWalkThreads, ThreadsThatShareATreeFindWhatOneThreadFinds) {
-    const auto query = [&](RayQuery kind, CtxShader& shader, GeometryRaytraceCtx& rays,
-                           const CtxEval& eval) {
-        support::trace(tree, kind, shader, rays, false, eval);
-    };
-    ThreadedRays(16).expect_same(query, query);
-    tree.set_wide_nodes(false);
-    ThreadedRays(16).expect_same(query, query);
-}
-
-TEST_F(RayWalkThreads, StreamsOfThreadsThatShareATreeFindWhatOneThreadsDo) {
-    const auto stream = [&](RayQuery kind, CtxShader& shader, GeometryRaytraceCtx& rays,
-                            const CtxEval& eval) {
-        support::trace_stream(tree, kind, shader, rays, eval, false);
-    };
-    ThreadedRays(160).expect_same(stream, stream);
-    tree.set_wide_nodes(false);
-    ThreadedRays(160).expect_same(stream, stream);
-}
+TYPED_TEST_SUITE(TreesThreads, support::BothTrees, support::TreeNames);
 
 } // namespace
+
+TYPED_TEST(TreesThreads, QueriesThroughASharedTreeFindWhatOneThreadsDo) {
+    const auto query = [&](RayQuery kind, CtxShader& shader, GeometryRaytraceCtx& rays,
+                           const CtxEval& eval) {
+        trace(this->tree, kind, shader, rays, false, eval);
+    };
+    support::for_each_walk(this->tree, [&] { ThreadedRays(16).expect_same(query, query); });
+}
+
+TYPED_TEST(TreesThreads, StreamsThroughASharedTreeFindWhatOneThreadsDo) {
+    const auto stream = [&](RayQuery kind, CtxShader& shader, GeometryRaytraceCtx& rays,
+                            const CtxEval& eval) {
+        trace_stream(this->tree, kind, shader, rays, false, eval);
+    };
+    support::for_each_walk(this->tree, [&] { ThreadedRays(160).expect_same(stream, stream); });
+}
