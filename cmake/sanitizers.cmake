@@ -8,7 +8,9 @@ if(GAS_SANITIZE)
     endif()
     # Lines are enough for a report; whole debug information takes a quarter more of compiling.
     target_compile_options(gas_sanitizers INTERFACE
-        ${gas_sanitizer_flags} -O1 -g1 -fno-omit-frame-pointer)
+        ${gas_sanitizer_flags}
+        $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>,-O0,-O2>
+        -g1 -fno-omit-frame-pointer)
     target_compile_definitions(gas_sanitizers INTERFACE _GLIBCXX_ASSERTIONS)
     target_link_options(gas_sanitizers INTERFACE ${gas_sanitizer_flags})
 endif()

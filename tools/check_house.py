@@ -95,6 +95,11 @@ LIBRARY_RULES = [
 ]
 STREAM_HEADER = re.compile(r"#\s*include\s*<(iostream|ostream|istream|fstream|sstream)>")
 USING_NAMESPACE = re.compile(r"\busing\s+namespace\b")
+ABI_NAMESPACE = "gas_abi1"
+ABI_OPENING = re.compile(r"^inline namespace " + ABI_NAMESPACE + r" \{$", re.M)
+ANY_ABI_OPENING = re.compile(r"\bnamespace\s+gas_abi\w*\s*\{")
+ABI_CLOSING = re.compile(r"^\} // namespace " + ABI_NAMESPACE + "$", re.M)
+PREPROCESSOR = re.compile(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*$", re.M)
 INCLUDE = re.compile(r"^[ \t]*#\s*include\s*(?P<open>[<\"])(?P<path>[^>\"]+)[>\"]", re.M)
 TREE_CLASS = re.compile(r"\bGas(Compressed|Grid)?Tree\b")
 FAST_MATH = re.compile(r"-f" + r"fast-math|-f" + r"unsafe-math|-O" + r"fast")
@@ -264,6 +269,25 @@ def check_code(source, report):
         report.add_matches(source, TREE_CLASS, "traversal names no tree class: {0}")
 
 
+def check_namespace(source, report):
+    """What the library names stands in one inline namespace, so that two of its kinds can be linked."""
+    if not source.path.startswith("gas/") or source.path == HOST_DOOR:
+        return
+    if not PREPROCESSOR.sub("", source.code).strip():
+        return
+    openings = [match.start() for match in ABI_OPENING.finditer(source.code)]
+    closings = [match.start() for match in ABI_CLOSING.finditer(source.text)]
+    once = len(openings) == len(closings) == len(ANY_ABI_OPENING.findall(source.code)) == 1
+    if not once or openings[0] > closings[0]:
+        report.add(source.path, 1, f"stands in one inline namespace {ABI_NAMESPACE}")
+        return
+    for match in INCLUDE.finditer(source.code, openings[0]):
+        line = source.line_of(match.start("path"))
+        report.add(source.path, line, f"an include behind inline namespace {ABI_NAMESPACE}")
+    if PREPROCESSOR.sub("", source.code[closings[0] + 1 :]).strip():
+        report.add(source.path, source.line_of(closings[0]), f"code behind {ABI_NAMESPACE}")
+
+
 def check_text(source, report):
     report.add_matches(source, HALF_DONE, "left half done: {0}", source.text)
     if source.path.endswith(BUILD_ENDINGS):
@@ -419,6 +443,7 @@ def main():
         if source.is_code and path.startswith(CODE_ROOTS):
             check_includes(source, report)
             check_code(source, report)
+            check_namespace(source, report)
     check_test_names(paths, report)
     check_listed(paths, report)
     check_map(paths, report)

@@ -6,8 +6,8 @@ build_packages=(
     libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
-check_packages=(git clang-format)
-full_check_packages=(clang clang-tidy libclang-rt-14-dev)
+check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
+full_check_packages=(clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest)
 
 # Installs those of the named packages that are missing; touches nothing when none is.
 install_packages() {

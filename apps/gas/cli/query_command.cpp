@@ -85,7 +85,7 @@ QueryCommand::Question QueryCommand::read_question() const {
     else
         question.point = parse_point(m_point, "--nearest");
     if (!m_max_distance.empty()) {
-        constexpr double largest = std::numeric_limits<float>::max();
+        constexpr double largest = static_cast<double>(std::numeric_limits<float>::max());
         question.max_distance =
             static_cast<float>(parse_number(m_max_distance, "--max-distance", 0.0, largest));
     }

@@ -131,7 +131,8 @@ TEST_P(RayStream, EachCallIsForOneRayThroughAPrivateView) {
     build_row(9);
     for (const auto& [first, last] : {std::pair{5, 60}, {7, 7}, {0, 1}}) {
         batch.get_data().set_range(first, last);
-        calls.react = [&](unsigned, CtxShader&, GeometryRaytraceCtx& rays) {
+        calls.react = [&, first = first, last = last](unsigned, CtxShader&,
+                                                      GeometryRaytraceCtx& rays) {
             EXPECT_NE(&rays, &batch.get_ctx());
             EXPECT_EQ(&rays, &rays.get_data().get_ctx());
             EXPECT_EQ(rays.get_data().get_ray_count(), ray_count);

@@ -1,0 +1,55 @@
+# What makes a build quick that is made once, to be tested, and thrown away.
+option(GAS_JOIN_TESTS "Compile the tests of a folder together, several files at a time" OFF)
+
+# Sources that a sanitizer watches need not be fast unless they do the work: the library and the
+# second implementations are optimised, tests and examples are not.
+function(gas_without_optimisation target)
+    set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
+endfunction()
+
+# Joins the tests among the sources of a program, up to eight in a file, and sets the variable
+# `sources` to what is to be compiled. Each test stands in a namespace of its own, so that equal
+# names do not meet; its includes come before, at global scope, and are empty inside.
+function(gas_join_tests program)
+    set(tests ${ARGN})
+    list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
+    set(joined ${ARGN})
+    list(FILTER joined EXCLUDE REGEX "_test\\.cpp$")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${tests})
+
+    set(number 0)
+    while(tests)
+        set(includes)
+        set(bodies)
+        foreach(place RANGE 1 8)
+            list(POP_FRONT tests test)
+            if(NOT test)
+                break()
+            endif()
+            cmake_path(ABSOLUTE_PATH test BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
+            file(STRINGS "${test}" test_includes REGEX "^#include")
+            list(APPEND includes ${test_includes})
+            get_filename_component(name "${test}" NAME_WE)
+            string(APPEND bodies "namespace joined_${name} {\n#include \"${test}\"\n}\n")
+        endforeach()
+        list(REMOVE_DUPLICATES includes)
+        list(JOIN includes "\n" includes)
+
+        set(source "${CMAKE_CURRENT_BINARY_DIR}/joined/${program}_${number}.cpp")
+        file(CONFIGURE OUTPUT "${source}" CONTENT "@includes@\n@bodies@" @ONLY)
+        # A name without linkage of an included file is as good as one of the file itself.
+        set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS
+            "$<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>")
+        list(APPEND joined "${source}")
+        math(EXPR number "${number} + 1")
+    endwhile()
+    set(sources ${joined} PARENT_SCOPE)
+endfunction()
+
+# Headers of the standard library that most sources include, parsed once for the named target.
+# Never for the library as it is shipped: its sources must include what they use.
+function(gas_precompile_standard_headers target)
+    target_precompile_headers(${target} PRIVATE
+        <algorithm> <array> <atomic> <bit> <cassert> <cmath> <cstdint> <cstring> <functional>
+        <limits> <memory> <mutex> <string> <type_traits> <utility> <vector> ${ARGN})
+endfunction()
