@@ -13,10 +13,6 @@ double get_area(const GMathVec3<float>& min, const GMathVec3<float>& max) {
     return static_cast<double>(extent.x * extent.y + extent.y * extent.z + extent.z * extent.x);
 }
 
-GMathBbox3<float> to_box(const SimdF& min, const SimdF& max) {
-    return {{min.get(0), min.get(1), min.get(2)}, {max.get(0), max.get(1), max.get(2)}};
-}
-
 } // namespace
 
 double get_sah_cost(const GasTree& tree) {
@@ -41,8 +37,7 @@ double get_sah_cost(const GasCompressedTree& tree) {
         gas_decode_box_pair(node.get_bytes(),
                             SimdF(boxes[i].min.x, boxes[i].min.y, boxes[i].min.z, 0.0f),
                             SimdF(boxes[i].max.x, boxes[i].max.y, boxes[i].max.z, 0.0f), pair);
-        const GMathBbox3<float> children[2] = {to_box(pair.first_min, pair.first_max),
-                                               to_box(pair.second_min, pair.second_max)};
+        const GMathBbox3<float> children[2] = {pair.first.to_box(), pair.second.to_box()};
         for (unsigned child = 0; child < 2; ++child) {
             const bool is_leaf = (node.flags & GasCompressedNode::first_leaf << child) != 0;
             area += (is_leaf ? 1.0 : 2.0) * get_area(children[child].min, children[child].max);

@@ -107,11 +107,11 @@ void run_decode_chain(benchmark::State& state) {
         GasBoxPair boxes;
         for (unsigned i = 0; i < pair_count; ++i) {
             if (i % depth == 0) {
-                boxes.first_min = pairs.parents[i].min;
-                boxes.first_max = pairs.parents[i].max;
+                boxes.first.min = pairs.parents[i].min;
+                boxes.first.max = pairs.parents[i].max;
             }
-            const SimdF min = boxes.first_min;
-            const SimdF max = boxes.first_max;
+            const SimdF min = boxes.first.min;
+            const SimdF max = boxes.first.max;
             gas_decode_box_pair(pairs.nodes[i].get_bytes(), min, max, boxes);
         }
         benchmark::DoNotOptimize(boxes);

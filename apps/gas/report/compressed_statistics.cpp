@@ -8,14 +8,6 @@ namespace {
 
 SimdF to_lanes(const Vec3f& corner) { return SimdF(corner.x, corner.y, corner.z, 0.0f); }
 
-GMathBbox3<float> from_lanes(const SimdF& min, const SimdF& max) {
-    float low[4];
-    float high[4];
-    min.store(low);
-    max.store(high);
-    return {{low[0], low[1], low[2]}, {high[0], high[1], high[2]}};
-}
-
 bool is_leaf(const GasCompressedNode& node, unsigned child) {
     return (node.flags & GasCompressedNode::first_leaf << child) != 0;
 }
@@ -44,8 +36,7 @@ void walk_decoded(const GasCompressedTree& tree, const VisitNode& visit_node,
         GasBoxPair boxes;
         gas_decode_box_pair(node.get_bytes(), to_lanes(place.box.min), to_lanes(place.box.max),
                             boxes);
-        const GMathBbox3<float> children[2] = {from_lanes(boxes.first_min, boxes.first_max),
-                                               from_lanes(boxes.second_min, boxes.second_max)};
+        const GMathBbox3<float> children[2] = {boxes.first.to_box(), boxes.second.to_box()};
         const unsigned level = place.level + 1;
         for (unsigned child = 0; child < 2; ++child) {
             if (is_leaf(node, child))
