@@ -139,18 +139,23 @@ void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_mo
     m_hit_counts.assign(query == Query::all ? rays.size() : 0, 0);
     m_target.hit_counts = m_hit_counts.data();
     m_target.stops_at_hit = query == Query::any;
-    if (query == Query::nearest)
-        in_motion ? choose_query<true, true>() : choose_query<true, false>();
-    else
-        in_motion ? choose_query<false, true>() : choose_query<false, false>();
+    const unsigned index = Calls::get_index(query == Query::nearest, in_motion);
+    m_tree_query = Calls::queries[index];
+    m_counted_query = Calls::counted_queries[index];
+    m_stream_query = Calls::streams[index];
 }
 
 template <typename Tree>
-template <bool is_nearest, bool in_motion>
-void Tracer<Tree>::choose_query() {
-    m_tree_query = ask_tree<Tree, is_nearest, in_motion>;
-    m_counted_query = ask_tree_counted<Tree, is_nearest, in_motion>;
-    m_stream_query = ask_tree_stream<Tree, is_nearest, in_motion>;
+void Tracer<Tree>::call(typename Calls::Call query, GeometryRaytraceCtx& ctx) {
+    TreeKind<Tree>::ask(
+        [&](const auto&... flags) { (m_tree.*query)(m_eval, m_shader, ctx, flags...); });
+}
+
+template <typename Tree>
+void Tracer<Tree>::call_counted(GeometryRaytraceCtx& ctx, GasWalkCounts& counts) {
+    TreeKind<Tree>::ask([&](const auto&... flags) {
+        m_counted_query(m_tree, m_eval, m_shader, ctx, flags..., counts);
+    });
 }
 
 template <typename Tree> void Tracer<Tree>::forget_hits() {
@@ -172,13 +177,13 @@ void Tracer<Tree>::for_each_ray(const Trace& trace_range) {
 }
 
 template <typename Tree> void Tracer<Tree>::trace_rays() {
-    for_each_ray([this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
+    for_each_ray([this](GeometryRaytraceCtx& ctx) { call(m_tree_query, ctx); });
 }
 
 template <typename Tree> void Tracer<Tree>::trace_stream() {
     GeometryRaytraceData& data = m_batch.get_data();
     data.set_range(0, static_cast<int>(m_batch.get_ray_count()) - 1);
-    m_stream_query(m_tree, m_eval, m_shader, data.get_ctx());
+    call(m_stream_query, data.get_ctx());
 }
 
 template <typename Tree> void Tracer<Tree>::trace() {
@@ -189,9 +194,7 @@ template <typename Tree> void Tracer<Tree>::trace() {
 template <typename Tree> GasWalkCounts Tracer<Tree>::trace_counted() {
     forget_hits();
     GasWalkCounts counts;
-    for_each_ray([this, &counts](GeometryRaytraceCtx& ctx) {
-        m_counted_query(m_tree, m_eval, m_shader, ctx, counts);
-    });
+    for_each_ray([this, &counts](GeometryRaytraceCtx& ctx) { call_counted(ctx, counts); });
     return counts;
 }
 
@@ -222,8 +225,7 @@ void Tracer<Tree>::for_each_packet(const Trace& trace_range) {
 }
 
 template <typename Tree> void Tracer<Tree>::trace_packet_rays() {
-    for_each_packet(
-        [this](GeometryRaytraceCtx& ctx) { m_tree_query(m_tree, m_eval, m_shader, ctx); });
+    for_each_packet([this](GeometryRaytraceCtx& ctx) { call(m_tree_query, ctx); });
 }
 
 template <typename Tree> void Tracer<Tree>::trace_packets(bool together) {
@@ -236,9 +238,7 @@ template <typename Tree> GasWalkCounts Tracer<Tree>::trace_packets_counted(bool 
         return trace_counted();
     forget_hits();
     GasWalkCounts counts;
-    for_each_packet([this, &counts](GeometryRaytraceCtx& ctx) {
-        m_counted_query(m_tree, m_eval, m_shader, ctx, counts);
-    });
+    for_each_packet([this, &counts](GeometryRaytraceCtx& ctx) { call_counted(ctx, counts); });
     return counts;
 }
 

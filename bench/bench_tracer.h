@@ -1,7 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
+
+#include <apps/common/tree_calls.h>
+#include <apps/common/walk_name.h>
 
 #include <bench/bench_ray_group.h>
 #include <bench/bench_trees.h>
@@ -56,6 +60,12 @@ template <typename Tree> class Tracer {
 
     /// `forget_hits`, then `trace_rays`.
     void trace();
+    /// What `trace` and, of packets, `trace_packets` time: the way, the width of nodes and the
+    /// instruction set.
+    std::string describe_walk(bool in_packets) const {
+        const unsigned width = gas_app::get_node_width(TreeKind<Tree>::is_wide && !in_packets);
+        return gas_app::describe_walk(in_packets ? "packets" : "single", std::to_string(width));
+    }
     /// As `trace`, through the counting engines.
     GasWalkCounts trace_counted();
 
@@ -84,11 +94,10 @@ template <typename Tree> class Tracer {
     std::size_t get_memory_size() const;
 
   private:
-    using TreeQuery = void (*)(const Tree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&);
-    using CountedQuery = void (*)(const Tree&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&,
-                                  GasWalkCounts&);
+    using Calls = gas_app::TreeCalls<Tree>;
 
-    template <bool is_nearest, bool in_motion> void choose_query();
+    void call(typename Calls::Call query, GeometryRaytraceCtx& ctx);
+    void call_counted(GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
     template <typename Trace> void for_each_ray(const Trace& trace_range);
     template <typename Trace> void for_each_packet(const Trace& trace_range);
 
@@ -103,9 +112,9 @@ template <typename Tree> class Tracer {
     TraceTarget m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;
-    TreeQuery m_tree_query = nullptr;
-    TreeQuery m_stream_query = nullptr;
-    CountedQuery m_counted_query = nullptr;
+    typename Calls::Call m_tree_query = nullptr;
+    typename Calls::Call m_stream_query = nullptr;
+    typename Calls::CountedCall m_counted_query = nullptr;
 };
 
 } // namespace gas_bench

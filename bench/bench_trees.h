@@ -4,7 +4,6 @@
 #include <type_traits>
 
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/diagnostics/gas_counted_rays.h>
 #include <gas/tree/gas_tree.h>
 
 #include <bench/bench_grid.h>
@@ -17,8 +16,8 @@ template <typename Tree> struct TreeKind;
 template <> struct TreeKind<GasTree> {
     /// Last part of a benchmark's name.
     static constexpr const char* name = "gas";
-    /// Whether there are engines that count its walk.
-    static constexpr bool is_counted = true;
+    /// Whether `prepare_for_tracing` gives it wide nodes.
+    static constexpr bool is_wide = true;
 
     static void create(GasTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
                        AppProgressBar* progress_bar) {
@@ -36,7 +35,7 @@ template <> struct TreeKind<GasTree> {
 
 template <> struct TreeKind<GasCompressedTree> {
     static constexpr const char* name = "compressed";
-    static constexpr bool is_counted = true;
+    static constexpr bool is_wide = false;
 
     static void create(GasCompressedTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
                        AppProgressBar* progress_bar) {
@@ -52,7 +51,7 @@ template <> struct TreeKind<GasCompressedTree> {
 
 template <> struct TreeKind<GasGridTree> {
     static constexpr const char* name = "grid";
-    static constexpr bool is_counted = false;
+    static constexpr bool is_wide = false;
 
     template <typename Ask> static void ask(const Ask& ask) { ask(); }
 
@@ -80,7 +79,7 @@ template <typename Tree> void add_motion_samples(Tree& tree, const Scene& scene)
 /// Gives a tree wide nodes, where it can have them, before it is built or after. Called for every
 /// tree that is traced.
 template <typename Tree> void prepare_for_tracing(Tree& tree) {
-    if constexpr (std::is_same_v<Tree, GasTree>)
+    if constexpr (TreeKind<Tree>::is_wide)
         tree.set_wide_nodes(true);
 }
 
@@ -103,55 +102,6 @@ template <typename Tree> std::size_t get_traced_size(const Tree& tree, bool in_m
     if constexpr (std::is_same_v<Tree, GasTree>)
         size += tree.get_wide_nodes_size();
     return size;
-}
-
-/// A tree's query for the nearest hit, or for all, as one function for every tree class.
-template <typename Tree, bool is_nearest, bool in_motion>
-void ask_tree(const Tree& tree, const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    TreeKind<Tree>::ask([&](const auto&... flags) {
-        if constexpr (is_nearest && in_motion)
-            tree.ray_hit_nearest_motion(eval, shader, ctx, flags...);
-        else if constexpr (is_nearest)
-            tree.ray_hit_nearest_static(eval, shader, ctx, flags...);
-        else if constexpr (in_motion)
-            tree.ray_hit_motion(eval, shader, ctx, flags...);
-        else
-            tree.ray_hit_static(eval, shader, ctx, flags...);
-    });
-}
-
-/// As `ask_tree`, for a whole batch as a stream.
-template <typename Tree, bool is_nearest, bool in_motion>
-void ask_tree_stream(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                     GeometryRaytraceCtx& ctx) {
-    TreeKind<Tree>::ask([&](const auto&... flags) {
-        if constexpr (is_nearest && in_motion)
-            tree.ray_stream_nearest_motion(eval, shader, ctx, flags...);
-        else if constexpr (is_nearest)
-            tree.ray_stream_nearest_static(eval, shader, ctx, flags...);
-        else if constexpr (in_motion)
-            tree.ray_stream_motion(eval, shader, ctx, flags...);
-        else
-            tree.ray_stream_static(eval, shader, ctx, flags...);
-    });
-}
-
-/// As `ask_tree`, through the counting engines. A tree that has none counts nothing.
-template <typename Tree, bool is_nearest, bool in_motion>
-void ask_tree_counted(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                      GeometryRaytraceCtx& ctx, GasWalkCounts& counts) {
-    TreeKind<Tree>::ask([&](const auto&... flags) {
-        if constexpr (!TreeKind<Tree>::is_counted)
-            ask_tree<Tree, is_nearest, in_motion>(tree, eval, shader, ctx);
-        else if constexpr (is_nearest && in_motion)
-            gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, flags..., counts);
-        else if constexpr (is_nearest)
-            gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, flags..., counts);
-        else if constexpr (in_motion)
-            gas_counted_ray_hit_motion(tree, eval, shader, ctx, flags..., counts);
-        else
-            gas_counted_ray_hit_static(tree, eval, shader, ctx, flags..., counts);
-    });
 }
 
 } // namespace gas_bench

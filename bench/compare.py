@@ -83,7 +83,7 @@ def describe(one):
     for name in ("rays/s", "items/s", "pairs/s"):
         if name in one:
             parts.append(f"{one[name] / 1e6:8.2f} M{name}")
-    for name in ("nodes/ray", "fetches/ray", "leaves/ray", "sah_cost", "us/query", "nodes/query"):
+    for name in ("nodes/ray", "leaves/ray", "sah_cost", "us/query", "nodes/query"):
         if name in one:
             parts.append(f"{one[name]:8.1f} {name}")
     for name in ("times_single", "times_brute_force", "us/cell"):

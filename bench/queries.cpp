@@ -55,6 +55,9 @@ void run(benchmark::State& state, const Ask& ask, const Count& count, const Sear
     state.counters["queries/s"] =
         benchmark::Counter(query_count, benchmark::Counter::kIsIterationInvariantRate);
     state.counters["us/query"] = 1e6 * query_seconds;
+    // The walks of these queries take binary nodes.
+    state.SetLabel(
+        gas_app::describe_walk("single", std::to_string(gas_app::get_node_width(false))));
     state.counters["nodes/query"] = static_cast<double>(counts.visited_nodes) / query_count;
     state.counters["leaves/query"] = static_cast<double>(counts.leaf_calls) / query_count;
     state.counters["found/query"] = static_cast<double>(found_count) / query_count;

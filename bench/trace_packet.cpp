@@ -13,21 +13,18 @@ namespace {
 /// Counts both ways of tracing, by engines that the library does not ship.
 template <typename Tree>
 void set_counters(benchmark::State& state, Tracer<Tree>& tracer, double ray_count) {
-    // A single ray's visit of a node fetches its two children, a packet's the node itself.
     const GasWalkCounts single_counts = tracer.trace_packets_counted(false);
     const auto single_tests = static_cast<double>(tracer.get_test_count());
     const GasWalkCounts counts = tracer.trace_packets_counted(true);
     state.counters["tests/ray"] = static_cast<double>(tracer.get_test_count()) / ray_count;
     state.counters["single_tests/ray"] = single_tests / ray_count;
     state.counters["hits/ray"] = static_cast<double>(tracer.get_hit_count()) / ray_count;
-    if constexpr (TreeKind<Tree>::is_counted) {
-        const auto fetches = static_cast<double>(counts.visited_nodes);
-        const double single_fetches = 2.0 * static_cast<double>(single_counts.visited_nodes);
-        state.counters["fetches/ray"] = fetches / ray_count;
-        state.counters["single_fetches/ray"] = single_fetches / ray_count;
-        state.counters["leaves/ray"] = static_cast<double>(counts.leaf_calls) / ray_count;
-        state.counters["fewer_fetches"] = single_fetches / fetches;
-    }
+    // Nodes of a packet are those whose own box it tested, of a single ray those that it expanded.
+    state.counters["nodes/ray"] = static_cast<double>(counts.visited_nodes) / ray_count;
+    state.counters["single_nodes/ray"] =
+        static_cast<double>(single_counts.visited_nodes) / ray_count;
+    state.counters["leaves/ray"] = static_cast<double>(counts.leaf_calls) / ray_count;
+    state.SetLabel(tracer.describe_walk(true) + "; " + tracer.describe_walk(false));
 }
 
 template <typename Tree>

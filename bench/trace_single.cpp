@@ -20,11 +20,10 @@ void run(benchmark::State& state, Workload& workload, const TraceQuestion& quest
 
     // Counted apart from the timing, by engines that the library does not ship.
     const auto ray_count = static_cast<double>(rays.size());
-    if constexpr (TreeKind<Tree>::is_counted) {
-        const GasWalkCounts counts = tracer.trace_counted();
-        state.counters["nodes/ray"] = static_cast<double>(counts.visited_nodes) / ray_count;
-        state.counters["leaves/ray"] = static_cast<double>(counts.leaf_calls) / ray_count;
-    }
+    const GasWalkCounts counts = tracer.trace_counted();
+    state.SetLabel(tracer.describe_walk(false));
+    state.counters["nodes/ray"] = static_cast<double>(counts.visited_nodes) / ray_count;
+    state.counters["leaves/ray"] = static_cast<double>(counts.leaf_calls) / ray_count;
     state.counters["rays/s"] =
         benchmark::Counter(ray_count, benchmark::Counter::kIsIterationInvariantRate);
     state.counters["hits/ray"] = static_cast<double>(tracer.get_hit_count()) / ray_count;

@@ -79,6 +79,11 @@ class GAS_EXPORT GasGridTree {
     /// 1, whatever `indices` holds.
     void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
                 AppProgressBar* progress_bar);
+    /// As above; the tree over the cells is built on up to `thread_count` threads. The boxes are
+    /// asked for by tasks in any case.
+    void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
+                AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
 
     /// Leaves an empty grid. Callbacks stay.
     void clear();
@@ -157,6 +162,9 @@ class GAS_EXPORT GasGridTree {
     void build(const GMathBbox3<float>* bboxes, unsigned count, unsigned target_cell_count,
                const unsigned* indices, AppProgressBar* progress_bar,
                SysThreadTaskManager* task_manager, unsigned thread_count);
+    void build_asked(unsigned item_count, unsigned target_cell_count, const unsigned* indices,
+                     AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
+                     unsigned thread_count);
 
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);

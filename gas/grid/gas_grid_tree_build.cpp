@@ -144,9 +144,9 @@ void GasGridTree::create(const CoreVector<GMathBbox3<float>>& bboxes,
            progress_bar);
 }
 
-void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
-                         const unsigned* indices, AppProgressBar* progress_bar) {
-    const unsigned item_count = count;
+void GasGridTree::build_asked(unsigned item_count, unsigned target_cell_count,
+                              const unsigned* indices, AppProgressBar* progress_bar,
+                              SysThreadTaskManager* task_manager, unsigned thread_count) {
     clear();
     if (item_count == 0)
         return;
@@ -156,7 +156,19 @@ void GasGridTree::create(const unsigned& count, const unsigned& target_cell_coun
         std::iota(items.get(), items.get() + item_count, 0u);
         get_leaf_bboxes(item_count, items.get(), bboxes.get());
     }
-    create(bboxes.get(), item_count, target_cell_count, indices, progress_bar);
+    build(bboxes.get(), item_count, target_cell_count, indices, progress_bar, task_manager,
+          thread_count);
+}
+
+void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
+                         const unsigned* indices, AppProgressBar* progress_bar) {
+    build_asked(count, target_cell_count, indices, progress_bar, nullptr, 1);
+}
+
+void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
+                         const unsigned* indices, AppProgressBar* progress_bar,
+                         SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    build_asked(count, target_cell_count, indices, progress_bar, &task_manager, thread_count);
 }
 
 } // namespace gas_abi1

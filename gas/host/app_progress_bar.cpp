@@ -19,6 +19,13 @@ AppProgressBar::AppProgressBar(AppBase& app, const CoreString& title, bool visib
     : m_app(&app), m_title(title), m_output(output), m_visible(visible && output),
       m_terminal(is_terminal(output)), m_drawn_percent(m_terminal ? -1 : 0) {}
 
+AppProgressBar::AppProgressBar(AppProgressBar& whole, float share)
+    : AppProgressBar(whole.get_app(), whole.get_title(), false, nullptr) {
+    m_whole = &whole;
+    m_share = share;
+    m_start = whole.get_value();
+}
+
 void AppProgressBar::increment_if_step(const unsigned& n) {
     if (n < m_next_step)
         return;
@@ -51,6 +58,8 @@ void AppProgressBar::set_step_interval(unsigned interval) {
 }
 
 void AppProgressBar::draw() {
+    if (m_whole)
+        m_whole->set_value(m_start + m_share * m_value);
     if (!m_visible || m_finished)
         return;
 

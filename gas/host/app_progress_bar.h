@@ -19,6 +19,11 @@ class GAS_HOST_EXPORT AppProgressBar {
     /// counts and draws nothing. `output` is not owned; null draws nothing either.
     AppProgressBar(AppBase& app, const CoreString& title, bool visible, std::FILE* output);
 
+    /// A bar that draws nothing itself: from 0 to 1 it fills `share` of `whole`, which outlives it,
+    /// starting at the value that `whole` has now. It takes the title and the application of
+    /// `whole`.
+    AppProgressBar(AppProgressBar& whole, float share);
+
     /// Adds the increment when `n` reaches the next multiple of the step interval: once per call,
     /// however many multiples `n` has passed; the next one is then the first above `n`.
     void increment_if_step(const unsigned& n);
@@ -47,6 +52,10 @@ class GAS_HOST_EXPORT AppProgressBar {
     void write_terminal_line(int percent);
 
     AppBase* m_app;
+    AppProgressBar* m_whole = nullptr;
+    float m_share = 0.0f;
+    /// The value of `m_whole` where this one has 0.
+    float m_start = 0.0f;
     CoreString m_title;
     std::FILE* m_output;
     bool m_visible;

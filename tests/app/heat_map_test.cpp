@@ -53,7 +53,7 @@ TEST(HeatMap, FormatsNumbersOfTheScale) {
 
 TEST(HeatMap, DrawsTheLegendOverThePicture) {
     Picture picture(640, 400);
-    draw_heat_map(picture, std::vector<double>(640 * 400, 3.0));
+    draw_heat_map(picture, std::vector<double>(640 * 400, 3.0), "single");
     EXPECT_EQ(picture.at(0, 0), get_heat_color(1.0));
 
     // The scale runs from left to right somewhere near the lower edge.
@@ -64,9 +64,19 @@ TEST(HeatMap, DrawsTheLegendOverThePicture) {
     EXPECT_TRUE(found);
 }
 
+TEST(HeatMap, NamesTheWalkInItsLegend) {
+    const auto draw = [](const char* walk) {
+        Picture picture(640, 400);
+        draw_heat_map(picture, std::vector<double>(640 * 400, 3.0), walk);
+        return encode_png(picture);
+    };
+    EXPECT_TRUE(draw("single, width 4") == draw("SINGLE  WIDTH 4"));
+    EXPECT_FALSE(draw("single, width 4") == draw("single, width 2"));
+}
+
 TEST(HeatMap, SparesSmallPicturesTheLegend) {
     Picture picture(16, 10);
-    draw_heat_map(picture, std::vector<double>(160, 1.0));
+    draw_heat_map(picture, std::vector<double>(160, 1.0), "single");
     EXPECT_EQ(picture.at(8, 9), get_heat_color(1.0));
 }
 

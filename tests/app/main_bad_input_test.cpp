@@ -145,7 +145,6 @@ TEST_F(MainBadInput, NamesWhatIsWrongWithItemsAndCells) {
         expect({"--tree", tree, "--cells", "4"}, "--cells: only");
         expect({"--tree", tree, "--cell-progress"}, "--cell-progress: only");
     }
-    expect_bad_options({"-o", picture, "--tree", "grid", "--heatmap"}, bad_usage, "--heatmap: ");
 }
 
 TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
@@ -154,6 +153,7 @@ TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
     expect_failure(folder, {"paint"}, bad_usage, "paint: there is no such");
     expect_failure(folder, {"render"}, bad_usage, "--output");
     expect_failure(folder, {"stats", "-o", picture}, bad_usage, "-o");
+    expect_failure(folder, {"stats", mesh_path, "--threads", "many"}, bad_usage, "--threads");
     expect_failure(folder, {"stats", mesh_path, "--tree", "tall"}, bad_usage, "--tree tall: ");
 }
 

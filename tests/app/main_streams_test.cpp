@@ -59,12 +59,16 @@ TEST(MainStreams, GiveOnePictureOfManySamples) {
     EXPECT_TRUE(render_with("all") == expected);
 }
 
-TEST(MainStreams, LeaveHeatMapsAlone) {
+TEST(MainStreams, ShareTheirCostsInHeatMaps) {
     const TemporaryFolder folder;
-    const std::string expected = render_small(folder, {"--heatmap", "--stream", "off"});
-    EXPECT_TRUE(render_small(folder, {"--heatmap"}) == expected);
-    EXPECT_TRUE(render_small(folder, {"--heatmap", "--stream", "all", "--wide", "off"}) ==
-                expected);
+    const std::string single = render_small(folder, {"--heatmap", "--stream", "off"});
+    EXPECT_TRUE(render_small(folder, {"--heatmap"}) == single) << "camera rays are no streams";
+    for (const char* tree : {"plain", "compressed", "grid"}) {
+        const Words streams = {"--heatmap", "--stream", "all", "--tree", tree};
+        const std::string map = render_small(folder, streams);
+        EXPECT_FALSE(map == single) << tree;
+        EXPECT_TRUE(render_small(folder, join(streams, {"--threads", "3"})) == map) << tree;
+    }
 }
 
 /// Of the procedural scene, kept small.
@@ -87,7 +91,7 @@ TEST(MainStreams, AreReported) {
     expect(render({"--stream", "off"}), false, false, false);
     expect(render({"--stream", "all"}), true, true, true);
     expect(render({"--stream", "all", "--packet", "4"}), false, true, true);
-    expect(render({"--stream", "all", "--heatmap"}), false, false, false);
+    expect(render({"--stream", "all", "--heatmap"}), true, true, true);
     EXPECT_EQ(render({})["packet"], 64);
     EXPECT_EQ(render({"--stream", "all"})["packet"], 1);
     EXPECT_EQ(render({"--stream", "on"})["rays"]["total"],

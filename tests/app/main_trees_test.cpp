@@ -57,6 +57,10 @@ TEST(MainTrees, HaveHeatMapsOfTheirOwn) {
         EXPECT_FALSE(map == render_with(folder, {"--tree", "plain"}, common)) << packet;
         EXPECT_TRUE(map == render_with(folder, {"--tree", "compressed", "--threads", "3"}, common))
             << packet;
+        const std::string grid = render_with(folder, {"--tree", "grid"}, common);
+        EXPECT_FALSE(map == grid) << packet;
+        EXPECT_TRUE(grid == render_with(folder, {"--tree", "grid", "--threads", "3"}, common))
+            << packet;
     }
 }
 

@@ -103,9 +103,11 @@ struct Answer {
 
 /// Traces the same random rays in every way, in batches. Their lengths are multiplied by `unit`,
 /// so that distances are not.
-std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count, double unit = 1.0) {
+std::vector<Answer> trace(const Scene& scene, Walk walk, unsigned ray_count, double unit = 1.0,
+                          bool is_counted = false) {
     TraceState state(batch_size);
     state.walk = walk;
+    state.counts_walks = is_counted;
     ShaderHolder holder(scene.get_motion_blur());
     GeometryRayBatch batch(batch_size);
     support::SeededRandom random(99);
@@ -165,13 +167,11 @@ TEST_P(SceneWalks, FindWhatBruteForceFinds) {
             if (expected.empty())
                 expected = trace(*scene, Walk::brute_force, ray_count);
             for (const Walk walk : {Walk::engine, Walk::stream})
-                EXPECT_TRUE(trace(*scene, walk, ray_count) == expected)
-                    << method << ", " << get_name(kind) << (walk == Walk::stream ? ", stream" : "");
-            // The walks of grids are not counted.
-            if (kind != TreeKind::grid) {
-                EXPECT_TRUE(trace(*scene, Walk::counting, ray_count) == expected)
-                    << method << ", " << get_name(kind);
-            }
+                for (const bool is_counted : {false, true})
+                    EXPECT_TRUE(trace(*scene, walk, ray_count, 1.0, is_counted) == expected)
+                        << method << ", " << get_name(kind)
+                        << (walk == Walk::stream ? ", stream" : "")
+                        << (is_counted ? ", counted" : "");
         }
     unsigned hit_count = 0;
     for (const Answer& answer : expected) {

@@ -384,11 +384,26 @@ TEST(GridBuild, SeveralThreadsGiveTheSameTopTree) {
     expected.create(boxes.get_items(), count, 40000, nullptr, nullptr);
     SysThreadTaskManager manager(nullptr);
     GasGridTree grid;
+    const auto expect_same = [&] {
+        const GasTree& top = grid.get_top_tree();
+        ASSERT_GT(grid.get_cell_count(), 10000u);
+        ASSERT_EQ(top.get_node_count(), expected.get_top_tree().get_node_count());
+        EXPECT_EQ(std::memcmp(top.get_nodes(), expected.get_top_tree().get_nodes(),
+                              top.get_node_count() * sizeof(GasTree::Node)),
+                  0);
+    };
     grid.create(boxes.get_items(), count, 40000, nullptr, nullptr, manager, 3);
-    const GasTree& top = grid.get_top_tree();
-    ASSERT_GT(grid.get_cell_count(), 10000u);
-    ASSERT_EQ(top.get_node_count(), expected.get_top_tree().get_node_count());
-    EXPECT_EQ(std::memcmp(top.get_nodes(), expected.get_top_tree().get_nodes(),
-                          top.get_node_count() * sizeof(GasTree::Node)),
-              0);
+    expect_same();
+
+    const auto give_boxes = [](void* user, const unsigned& piece, const unsigned* items,
+                               GMathBbox3<float>* given) {
+        const auto& all = *static_cast<const CoreArray<GMathBbox3<float>>*>(user);
+        for (unsigned i = 0; i < piece; ++i)
+            given[i] = all[items[i]];
+    };
+    grid.clear();
+    grid.set_leaf_bbox_callbacks(give_boxes, nullptr,
+                                 const_cast<CoreArray<GMathBbox3<float>>*>(&boxes)); // only read
+    grid.create(count, 40000, nullptr, nullptr, manager, 3);
+    expect_same();
 }

@@ -301,6 +301,31 @@ TEST(AppProgressBar, ABarWithoutOutputCounts) {
     EXPECT_TRUE(bar.is_finished());
 }
 
+TEST(AppProgressBar, APartFillsItsShareOfTheWhole) {
+    AppBase application(nullptr);
+    application.set_build_method(1);
+    AppProgressBar whole(application, "whole", false, nullptr);
+    whole.set_value(0.25f);
+    AppProgressBar part(whole, 0.5f);
+    EXPECT_EQ(&part.get_app(), &application);
+    EXPECT_STREQ(part.get_title().get_data(), "whole");
+    EXPECT_EQ(part.get_value(), 0.0f);
+    EXPECT_EQ(whole.get_value(), 0.25f);
+    part.set_value(0.0f);
+    EXPECT_EQ(whole.get_value(), 0.25f);
+    part.set_step_interval(10);
+    part.set_step_increment(0.5f);
+    part.increment_if_step(10);
+    EXPECT_EQ(part.get_value(), 0.5f);
+    EXPECT_EQ(whole.get_value(), 0.5f);
+    part.finish();
+    EXPECT_EQ(whole.get_value(), 0.75f);
+    EXPECT_FALSE(whole.is_finished());
+    AppProgressBar next(whole, 0.25f);
+    next.set_value(1.0f);
+    EXPECT_EQ(whole.get_value(), 1.0f);
+}
+
 TEST(AppBase, KeepsItsBarsAndItsBuildMethod) {
     AppBase app;
     EXPECT_EQ(app.get_build_method(), 2u);

@@ -1,12 +1,12 @@
 #include <apps/gas/cli/render_command.h>
 
 #include <chrono>
-#include <thread>
 
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/ray_walk.h>
 #include <apps/gas/cli/render_report.h>
 #include <apps/gas/image/heat_map.h>
 
@@ -49,9 +49,6 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command->add_option("--ao", m_ambient_rays, "Ambient occlusion rays per sample; 0: none")
         ->check(whole_number(0, 4096))
         ->capture_default_str();
-    m_command->add_option("--threads", m_threads, "Threads; 0: one for each processor")
-        ->check(whole_number(0, 1024))
-        ->capture_default_str();
     m_command->add_option("--camera", m_view,
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
     m_command
@@ -63,8 +60,8 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
-        "Show what each pixel's camera rays cost instead of what they see; rays of "
-        "a packet share its cost evenly; not of --tree grid");
+        "Show what each pixel's camera rays cost instead of what they see: nodes and leaves of the "
+        "walk that is run. Rays of a packet or a stream share its cost evenly");
     m_command
         ->add_option("--packet", m_packet_size,
                      "Camera rays traced together, from neighbouring pixels; 1: one by one; "
@@ -74,7 +71,7 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->add_option("--stream", m_stream,
                      "Which rays go through the trees in streams, many at a time: off; on: "
                      "those that scatter, ambient and mirrored ones; all: also those towards the "
-                     "sun and, without packets, from the camera. Those of a heat map never do")
+                     "sun and, without packets, from the camera")
         ->capture_default_str();
     m_command
         ->add_flag("--brute-force", m_brute_force,
@@ -89,8 +86,7 @@ RenderSettings RenderCommand::get_render_settings() const {
     settings.height = size.height;
     settings.samples = m_samples;
     settings.ambient_rays = m_ambient_rays;
-    settings.threads =
-        m_threads > 0 ? m_threads : std::max(1u, std::thread::hardware_concurrency());
+    settings.threads = m_scene.get_thread_count();
     settings.seed = parse_seed(m_seed);
     choose_walks(settings);
     return settings;
@@ -104,9 +100,8 @@ void RenderCommand::choose_walks(RenderSettings& settings) const {
     settings.packet_size = m_heat_map || stream_all ? 1 : usual_packet;
     if (m_packet_size > 0)
         settings.packet_size = m_packet_size;
-    const Walk walk = m_brute_force ? Walk::brute_force
-                      : m_heat_map  ? Walk::counting
-                                    : Walk::engine;
+    settings.counts_walks = m_heat_map;
+    const Walk walk = m_brute_force ? Walk::brute_force : Walk::engine;
     const auto choose = [&](bool streams) {
         return streams && walk == Walk::engine ? Walk::stream : walk;
     };
@@ -126,8 +121,6 @@ void RenderCommand::run() const {
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
     const TreeSettings tree_settings = m_scene.get_tree_settings();
-    if (m_heat_map && tree_settings.kind == TreeKind::grid)
-        throw OptionError("--heatmap: the walks of --tree grid are not counted");
     check_output_path(m_output_path, m_scene.mesh_path);
 
     Stopwatch stopwatch;
@@ -152,8 +145,7 @@ void RenderCommand::run() const {
     timing.write = stopwatch.lap();
     timing.total = stopwatch.get_total();
 
-    const RenderReport report = {m_scene,           stage,        settings, timing,
-                                 result.ray_counts, m_output_path};
+    const RenderReport report = {m_scene, stage, settings, timing, result, m_output_path};
     if (m_scene.json)
         report.print_json();
     else if (!m_scene.quiet)
@@ -167,7 +159,9 @@ RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& setti
         return render_picture(stage, settings, bar, picture);
     std::vector<double> costs;
     const RenderResult result = render_costs(stage, settings, bar, costs);
-    draw_heat_map(picture, costs);
+    const bool in_motion = stage.scene->get_sample_count() >= 2;
+    draw_heat_map(picture, costs,
+                  get_camera_walk(settings, m_scene.get_tree_settings(), in_motion).describe());
     return result;
 }
 

@@ -29,7 +29,6 @@ class RenderCommand {
     std::string m_view;
     unsigned m_samples = 12;
     unsigned m_ambient_rays = 3;
-    unsigned m_threads = 0;
     /// 0: not chosen.
     unsigned m_packet_size = 0;
     unsigned m_render_count = 1;

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/walk_name.h>
 #include <apps/gas/report/grid_statistics.h>
 #include <apps/gas/report/memory_peak.h>
 
@@ -75,9 +76,42 @@ nlohmann::ordered_json as_json(const GridCounts& grids) {
             {"boxes_asked_by_rays", grids.asked_by_rays}};
 }
 
+nlohmann::ordered_json as_json(const RayWalk& walk) {
+    const auto get_width = [](unsigned width) {
+        return width > 0 ? nlohmann::ordered_json(width) : nlohmann::ordered_json(nullptr);
+    };
+    return {{"way", walk.way},
+            {"node_width", get_width(walk.node_width)},
+            {"instance_node_width", get_width(walk.instance_node_width)}};
+}
+
 unsigned long long printable(std::uint64_t number) { return number; }
 
 } // namespace
+
+nlohmann::ordered_json RenderReport::get_walks() const {
+    nlohmann::ordered_json walks = {{"camera", as_json(get_camera())}};
+    // Heat maps are of camera rays alone.
+    if (!settings.counts_walks) {
+        walks["sun"] = as_json(get_ray_walk(settings.sun_walk, options.get_tree_settings()));
+        walks["scattered"] = as_json(get_ray_walk(settings.walk, options.get_tree_settings()));
+    }
+    return walks;
+}
+
+RayWalk RenderReport::get_camera() const {
+    return get_camera_walk(settings, options.get_tree_settings(),
+                           stage.scene->get_sample_count() >= 2);
+}
+
+nlohmann::ordered_json RenderReport::get_counts() const {
+    const GasWalkCounts& counts = result.walk_counts;
+    const auto rays = static_cast<double>(result.ray_counts.camera);
+    return {{"visited_nodes", counts.visited_nodes},
+            {"leaf_calls", counts.leaf_calls},
+            {"nodes_per_ray", static_cast<double>(counts.visited_nodes) / rays},
+            {"leaves_per_ray", static_cast<double>(counts.leaf_calls) / rays}};
+}
 
 void RenderReport::print_json() const {
     const SceneCounts counts(*stage.scene);
@@ -97,7 +131,9 @@ void RenderReport::print_json() const {
         {"wide_nodes", options.get_tree_settings().has_wide_nodes},
         {"build_method", options.build_method},
         {"motion_samples", stage.scene->get_sample_count()},
-        {"heat_map", settings.walk == Walk::counting},
+        {"walks", get_walks()},
+        {"instruction_set", gas_simd::name},
+        {"heat_map", settings.counts_walks},
         {"brute_force", settings.walk == Walk::brute_force},
         {"scene",
          {{"shapes", stage.scene->get_shapes().size()},
@@ -117,21 +153,39 @@ void RenderReport::print_json() const {
           {"total", timing.total}}},
         {"peak_resident_bytes", get_peak_as_json()},
         {"rays",
-         {{"camera", ray_counts.camera},
-          {"mirror", ray_counts.mirror},
-          {"shadow", ray_counts.shadow},
-          {"ambient", ray_counts.ambient},
-          {"total", ray_counts.get_total()},
-          {"per_second", static_cast<double>(ray_counts.get_total()) / timing.renders.front()}}}};
+         {{"camera", result.ray_counts.camera},
+          {"mirror", result.ray_counts.mirror},
+          {"shadow", result.ray_counts.shadow},
+          {"ambient", result.ray_counts.ambient},
+          {"total", result.ray_counts.get_total()},
+          {"per_second",
+           static_cast<double>(result.ray_counts.get_total()) / timing.renders.front()}}}};
+    if (settings.counts_walks)
+        report["counts"] = get_counts();
     if (options.get_tree_settings().kind == TreeKind::grid)
         report["grids"] = as_json(GridCounts(*stage.scene));
     // File names are bytes; those that are not UTF-8 are replaced.
     std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
+void RenderReport::print_walks() const {
+    if (settings.counts_walks) {
+        const nlohmann::ordered_json counts = get_counts();
+        std::printf("camera rays: %.2f nodes and %.2f leaves each (%s)\n",
+                    counts["nodes_per_ray"].get<double>(), counts["leaves_per_ray"].get<double>(),
+                    get_camera().describe().c_str());
+        return;
+    }
+    const TreeSettings trees = options.get_tree_settings();
+    std::printf("walks: from the camera %s; to the sun %s; scattered %s\n",
+                get_camera().describe().c_str(),
+                get_ray_walk(settings.sun_walk, trees).describe().c_str(),
+                get_ray_walk(settings.walk, trees).describe().c_str());
+}
+
 void RenderReport::print_text() const {
     const SceneCounts counts(*stage.scene);
-    const double rays = static_cast<double>(ray_counts.get_total()) * 1e-6;
+    const double rays = static_cast<double>(result.ray_counts.get_total()) * 1e-6;
     std::printf("%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
                 "%.2f s (%.2f million per second)\n",
                 picture_path.c_str(), settings.width, settings.height,
@@ -146,6 +200,7 @@ void RenderReport::print_text() const {
     if (const std::optional<std::size_t> peak = get_peak_resident_size())
         std::printf(", at most %.1f MB resident", static_cast<double>(*peak) * 1e-6);
     std::printf("\n");
+    print_walks();
     std::printf("trees of %.1f MB, %.1f of them wide nodes\n",
                 static_cast<double>(counts.tree_total_bytes) * 1e-6,
                 static_cast<double>(counts.wide_bytes) * 1e-6);

@@ -2,6 +2,9 @@
 
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
+#include <apps/gas/cli/ray_walk.h>
 #include <apps/gas/cli/scene_options.h>
 #include <apps/gas/render/render_settings.h>
 #include <apps/gas/render/renderer.h>
@@ -27,11 +30,17 @@ struct RenderReport {
     const RenderSettings& settings;
     const RenderTiming& timing;
     /// Of one picture.
-    const RayCounts& ray_counts;
+    const RenderResult& result;
     std::string picture_path;
 
     void print_json() const;
     void print_text() const;
+
+  private:
+    RayWalk get_camera() const;
+    nlohmann::ordered_json get_walks() const;
+    nlohmann::ordered_json get_counts() const;
+    void print_walks() const;
 };
 
 } // namespace gas_app

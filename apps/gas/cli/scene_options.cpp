@@ -1,5 +1,8 @@
 #include <apps/gas/cli/scene_options.h>
 
+#include <algorithm>
+#include <thread>
+
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
@@ -38,6 +41,12 @@ void SceneOptions::add_to(CLI::App& command) {
                      "With --tree grid: give the tree of each cell a progress bar, which is not "
                      "shown. Without bars grids are built by sah-fast, so any other --build "
                      "implies them");
+    command
+        .add_option("--threads", threads,
+                    "Threads that build trees and render; 0: one for each processor. The tree of a "
+                    "grid's cell is built by the thread whose ray reaches it")
+        ->check(whole_number(0, 1024))
+        ->capture_default_str();
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
         ->capture_default_str()
@@ -63,12 +72,17 @@ TreeSettings SceneOptions::get_tree_settings() const {
     settings.kind = parse_tree_kind(tree_kind);
     settings.has_wide_nodes = parse_switch(wide_nodes, "--wide");
     settings.cell_count = cell_count;
+    settings.thread_count = get_thread_count();
     settings.has_cell_bars = cell_bars || build_method != usual_build_method;
     if (settings.kind != TreeKind::grid && cell_count > 0)
         throw OptionError("--cells: only the trees of --tree grid have cells");
     if (settings.kind != TreeKind::grid && cell_bars)
         throw OptionError("--cell-progress: only the trees of --tree grid have cells");
     return settings;
+}
+
+unsigned SceneOptions::get_thread_count() const {
+    return threads > 0 ? threads : std::max(1u, std::thread::hardware_concurrency());
 }
 
 Stage SceneOptions::make_stage(const StageSettings& settings) const {

@@ -24,6 +24,8 @@ struct SceneOptions {
     /// 0: not chosen.
     unsigned item_count = 0;
     unsigned cell_count = 0;
+    /// 0: one for each processor.
+    unsigned threads = 0;
     bool cell_bars = false;
     bool motion = false;
     bool json = false;
@@ -33,6 +35,8 @@ struct SceneOptions {
     /// Reads the values; throws a UserError.
     void apply(StageSettings& settings, AppBase& application) const;
     TreeSettings get_tree_settings() const;
+    /// At least 1.
+    unsigned get_thread_count() const;
     /// The stage, without its trees.
     Stage make_stage(const StageSettings& settings) const;
     /// Whether progress may be shown; with `json` it goes to standard error.

@@ -2,10 +2,10 @@
 
 #include <cmath>
 #include <cstdio>
-#include <thread>
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/walk_name.h>
 #include <apps/gas/render/renderer.h>
 
 namespace gas_app {
@@ -69,13 +69,13 @@ void StatsCommand::add_entry(const std::string& name, const TracedTree& tree, En
 }
 
 /// Sends the same rays into the grids each time.
-void StatsCommand::render_small_picture(const Stage& stage, AppBase& application) {
+void StatsCommand::render_small_picture(const Stage& stage, AppBase& application) const {
     RenderSettings settings;
     settings.width = picture_width;
     settings.height = picture_height;
     settings.samples = 1;
     settings.ambient_rays = 1;
-    settings.threads = std::max(1u, std::thread::hardware_concurrency());
+    settings.threads = m_scene.get_thread_count();
     settings.packet_size = 64;
     AppProgressBar& bar = *application.create_progress_bar("Rendering", false);
     Picture picture(settings.width, settings.height);
@@ -108,6 +108,7 @@ nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
         {"tree", get_name(entry.tree->get_kind())},
         {"leaves", tree.leaf_count},
         {"nodes", tree.node_count},
+        {"node_width", get_node_width(tree.wide_bytes > 0)},
         {"depth", tree.depth},
         {"mean_leaf_depth", tree.mean_leaf_depth},
         {"memory_bytes", tree.memory_bytes},
@@ -140,6 +141,8 @@ void StatsCommand::print_json(const Entries& entries) const {
     const nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
                                            {"tree", m_scene.tree_kind},
                                            {"build_method", m_scene.build_method},
+                                           {"threads", m_scene.get_thread_count()},
+                                           {"instruction_set", gas_simd::name},
                                            {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
                                            {"sah_leaf_cost", TreeStatistics::leaf_cost},
                                            {"trees", std::move(trees)}};
@@ -154,6 +157,8 @@ void StatsCommand::print_text(const Entry& entry) {
     std::printf("  tree             %s\n", get_name(entry.tree->get_kind()).data());
     std::printf("  leaves           %u\n", tree.leaf_count);
     std::printf("  nodes            %u\n", tree.node_count);
+    std::printf("  node width       %u boxes to a ray, %s\n", get_node_width(tree.wide_bytes > 0),
+                gas_simd::name);
     std::printf("  depth            %u, leaves at %.2f on average\n", tree.depth,
                 tree.mean_leaf_depth);
     std::printf("  memory           %zu bytes, %zu of them nodes; %.1f per item\n",

@@ -33,7 +33,7 @@ class StatsCommand {
 
     static Entry make_entry(const std::string& name, const TracedTree& tree);
     static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
-    static void render_small_picture(const Stage& stage, AppBase& application);
+    void render_small_picture(const Stage& stage, AppBase& application) const;
     void print_json(const Entries& entries) const;
     static nlohmann::ordered_json as_json(const Entry& entry);
     static void print_text(const Entry& entry);

@@ -68,13 +68,21 @@ std::string format_scale_number(double number) {
 
 namespace {
 
-/// The scale of colours over its whole width, with numbers below and what they count above.
-void draw_legend(Picture& picture, double scale_end) {
+std::string to_capitals(std::string text) {
+    for (char& letter : text)
+        if (letter >= 'a' && letter <= 'z')
+            letter = static_cast<char>(letter - 'a' + 'A');
+    return text;
+}
+
+/// The scale of colours over its whole width, with numbers below and, above, what they count and in
+/// which walk.
+void draw_legend(Picture& picture, double scale_end, const std::string& walk) {
     const unsigned dot = picture.get_width() >= 560 ? 2 : 1;
     const unsigned line = (glyph_height + 3) * dot;
     const unsigned bar_height = 6 * dot;
     const unsigned margin = 8 * dot;
-    const unsigned height = 2 * line + bar_height + 4 * dot;
+    const unsigned height = 3 * line + bar_height + 4 * dot;
     // A small picture has no room for a legible legend.
     if (picture.get_height() < 2 * height || picture.get_width() < 16 * margin)
         return;
@@ -86,6 +94,8 @@ void draw_legend(Picture& picture, double scale_end) {
         draw_text(picture, margin, y, caption, dot, text_color);
     else
         draw_text(picture, margin, y, "NODES + LEAVES", dot, text_color);
+    y += line;
+    draw_text(picture, margin, y, to_capitals(walk), dot, text_color);
 
     y += line;
     const unsigned bar_width = picture.get_width() - 2 * margin;
@@ -104,13 +114,13 @@ void draw_legend(Picture& picture, double scale_end) {
 
 } // namespace
 
-void draw_heat_map(Picture& picture, const std::vector<double>& costs) {
+void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk) {
     const double scale_end = get_scale_end(costs);
     for (unsigned y = 0; y < picture.get_height(); ++y)
         for (unsigned x = 0; x < picture.get_width(); ++x)
             picture.at(x, y) =
                 get_heat_color(costs[std::size_t{y} * picture.get_width() + x] / scale_end);
-    draw_legend(picture, scale_end);
+    draw_legend(picture, scale_end, walk);
 }
 
 } // namespace gas_app

@@ -18,7 +18,8 @@ double get_scale_end(std::vector<double> costs);
 /// Numbers of the scale: whole where they are 10 or more or have no fraction.
 std::string format_scale_number(double number);
 
-/// Paints the costs, row by row, and a legend over the lower edge.
-void draw_heat_map(Picture& picture, const std::vector<double>& costs);
+/// Paints the costs, row by row, and a legend over the lower edge, which names the walk that was
+/// counted.
+void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk);
 
 } // namespace gas_app

@@ -6,6 +6,14 @@
 
 namespace gas_app {
 
+namespace {
+
+std::uint64_t get_cost(const GasWalkCounts& counts) {
+    return counts.visited_nodes + counts.leaf_calls;
+}
+
+} // namespace
+
 CameraRays::CameraRays(const Stage& stage, const RenderSettings& settings)
     : m_stage(stage), m_settings(settings), m_batch(settings.get_camera_batch_size()) {}
 
@@ -61,11 +69,11 @@ void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned co
         m_batch.set_frustum(get_frustum(tile, first_place, count));
     else
         m_batch.clear_frustum();
-    state.counts = GasWalkCounts();
+    const std::uint64_t earlier_cost = get_cost(state.counts);
     m_batch.get_data().set_range(0, static_cast<int>(count) - 1);
     m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
 
-    const std::uint64_t cost = state.counts.visited_nodes + state.counts.leaf_calls;
+    const std::uint64_t cost = get_cost(state.counts) - earlier_cost;
     for (unsigned index = 0; index < count; ++index) {
         CameraRay& ray = m_rays[m_order[first_place + index]];
         ray.hit = state.hits[index];

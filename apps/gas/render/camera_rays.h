@@ -54,7 +54,7 @@ struct CameraRay {
     SceneHit hit;
     double distance = 0.0;
     /// Nodes visited and leaf callbacks called, nested trees included: the ray's share of its
-    /// packet's cost, where the walk counts.
+    /// packet's or stream's cost, where walks are counted.
     double cost = 0.0;
 };
 

@@ -14,6 +14,7 @@ PixelTracer::PixelTracer(const Stage& stage, const RenderSettings& settings)
       m_state(std::max(batch_size, settings.packet_size)), m_holder(stage.scene->get_motion_blur()),
       m_batch(batch_size), m_single_ray(1) {
     constexpr double bias = 1e-6;
+    m_state.counts_walks = settings.counts_walks;
     m_holder.shader.intersection_bias = bias * get_reach(stage.scene->get_bbox());
 }
 

@@ -31,13 +31,15 @@ class PixelTracer {
     /// The mean light that reaches each pixel of the tile, row by row.
     void trace_light(const Tile& tile, std::vector<Vec3>& light);
     /// For each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
-    /// ray, nested trees included; the mean over the samples. Rays of a packet share its costs
-    /// evenly: a visit of a node counts once for all of them.
+    /// ray, nested trees included; the mean over the samples. Rays of a packet or a
+    /// stream share its costs evenly.
     void trace_costs(const Tile& tile, std::vector<double>& costs);
 
     /// Clears the cached leaves, so that costs do not depend on earlier tiles.
     void forget_leaves() { m_holder.forget_leaves(); }
     const RayCounts& get_ray_counts() const { return m_ray_counts; }
+    /// Of all rays so far, where the settings say that walks are counted.
+    const GasWalkCounts& get_walk_counts() const { return m_state.counts; }
 
   private:
     static constexpr unsigned batch_size = RenderSettings::stream_size;

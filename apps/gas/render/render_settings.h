@@ -22,6 +22,8 @@ struct RenderSettings {
     Walk camera_walk = Walk::engine;
     Walk sun_walk = Walk::engine;
     Walk walk = Walk::engine;
+    /// Whether walks are counted, for a heat map.
+    bool counts_walks = false;
 
     /// Rays of one stream.
     static constexpr unsigned stream_size = 2048;

@@ -47,9 +47,11 @@ class TileQueue {
     }
 
     /// Adds the counts of a thread that has finished.
-    void add(const RayCounts& ray_counts) {
+    void add(const PixelTracer& tracer) {
         const std::lock_guard lock(m_mutex);
-        m_result.ray_counts.add(ray_counts);
+        m_result.ray_counts.add(tracer.get_ray_counts());
+        m_result.walk_counts.visited_nodes += tracer.get_walk_counts().visited_nodes;
+        m_result.walk_counts.leaf_calls += tracer.get_walk_counts().leaf_calls;
     }
 
     /// Records a thread's failure; no more tiles are handed out.
@@ -116,7 +118,7 @@ RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
                 compute(tracer, tile);
                 queue.finish_tile();
             }
-            queue.add(tracer.get_ray_counts());
+            queue.add(tracer);
         } catch (...) {
             queue.stop(std::current_exception());
         }

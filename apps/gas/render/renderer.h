@@ -9,6 +9,8 @@ namespace gas_app {
 
 struct RenderResult {
     RayCounts ray_counts;
+    /// Where walks are counted.
+    GasWalkCounts walk_counts;
     double seconds = 0.0;
     /// Until the first tile was done.
     double first_tile_seconds = 0.0;
@@ -21,7 +23,8 @@ struct RenderResult {
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
                             AppProgressBar& progress_bar, Picture& picture);
 
-/// The costs of each pixel, row by row, for a heat map. The walk of the settings must count.
+/// The costs of each pixel, row by row, for a heat map. The settings say that walks are
+/// counted.
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           AppProgressBar& progress_bar, std::vector<double>& costs);
 

@@ -6,6 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/walk_name.h>
+
 namespace gas_app {
 
 namespace {
@@ -54,6 +56,7 @@ nlohmann::ordered_json GridEntry::as_json() const {
     nlohmann::ordered_json report = {{"name", name},
                                      {"tree", "grid"},
                                      {"items", after.item_count},
+                                     {"node_width", get_node_width(false)},
                                      {"cells", after.cell_count},
                                      {"largest_cell", after.largest_cell},
                                      {"cells_per_size", after.cells_per_size},
@@ -74,6 +77,8 @@ void GridEntry::print_text() const {
     std::printf("%s\n", name.c_str());
     std::printf("  tree             grid\n");
     std::printf("  items            %u\n", after.item_count);
+    std::printf("  node width       %u boxes to a ray, %s\n", get_node_width(false),
+                gas_simd::name);
     std::printf("  cells            %u with items, %.1f on average, at most %u\n", after.cell_count,
                 static_cast<double>(after.item_count) / std::max(1u, after.cell_count),
                 after.largest_cell);

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include <gas/diagnostics/gas_counted_rays.h>
+#include <gas/diagnostics/gas_walk_counts.h>
 #include <gas/host/geometry_ray_batch.h>
 #include <gas/object/gas_object.h>
 
@@ -15,7 +15,6 @@ namespace gas_app {
 enum class Walk {
     engine,     ///< by the library's queries
     stream,     ///< by the library's streams
-    counting,   ///< by the same queries with counters in them
     brute_force ///< without trees: every item of every tree is tested
 };
 
@@ -68,8 +67,10 @@ class TraceState {
 
     /// Of the batch being traced.
     Walk walk = Walk::engine;
-    CtxEval eval;
+    /// Whether the queries and streams with counters in them are called, which add to `counts`.
+    bool counts_walks = false;
     GasWalkCounts counts;
+    CtxEval eval;
     /// Per ray of the scene's batch.
     std::vector<SceneHit> hits;
 

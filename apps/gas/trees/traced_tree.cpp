@@ -1,7 +1,9 @@
 #include <apps/gas/trees/traced_tree.h>
 
 #include <chrono>
+#include <type_traits>
 
+#include <apps/common/tree_calls.h>
 #include <apps/gas/report/compressed_statistics.h>
 #include <apps/gas/report/grid_statistics.h>
 #include <apps/gas/report/memory_peak.h>
@@ -13,93 +15,47 @@ namespace {
 
 // The tree classes differ in their arguments.
 
-void create(GasTree& tree, const TracedTree::ItemBoxes& boxes, AppProgressBar& progress_bar,
-            float progress_share) {
-    tree.create(boxes, nullptr, &progress_bar, progress_share);
-}
-
-/// The build fills a whole bar, so it gets a hidden bar of its own.
-void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes,
+void create(GasTree& tree, const TracedTree::ItemBoxes& boxes, unsigned thread_count,
             AppProgressBar& progress_bar, float progress_share) {
-    AppProgressBar unseen(progress_bar.get_app(), "", false, nullptr);
-    tree.create(boxes, nullptr, &unseen);
-    progress_bar.set_value(progress_bar.get_value() + progress_share);
+    SysThreadTaskManager manager(nullptr);
+    tree.create(boxes, nullptr, &progress_bar, progress_share, manager, thread_count);
 }
 
-bool is_moving(const CtxShader& shader) { return shader.get_motion_blur_sample_count() >= 2; }
+/// The build fills a whole bar, so it gets one that is a part of `progress_bar`.
+void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes, unsigned thread_count,
+            AppProgressBar& progress_bar, float progress_share) {
+    SysThreadTaskManager manager(nullptr);
+    AppProgressBar part(progress_bar, progress_share);
+    tree.create(boxes, nullptr, &part, manager, thread_count);
+}
 
 /// `shortcut`: the queries' argument about trees of a single leaf, where they have one.
 template <typename Tree, typename... Shortcut>
-void run_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
-               GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    if (query == Query::any_hit && is_moving(shader))
-        tree.ray_hit_motion(eval, shader, ctx, shortcut...);
-    else if (query == Query::any_hit)
-        tree.ray_hit_static(eval, shader, ctx, shortcut...);
-    else if (is_moving(shader))
-        tree.ray_hit_nearest_motion(eval, shader, ctx, shortcut...);
-    else
-        tree.ray_hit_nearest_static(eval, shader, ctx, shortcut...);
-}
-
-template <typename Tree, typename... Shortcut>
-void run_stream(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
-                GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    if (query == Query::any_hit && is_moving(shader))
-        tree.ray_stream_motion(eval, shader, ctx, shortcut...);
-    else if (query == Query::any_hit)
-        tree.ray_stream_static(eval, shader, ctx, shortcut...);
-    else if (is_moving(shader))
-        tree.ray_stream_nearest_motion(eval, shader, ctx, shortcut...);
-    else
-        tree.ray_stream_nearest_static(eval, shader, ctx, shortcut...);
-}
-
-template <typename Tree, typename... Shortcut>
-void run_counted_query(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
-                       GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    GasWalkCounts& counts = TraceState::of(eval).counts;
-    if (query == Query::any_hit && is_moving(shader))
-        gas_counted_ray_hit_motion(tree, eval, shader, ctx, shortcut..., counts);
-    else if (query == Query::any_hit)
-        gas_counted_ray_hit_static(tree, eval, shader, ctx, shortcut..., counts);
-    else if (is_moving(shader))
-        gas_counted_ray_hit_nearest_motion(tree, eval, shader, ctx, shortcut..., counts);
-    else
-        gas_counted_ray_hit_nearest_static(tree, eval, shader, ctx, shortcut..., counts);
-}
-
-template <typename Tree, typename... Shortcut>
 void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                 GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    const Walk walk = TraceState::of(eval).walk;
-    if (walk == Walk::counting)
-        run_counted_query(tree, query, eval, shader, ctx, shortcut...);
-    else if (walk == Walk::stream)
-        run_stream(tree, query, eval, shader, ctx, shortcut...);
-    else
-        run_query(tree, query, eval, shader, ctx, shortcut...);
+    using Calls = TreeCalls<Tree>;
+    TraceState& state = TraceState::of(eval);
+    const bool is_stream = state.walk == Walk::stream;
+    const bool is_moving = shader.get_motion_blur_sample_count() >= 2;
+    const unsigned index = Calls::get_index(query == Query::nearest_hit, is_moving);
+    if (state.counts_walks) {
+        const auto call = (is_stream ? Calls::counted_streams : Calls::counted_queries)[index];
+        call(tree, eval, shader, ctx, shortcut..., state.counts);
+    } else {
+        const auto call = (is_stream ? Calls::streams : Calls::queries)[index];
+        (tree.*call)(eval, shader, ctx, shortcut...);
+    }
 }
 
-void trace_any_tree(const GasTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
+template <typename Tree>
+void trace_any_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                     GeometryRaytraceCtx& ctx) {
     // The caller has already tested the box of a single-item tree.
     constexpr bool shortcut = true;
-    trace_tree(tree, query, eval, shader, ctx, shortcut);
-}
-
-/// The walk of a grid is not counted: the program refuses to draw heat maps of grids.
-void trace_any_tree(const GasGridTree& tree, Query query, const CtxEval& eval, CtxShader& shader,
-                    GeometryRaytraceCtx& ctx) {
-    if (TraceState::of(eval).walk == Walk::stream)
-        run_stream(tree, query, eval, shader, ctx);
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        trace_tree(tree, query, eval, shader, ctx, shortcut);
     else
-        run_query(tree, query, eval, shader, ctx);
-}
-
-void trace_any_tree(const GasCompressedTree& tree, Query query, const CtxEval& eval,
-                    CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    trace_tree(tree, query, eval, shader, ctx);
+        trace_tree(tree, query, eval, shader, ctx);
 }
 
 std::size_t get_total_bytes(const GasTree& tree) {
@@ -161,7 +117,8 @@ template <typename Tree>
 void TracedTree::build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
                             float progress_share) {
     ItemBoxes boxes = get_built_boxes();
-    measure(settings.measures_memory, [&] { create(tree, boxes, progress_bar, progress_share); });
+    measure(settings.measures_memory,
+            [&] { create(tree, boxes, settings.thread_count, progress_bar, progress_share); });
 
     const unsigned sample_count = m_items.get().sample_count;
     if (sample_count < 2)
@@ -177,14 +134,15 @@ void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
                             AppProgressBar& progress_bar, float progress_share) {
     const unsigned item_count = m_items.get().item_count;
     // The build fills a whole bar, too. The cells' bars have the title of this one.
-    AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
+    AppProgressBar part(progress_bar, progress_share);
     measure(settings.measures_memory, [&] {
+        SysThreadTaskManager manager(nullptr);
         grid.create(item_count, settings.get_target_cell_count(item_count), nullptr,
-                    settings.has_cell_bars ? &unseen : nullptr);
+                    settings.has_cell_bars ? &part : nullptr, manager, settings.thread_count);
     });
+    part.set_value(1.0f);
     if (m_items.get().sample_count >= 2)
         grid.update_motion_blur({0.0f, 1.0f, m_items.get().sample_count});
-    progress_bar.set_value(progress_bar.get_value() + progress_share);
 }
 
 TracedTree::ItemBoxes TracedTree::get_built_boxes() const {

@@ -35,7 +35,8 @@ class TracedTree {
 
     /// Builds the tree; with 2 motion samples or more it is built over the middle one and then
     /// filled with all. Takes the build method from the application of `progress_bar` and fills
-    /// `progress_share` of the bar. Items may be asked for their boxes as long as the tree lives.
+    /// `progress_share` of the bar: as it builds, but for a grid whose cells have no bars, which is
+    /// told when it is built. Items may be asked for their boxes as long as the tree lives.
     void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
                float progress_share);
 

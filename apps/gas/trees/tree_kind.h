@@ -32,6 +32,9 @@ struct TreeSettings {
     /// Of grids: whether the tree of each cell has a progress bar of its own, not shown. Bars carry
     /// the build method; without them it is the fast binned SAH.
     bool has_cell_bars = false;
+    /// That build trees: all but those of a grid's cells, which are built by the threads whose rays
+    /// reach them. At least 1.
+    unsigned thread_count = 1;
 
     static constexpr unsigned items_per_cell = 128;
 

@@ -8,6 +8,9 @@ inline namespace gas_abi1 {
 /// maximum compare and select, because the machine's own treat NaN and signed zeros differently.
 namespace gas_simd_neon {
 
+/// As reports name it.
+inline constexpr const char* name = "neon";
+
 using Lanes = float32x4_t;
 
 inline Lanes broadcast(float all) { return vdupq_n_f32(all); }

@@ -8,6 +8,9 @@ inline namespace gas_abi1 {
 /// Four float lanes in portable C++; `simd_f.h` says what each operation means.
 namespace gas_simd_scalar {
 
+/// As reports name it.
+inline constexpr const char* name = "scalar";
+
 struct alignas(16) Lanes {
     float lane[4];
 };

@@ -7,6 +7,9 @@ inline namespace gas_abi1 {
 /// Four float lanes on SSE2; `simd_f.h` says what each operation means.
 namespace gas_simd_sse2 {
 
+/// As reports name it.
+inline constexpr const char* name = "sse2";
+
 using Lanes = __m128;
 
 inline Lanes broadcast(float all) { return _mm_set1_ps(all); }

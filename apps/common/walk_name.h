@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include <gas/host/simd_f.h>
+#include <gas/traversal/wide/gas_wide_node.h>
+
+namespace gas_app {
+
+/// How many boxes a node's record gives a ray to test: those of the two children, or of a wide
+/// node.
+inline unsigned get_node_width(bool is_wide) {
+    constexpr unsigned binary_width = 2;
+    return is_wide ? GasWideNode::width : binary_width;
+}
+
+/// What counts and rates are of, such as "single, width 4, sse2". `way`: single, packets or
+/// streams. `width`: of nodes.
+inline std::string describe_walk(const std::string& way, const std::string& width) {
+    return way + ", width " + width + ", " + gas_simd::name;
+}
+
+} // namespace gas_app

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include <apps/gas/render/render_settings.h>
+#include <apps/gas/trees/tree_kind.h>
+
+namespace gas_app {
+
+/// How rays of one kind go through the trees, for reports and captions.
+struct RayWalk {
+    /// single, packets, streams or brute force.
+    std::string way;
+    /// Boxes in a node's record, of the shapes' trees and of the one over the instances; 0 without
+    /// trees.
+    unsigned node_width = 0;
+    unsigned instance_node_width = 0;
+
+    /// Such as "single, width 4, sse2".
+    std::string describe() const;
+};
+
+/// Of camera rays, where things move or not.
+RayWalk get_camera_walk(const RenderSettings& settings, const TreeSettings& trees, bool in_motion);
+/// Of rays that go by `walk`, which is not in packets.
+RayWalk get_ray_walk(Walk walk, const TreeSettings& trees);
+
+} // namespace gas_app
