@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include <gas/core/gas_compiler.h>
+
 inline namespace gas_abi1 {
 
 /// What callbacks did to a ray's bound (gas_leaf_callbacks.h says what they may). A walk that keeps
@@ -93,8 +95,8 @@ template <typename Query> class GasResumedQuery {
 /// the walk follow. Where the walk cannot follow, `resume(query)` walks the binary tree with the
 /// resumed query to the ray's end; false: it did.
 template <typename Query, typename Shorten, typename Resume>
-bool gas_follow_or_resume(const Query& query, GasBoundHistory<Query>& history,
-                          const Shorten& shorten, const Resume& resume) {
+GAS_FORCE_INLINE bool gas_follow_or_resume(const Query& query, GasBoundHistory<Query>& history,
+                                           const Shorten& shorten, const Resume& resume) {
     const double bound = query.get_bound();
     const GasBoundChange change = history.follow(bound);
     if (change == GasBoundChange::lost) {

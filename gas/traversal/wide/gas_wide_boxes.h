@@ -30,7 +30,8 @@ template <unsigned width> struct GasWideRayOf {
     std::size_t far_planes[3];
 
     GasWideRayOf() = default;
-    explicit GasWideRayOf(const GasLaneRay& ray) : near_distance(ray.near_distance) {
+    GAS_FORCE_INLINE explicit GasWideRayOf(const GasLaneRay& ray)
+        : near_distance(ray.near_distance) {
         origin[0] = ray.origin.broadcast<0>();
         origin[1] = ray.origin.broadcast<1>();
         origin[2] = ray.origin.broadcast<2>();
