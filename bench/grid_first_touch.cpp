@@ -205,7 +205,8 @@ void register_grid_first_touch(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
         add("create", workload, run_create);
         for (const unsigned thread_count : {1u, 2u}) {
-            const std::string suffix = "_" + std::to_string(thread_count);
+            std::string suffix = "_";
+            suffix += std::to_string(thread_count);
             add("cells" + suffix, workload, [thread_count](benchmark::State& state, Workload& on) {
                 run_touch(state, on, true, thread_count);
             });
