@@ -122,6 +122,8 @@ class GAS_EXPORT GasTree {
     /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
     /// the tree has fewer than two samples: then they are traced as static rays.
     ///
+    /// What a callback may do to a ray, and what follows, is said at GasLeafCallback.
+    ///
     /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
     /// no box test and no need of frames. Otherwise an empty tree, or a shader without frames,
     /// makes the query a silent no-op.
