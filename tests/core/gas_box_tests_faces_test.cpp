@@ -59,7 +59,7 @@ PairResult test_pair(const GasLaneRay& ray, float far_distance, const Box& first
     SimdF entries;
     const int hits = gas_test_box_pair(
         ray, SimdF(far_distance),
-        {load(first.min), load(first.max), load(second.min), load(second.max)}, entries);
+        {{load(first.min), load(first.max)}, {load(second.min), load(second.max)}}, entries);
     return {hits, {entries.get(0), entries.get(1)}};
 }
 

@@ -160,8 +160,8 @@ TEST(BoxTestsFrustum, OneBoxIsTestedAsEitherOfAPair) {
                              static_cast<double>(random.between(-1.0f, 1.0f)));
         const float far = random.below(5) ? random.between(0.0f, 9.0f) : not_a_number;
         SimdF entries;
-        const int mask = gas_test_box_pair(ray, SimdF(far),
-                                           {first.min, first.max, second.min, second.max}, entries);
+        const int mask = gas_test_box_pair(
+            ray, SimdF(far), {{first.min, first.max}, {second.min, second.max}}, entries);
         ASSERT_EQ(gas_test_box(ray, far, first.min, first.max), (mask & 1) != 0) << i;
         ASSERT_EQ(gas_test_box(ray, far, second.min, second.max), (mask & 2) != 0) << i;
         hits += mask == 1 || mask == 2;
