@@ -135,4 +135,31 @@ class GasParallelBuild {
     std::unique_ptr<GasBuildPart[]> m_divided;
 };
 
+/// Makes the nodes of a tree over `count` boxes, by `parallel` or, where that is null, on the
+/// calling thread; sets the deepest level. `records` and `numbers` are scratch, one for each box.
+/// Nothing is made, and the answer says so, where a centre is a NaN.
+template <typename Numbering, typename Box>
+GasBoxFacts gas_build_from_records(typename Numbering::Node* nodes, const Box* bboxes,
+                                   unsigned count, GasBuildMethod method, GasRecord* records,
+                                   unsigned* numbers, AppProgressBar* progress_bar,
+                                   GasParallelBuild* parallel, unsigned& depth) {
+    GasBuildPart whole = {0, count, 0, 1, 1, GasLaneBox::get_empty()};
+    const GasBoxFacts facts = parallel
+                                  ? parallel->make_records(bboxes, count, records, whole.bounds)
+                                  : gas_make_records(bboxes, 0, count, records, whole.bounds);
+    if (!facts.is_comparable)
+        return facts;
+    GasRecordBuild items(method, records, numbers);
+    if (parallel) {
+        depth = parallel->build<Numbering>(nodes, items, whole, progress_bar);
+        return facts;
+    }
+    unsigned built_leaf_count = 0;
+    Numbering numbering(nodes, whole.below, progress_bar, built_leaf_count);
+    gas_build_depth_first(numbering, items, whole);
+    numbering.close_all();
+    depth = numbering.get_depth();
+    return facts;
+}
+
 } // namespace gas_abi1

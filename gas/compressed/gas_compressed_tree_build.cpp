@@ -57,21 +57,10 @@ template <typename Box>
 void GasCompressedTree::split_items(const Box* bboxes, GasRecord* records, unsigned* numbers,
                                     AppProgressBar* progress_bar, GasParallelBuild* parallel) {
     const GasBuildMethod method = choose_split(progress_bar);
-    GasBuildPart whole = {0, m_leaf_count, 0, 1, 1, GasLaneBox::get_empty()};
-    const GasBoxFacts facts =
-        parallel ? parallel->make_records(bboxes, m_leaf_count, records, whole.bounds)
-                 : gas_make_records(bboxes, 0, m_leaf_count, records, whole.bounds);
-    if (!facts.is_comparable)
-        return split_lists(bboxes, numbers, progress_bar);
-    GasRecordBuild items(method, records, numbers);
-    if (parallel) {
-        m_depth = parallel->build<GasInnerNumbering>(m_nodes, items, whole, progress_bar);
-        return;
-    }
-    unsigned built_leaf_count = 0;
-    GasInnerNumbering numbering(m_nodes, 1, progress_bar, built_leaf_count);
-    gas_build_depth_first(numbering, items, whole);
-    m_depth = numbering.get_depth();
+    if (!gas_build_from_records<GasInnerNumbering>(m_nodes, bboxes, m_leaf_count, method, records,
+                                                   numbers, progress_bar, parallel, m_depth)
+             .is_comparable)
+        split_lists(bboxes, numbers, progress_bar);
 }
 
 /// Where a centre is a NaN the order of unions counts: the split functions themselves divide the

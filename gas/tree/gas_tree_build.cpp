@@ -38,31 +38,18 @@ void GasTree::build(const Box* bboxes, unsigned item_count, const unsigned* indi
     m_depth = 1;
     const GasBuildMethod method = choose_split(progress_bar, progress_share);
 
-    GasBuildPart whole = {0, item_count, 0, 1, 1, GasLaneBox::get_empty()};
+    GasParallelBuild* const threads = parallel ? &*parallel : nullptr;
     const GasBoxFacts facts =
-        parallel ? parallel->make_records(bboxes, item_count, records.get(), whole.bounds)
-                 : gas_make_records(bboxes, 0, item_count, records.get(), whole.bounds);
-    if (!facts.is_comparable) {
-        records.reset();
-        build_from_lists(bboxes, numbers.get(), progress_bar);
-    } else {
-        GasRecordBuild items(method, records.get(), numbers.get());
-        if (parallel) {
-            m_depth = parallel->build<GasPairNumbering>(m_nodes, items, whole, progress_bar);
-        } else {
-            unsigned built_leaf_count = 0;
-            GasPairNumbering numbering(m_nodes, 1, progress_bar, built_leaf_count);
-            gas_build_depth_first(numbering, items, whole);
-            numbering.close_all();
-            m_depth = numbering.get_depth();
-        }
-        m_wide_tree->set_boxes_ordered(facts.is_ordered);
-    }
+        gas_build_from_records<GasPairNumbering>(m_nodes, bboxes, item_count, method, records.get(),
+                                                 numbers.get(), progress_bar, threads, m_depth);
     records.reset();
+    if (facts.is_comparable)
+        m_wide_tree->set_boxes_ordered(facts.is_ordered);
+    else
+        build_from_lists(bboxes, numbers.get(), progress_bar);
     numbers.reset();
     if (m_wants_wide_nodes)
-        m_wide_tree->make_nodes(m_nodes, m_node_count,
-                                parallel && facts.is_comparable ? &*parallel : nullptr);
+        m_wide_tree->make_nodes(m_nodes, m_node_count, facts.is_comparable ? threads : nullptr);
     guard.finish();
 }
 
