@@ -139,10 +139,9 @@ void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_mo
     m_hit_counts.assign(query == Query::all ? rays.size() : 0, 0);
     m_target.hit_counts = m_hit_counts.data();
     m_target.stops_at_hit = query == Query::any;
-    const unsigned index = Calls::get_index(query == Query::nearest, in_motion);
-    m_tree_query = Calls::queries[index];
-    m_counted_query = Calls::counted_queries[index];
-    m_stream_query = Calls::streams[index];
+    m_ray_call = gas_app::get_ray_call(query == Query::nearest, in_motion);
+    m_tree_query = Calls::get(m_ray_call, GasRayWay::query);
+    m_stream_query = Calls::get(m_ray_call, GasRayWay::stream);
 }
 
 template <typename Tree>
@@ -154,7 +153,8 @@ void Tracer<Tree>::call(typename Calls::Call query, GeometryRaytraceCtx& ctx) {
 template <typename Tree>
 void Tracer<Tree>::call_counted(GeometryRaytraceCtx& ctx, GasWalkCounts& counts) {
     TreeKind<Tree>::ask([&](const auto&... flags) {
-        m_counted_query(m_tree, m_eval, m_shader, ctx, flags..., counts);
+        gas_counted_rays(m_tree, m_ray_call, GasRayWay::query, m_eval, m_shader, ctx, flags...,
+                         counts);
     });
 }
 

@@ -112,9 +112,9 @@ template <typename Tree> class Tracer {
     TraceTarget m_target;
     Query m_query = Query::nearest;
     bool m_in_motion = false;
+    GasRayCall m_ray_call = GasRayCall::hit_static;
     typename Calls::Call m_tree_query = nullptr;
     typename Calls::Call m_stream_query = nullptr;
-    typename Calls::CountedCall m_counted_query = nullptr;
 };
 
 } // namespace gas_bench

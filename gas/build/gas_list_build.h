@@ -1,9 +1,44 @@
 #pragma once
 
+#include <new>
+#include <numeric>
+
+#include <gas/build/gas_build_input.h>
 #include <gas/build/gas_depth_first.h>
+#include <gas/core/gas_numeric.h>
 #include <gas/split/gas_split_context.h>
 
 inline namespace gas_abi1 {
+
+/// The boxes and centres that a tree's split functions read, and the list of all items.
+template <GasSplitContext Context> class GasListInput {
+  public:
+    /// `items` has room for `count` items; it and `bboxes` outlive this. `has_workspace`: whether
+    /// the split function needs one.
+    template <typename Box>
+    GasListInput(const Box* bboxes, unsigned count, unsigned* items, bool has_workspace,
+                 AppProgressBar* progress_bar)
+        : m_narrow(nullptr, sys_aligned_free),
+          m_centers(gas_allocate_scratch<GMathVec3<float>>(count)),
+          m_workspace(m_centers.get()), m_context{gas_get_float_boxes(bboxes, count, m_narrow),
+                                                  m_centers.get(),
+                                                  has_workspace ? &m_workspace : nullptr,
+                                                  progress_bar, 0} {
+        std::iota(items, items + count, 0u);
+        for (unsigned i = 0; i < count; ++i)
+            new (&m_centers[i]) GMathVec3<float>(gas_box_center(m_context.bboxes[i]));
+    }
+    GasListInput(const GasListInput&) = delete;
+    GasListInput& operator=(const GasListInput&) = delete;
+
+    Context& get_context() { return m_context; }
+
+  private:
+    GasScratchArray<GMathBbox3<float>> m_narrow;
+    GasScratchArray<GMathVec3<float>> m_centers;
+    GasSahWorkspace m_workspace;
+    Context m_context;
+};
 
 /// Items in a list, divided by a split function: how trees are defined, and how they are built
 /// where a centre is a NaN, for then the order of unions counts. Boxes come later.

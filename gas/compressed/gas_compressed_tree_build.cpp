@@ -1,6 +1,5 @@
 #include <cassert>
 #include <new>
-#include <numeric>
 #include <optional>
 
 #include <gas/build/gas_build_input.h>
@@ -68,18 +67,9 @@ void GasCompressedTree::split_items(const Box* bboxes, GasRecord* records, unsig
 template <typename Box>
 void GasCompressedTree::split_lists(const Box* bboxes, unsigned* items,
                                     AppProgressBar* progress_bar) {
-    GasScratchArray<GMathBbox3<float>> narrow(nullptr, sys_aligned_free);
-    const GMathBbox3<float>* const boxes = gas_get_float_boxes(bboxes, m_leaf_count, narrow);
-    const GasScratchArray<GMathVec3<float>> centers =
-        gas_allocate_scratch<GMathVec3<float>>(m_leaf_count);
-    std::iota(items, items + m_leaf_count, 0u);
-    for (unsigned i = 0; i < m_leaf_count; ++i)
-        new (&centers[i]) GMathVec3<float>(gas_box_center(boxes[i]));
-    GasSahWorkspace workspace(centers.get());
-    GasCompressedTreeSplitContext context = {
-        boxes, centers.get(), m_split_callback != split_median ? &workspace : nullptr, progress_bar,
-        0};
-    recurse_split(context, m_root_index, 1, items, m_leaf_count);
+    GasListInput<GasCompressedTreeSplitContext> input(
+        bboxes, m_leaf_count, items, m_split_callback != split_median, progress_bar);
+    recurse_split(input.get_context(), m_root_index, 1, items, m_leaf_count);
 }
 
 void GasCompressedTree::recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node,

@@ -1,24 +1,30 @@
 #pragma once
 
-#include <gas/compressed/gas_compressed_ray_nodes.h>
-#include <gas/compressed/gas_compressed_tree_traversal.h>
+#include <gas/diagnostics/gas_counted_rays.h>
 #include <gas/diagnostics/gas_counting_probe.h>
-#include <gas/grid/gas_grid_cell_leaves.h>
+#include <gas/traversal/gas_ray_dispatch.h>
 
 inline namespace gas_abi1 {
 
-/// The dispatch with a counting probe, the same for all trees.
-template <GasRayCall call, GasRayWay way, typename Tree>
-void gas_count_rays(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                    GeometryRaytraceCtx& ctx, bool single_leaf_shortcut, GasWalkCounts& counts) {
-    gas_dispatch_rays<call, way>(tree, eval, shader, ctx, single_leaf_shortcut,
-                                 GasCountingProbe{counts});
+/// Calls `trace` with what is asked as constants.
+template <GasRayWay way, typename Trace> void gas_with_call(GasRayCall call, const Trace& trace) {
+    switch (call) {
+    case GasRayCall::hit_static:
+        return trace.template operator()<GasRayCall::hit_static, way>();
+    case GasRayCall::hit_motion:
+        return trace.template operator()<GasRayCall::hit_motion, way>();
+    case GasRayCall::nearest_static:
+        return trace.template operator()<GasRayCall::nearest_static, way>();
+    case GasRayCall::nearest_motion:
+        return trace.template operator()<GasRayCall::nearest_motion, way>();
+    }
 }
 
-template <GasRayCall call, GasRayWay way>
-void gas_count_rays(const GasGridTree& grid, const CtxEval& eval, CtxShader& shader,
-                    GeometryRaytraceCtx& ctx, bool, GasWalkCounts& counts) {
-    gas_dispatch_grid_rays<call, way>(grid, eval, shader, ctx, GasCountingProbe{counts});
+template <typename Trace> void gas_with_call(GasRayCall call, GasRayWay way, const Trace& trace) {
+    if (way == GasRayWay::stream)
+        gas_with_call<GasRayWay::stream>(call, trace);
+    else
+        gas_with_call<GasRayWay::query>(call, trace);
 }
 
 } // namespace gas_abi1

@@ -7,42 +7,15 @@
 
 inline namespace gas_abi1 {
 
-/// As GasTree's queries of these names; add to `counts`.
-void gas_counted_ray_hit_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
-                                GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
-                                GasWalkCounts& counts);
-void gas_counted_ray_hit_motion(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
-                                GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
-                                GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_static(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
-                                        GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
-                                        GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_motion(const GasTree& tree, const CtxEval& eval, CtxShader& shader,
-                                        GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
-                                        GasWalkCounts& counts);
-
-/// As GasCompressedTree's queries of these names; add to `counts`.
-void gas_counted_ray_hit_static(const GasCompressedTree& tree, const CtxEval& eval,
-                                CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
-void gas_counted_ray_hit_motion(const GasCompressedTree& tree, const CtxEval& eval,
-                                CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_static(const GasCompressedTree& tree, const CtxEval& eval,
-                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
-                                        GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_motion(const GasCompressedTree& tree, const CtxEval& eval,
-                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
-                                        GasWalkCounts& counts);
-
-/// As GasGridTree's queries of these names; add to `counts`. Cells are built as rays reach them.
-void gas_counted_ray_hit_static(const GasGridTree& tree, const CtxEval& eval, CtxShader& shader,
-                                GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
-void gas_counted_ray_hit_motion(const GasGridTree& tree, const CtxEval& eval, CtxShader& shader,
-                                GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_static(const GasGridTree& tree, const CtxEval& eval,
-                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
-                                        GasWalkCounts& counts);
-void gas_counted_ray_hit_nearest_motion(const GasGridTree& tree, const CtxEval& eval,
-                                        CtxShader& shader, GeometryRaytraceCtx& ctx,
-                                        GasWalkCounts& counts);
+/// The query or stream of a tree that `call` and `way` name, with the same calls in the same
+/// sequence; adds to `counts`. Cells of a grid are built as rays reach them.
+void gas_counted_rays(const GasTree& tree, GasRayCall call, GasRayWay way, const CtxEval& eval,
+                      CtxShader& shader, GeometryRaytraceCtx& ctx, const bool& single_leaf_shortcut,
+                      GasWalkCounts& counts);
+void gas_counted_rays(const GasCompressedTree& tree, GasRayCall call, GasRayWay way,
+                      const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
+                      GasWalkCounts& counts);
+void gas_counted_rays(const GasGridTree& tree, GasRayCall call, GasRayWay way, const CtxEval& eval,
+                      CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
 
 } // namespace gas_abi1

@@ -22,6 +22,26 @@ void GasGridTree::ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
     gas_dispatch_grid_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx);
 }
 
+void GasGridTree::ray_stream_static(const CtxEval& eval, CtxShader& shader,
+                                    GeometryRaytraceCtx& ctx) const {
+    gas_dispatch_grid_rays<GasRayCall::hit_static, GasRayWay::stream>(*this, eval, shader, ctx);
+}
+
+void GasGridTree::ray_stream_motion(const CtxEval& eval, CtxShader& shader,
+                                    GeometryRaytraceCtx& ctx) const {
+    gas_dispatch_grid_rays<GasRayCall::hit_motion, GasRayWay::stream>(*this, eval, shader, ctx);
+}
+
+void GasGridTree::ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
+                                            GeometryRaytraceCtx& ctx) const {
+    gas_dispatch_grid_rays<GasRayCall::nearest_static, GasRayWay::stream>(*this, eval, shader, ctx);
+}
+
+void GasGridTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
+                                            GeometryRaytraceCtx& ctx) const {
+    gas_dispatch_grid_rays<GasRayCall::nearest_motion, GasRayWay::stream>(*this, eval, shader, ctx);
+}
+
 /// A cell's tree with its samples filled; null where there is none.
 GasGridSubTree* GasGridTree::get_moving_sub_tree(const CtxShader& shader,
                                                  const unsigned& cell) const {

@@ -1,7 +1,5 @@
 #include <cassert>
 #include <climits>
-#include <new>
-#include <numeric>
 #include <optional>
 
 #include <gas/build/gas_build_input.h>
@@ -57,19 +55,10 @@ void GasTree::build(const Box* bboxes, unsigned item_count, const unsigned* indi
 /// items. `items` is scratch.
 template <typename Box>
 void GasTree::build_from_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar) {
-    GasScratchArray<GMathBbox3<float>> narrow(nullptr, sys_aligned_free);
-    const GMathBbox3<float>* const boxes = gas_get_float_boxes(bboxes, m_leaf_count, narrow);
-    const GasScratchArray<GMathVec3<float>> centers =
-        gas_allocate_scratch<GMathVec3<float>>(m_leaf_count);
-    std::iota(items, items + m_leaf_count, 0u);
-    for (unsigned i = 0; i < m_leaf_count; ++i)
-        new (&centers[i]) GMathVec3<float>(gas_box_center(boxes[i]));
-    GasSahWorkspace workspace(centers.get());
-    GasTreeSplitContext context = {boxes, centers.get(),
-                                   m_split_callback != split_median ? &workspace : nullptr,
-                                   progress_bar, 0};
-    recurse_split(context, m_nodes[0], 1, items, m_leaf_count);
-    compute_bboxes(boxes);
+    GasListInput<GasTreeSplitContext> input(bboxes, m_leaf_count, items,
+                                            m_split_callback != split_median, progress_bar);
+    recurse_split(input.get_context(), m_nodes[0], 1, items, m_leaf_count);
+    compute_bboxes(input.get_context().bboxes);
 }
 
 void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth,

@@ -95,23 +95,23 @@ class TraceCase {
     /// The same by the library's counted calls.
     Outcome trace_directly(Query query, Walk walk, unsigned batch_size) {
         const CtxEval eval;
-        return run(batch_size, [&](CtxShader& shader, GeometryRaytraceCtx& ctx,
-                                   GasWalkCounts& sum) {
-            std::visit(
-                [&](const auto& tree) {
-                    using Tree = std::decay_t<decltype(tree)>;
-                    using Calls = TreeCalls<Tree>;
-                    const unsigned index = Calls::get_index(
-                        query == Query::nearest_hit, shader.get_motion_blur_sample_count() >= 2);
-                    const auto call = walk == Walk::stream ? Calls::counted_streams[index]
-                                                           : Calls::counted_queries[index];
-                    if constexpr (std::is_same_v<Tree, GasTree>)
-                        call(tree, eval, shader, ctx, true, sum);
-                    else
-                        call(tree, eval, shader, ctx, sum);
-                },
-                m_tree.get_tree());
-        });
+        return run(batch_size,
+                   [&](CtxShader& shader, GeometryRaytraceCtx& ctx, GasWalkCounts& sum) {
+                       std::visit(
+                           [&](const auto& tree) {
+                               using Tree = std::decay_t<decltype(tree)>;
+                               const GasRayCall call =
+                                   get_ray_call(query == Query::nearest_hit,
+                                                shader.get_motion_blur_sample_count() >= 2);
+                               const GasRayWay way =
+                                   walk == Walk::stream ? GasRayWay::stream : GasRayWay::query;
+                               if constexpr (std::is_same_v<Tree, GasTree>)
+                                   gas_counted_rays(tree, call, way, eval, shader, ctx, true, sum);
+                               else
+                                   gas_counted_rays(tree, call, way, eval, shader, ctx, sum);
+                           },
+                           m_tree.get_tree());
+                   });
     }
 
   private:

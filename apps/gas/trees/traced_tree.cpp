@@ -33,18 +33,14 @@ void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes, unsigne
 template <typename Tree, typename... Shortcut>
 void trace_tree(const Tree& tree, Query query, const CtxEval& eval, CtxShader& shader,
                 GeometryRaytraceCtx& ctx, Shortcut... shortcut) {
-    using Calls = TreeCalls<Tree>;
     TraceState& state = TraceState::of(eval);
-    const bool is_stream = state.walk == Walk::stream;
     const bool is_moving = shader.get_motion_blur_sample_count() >= 2;
-    const unsigned index = Calls::get_index(query == Query::nearest_hit, is_moving);
-    if (state.counts_walks) {
-        const auto call = (is_stream ? Calls::counted_streams : Calls::counted_queries)[index];
-        call(tree, eval, shader, ctx, shortcut..., state.counts);
-    } else {
-        const auto call = (is_stream ? Calls::streams : Calls::queries)[index];
-        (tree.*call)(eval, shader, ctx, shortcut...);
-    }
+    const GasRayCall call = get_ray_call(query == Query::nearest_hit, is_moving);
+    const GasRayWay way = state.walk == Walk::stream ? GasRayWay::stream : GasRayWay::query;
+    if (state.counts_walks)
+        gas_counted_rays(tree, call, way, eval, shader, ctx, shortcut..., state.counts);
+    else
+        (tree.*TreeCalls<Tree>::get(call, way))(eval, shader, ctx, shortcut...);
 }
 
 template <typename Tree>

@@ -31,6 +31,9 @@ using GasLeafCallback = void (*)(void* user, const unsigned& item, const CtxEval
 /// A leaf callback by the query that calls it.
 enum class GasRayCall { hit_static, hit_motion, nearest_static, nearest_motion };
 
+/// How rays are handed over: by a query, or as a stream.
+enum class GasRayWay { query, stream };
+
 /// The four leaf callbacks of a tree and their user pointer. They are never null: one that was not
 /// set does nothing.
 struct GasLeafCallbacks {

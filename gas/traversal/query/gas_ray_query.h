@@ -246,9 +246,6 @@ template <typename LeafCache> class GasClosestHit {
     const GeometryIntersectionPath* m_path;
 };
 
-/// How rays are handed over: by a query, or as a stream.
-enum class GasRayWay { query, stream };
-
 template <GasRayCall call, typename LeafCache>
 using GasQueryOf =
     std::conditional_t<gas_is_nearest(call), GasClosestHit<LeafCache>, GasAnyHit<LeafCache>>;
