@@ -15,8 +15,6 @@ constexpr Point room = {10.0f, 8.0f, 3.0f};
 constexpr unsigned beam_triangle_count = 8;
 constexpr unsigned lump_triangle_count = 32;
 
-Point normalize(const Point& vector) { return vector * (1.0f / std::sqrt(dot(vector, vector))); }
-
 void add_quad(std::vector<Triangle>& triangles, const Point& corner, const Point& along,
               const Point& across) {
     triangles.push_back({{corner, corner + along, corner + along + across}});

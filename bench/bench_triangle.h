@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+
 #include <bench/bench_scene.h>
 
 namespace gas_bench {
@@ -20,6 +22,12 @@ template <typename Number> Number dot(const GMathVec3<Number>& a, const GMathVec
 template <typename Number>
 GMathVec3<Number> cross(const GMathVec3<Number>& a, const GMathVec3<Number>& b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+/// The vector at length 1; the third axis for a vector without length.
+inline GMathVec3<float> normalize(const GMathVec3<float>& vector) {
+    const float length = std::sqrt(dot(vector, vector));
+    return length > 0.0f ? vector * (1.0f / length) : GMathVec3<float>{0.0f, 0.0f, 1.0f};
 }
 
 inline GMathVec3<double> widen(const GMathVec3<float>& vector) {

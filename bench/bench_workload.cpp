@@ -14,11 +14,6 @@ using Point = GMathVec3<float>;
 
 constexpr float far_away = 1e30f;
 
-Point normalize(const Point& vector) {
-    const float length = std::sqrt(dot(vector, vector));
-    return length > 0.0f ? vector * (1.0f / length) : Point{0.0f, 0.0f, 1.0f};
-}
-
 float get_size(const GMathBbox3<float>& box) {
     const Point extent = box.max - box.min;
     return std::sqrt(dot(extent, extent));

@@ -12,7 +12,8 @@ namespace {
 /// Indexed by the application's build method setting.
 constexpr const char* method_names[] = {"median", "hybrid", "sah_fast", "sah"};
 
-template <typename Tree> void run(benchmark::State& state, Workload& workload, unsigned method) {
+template <typename Tree>
+void run_build(benchmark::State& state, Workload& workload, unsigned method) {
     const CoreArray<GMathBbox3<float>>& boxes = workload.get_scene().boxes;
     // The setting is the application's, and a build reads it through a progress bar.
     AppBase app(nullptr);
@@ -33,12 +34,13 @@ template <typename Tree> void run(benchmark::State& state, Workload& workload, u
     state.counters["sah_cost"] = get_sah_cost(tree);
 }
 
-template <typename Tree> void add(const std::shared_ptr<Workload>& workload, unsigned method) {
+template <typename Tree>
+void add_build(const std::shared_ptr<Workload>& workload, unsigned method) {
     const std::string name = std::string("build/") + method_names[method] + "/" +
                              workload->get_name() + "/" + TreeKind<Tree>::name;
     benchmark::RegisterBenchmark(
         name.c_str(),
-        [workload, method](benchmark::State& state) { run<Tree>(state, *workload, method); })
+        [workload, method](benchmark::State& state) { run_build<Tree>(state, *workload, method); })
         ->Unit(benchmark::kMillisecond)
         ->MeasureProcessCPUTime();
 }
@@ -48,8 +50,8 @@ template <typename Tree> void add(const std::shared_ptr<Workload>& workload, uns
 void register_build(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
         for (unsigned method = 0; method < std::size(method_names); ++method) {
-            add<GasTree>(workload, method);
-            add<GasCompressedTree>(workload, method);
+            add_build<GasTree>(workload, method);
+            add_build<GasCompressedTree>(workload, method);
         }
     }
 }

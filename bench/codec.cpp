@@ -119,7 +119,7 @@ void run_decode_chain(benchmark::State& state) {
     set_rate(state);
 }
 
-void add(const char* kind, void (*run)(benchmark::State&)) {
+void add_codec(const char* kind, void (*run)(benchmark::State&)) {
     const std::string name = std::string("codec/") + kind + "/random/" +
                              std::to_string(pair_count) + "/" + TreeKind<GasCompressedTree>::name;
     benchmark::RegisterBenchmark(name.c_str(), run)
@@ -130,9 +130,9 @@ void add(const char* kind, void (*run)(benchmark::State&)) {
 } // namespace
 
 void register_codec() {
-    add("encode", run_encode);
-    add("decode", run_decode);
-    add("decode_chain", run_decode_chain);
+    add_codec("encode", run_encode);
+    add_codec("decode", run_decode);
+    add_codec("decode_chain", run_decode_chain);
 }
 
 } // namespace gas_bench

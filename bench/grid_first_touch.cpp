@@ -190,7 +190,7 @@ void run_create(benchmark::State& state, Workload& workload) {
 }
 
 template <typename Run>
-void add(const std::string& kind, const std::shared_ptr<Workload>& workload, const Run& run) {
+void add_touch(const std::string& kind, const std::shared_ptr<Workload>& workload, const Run& run) {
     const std::string name =
         "first_touch/" + kind + "/" + workload->get_name() + "/" + TreeKind<GasGridTree>::name;
     benchmark::RegisterBenchmark(
@@ -203,16 +203,18 @@ void add(const std::string& kind, const std::shared_ptr<Workload>& workload, con
 
 void register_grid_first_touch(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
-        add("create", workload, run_create);
+        add_touch("create", workload, run_create);
         for (const unsigned thread_count : {1u, 2u}) {
             std::string suffix = "_";
             suffix += std::to_string(thread_count);
-            add("cells" + suffix, workload, [thread_count](benchmark::State& state, Workload& on) {
-                run_touch(state, on, true, thread_count);
-            });
-            add("bounce" + suffix, workload, [thread_count](benchmark::State& state, Workload& on) {
-                run_touch(state, on, false, thread_count);
-            });
+            add_touch("cells" + suffix, workload,
+                      [thread_count](benchmark::State& state, Workload& on) {
+                          run_touch(state, on, true, thread_count);
+                      });
+            add_touch("bounce" + suffix, workload,
+                      [thread_count](benchmark::State& state, Workload& on) {
+                          run_touch(state, on, false, thread_count);
+                      });
         }
     }
 }

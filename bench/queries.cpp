@@ -30,7 +30,8 @@ bool overlap(const GMathBbox3<float>& a, const GMathBbox3<float>& b) {
 /// Times `ask(tree query)` for all queries, counts with `count`, and looks at all boxes with
 /// `search` a few times.
 template <typename Ask, typename Count, typename Search>
-void run(benchmark::State& state, const Ask& ask, const Count& count, const Search& search) {
+void time_queries(benchmark::State& state, const Ask& ask, const Count& count,
+                  const Search& search) {
     double seconds = 0.0;
     std::uint64_t asked_count = 0;
     for (auto _ : state) {
@@ -83,7 +84,7 @@ void run_box(benchmark::State& state, Workload& workload, const BoxQuestion& que
                 leaves.add(item);
         return leaves.get_count();
     };
-    run(state, ask, count, search);
+    time_queries(state, ask, count, search);
 }
 
 float get_center_distance(const GMathBbox3<float>& box, const Point& point) {
@@ -116,11 +117,11 @@ void run_nearest(benchmark::State& state, Workload& workload, unsigned room) {
         std::partial_sort(all.begin(), all.begin() + kept, all.end());
         return kept;
     };
-    run(state, ask, count, search);
+    time_queries(state, ask, count, search);
 }
 
 template <typename Run>
-void add(const std::string& question, const std::shared_ptr<Workload>& workload, Run run) {
+void add_query(const std::string& question, const std::shared_ptr<Workload>& workload, Run run) {
     const std::string name = question + "/" + workload->get_name() + "/gas";
     benchmark::RegisterBenchmark(name.c_str(), run)
         ->Unit(benchmark::kMillisecond)
@@ -132,13 +133,14 @@ void add(const std::string& question, const std::shared_ptr<Workload>& workload,
 void register_queries(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
         for (const BoxQuestion& question : box_questions)
-            add(question.name, workload, [workload, question](benchmark::State& state) {
+            add_query(question.name, workload, [workload, question](benchmark::State& state) {
                 run_box(state, *workload, question);
             });
         for (const NearestQuestion& question : nearest_questions)
-            add(question.name, workload, [workload, room = question.room](benchmark::State& state) {
-                run_nearest(state, *workload, room);
-            });
+            add_query(question.name, workload,
+                      [workload, room = question.room](benchmark::State& state) {
+                          run_nearest(state, *workload, room);
+                      });
     }
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 /// `refit(tree, boxes)` fits a prepared tree to other boxes.
 template <typename Tree, typename Refit>
-void run(benchmark::State& state, Workload& workload, const Refit& refit) {
+void run_refit(benchmark::State& state, Workload& workload, const Refit& refit) {
     const Scene& scene = workload.get_scene();
     Tree tree;
     TreeKind<Tree>::create(tree, scene.boxes, nullptr);
@@ -33,18 +33,18 @@ void run(benchmark::State& state, Workload& workload, const Refit& refit) {
 using Boxes = CoreArray<GMathBbox3<float>>;
 
 template <typename Tree, typename Refit>
-void add(const std::string& question, const std::shared_ptr<Workload>& workload,
-         const Refit& refit) {
+void add_refit(const std::string& question, const std::shared_ptr<Workload>& workload,
+               const Refit& refit) {
     const std::string name = question + "/" + workload->get_name() + "/" + TreeKind<Tree>::name;
     benchmark::RegisterBenchmark(
         name.c_str(),
-        [workload, refit](benchmark::State& state) { run<Tree>(state, *workload, refit); })
+        [workload, refit](benchmark::State& state) { run_refit<Tree>(state, *workload, refit); })
         ->Unit(benchmark::kMillisecond)
         ->MeasureProcessCPUTime();
 }
 
 template <typename Tree> void add_sample(const std::shared_ptr<Workload>& workload) {
-    add<Tree>("refit/motion_sample", workload, [](Tree& tree, const Boxes& boxes) {
+    add_refit<Tree>("refit/motion_sample", workload, [](Tree& tree, const Boxes& boxes) {
         return tree.refit_motion_blur_sample(boxes, 0);
     });
 }
@@ -53,8 +53,8 @@ template <typename Tree> void add_sample(const std::shared_ptr<Workload>& worklo
 
 void register_refit(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
-        add<GasTree>("refit/tree", workload,
-                     [](GasTree& tree, const Boxes& boxes) { return tree.refit(boxes); });
+        add_refit<GasTree>("refit/tree", workload,
+                           [](GasTree& tree, const Boxes& boxes) { return tree.refit(boxes); });
         add_sample<GasTree>(workload);
         add_sample<GasCompressedTree>(workload);
     }

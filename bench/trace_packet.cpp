@@ -28,7 +28,7 @@ void set_counters(benchmark::State& state, Tracer<Tree>& tracer, double ray_coun
 }
 
 template <typename Tree>
-void run(benchmark::State& state, Workload& workload, const PacketQuestion& question) {
+void run_packets(benchmark::State& state, Workload& workload, const PacketQuestion& question) {
     const Packets packets = make_packets(workload, question);
     if (packets.rays.empty()) {
         state.SkipWithError("the picture is smaller than a tile");
@@ -62,9 +62,10 @@ void run(benchmark::State& state, Workload& workload, const PacketQuestion& ques
 } // namespace
 
 void register_trace_packet(const Workloads& workloads) {
-    register_questions<GasTree>(workloads, packet_questions, run<GasTree>);
-    register_questions<GasCompressedTree>(workloads, packet_questions, run<GasCompressedTree>);
-    register_questions<GasGridTree>(workloads, packet_questions, run<GasGridTree>);
+    register_questions<GasTree>(workloads, packet_questions, run_packets<GasTree>);
+    register_questions<GasCompressedTree>(workloads, packet_questions,
+                                          run_packets<GasCompressedTree>);
+    register_questions<GasGridTree>(workloads, packet_questions, run_packets<GasGridTree>);
 }
 
 } // namespace gas_bench

@@ -10,7 +10,7 @@ namespace gas_bench {
 namespace {
 
 template <typename Tree>
-void run(benchmark::State& state, Workload& workload, const TraceQuestion& question) {
+void run_rays(benchmark::State& state, Workload& workload, const TraceQuestion& question) {
     const std::vector<Ray>& rays = workload.get_rays(question.rays);
     Tracer<Tree>& tracer = workload.get_tracer<Tree>();
     tracer.prepare(rays, question.query, question.in_motion);
@@ -34,9 +34,9 @@ void run(benchmark::State& state, Workload& workload, const TraceQuestion& quest
 } // namespace
 
 void register_trace_single(const Workloads& workloads) {
-    register_questions<GasTree>(workloads, trace_questions, run<GasTree>);
-    register_questions<GasCompressedTree>(workloads, trace_questions, run<GasCompressedTree>);
-    register_questions<GasGridTree>(workloads, trace_questions, run<GasGridTree>);
+    register_questions<GasTree>(workloads, trace_questions, run_rays<GasTree>);
+    register_questions<GasCompressedTree>(workloads, trace_questions, run_rays<GasCompressedTree>);
+    register_questions<GasGridTree>(workloads, trace_questions, run_rays<GasGridTree>);
 }
 
 } // namespace gas_bench

@@ -1,5 +1,9 @@
 # What makes a build quick that is made once, to be tested, and thrown away.
-option(GAS_JOIN_TESTS "Compile the tests of a folder together, several files at a time" OFF)
+option(GAS_JOIN_SOURCES "Compile the sources of a target together, several files at a time" OFF)
+if(GAS_JOIN_SOURCES)
+    set(CMAKE_UNITY_BUILD ON)
+    set(CMAKE_UNITY_BUILD_BATCH_SIZE 10)
+endif()
 
 # Sources that a sanitizer watches need not be fast unless they do the work: the library and the
 # second implementations are optimised, tests and examples are not.
@@ -7,10 +11,13 @@ function(gas_without_optimisation target)
     set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
 endfunction()
 
-# Joins the tests among the sources of a program, up to eight in a file, and sets the variable
-# `sources` to what is to be compiled. Each test stands in a namespace of its own, so that equal
+# Where sources are joined, joins the tests among the sources of a program, up to eight in a file,
+# and sets the variable `sources` to what is to be compiled. Each test stands in a namespace of its own, so that equal
 # names do not meet; its includes come before, at global scope, and are empty inside.
 function(gas_join_tests program)
+    if(NOT GAS_JOIN_SOURCES)
+        return()
+    endif()
     set(tests ${ARGN})
     list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
     set(joined ${ARGN})

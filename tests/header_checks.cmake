@@ -7,9 +7,43 @@ if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
     list(APPEND gas_foreign_headers gas/host/simd/simd_neon.h)
 endif()
 
+# Sets `result` to whether a header, directly or not, includes the host.
+function(gas_includes_host header result)
+    set(headers "${header}")
+    set(seen)
+    while(headers)
+        list(POP_FRONT headers next)
+        list(APPEND seen "${next}")
+        if(EXISTS "${PROJECT_SOURCE_DIR}/${next}")
+            file(STRINGS "${PROJECT_SOURCE_DIR}/${next}" includes REGEX "^#include <gas/")
+            list(TRANSFORM includes REPLACE "^#include <(.*)>$" "\\1")
+            list(APPEND headers ${includes})
+            list(REMOVE_ITEM headers ${seen})
+        endif()
+    endwhile()
+    set(includes_host FALSE)
+    if("gas/host/host.h" IN_LIST seen AND NOT "${header}" STREQUAL "gas/host/host.h")
+        set(includes_host TRUE)
+    endif()
+    set(${result} ${includes_host} PARENT_SCOPE)
+endfunction()
+
+function(gas_add_headers_library name standard)
+    add_library(${name} OBJECT EXCLUDE_FROM_ALL ${ARGN})
+    target_link_libraries(${name} PRIVATE gas::gas gas_warnings gas_sanitizers)
+    target_compile_features(${name} PRIVATE ${standard})
+    string(REGEX MATCH "[0-9]+$" year ${standard})
+    set_target_properties(${name} PROPERTIES
+        CXX_STANDARD ${year}
+        CXX_STANDARD_REQUIRED ON
+        CXX_EXTENSIONS OFF)
+endfunction()
+
 # Adds a test that compiles every header of a file set by itself, once for each file and included
-# twice in it, under the given language standard.
+# twice in it, under the given language standard. The host, which nearly all include, is parsed
+# once, and only for those that include it.
 function(gas_add_header_check name standard header_set_property)
+    set(sources_over_host)
     set(sources)
     foreach(library IN ITEMS gas_host gas)
         get_target_property(headers ${library} ${header_set_property})
@@ -27,24 +61,27 @@ function(gas_add_header_check name standard header_set_property)
             set(source "${CMAKE_CURRENT_BINARY_DIR}/${name}/${include_path}.cpp")
             file(CONFIGURE OUTPUT "${source}"
                 CONTENT "#include <@include_path@>\n#include <@include_path@>\n" @ONLY)
-            list(APPEND sources "${source}")
+            gas_includes_host("${include_path}" includes_host)
+            if(includes_host)
+                list(APPEND sources_over_host "${source}")
+            else()
+                list(APPEND sources "${source}")
+            endif()
         endforeach()
     endforeach()
-    if(NOT sources)
-        return()
+    set(libraries)
+    if(sources)
+        gas_add_headers_library(gas_${name} ${standard} ${sources})
+        list(APPEND libraries gas_${name})
+    endif()
+    if(sources_over_host)
+        gas_add_headers_library(gas_${name}_over_host ${standard} ${sources_over_host})
+        target_precompile_headers(gas_${name}_over_host PRIVATE <gas/host/host.h>)
+        list(APPEND libraries gas_${name}_over_host)
     endif()
 
-    add_library(gas_${name} OBJECT EXCLUDE_FROM_ALL ${sources})
-    target_link_libraries(gas_${name} PRIVATE gas::gas gas_warnings gas_sanitizers)
-    target_compile_features(gas_${name} PRIVATE ${standard})
-    string(REGEX MATCH "[0-9]+$" year ${standard})
-    set_target_properties(gas_${name} PROPERTIES
-        CXX_STANDARD ${year}
-        CXX_STANDARD_REQUIRED ON
-        CXX_EXTENSIONS OFF)
-
     add_test(NAME ${name}
-        COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target gas_${name})
+        COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target ${libraries})
     # Two builds in one folder would get in each other's way.
     set_tests_properties(${name} PROPERTIES RESOURCE_LOCK gas_build_folder)
 endfunction()

@@ -10,7 +10,7 @@ namespace {
 /// Rows from top to bottom, bit 4 on the left.
 using Glyph = std::array<std::uint8_t, glyph_height>;
 
-constexpr std::array<Glyph, 10> digits = {{
+constexpr std::array<Glyph, 10> digit_glyphs = {{
     {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E},
     {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E},
     {0x0E, 0x11, 0x01, 0x06, 0x08, 0x10, 0x1F},
@@ -41,16 +41,16 @@ constexpr std::array<Glyph, 26> letters = {{
 }};
 
 constexpr Glyph blank = {};
-constexpr Glyph point = {0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x0C};
+constexpr Glyph full_stop = {0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x0C};
 constexpr Glyph plus = {0x00, 0x04, 0x04, 0x1F, 0x04, 0x04, 0x00};
 
 const Glyph& get_glyph(char character) {
     if (character >= '0' && character <= '9')
-        return digits[static_cast<std::size_t>(character - '0')];
+        return digit_glyphs[static_cast<std::size_t>(character - '0')];
     if (character >= 'A' && character <= 'Z')
         return letters[static_cast<std::size_t>(character - 'A')];
     if (character == '.')
-        return point;
+        return full_stop;
     return character == '+' ? plus : blank;
 }
 

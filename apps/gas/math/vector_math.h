@@ -14,6 +14,8 @@ using Vec3f = GMathVec3<float>;
 using Box = GMathBbox3<double>;
 
 inline constexpr double pi = 3.14159265358979323846;
+/// The angle of a spiral whose points spread evenly (Vogel 1979).
+inline constexpr double golden_angle = 2.39996322972865332;
 
 inline double dot(const Vec3& a, const Vec3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 

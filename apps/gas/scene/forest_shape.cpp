@@ -14,7 +14,6 @@ constexpr unsigned trunk_items = 6;
 constexpr double tree_spacing = 2.5;
 constexpr double largest_tree = 4.6;
 constexpr double largest_sway = 0.22;
-constexpr double golden_angle = 2.39996322972865332;
 
 /// A hump of height 1 for each whole step of `place`, flat at its foot and its top.
 double get_hump(double place) {

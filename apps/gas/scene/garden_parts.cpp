@@ -8,8 +8,6 @@ namespace gas_app {
 
 namespace {
 
-constexpr double golden_angle = 2.39996322972865332;
-
 /// Points of equal area: the radius of the n-th grows with the square root of n.
 double get_tile_radius(unsigned index, double inner_radius, double spacing) {
     return std::sqrt(inner_radius * inner_radius + spacing * spacing * index / pi);
