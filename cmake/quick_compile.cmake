@@ -5,6 +5,15 @@ if(GAS_JOIN_SOURCES)
     set(CMAKE_UNITY_BUILD_BATCH_SIZE 10)
 endif()
 
+# Where sources are joined, a target of which nothing but its results counts is not optimised. Their
+# flags come after those of the build type.
+function(gas_compile_quickly target)
+    if(GAS_JOIN_SOURCES)
+        target_compile_options(${target} PRIVATE
+            $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-O0>)
+    endif()
+endfunction()
+
 # Sources that a sanitizer watches need not be fast unless they do the work: the library and the
 # second implementations are optimised, tests and examples are not.
 function(gas_without_optimisation target)

@@ -32,6 +32,7 @@ function(gas_add_headers_library name standard)
     add_library(${name} OBJECT EXCLUDE_FROM_ALL ${ARGN})
     target_link_libraries(${name} PRIVATE gas::gas gas_warnings gas_sanitizers)
     target_compile_features(${name} PRIVATE ${standard})
+    gas_compile_quickly(${name})
     string(REGEX MATCH "[0-9]+$" year ${standard})
     set_target_properties(${name} PROPERTIES
         CXX_STANDARD ${year}

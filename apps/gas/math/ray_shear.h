@@ -40,36 +40,7 @@ struct ItemHit {
 /// Techniques 2(1), 2013), in double precision, for triangles seen from either side. Two triangles
 /// with a common edge get the same edge function there but for its sign, so that no ray slips
 /// between them. The caller checks the distance against its range.
-inline bool intersect_triangle(const Vec3& origin, const RayShear& ray, const Vec3& vertex_a,
-                               const Vec3& vertex_b, const Vec3& vertex_c, ItemHit& hit) {
-    const Vec3 a = vertex_a - origin;
-    const Vec3 b = vertex_b - origin;
-    const Vec3 c = vertex_c - origin;
-
-    const double ax = a[ray.axis_x] - ray.shear_x * a[ray.axis_z];
-    const double ay = a[ray.axis_y] - ray.shear_y * a[ray.axis_z];
-    const double bx = b[ray.axis_x] - ray.shear_x * b[ray.axis_z];
-    const double by = b[ray.axis_y] - ray.shear_y * b[ray.axis_z];
-    const double cx = c[ray.axis_x] - ray.shear_x * c[ray.axis_z];
-    const double cy = c[ray.axis_y] - ray.shear_y * c[ray.axis_z];
-
-    const double weight_a = cx * by - cy * bx;
-    const double weight_b = ax * cy - ay * cx;
-    const double weight_c = bx * ay - by * ax;
-    if ((weight_a < 0.0 || weight_b < 0.0 || weight_c < 0.0) &&
-        (weight_a > 0.0 || weight_b > 0.0 || weight_c > 0.0))
-        return false;
-    const double sum = weight_a + weight_b + weight_c;
-    if (sum == 0.0)
-        return false;
-
-    const double inverse = 1.0 / sum;
-    hit.u = weight_b * inverse;
-    hit.v = weight_c * inverse;
-    hit.distance =
-        (weight_a * a[ray.axis_z] + weight_b * b[ray.axis_z] + weight_c * c[ray.axis_z]) *
-        ray.scale_z * inverse;
-    return true;
-}
+bool intersect_triangle(const Vec3& origin, const RayShear& ray, const Vec3& vertex_a,
+                        const Vec3& vertex_b, const Vec3& vertex_c, ItemHit& hit);
 
 } // namespace gas_app
