@@ -5,16 +5,13 @@
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 
+#include <tests/support/at_node.h>
 #include <tests/support/box_conversion.h>
 #include <tests/support/tree_checker.h>
 
 namespace support {
 
 namespace {
-
-std::string at_node(unsigned node, const char* what) {
-    return "node " + std::to_string(node) + ": " + what;
-}
 
 std::string in_sample(unsigned sample, const char* what) {
     return "sample " + std::to_string(sample) + ": " + what;

@@ -6,6 +6,7 @@
 #include <gas/traversal/query/gas_traversal_access.h>
 #include <gas/tree/gas_tree_traversal.h>
 
+#include <tests/support/at_node.h>
 #include <tests/support/box_conversion.h>
 
 namespace support {
@@ -15,10 +16,6 @@ namespace {
 naive::Box get_box(const GasTree::Node& node) { return from_corners(node.bbox_min, node.bbox_max); }
 
 bool is_leaf(const GasTree::Node& node) { return (node.flags & 1) != 0; }
-
-std::string at_node(unsigned node, const char* what) {
-    return "node " + std::to_string(node) + ": " + what;
-}
 
 /// A node's parent and level, seen on the way down.
 struct Seen {
