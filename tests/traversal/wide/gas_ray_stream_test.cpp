@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include <gas/traversal/wide/gas_ray_stream.h>
 #include <gas/tree/gas_tree.h>
 
 #include <tests/support/recording_callbacks.h>
@@ -378,5 +379,46 @@ TEST_P(StreamWay, TheSameBatchHasTheSameCallsInTheSameOrder) {
 
 INSTANTIATE_TEST_SUITE_P(Queries, StreamWay, testing::ValuesIn(support::all_ray_queries),
                          [](const auto& query) { return support::name(query.param); });
+
+/// A trial of which the first `equal_count` rays meet the same leaves in as many steps, and every
+/// other ray another leaf.
+bool is_trial_coherent(unsigned first, unsigned equal_count) {
+    GasStreamTrial trial;
+    for (unsigned i = 0; i < GasStreamTrial::ray_count; ++i) {
+        const unsigned round = 3 * i;
+        trial.start_ray(first + i, round);
+        trial.visit_leaf(first + i, 7);
+        trial.visit_leaf(first + i, i < equal_count ? 9 : 100 + i);
+        trial.end_ray(first + i, round + 5);
+    }
+    return trial.is_coherent(first);
+}
+
+TEST(StreamTrial, IsCoherentWhereHalfOfTheRaysDoWhatTheRayBeforeDid) {
+    for (const unsigned first : {0u, 5u, 2048u}) {
+        EXPECT_TRUE(is_trial_coherent(first, 128));
+        EXPECT_TRUE(is_trial_coherent(first, 65));
+        EXPECT_FALSE(is_trial_coherent(first, 64)) << "63 rays have one like them before them";
+        EXPECT_FALSE(is_trial_coherent(first, 1));
+    }
+}
+
+TEST(StreamTrial, RaysAgreeThatMeetTheSameLeavesInTheSameOrderInAsManySteps) {
+    const auto is_coherent = [](const std::vector<unsigned>& odd_leaves, unsigned odd_steps) {
+        GasStreamTrial trial;
+        for (unsigned ray = 0; ray < GasStreamTrial::ray_count; ++ray) {
+            const bool is_odd = ray % 2 != 0;
+            trial.start_ray(ray, 0);
+            for (const unsigned leaf : is_odd ? odd_leaves : std::vector<unsigned>{1, 2})
+                trial.visit_leaf(ray, leaf);
+            trial.end_ray(ray, is_odd ? odd_steps : 4);
+        }
+        return trial.is_coherent(0);
+    };
+    EXPECT_TRUE(is_coherent({1, 2}, 4));
+    EXPECT_FALSE(is_coherent({2, 1}, 4));
+    EXPECT_FALSE(is_coherent({1}, 4));
+    EXPECT_FALSE(is_coherent({1, 2}, 5));
+}
 
 } // namespace
