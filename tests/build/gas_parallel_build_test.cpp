@@ -226,8 +226,10 @@ TEST(BuildTeam, WhatIsThrownAfterAPieceComesThroughOnceTheOthersAreDone) {
     unsigned thrown_count = 0;
     for (unsigned round = 0; round < 50; ++round) {
         std::atomic<unsigned> running = 0;
-        const auto work = [&](unsigned) {
+        std::vector<std::atomic<unsigned>> run_counts(1000);
+        const auto work = [&](unsigned piece) {
             ++running;
+            ++run_counts[piece];
             for (volatile unsigned i = 0; i < 2000;)
                 i = i + 1;
             --running;
@@ -239,6 +241,8 @@ TEST(BuildTeam, WhatIsThrownAfterAPieceComesThroughOnceTheOthersAreDone) {
             ++thrown_count;
         }
         EXPECT_EQ(running.load(), 0u);
+        for (const auto& run_count : run_counts)
+            EXPECT_LE(run_count.load(), 1u) << "no piece is begun again";
     }
     EXPECT_GT(thrown_count, 0u) << "the calling thread came to a piece";
 }
