@@ -20,11 +20,12 @@ function(gas_without_optimisation target)
     set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
 endfunction()
 
-# Where sources are joined, joins the tests among the sources of a program, up to eight in a file,
-# and sets the variable `sources` to what is to be compiled. Each test stands in a namespace of its own, so that equal
-# names do not meet; its includes come before, at global scope, and are empty inside.
+# Sets the variable `sources` to what is to be compiled of a program's sources: these, or where
+# sources are joined its tests up to eight in a file. Each test stands in a namespace of its own, so
+# that equal names do not meet; its includes come before, at global scope, and are empty inside.
 function(gas_join_tests program)
     if(NOT GAS_JOIN_SOURCES)
+        set(sources ${ARGN} PARENT_SCOPE)
         return()
     endif()
     set(tests ${ARGN})

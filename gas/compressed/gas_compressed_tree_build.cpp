@@ -8,7 +8,6 @@
 #include <gas/compressed/gas_compressed_boxes.h>
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/compressed/gas_inner_numbering.h>
-#include <gas/core/gas_numeric.h>
 
 inline namespace gas_abi1 {
 

@@ -185,25 +185,20 @@ TEST_P(SceneWalks, FindWhatBruteForceFinds) {
 
 TEST_P(SceneWalks, FindTheSameInScenesOfAllSizes) {
     constexpr unsigned ray_count = 600;
-    // Grids make bars for their cells as long as they are traced.
-    AppBase application(nullptr);
-    const auto build_scene = [&](TreeKind kind, double unit) {
-        auto scene = make_scene(GetParam(), unit);
+    const auto trace_scene = [&](TreeKind kind, Walk walk, double unit) {
+        const auto scene = make_scene(GetParam(), unit);
+        AppBase application(nullptr);
         scene->build(Vec3{5.0, 5.0, 5.0} * unit, *application.create_progress_bar("", false),
                      get_settings(kind));
-        return scene;
+        return trace(*scene, walk, ray_count, unit);
     };
-    const std::vector<Answer> expected =
-        trace(*build_scene(TreeKind::plain, 1.0), Walk::brute_force, ray_count);
+    const std::vector<Answer> expected = trace_scene(TreeKind::plain, Walk::brute_force, 1.0);
     for (const int exponent : {-40, -12, -3, 0, 3, 12, 40})
-        for (const TreeKind kind : all_kinds) {
-            const double unit = std::ldexp(1.0, exponent);
-            const auto scene = build_scene(kind, unit);
+        for (const TreeKind kind : all_kinds)
             for (const Walk walk : {Walk::engine, Walk::stream})
-                EXPECT_TRUE(trace(*scene, walk, ray_count, unit) == expected)
+                EXPECT_TRUE(trace_scene(kind, walk, std::ldexp(1.0, exponent)) == expected)
                     << exponent << ", " << get_name(kind)
                     << (walk == Walk::stream ? ", stream" : "");
-        }
 }
 
 TEST(Scene, ScalesItsTreesUnlessTheyArePlain) {
