@@ -39,9 +39,11 @@ static_assert(offsetof(GasWideNode, references) == 96, "references close the box
 template <unsigned lanes> struct alignas(32) GasWideSampleNodeOf {
     static constexpr unsigned width = lanes;
 
-    float planes[6][width];
-    /// Along each axis the min of both halves' boxes, then the max of both.
+    /// Along each axis the min of both halves' boxes, then the max of both. A load of two may reach
+    /// over two planes more, but must not reach references: as floats these are denormal, and
+    /// arithmetic with denormals takes a hundred cycles.
     float half_planes[3][width];
+    float planes[6][width];
     /// Those of the node.
     unsigned references[width];
 };
@@ -49,5 +51,8 @@ template <unsigned lanes> struct alignas(32) GasWideSampleNodeOf {
 struct GasWideSampleNode : GasWideSampleNodeOf<GasWideNode::width> {};
 
 static_assert(sizeof(GasWideSampleNode) == 160, "two and a half cache lines");
+static_assert(offsetof(GasWideSampleNode, half_planes) == 0 &&
+                  offsetof(GasWideSampleNode, planes) == 48,
+              "planes follow the planes of the halves");
 
 } // namespace gas_abi1

@@ -197,9 +197,6 @@ void GasWideSample::fill(GasWideCursor& cursor, const GasWideNodes& wide_nodes,
         const GasWideNode& wide = wide_nodes.get_nodes()[i];
         GasWideSampleNode& node = nodes[i];
         prefetch(nodes, i);
-        lanes.gather(wide, source, FLT_MAX);
-        lanes.store(node.planes);
-
         const unsigned half = wide.first_child;
         const SimdF first_min = source.get_min(half);
         const SimdF first_max = source.get_max(half);
@@ -213,7 +210,9 @@ void GasWideSample::fill(GasWideCursor& cursor, const GasWideNodes& wide_nodes,
         max_xy.move_high().store(node.half_planes[1] + 2);
         SimdF::interleave_high(first_min, second_min).store(node.half_planes[2]);
         SimdF::interleave_high(first_max, second_max).store(node.half_planes[2] + 2);
-        // After the boxes, whose last store reaches into the references.
+        // After the boxes of the halves, whose last store reaches into the planes.
+        lanes.gather(wide, source, FLT_MAX);
+        lanes.store(node.planes);
         for (unsigned lane = 0; lane < 4; ++lane)
             node.references[lane] = wide.references[lane];
         finite = finite & (first_max < SimdF(infinity)) & (second_max < SimdF(infinity)) &
