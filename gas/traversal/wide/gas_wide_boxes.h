@@ -70,7 +70,8 @@ struct GasWideHits {
     /// each. The running value is the second operand, so that a NaN lane never culls. No box is
     /// entered beyond `limit`, nor any if that is a NaN.
     template <typename GetPlane>
-    GasWideHits(const GasWideRay& ray, const SimdF& limit, const GetPlane& get_plane) {
+    GAS_FORCE_INLINE GasWideHits(const GasWideRay& ray, const SimdF& limit,
+                                 const GetPlane& get_plane) {
         near[0] = get_plane(0, ray.near_planes[0]);
         near[1] = get_plane(1, ray.near_planes[1]);
         near[2] = get_plane(2, ray.near_planes[2]);
@@ -103,7 +104,8 @@ class GasWideStaticBoxes {
     bool is_ready() const { return m_nodes != nullptr; }
     const unsigned* get_references(unsigned node) const { return m_nodes[node].references; }
 
-    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
+    GAS_FORCE_INLINE GasWideHits test(const GasWideRay& ray, const SimdF& limit,
+                                      unsigned node) const {
         const float* const planes = m_nodes[node].planes[0];
         return {ray, limit, [&](unsigned axis, std::size_t plane) {
                     return (SimdF::load(planes + plane) - ray.origin[axis]) *
@@ -145,7 +147,8 @@ class GasWideMotionBoxes {
     bool is_ready() const { return m_earlier && m_later; }
     const unsigned* get_references(unsigned node) const { return m_earlier[node].references; }
 
-    GasWideHits test(const GasWideRay& ray, const SimdF& limit, unsigned node) const {
+    GAS_FORCE_INLINE GasWideHits test(const GasWideRay& ray, const SimdF& limit,
+                                      unsigned node) const {
         const float* const earlier = m_earlier[node].planes[0];
         const float* const later = m_later[node].planes[0];
         return {ray, limit, [&](unsigned axis, std::size_t plane) {

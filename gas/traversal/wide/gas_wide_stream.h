@@ -115,8 +115,8 @@ template <typename Boxes, typename Query> class GasStreamRay {
 
     /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
     /// to what is on top of that.
-    template <typename Probe> unsigned expand(Probe& probe) {
-        probe.visit_node();
+    template <typename VisitNode> unsigned expand(const VisitNode& visit_node) {
+        visit_node(m_reference, m_ray_index);
         m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
         return pop();
     }
@@ -170,25 +170,25 @@ template <typename Boxes, typename Query> class GasStreamRay {
     GasBoundHistory<Query> m_history;
 };
 
-/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot,
-/// round)` starts the next one there is and returns its step, `take_next_ray` when there is none;
-/// `call_leaf(leaf, ray)` calls a leaf; `resume(ray, query)` takes over a ray whose bound was lost.
-/// `stacks` has room for `stack_size` entries for each slot.
-template <typename Boxes, typename Query, typename Tree, typename StartNext, typename CallLeaf,
-          typename Resume, typename Probe>
+/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot)` starts the
+/// next one there is and returns its step, `take_next_ray` when there is none; `visit_node(node,
+/// ray)` hears of every expanded node; `call_leaf(leaf, ray)` calls a leaf; `resume(ray, query)`
+/// takes over a ray whose bound was lost. `stacks` has room for `stack_size` entries for each slot.
+template <typename Boxes, typename Query, typename Tree, typename StartNext, typename VisitNode,
+          typename CallLeaf, typename Resume>
 void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
-                           const StartNext& start_next, const CallLeaf& call_leaf,
-                           const Resume& resume, Probe& probe) {
+                           const StartNext& start_next, const VisitNode& visit_node,
+                           const CallLeaf& call_leaf, const Resume& resume) {
     GasStreamRay<Boxes, Query> rays[GasStreamLists::slot_count];
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
         rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
-    for (unsigned round = 0; !lists.is_empty(); ++round) {
+    while (!lists.is_empty()) {
         lists.advance<GasStreamStep::take_next_ray>(
-            [&](unsigned slot) { return start_next(rays[slot], round); });
+            [&](unsigned slot) { return start_next(rays[slot]); });
         lists.dismiss();
         lists.advance<GasStreamStep::expand_node>(
-            [&](unsigned slot) { return rays[slot].expand(probe); });
+            [&](unsigned slot) { return rays[slot].expand(visit_node); });
         lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
             const unsigned ray = rays[slot].get_ray_index();
             return rays[slot].visit(

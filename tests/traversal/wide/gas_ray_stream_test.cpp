@@ -296,11 +296,13 @@ class StreamWay : public testing::TestWithParam<RayQuery> {
         shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     }
 
-    /// Ray r meets the boxes from `get_first(r)` on.
-    template <typename GetFirst> void aim(const GetFirst& get_first) {
-        for (unsigned ray = 0; ray < batch_size; ++ray)
-            batch.set_ray(ray, {10.0 * get_first(ray) - 1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0,
-                          1000.0);
+    /// Each ray starts in the middle and meets twenty boxes: those upwards, or every other ray for
+    /// which `is_incoherent` holds those downwards.
+    template <typename IsIncoherent> void aim(const IsIncoherent& is_incoherent) {
+        for (unsigned ray = 0; ray < batch_size; ++ray) {
+            const double sign = is_incoherent(ray) && ray % 2 != 0 ? -1.0 : 1.0;
+            batch.set_ray(ray, {199.0, 0.5, 0.5}, {sign, 0.0, 0.0}, 0.0, 1000.0);
+        }
     }
 
     std::vector<std::pair<int, unsigned>> run() {
@@ -333,7 +335,7 @@ class StreamWay : public testing::TestWithParam<RayQuery> {
 };
 
 TEST_P(StreamWay, CoherentRaysGoAloneAfterTheFirst) {
-    aim([](unsigned) { return 20u; });
+    aim([](unsigned) { return false; });
     const auto order = run();
     EXPECT_EQ(order.size(), batch_size * 20u);
     // All but those of the two trials.
@@ -346,7 +348,7 @@ TEST_P(StreamWay, CoherentRaysGoAloneAfterTheFirst) {
 }
 
 TEST_P(StreamWay, IncoherentRaysGoTogether) {
-    aim([](unsigned ray) { return ray * 7 % 40; });
+    aim([](unsigned) { return true; });
     const auto order = run();
     // Hardly two calls in succession are for the same ray.
     EXPECT_GT(count_switches(order, 0), order.size() * 9 / 10);
@@ -354,7 +356,7 @@ TEST_P(StreamWay, IncoherentRaysGoTogether) {
 
 TEST_P(StreamWay, EachPartOfABatchGoesItsWay) {
     constexpr unsigned half = 2176; // a trial and the rays that follow it
-    aim([](unsigned ray) { return ray < half ? ray * 7 % 40 : 20u; });
+    aim([](unsigned ray) { return ray < half; });
     const auto order = run();
     EXPECT_GT(count_switches(order, 0) - count_switches(order, static_cast<int>(half)), half * 15);
     EXPECT_EQ(count_switches(order, static_cast<int>(half + trial_size)),
@@ -362,8 +364,8 @@ TEST_P(StreamWay, EachPartOfABatchGoesItsWay) {
 }
 
 TEST_P(StreamWay, TheSameBatchHasTheSameCallsInTheSameOrder) {
-    for (const unsigned step : {0u, 7u}) {
-        aim([&](unsigned ray) { return ray * step % 40; });
+    for (const bool is_incoherent : {false, true}) {
+        aim([&](unsigned) { return is_incoherent; });
         const auto order = run();
         EXPECT_EQ(run(), order);
         TestShader fresh;
@@ -380,45 +382,51 @@ TEST_P(StreamWay, TheSameBatchHasTheSameCallsInTheSameOrder) {
 INSTANTIATE_TEST_SUITE_P(Queries, StreamWay, testing::ValuesIn(support::all_ray_queries),
                          [](const auto& query) { return support::name(query.param); });
 
-/// A trial of which the first `equal_count` rays meet the same leaves in as many steps, and every
-/// other ray another leaf.
-bool is_trial_coherent(unsigned first, unsigned equal_count) {
+/// A trial of rays that visit the same `shared_count` nodes each, and `own_count` that neither the
+/// ray before nor the ray after visits. No two of these nodes have the same bit.
+GasStreamTrial get_trial(unsigned first, unsigned shared_count, unsigned own_count) {
     GasStreamTrial trial;
-    for (unsigned i = 0; i < GasStreamTrial::ray_count; ++i) {
-        const unsigned round = 3 * i;
-        trial.start_ray(first + i, round);
-        trial.visit_leaf(first + i, 7);
-        trial.visit_leaf(first + i, i < equal_count ? 9 : 100 + i);
-        trial.end_ray(first + i, round + 5);
+    for (unsigned ray = first; ray < first + GasStreamTrial::ray_count; ++ray) {
+        trial.start_ray(ray);
+        for (unsigned node = 0; node < shared_count; ++node)
+            trial.visit_node(ray, node);
+        for (unsigned node = 0; node < own_count; ++node)
+            trial.visit_node(ray, 50 + 50 * (ray % 2) + node);
     }
-    return trial.is_coherent(first);
+    return trial;
 }
 
-TEST(StreamTrial, IsCoherentWhereHalfOfTheRaysDoWhatTheRayBeforeDid) {
+TEST(StreamTrial, RaysThatFollowTheirBoundAreCoherentUpToTwoThirdsOfDifference) {
     for (const unsigned first : {0u, 5u, 2048u}) {
-        EXPECT_TRUE(is_trial_coherent(first, 128));
-        EXPECT_TRUE(is_trial_coherent(first, 65));
-        EXPECT_FALSE(is_trial_coherent(first, 64)) << "63 rays have one like them before them";
-        EXPECT_FALSE(is_trial_coherent(first, 1));
+        EXPECT_TRUE(get_trial(first, 1, 0).is_coherent<true>(first));
+        EXPECT_TRUE(get_trial(first, 8, 4).is_coherent<true>(first)) << "8 of 12";
+        EXPECT_FALSE(get_trial(first, 7, 4).is_coherent<true>(first)) << "8 of 11";
+        EXPECT_FALSE(get_trial(first, 8, 5).is_coherent<true>(first)) << "10 of 13";
+        EXPECT_FALSE(get_trial(first, 0, 12).is_coherent<true>(first));
     }
 }
 
-TEST(StreamTrial, RaysAgreeThatMeetTheSameLeavesInTheSameOrderInAsManySteps) {
-    const auto is_coherent = [](const std::vector<unsigned>& odd_leaves, unsigned odd_steps) {
-        GasStreamTrial trial;
-        for (unsigned ray = 0; ray < GasStreamTrial::ray_count; ++ray) {
-            const bool is_odd = ray % 2 != 0;
-            trial.start_ray(ray, 0);
-            for (const unsigned leaf : is_odd ? odd_leaves : std::vector<unsigned>{1, 2})
-                trial.visit_leaf(ray, leaf);
-            trial.end_ray(ray, is_odd ? odd_steps : 4);
-        }
-        return trial.is_coherent(0);
-    };
-    EXPECT_TRUE(is_coherent({1, 2}, 4));
-    EXPECT_FALSE(is_coherent({2, 1}, 4));
-    EXPECT_FALSE(is_coherent({1}, 4));
-    EXPECT_FALSE(is_coherent({1, 2}, 5));
+TEST(StreamTrial, OtherRaysAreCoherentUpToHalfOfTheNodesLessFive) {
+    for (const unsigned first : {0u, 5u, 2048u}) {
+        EXPECT_TRUE(get_trial(first, 10, 0).is_coherent<false>(first));
+        EXPECT_FALSE(get_trial(first, 9, 0).is_coherent<false>(first));
+        EXPECT_TRUE(get_trial(first, 16, 2).is_coherent<false>(first)) << "4 of 18";
+        EXPECT_FALSE(get_trial(first, 15, 2).is_coherent<false>(first)) << "4 of 17";
+        EXPECT_FALSE(get_trial(first, 0, 40).is_coherent<false>(first));
+    }
+}
+
+TEST(StreamTrial, CountsWhatARayVisitsSinceItStarted) {
+    GasStreamTrial trial = get_trial(0, 0, 12);
+    EXPECT_FALSE(trial.is_coherent<true>(0));
+    for (unsigned ray = 0; ray < GasStreamTrial::ray_count; ++ray) {
+        trial.start_ray(ray);
+        // In any order, and once, however often it is visited.
+        for (const unsigned node : ray % 2 != 0 ? std::vector{3u, 1u, 2u} : std::vector{1u, 2u, 3u})
+            for (unsigned visit = 0; visit <= ray % 5; ++visit)
+                trial.visit_node(ray, node);
+    }
+    EXPECT_TRUE(trial.is_coherent<true>(0));
 }
 
 } // namespace
