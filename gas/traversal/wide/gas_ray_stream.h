@@ -42,8 +42,8 @@ class GasStreamTrial {
             const Nodes& nodes = m_nodes[(first + i) % ray_count];
             const Nodes& before = m_nodes[(first + i - 1) % ray_count];
             for (unsigned word = 0; word < Nodes::word_count; ++word) {
-                visited += std::popcount(nodes.words[word]);
-                differing += std::popcount(nodes.words[word] ^ before.words[word]);
+                visited += count(nodes.words[word]);
+                differing += count(nodes.words[word] ^ before.words[word]);
             }
         }
         if constexpr (follows_bound)
@@ -57,6 +57,8 @@ class GasStreamTrial {
         static constexpr unsigned word_count = 4;
         std::uint64_t words[word_count];
     };
+
+    static unsigned count(std::uint64_t word) { return static_cast<unsigned>(std::popcount(word)); }
 
     Nodes& get_nodes(unsigned ray) { return m_nodes[ray % ray_count]; }
 
