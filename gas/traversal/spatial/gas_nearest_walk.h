@@ -131,68 +131,94 @@ class GasNearNodes {
 ///
 /// A leaf's centre lies in its box and in all boxes around it, and rounding is monotone. So the
 /// computed distance to the centre is never less than that to any of these boxes.
-template <GasTraversable Tree, typename Probe>
-void gas_walk_nearest(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& search,
-                      bool is_limited, GasNearestLeaves& nearest, Probe& probe) {
-    GasNearRecord* const records = gas_view_stack<GasNearRecord>(ctx);
-    GasDepthFirstOrder order(records);
-    GasNearNodes pending(records);
-    // Leaves beyond this squared distance are dropped. One at the distance of the last leaf may
-    // replace it by its place in the order; the factor exceeds the difference of squares with the
-    // same rounded root.
-    float limit = std::numeric_limits<float>::infinity();
-    const auto take_leaf = [&](const GasNearNode& leaf, const SimdF& min, const SimdF& max) {
-        probe.visit_node();
-        probe.call_leaf();
-        if (nearest.insert(GasTraversalAccess::get_leaf_value(tree, ctx, leaf.node),
-                           search.get_center_distance(min, max),
-                           GasLinkOrder(records, order, leaf.link)) &&
-            nearest.is_full()) {
-            const float largest = nearest.get_largest_distance();
-            limit = largest * largest * (1.0f + 0x1p-22f);
-        }
-    };
-    GasNearNode now = {0, 0.0f, 0};
-    bool goes_on = true;
-    const auto offer = [&](const GasNearNode& child, const SimdF& min, const SimdF& max) {
-        if (child.squared_distance > limit || (is_limited && !search.overlaps(min, max)))
-            return;
-        if (GasTraversalAccess::is_node_a_leaf(tree, ctx, child.node)) {
-            take_leaf(child, min, max);
-        } else if (goes_on) {
-            pending.add(child);
-        } else {
-            goes_on = true;
-            now = child;
-        }
-    };
-    do {
-        probe.visit_node();
+template <GasTraversable Tree, typename Probe> class GasNearestWalk {
+  public:
+    GasNearestWalk(const Tree& tree, GasTreeCtx& ctx, const GasPointSearch& search, bool is_limited,
+                   GasNearestLeaves& nearest, Probe& probe)
+        : m_tree(tree), m_ctx(ctx), m_search(search), m_is_limited(is_limited), m_nearest(nearest),
+          m_probe(probe), m_records(gas_view_stack<GasNearRecord>(ctx)), m_order(m_records),
+          m_pending(m_records) {}
+
+    void run() {
+        do {
+            m_goes_on = false;
+            expand();
+            if (m_goes_on && (m_pending.is_next_nearer(m_node.squared_distance) ||
+                              m_node.squared_distance > m_limit)) {
+                m_pending.add(m_node);
+                m_goes_on = false;
+            }
+        } while (m_goes_on || m_pending.take_next(m_limit, m_node));
+    }
+
+  private:
+    /// Offers the children of the node that it is at, the nearer one first.
+    void expand() {
+        m_probe.visit_node();
         unsigned first, second;
-        GasTraversalAccess::get_node_children(tree, ctx, now.node, first, second);
-        SimdF first_min, first_max, second_min, second_max;
-        GasTraversalAccess::get_node_bbox(tree, ctx, first, first_min, first_max);
-        GasTraversalAccess::get_node_bbox(tree, ctx, second, second_min, second_max);
-        const SimdF distances =
-            search.get_squared_distances({{first_min, first_max}, {second_min, second_max}});
+        GasTraversalAccess::get_node_children(m_tree, m_ctx, m_node.node, first, second);
+        GasBoxPair boxes;
+        GasTraversalAccess::get_node_bbox(m_tree, m_ctx, first, boxes.first.min, boxes.first.max);
+        GasTraversalAccess::get_node_bbox(m_tree, m_ctx, second, boxes.second.min,
+                                          boxes.second.max);
+        const SimdF distances = m_search.get_squared_distances(boxes);
         const float first_distance = distances.get(0);
         const float second_distance = distances.get(1);
-        const unsigned link = order.open(now.link);
-        goes_on = false;
+        const unsigned link = m_order.open(m_node.link);
         if (second_distance > first_distance) {
-            offer({first, first_distance, link}, first_min, first_max);
-            offer({second, second_distance, link + 1}, second_min, second_max);
+            offer({first, first_distance, link}, boxes.first);
+            offer({second, second_distance, link + 1}, boxes.second);
         } else {
-            offer({second, second_distance, link}, second_min, second_max);
-            offer({first, first_distance, link + 1}, first_min, first_max);
+            offer({second, second_distance, link}, boxes.second);
+            offer({first, first_distance, link + 1}, boxes.first);
         }
-        if (goes_on &&
-            (pending.is_next_nearer(now.squared_distance) || now.squared_distance > limit)) {
-            pending.add(now);
-            goes_on = false;
+    }
+
+    /// Takes a leaf; moves to an inner node, or keeps it if the walk has moved already.
+    void offer(const GasNearNode& child, const GasLaneBox& box) {
+        if (child.squared_distance > m_limit ||
+            (m_is_limited && !m_search.overlaps(box.min, box.max)))
+            return;
+        if (GasTraversalAccess::is_node_a_leaf(m_tree, m_ctx, child.node)) {
+            take_leaf(child, box);
+        } else if (m_goes_on) {
+            m_pending.add(child);
+        } else {
+            m_goes_on = true;
+            m_node = child;
         }
-    } while (goes_on || pending.take_next(limit, now));
-}
+    }
+
+    void take_leaf(const GasNearNode& leaf, const GasLaneBox& box) {
+        m_probe.visit_node();
+        m_probe.call_leaf();
+        if (m_nearest.insert(GasTraversalAccess::get_leaf_value(m_tree, m_ctx, leaf.node),
+                             m_search.get_center_distance(box.min, box.max),
+                             GasLinkOrder(m_records, m_order, leaf.link)) &&
+            m_nearest.is_full()) {
+            // A leaf at the distance of the last one may replace it by its place in the order; the
+            // factor exceeds the difference of squares with the same rounded root.
+            const float largest = m_nearest.get_largest_distance();
+            m_limit = largest * largest * (1.0f + 0x1p-22f);
+        }
+    }
+
+    const Tree& m_tree;
+    GasTreeCtx& m_ctx;
+    const GasPointSearch& m_search;
+    const bool m_is_limited;
+    GasNearestLeaves& m_nearest;
+    Probe& m_probe;
+
+    GasNearRecord* const m_records;
+    GasDepthFirstOrder m_order;
+    GasNearNodes m_pending;
+    /// Leaves beyond this squared distance are dropped.
+    float m_limit = std::numeric_limits<float>::infinity();
+    GasNearNode m_node = {0, 0.0f, 0};
+    /// The walk goes on at `m_node`, with no pending node in between.
+    bool m_goes_on = false;
+};
 
 /// The whole of GasTree::get_nearest_leaves.
 template <GasTraversable Tree, typename Probe>
@@ -210,7 +236,7 @@ unsigned gas_find_nearest_leaves(const Tree& tree, GasTreeCtx& ctx, const GMathV
         search.is_point_finite()) {
         const bool is_limited = max_distance != infinity;
         GasNearestLeaves nearest(leaves, distances, max_count);
-        gas_walk_nearest(tree, ctx, search, is_limited, nearest, probe);
+        GasNearestWalk(tree, ctx, search, is_limited, nearest, probe).run();
         // A cube may hold leaves whose centres lie outside it. If they fill the arrays, they widen
         // the cube during the walk, and the result depends on the order of visits.
         if (!is_limited || !nearest.is_full() || nearest.get_largest_distance() < max_distance)
