@@ -5,11 +5,11 @@ namespace gas_app {
 bool intersect_triangle(const Vec3& origin, const RayShear& ray, const Vec3& vertex_a,
                         const Vec3& vertex_b, const Vec3& vertex_c, ItemHit& hit) {
     // From the origin, along the axes of the ray, and sheared.
-    const Vec3 start{origin[ray.axis_x], origin[ray.axis_y], origin[ray.axis_z]};
+    const Vec3 start = ray.turn(origin);
     const auto shear = [&](const Vec3& vertex) {
-        const double z = vertex[ray.axis_z] - start.z;
-        return Vec3{vertex[ray.axis_x] - start.x - ray.shear_x * z,
-                    vertex[ray.axis_y] - start.y - ray.shear_y * z, z};
+        const Vec3 turned = ray.turn(vertex);
+        const double z = turned.z - start.z;
+        return Vec3{turned.x - start.x - ray.shear_x * z, turned.y - start.y - ray.shear_y * z, z};
     };
     const Vec3 a = shear(vertex_a);
     const Vec3 b = shear(vertex_b);

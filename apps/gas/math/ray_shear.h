@@ -4,12 +4,10 @@
 
 namespace gas_app {
 
-/// A ray's direction for the triangle test: its longest axis becomes the third, and a shear maps
-/// the ray onto that axis.
+/// A ray's direction for the triangle test: the axes are turned until its longest is the third, and
+/// a shear maps the ray onto that axis.
 struct RayShear {
-    unsigned axis_x = 0;
-    unsigned axis_y = 1;
-    unsigned axis_z = 2;
+    unsigned longest_axis = 2;
     double shear_x = 0.0;
     double shear_y = 0.0;
     double scale_z = 1.0;
@@ -19,12 +17,22 @@ struct RayShear {
         const double x = std::abs(direction.x);
         const double y = std::abs(direction.y);
         const double z = std::abs(direction.z);
-        axis_z = x > y ? (x > z ? 0 : 2) : (y > z ? 1 : 2);
-        axis_x = (axis_z + 1) % 3;
-        axis_y = (axis_z + 2) % 3;
-        scale_z = 1.0 / direction[axis_z];
-        shear_x = direction[axis_x] * scale_z;
-        shear_y = direction[axis_y] * scale_z;
+        longest_axis = x > y ? (x > z ? 0 : 2) : (y > z ? 1 : 2);
+        const Vec3 turned = turn(direction);
+        scale_z = 1.0 / turned.z;
+        shear_x = turned.x * scale_z;
+        shear_y = turned.y * scale_z;
+    }
+
+    Vec3 turn(const Vec3& vector) const {
+        switch (longest_axis) {
+        case 0:
+            return {vector.y, vector.z, vector.x};
+        case 1:
+            return {vector.z, vector.x, vector.y};
+        default:
+            return vector;
+        }
     }
 };
 
