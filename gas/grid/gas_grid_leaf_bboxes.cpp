@@ -13,14 +13,15 @@ namespace {
 constexpr unsigned piece_size = 256;
 
 /// Runs `prepare(task, first, count)` and then the task for each piece of a request of `count`
-/// items, on the host's task threads. False: the request is too small to be divided.
+/// items, on the host's task threads. Throws what the first of the tasks threw, when all are done.
+/// False: the request is too small to be divided.
 template <typename Task, typename Prepare>
 bool run_in_pieces(unsigned count, const Prepare& prepare) {
     const unsigned task_count = count / piece_size;
     if (task_count < 2)
         return false;
     const std::uint64_t size = (std::uint64_t{count} + task_count - 1) / task_count;
-    const std::unique_ptr<Task[]> tasks(new Task[task_count]);
+    const std::unique_ptr<GasBboxTask<Task>[]> tasks(new GasBboxTask<Task>[task_count]);
     SysThreadTaskManager manager(nullptr);
     for (unsigned i = 0; i < task_count; ++i) {
         const std::uint64_t first = i * size;
@@ -32,6 +33,8 @@ bool run_in_pieces(unsigned count, const Prepare& prepare) {
         manager.add_task(tasks[i], false, true);
     }
     manager.wait_until_completed();
+    for (unsigned i = 0; i < task_count; ++i)
+        tasks[i].rethrow();
     return true;
 }
 

@@ -26,11 +26,12 @@ struct GasGridCells;
 /// cells in parallel. Whatever changes the grid needs exclusive access to it and to its copies.
 ///
 /// The host's box callbacks are called from tracing threads and, for large requests, from the
-/// host's task threads, several at once, each for items and boxes of its own. They let no exception
-/// out. They may start tasks and wait for them, and trace rays elsewhere, but not rays that lead,
-/// through whichever cells and threads, to a cell that is waiting for a callback: that would be a
-/// deadlock. On one thread a debug build asserts and a release build skips the cell for that ray;
-/// across threads it is not detected.
+/// host's task threads, several at once, each for items and boxes of its own. What one throws
+/// passes through the function that asked for the boxes; a cell that a ray reached stays as it was,
+/// and the next ray asks again. They may start tasks and wait for them, and trace rays elsewhere,
+/// but not rays that lead, through whichever cells and threads, to a cell that is waiting for a
+/// callback: that would be a deadlock. On one thread a debug build asserts and a release build
+/// skips the cell for that ray; across threads it is not detected.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.
@@ -59,8 +60,8 @@ class GAS_EXPORT GasGridTree {
     /// grid is empty: while building it takes 4 bytes for each item and for each cell, occupied or
     /// not, and about 28 to 80 more for an occupied one. The number of cells is kept in 32 bits; a
     /// grid of more (which takes a target near the limit) folds cells together. Whatever is thrown
-    /// on the way, std::bad_alloc or what a bar or a box callback throws on the calling thread,
-    /// passes through and leaves the grid empty.
+    /// on the way, std::bad_alloc or what a bar or a box callback throws, passes through and leaves
+    /// the grid empty.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count,
                 const unsigned& target_cell_count, const unsigned* indices,
                 AppProgressBar* progress_bar);
@@ -129,9 +130,10 @@ class GAS_EXPORT GasGridTree {
 
     /// Sets the motion-blur samples of `motion`: asks for the cells' boxes at each sample's time
     /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
-    /// reaches their cell. Copies follow. Sample times start at the first and add the step. When
-    /// memory runs out std::bad_alloc passes through, and the grid and its copies are without
-    /// samples.
+    /// reaches their cell. Both callbacks must be set: a motion ray misses cells and items whose
+    /// boxes are left as zeros. Copies follow. Sample times start at the first and add the step.
+    /// When something is thrown, std::bad_alloc or by a callback, it passes through, and the grid
+    /// and its copies are without samples.
     void update_motion_blur(const CtxMotionBlur& motion);
 
     /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: first through

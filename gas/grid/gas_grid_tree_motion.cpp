@@ -16,12 +16,13 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
     GasGridCells& shared = *m_cells;
     const unsigned cell_count = shared.cell_count;
     const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[cell_count]());
-    const std::unique_ptr<GetLeavesBboxAtTask[]> tasks(new GetLeavesBboxAtTask[cell_count]);
+    using Task = GasBboxTask<GetLeavesBboxAtTask>;
+    const std::unique_ptr<Task[]> tasks(new Task[cell_count]);
     for (unsigned cell = 0; cell < cell_count; ++cell) {
         const GasGridCell& record = shared.cells[cell];
         if (GasGridSubTree* const sub_tree = record.sub_tree.load(std::memory_order_acquire))
             sub_tree->set_motion_update_pending(true);
-        GetLeavesBboxAtTask& task = tasks[cell];
+        Task& task = tasks[cell];
         task.callback = m_bbox_callbacks.leaves_bbox_at;
         task.user = m_bbox_callbacks.user;
         task.items = shared.get_items(cell);
@@ -29,7 +30,7 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         task.bbox = &bboxes[cell];
     }
 
-    // All grids are without samples while they are filled, and remain so when memory runs out.
+    // All grids are without samples while they are filled, and remain so when something is thrown.
     struct DropSamples {
         void operator()(GasGridCells* cells_) const {
             cells_->top_tree.set_motion_blur_sample_count(0);
@@ -47,6 +48,8 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
             manager.add_task(tasks[cell], false, true);
         }
         manager.wait_until_completed();
+        for (unsigned cell = 0; cell < cell_count; ++cell)
+            tasks[cell].rethrow();
         shared.top_tree.refit_motion_blur_sample(bboxes.get(), cell_count, sample);
         time += gas_host::get_time_step(motion);
     }
