@@ -46,9 +46,9 @@ void GasCompressedTree::build(const Box* bboxes, unsigned item_count, const unsi
         void* const memory = records.get();
         quantize_boxes(bboxes, new (memory) GMathBbox3<float>[node_count], threads);
     }
-    guard.finish();
     if (progress_bar)
         progress_bar->set_value(1.0f);
+    guard.finish();
 }
 
 template <typename Box>

@@ -124,6 +124,8 @@ class AppProgressBar {
     }
     void set_value(const float& value) {
         heard_values.push_back(value);
+        if (value >= throws_at_value)
+            throw BarThrows();
         fraction = value;
     }
     void finish() { fraction = 1.0f; }
@@ -138,6 +140,8 @@ class AppProgressBar {
     std::vector<float> heard_values = {};
     /// From this count on each call throws.
     unsigned throws_at = 0xFFFFFFFFu;
+    /// So does a value from this on.
+    float throws_at_value = 2.0f;
 };
 class AppBase {
   public:

@@ -79,6 +79,20 @@ TEST(SeamThrow, ABarThatThrowsLeavesACompressedTreeEmpty) {
     });
 }
 
+TEST(SeamThrow, ABarThatThrowsAtTheStartOrTheEndLeavesACompressedTreeEmpty) {
+    const Boxes boxes = seam::make_boxes(item_count, 0.0f);
+    const Boxes lone_box = seam::make_boxes(1, 0.0f);
+    GasCompressedTree tree;
+    for (const float value : {0.0f, 1.0f}) {
+        AppBase app;
+        app.bar.throws_at_value = value;
+        EXPECT_THROW(tree.create(boxes, nullptr, &app.bar), BarThrows) << value;
+        expect_empty(tree);
+        EXPECT_THROW(tree.create(lone_box, nullptr, &app.bar), BarThrows) << value;
+        expect_empty(tree);
+    }
+}
+
 TEST(SeamThrow, ABarThatThrowsLeavesAGridEmpty) {
     const Boxes boxes = seam::make_boxes(item_count, 0.0f);
     for (const unsigned thread_count : {1u, 4u}) {
