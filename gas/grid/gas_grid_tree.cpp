@@ -37,7 +37,12 @@ void GasGridTree::attach(std::shared_ptr<GasGridCells> cells) {
         cells->grids.push_back(this);
     }
     m_cells = std::move(cells);
-    look_at_top_tree();
+    try {
+        look_at_top_tree();
+    } catch (...) {
+        detach();
+        throw;
+    }
 }
 
 void GasGridTree::detach() {

@@ -140,6 +140,20 @@ TEST(GridAllocations, ABuildFromTheCallbackThatRunsOutOfMemoryLeavesAnEmptyGrid)
         });
 }
 
+TEST(GridAllocations, AnAssignmentThatRunsOutOfMemoryLeavesAnEmptyGrid) {
+    GridItems items(support::make_clusters(3, 30));
+    GasGridTree source;
+    items.build(source, support::get_cluster_target(3));
+    source.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 3));
+    GasGridTree grid;
+    fail_each_allocation([&] { grid.clear(); }, [&] { grid = source; },
+                         [&](bool thrown) {
+                             EXPECT_EQ(grid.get_cell_count(), thrown ? 0u : 3u);
+                             EXPECT_EQ(grid.get_top_tree().is_empty(), thrown);
+                         });
+    EXPECT_EQ(grid.get_motion_blur_sample_count(), 3u);
+}
+
 // The cell's lock is let go, and the next ray builds it.
 TEST(GridAllocations, ACellThatRunsOutOfMemoryIsBuiltByTheNextRay) {
     Scene scene;
