@@ -15,13 +15,16 @@ class GasParallelBuild {
   public:
     /// Parts of up to this many items are left to one thread.
     static constexpr unsigned default_part_size = 8192;
+    /// More threads than this would only take memory.
+    static constexpr unsigned most_threads = 1024;
 
-    /// Allocates all that is needed. `size` is the number of threads, the calling one included.
+    /// Allocates all that is needed. `size` is the number of threads, the calling one included;
+    /// more than `most_threads` count as that many.
     GasParallelBuild(SysThreadTaskManager& manager, unsigned size,
                      unsigned part_size = default_part_size)
-        : m_team(manager, size), m_passes(m_team), m_part_size(part_size),
-          m_part_limit(parts_per_thread * m_team.get_size()), m_parts(new Part[m_part_limit]),
-          m_divided(new GasBuildPart[m_part_limit]) {}
+        : m_team(manager, size < most_threads ? size : most_threads), m_passes(m_team),
+          m_part_size(part_size), m_part_limit(parts_per_thread * m_team.get_size()),
+          m_parts(new Part[m_part_limit]), m_divided(new GasBuildPart[m_part_limit]) {}
 
     /// As gas_make_records, for all items.
     template <typename Box>
@@ -52,8 +55,7 @@ class GasParallelBuild {
                 Part& part = m_parts[i];
                 unsigned own_count = 0;
                 Numbering own(nodes, part.below, nullptr, own_count);
-                GasRecordBuild own_items = items;
-                gas_build_depth_first(own, own_items, part);
+                gas_build_depth_first(own, items, part);
                 own.close_all();
                 part.deepest = own.get_depth();
                 built_leaf_count.fetch_add(part.count, std::memory_order_relaxed);

@@ -137,6 +137,11 @@ TEST(ParallelBuild, GivesTheSameTreeAndProgress) {
     }
 }
 
+TEST(ParallelBuild, AnyNumberOfThreadsMayBeAskedFor) {
+    const std::vector<Box> boxes = scenes::make(Kind::random, 20000, 5);
+    expect_same_tree(boxes, Split::sah_fast, {5000u, 1u << 30, 0xFFFFFFFFu});
+}
+
 TEST(ParallelBuild, ANaNGivesTheSameTree) {
     for (const Split split : support::all_splits) {
         std::vector<Box> boxes = scenes::make(Kind::random, 20000, 4);
