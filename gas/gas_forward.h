@@ -1,8 +1,9 @@
 #pragma once
 
 /// Forward declarations of the library's classes. Include this in place of declaring them: their
-/// namespace is inline, so a declaration beside it would name another class and be ambiguous. It
-/// counts the breaks of the binary interface, not versions.
+/// namespace is inline, so a declaration of your own would name another class and make every use
+/// ambiguous. The number in the namespace's name counts breaks of the binary interface; it is not a
+/// version.
 
 inline namespace gas_abi1 {
 
@@ -20,6 +21,7 @@ struct GasCompressedTreeSplitContext;
 class GasGridTree;
 class GasGridSubTree;
 
+class GasRaytraceFrame;
 class GasTreeCtx;
 class GasTreeSimdNode;
 struct GasBbox;

@@ -13,8 +13,9 @@ inline namespace gas_abi1 {
 /// object serves one thread of a build.
 ///
 /// A numbering offers: Node; count_below(count), the nodes below a node of that many items;
-/// number_children, for a node that is divided; keep_open and close, for nodes whose boxes come
-/// later; finish_small, for those of a small subtree; and place_leaf and place_item.
+/// number_children, for a node that is divided; keep_open, close_below_sibling and close_all, for
+/// nodes whose boxes come later; finish_small, for those of a small subtree; place_leaf and
+/// place_item; get_nodes, and what GasNumberingBase has.
 
 /// The numbers of two children, of use where they are nodes.
 struct GasChildren {
@@ -75,8 +76,8 @@ class GasPairNumbering : public GasNumberingBase {
         m_next += 2;
         return children;
     }
-    /// The node's children are made next, and then `close` gives it a box. Meanwhile it holds the
-    /// node that was opened before in its box.
+    /// The node's children are made next, and then it is closed, which gives it a box. Meanwhile it
+    /// holds the node that was opened before in its box.
     void keep_open(unsigned node, const GasChildren& children) {
         m_nodes[node].index = children.first;
         m_nodes[node].flags = 0;

@@ -10,9 +10,10 @@ inline namespace gas_abi1 {
 /// Encodes the boxes of two siblings against their parent's box.
 ///
 /// Before it is rounded outward to a step, a stored bound is moved outward by 3.9e-5 units. That
-/// covers the rounding of encoder and decoder for parents of up to about 200 units: the decoded
-/// boxes contain the encoded ones. Beyond, a decoded bound may fall short by up to 3e-7 of the
-/// parent's extent; below 1e-3 units the widening itself makes boxes loose.
+/// covers the rounding of encoder and decoder where coordinates and extents are below 82 units (in
+/// practice up to about 200): the decoded boxes contain the encoded ones. Beyond, a decoded bound
+/// may fall short by up to 3e-7 of the parent's extent; below 1e-3 units the widening itself makes
+/// boxes loose.
 GAS_EXPORT GasQuantizedPair gas_encode_box_pair(const GMathBbox3<float>& parent,
                                                 const GMathBbox3<float>& first,
                                                 const GMathBbox3<float>& second);

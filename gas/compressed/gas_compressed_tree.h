@@ -37,9 +37,11 @@ struct GasCompressedTreeSplitContext {
 ///
 /// It has the ray queries of GasTree (closest hit; all hits, that is any hit or occluded; coherent
 /// batches, streams) with the same callbacks. Decoded boxes are a little larger than the items'
-/// own, so some leaves are called whose box the ray misses. The working range is a scene of up to
-/// about 200 units with detail of 1e-2 units and more: there every decoded box contains the boxes
-/// below it (see gas_box_codec.h). Scale other scenes, boxes and rays alike, by a power of two.
+/// own, so some leaves are called whose box the ray misses. The working range is a scene whose
+/// coordinates and extents stay below 82 units, with detail of 1e-2 units and more: there every
+/// decoded box contains the boxes below it (in practice up to about 200 units; see
+/// gas_box_codec.h). A small scene far from the origin is outside. Scale other scenes, boxes and
+/// rays alike, by a power of two.
 ///
 /// A built tree is read-only during queries and may be traced by many threads at once, each with
 /// its own CtxShader. Everything that changes the tree needs exclusive access. The same boxes and
@@ -71,10 +73,10 @@ class GAS_EXPORT GasCompressedTree {
     /// when not null, holds `count` values that leaves report in place of their item's position;
     /// they are copied. With a `progress_bar` (may be null) the build method setting of the bar's
     /// application chooses the split function and the build fills the bar; without one it is the
-    /// fast binned SAH. A count of 0 breaks the contract; a release build then just clears.
-    /// Whatever is thrown on the way, std::bad_alloc or what a bar throws, passes through and
-    /// leaves the tree empty. Beside the tree itself a build needs 36 bytes per item, whatever the
-    /// number of threads and the type of box; more where a centre is a NaN.
+    /// fast binned SAH (a lone box chooses none). A count of 0 breaks the contract; a release build
+    /// then just clears. Whatever is thrown on the way, std::bad_alloc or what a bar throws, passes
+    /// through and leaves the tree empty. Beside the tree itself a build needs 36 bytes per item,
+    /// whatever the number of threads and the type of box; more where a centre is a NaN.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar);
     /// As above over an array; an empty one only clears the tree.

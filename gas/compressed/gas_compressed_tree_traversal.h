@@ -87,7 +87,8 @@ inline bool GasCompressedTree::is_leaf_valid(GasTreeCtx&, const unsigned& leaf) 
 inline unsigned GasCompressedTree::get_node_traversal_order(GasTreeCtx& ctx, const unsigned& slot,
                                                             const GMathBasicRay& ray) const {
     const unsigned flags = m_nodes[gas_get_node_states(ctx)[slot].reference].flags;
-    return gas_host::get_sign(ray, flags >> 2 & 3) ^ (flags >> 4 & 1);
+    const unsigned code = (flags & GasCompressedNode::order_mask) >> GasCompressedNode::order_shift;
+    return gas_host::get_sign(ray, code & 3) ^ code >> 2;
 }
 
 inline void GasCompressedTree::get_node_bbox(GasTreeCtx& ctx, const unsigned& slot,

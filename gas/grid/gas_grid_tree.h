@@ -132,8 +132,8 @@ class GAS_EXPORT GasGridTree {
     /// (`leaves_bbox_at`) now, and for the items' boxes (`leaf_bboxes_at`) when a motion ray next
     /// reaches their cell. Both callbacks must be set: a motion ray misses cells and items whose
     /// boxes are left as zeros. Copies follow. Sample times start at the first and add the step.
-    /// When something is thrown, std::bad_alloc or by a callback, it passes through, and the grid
-    /// and its copies are without samples.
+    /// What is thrown, std::bad_alloc or by a callback, passes through; the grid and its copies are
+    /// then as they were or, once a callback was called, without samples.
     void update_motion_blur(const CtxMotionBlur& motion);
 
     /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: first through

@@ -2,7 +2,7 @@
 
 #include <cfloat>
 
-#include <gas/core/gas_numeric.h>
+#include <gas/host/host.h>
 
 inline namespace gas_abi1 {
 

@@ -112,10 +112,11 @@ class GAS_EXPORT GasTree {
     /// Ray queries. What they promise of leaves: every leaf whose box a ray crosses is called,
     /// unless the ray was stopped or shortened before; not that every leaf called is crossed. The
     /// cached leaf of the ray's slot is called first, whatever its box, and again where an all-hits
-    /// walk comes to it; a lone leaf's box is never tested. So a callback intersects its item with
-    /// the ray between the ray's distances, and an all-hits callback that adds something up must
-    /// know an item that it has seen. A range outside the batch breaks the contract; a release
-    /// build then traces nothing.
+    /// walk comes to it; a lone leaf's box is tested only for batches that go together. So a
+    /// callback intersects its item with the ray between the ray's distances, and an all-hits
+    /// callback that adds something up must know an item that it has seen. A range outside the
+    /// batch breaks the contract; a release build then traces nothing, unless the shortcut hands
+    /// the range on as it is.
     ///
     /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
     /// box the ray crosses between its near and far distance, until the callback sets the ray's

@@ -24,7 +24,7 @@ void gas_pass_upwards(const GasTreeNode* nodes, unsigned node_count,
         unsigned inner_count = 0;
         for (unsigned i = end; i-- > first;) {
             const unsigned is_leaf = nodes[i].flags & GasTreeNode::leaf_flag;
-            const GMathBbox3<float>& box = bboxes[nodes[i].index];
+            const GMathBbox3<float>& box = bboxes[is_leaf ? nodes[i].index : 0];
             // Many boxes lie in two cache lines. An inner node's own place is at hand anyway.
             const void* const here = &nodes[i];
             gas_prefetch(is_leaf ? &box.min.x : here);

@@ -8,8 +8,8 @@
 
 inline namespace gas_abi1 {
 
-/// A stack entry: a pending node of a walk. Single rays use the first two words, packets also the
-/// range of active rays.
+/// A stack entry: a pending node of a walk. Single rays use the first two words, and in a
+/// compressed tree the fifth; packets also the range of active rays.
 struct GasStackEntry {
     unsigned node;
     float entry_distance;
@@ -60,7 +60,8 @@ class GAS_EXPORT GasTreeCtx {
     unsigned stack_capacity = 0;
     unsigned stack_size = 0;
 
-    /// Buffers of trees whose boxes are decoded during the walk, one record per stack entry.
+    /// Buffers of trees whose boxes are decoded during the walk, one record per stack entry, or two
+    /// in motion.
     GasBbox* decoded_boxes = nullptr;
     unsigned decoded_box_capacity = 0;
     /// Eight bytes each.

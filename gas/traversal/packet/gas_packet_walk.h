@@ -122,7 +122,7 @@ void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     const int last = gas_host::get_last_ray(frame.data);
     const typename Leaves::template Caller<GasRayCall::nearest_static, Tree, Probe> call_leaf = {
         tree, eval, shader, gas_host::get_ctx(frame.data), probe};
-    if (first >= last || tree.get_depth() < gas_packet_depth) {
+    if (tree.get_depth() < gas_packet_depth) {
         GasRangeRays rays(frame);
         gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
     } else {

@@ -128,7 +128,7 @@ struct GasTraversalAccess {
     }
 };
 
-/// A tree that the engines can walk: the ten operations of the traversal interface, and the counts.
+/// A tree that the engines can walk: the operations of the traversal interface, and the counts.
 template <typename Tree>
 concept GasTraversable = requires(const Tree& tree, GasTreeCtx& ctx, const unsigned& node,
                                   unsigned& child, const GMathBasicRay& ray, GasBbox& bbox,

@@ -8,7 +8,8 @@
 inline namespace gas_abi1 {
 
 /// Queries without rays run on a frame that the caller provides and report leaf positions. Here:
-/// their depth-first walk, and leaves that overlap a box.
+/// their depth-first walk, and leaves that overlap a box. They are for trees whose nodes are read
+/// where they lie: init_traversal, deinit_traversal and free_node have nothing to do there.
 
 /// Calls `visit(leaf, min, max)` for every leaf whose own and whose ancestors' boxes overlap the
 /// search box. `search` decides what overlaps (it may shrink during the walk) and, of two children
@@ -17,7 +18,6 @@ inline namespace gas_abi1 {
 template <GasTraversable Tree, typename Search, typename Visit, typename Probe>
 void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, const Visit& visit,
                     Probe& probe) {
-    GasTraversalAccess::init_traversal(tree, ctx);
     GasStackEntry* const stack = gas_view_stack<GasStackEntry>(ctx);
     unsigned stack_size = 0;
     unsigned node = 0;
@@ -59,7 +59,6 @@ void gas_walk_boxes(const Tree& tree, GasTreeCtx& ctx, const Search& search, con
                 node = stack[--stack_size].node;
         }
     }
-    GasTraversalAccess::deinit_traversal(tree, ctx);
 }
 
 /// All leaves that overlap a box; whatever lies below a first child comes before its sibling.
