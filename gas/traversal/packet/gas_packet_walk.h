@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include <gas/core/gas_box_tests.h>
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/packet/gas_packet_rays.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
@@ -60,8 +61,9 @@ class GasRangeRays {
 /// Walks the tree for the rays first..last of the frame's batch; `rays` tests nodes, `call_leaf`
 /// calls a leaf.
 template <GasTraversable Tree, typename Rays, typename CallLeaf, typename Probe>
-void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame, Rays& rays,
-                    int first, int last, const CallLeaf& call_leaf, Probe& probe) {
+GAS_NO_INLINE void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame,
+                                  Rays& rays, int first, int last, const CallLeaf& call_leaf,
+                                  Probe& probe) {
     GeometryRaytraceData& data = frame.data;
     const GMathFrustum* frustum = gas_host::get_frustum(data);
     const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
