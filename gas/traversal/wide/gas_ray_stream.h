@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <gas/core/gas_compiler.h>
 #include <gas/traversal/single/gas_ray_walk.h>
 #include <gas/traversal/wide/gas_wide_stream.h>
 
@@ -65,6 +66,12 @@ class GasStreamTrial {
     Nodes m_nodes[ray_count] = {};
 };
 
+/// For rays that are in no trial.
+struct GasNoStreamTrial {
+    static void start_ray(unsigned) {}
+    static void visit_node(unsigned, unsigned) {}
+};
+
 /// One query over the rays of a batch in a tree with wide nodes: in flight together, or one by one
 /// where they are coherent.
 ///
@@ -86,30 +93,40 @@ class GasRayStream {
 
     void trace(unsigned first, unsigned end) {
         m_next_ray = first;
-        while (end - m_next_ray >= least_for_trial) {
-            const unsigned trial = m_next_ray;
-            trace_together<true>(trial + GasStreamTrial::ray_count);
-            const unsigned left = end - m_next_ray;
-            const unsigned next_trial =
-                m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
-            if (m_trial.is_coherent<Query::follows_bound>(trial))
-                trace_one_by_one(next_trial);
-            else
-                trace_together<false>(next_trial);
-        }
-        trace_together<false>(end);
+        if (end - m_next_ray >= least_for_trial)
+            trace_as_trials_suggest(end);
+        GasNoStreamTrial none;
+        trace_together(end, none);
     }
 
   private:
     static constexpr unsigned least_for_trial = 2 * GasStreamTrial::ray_count;
     static constexpr unsigned rays_between_trials = 2048;
 
+    /// Until too few rays for a trial are left. Not in the frame of a small stream: a trial takes
+    /// four kilobytes.
+    GAS_NO_INLINE void trace_as_trials_suggest(unsigned end) {
+        GasStreamTrial trial;
+        GasNoStreamTrial none;
+        do {
+            const unsigned first = m_next_ray;
+            trace_together(first + GasStreamTrial::ray_count, trial);
+            const unsigned left = end - m_next_ray;
+            const unsigned next_trial =
+                m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
+            if (trial.is_coherent<Query::follows_bound>(first))
+                trace_one_by_one(next_trial);
+            else
+                trace_together(next_trial, none);
+        } while (end - m_next_ray >= least_for_trial);
+    }
+
     void trace_one_by_one(unsigned end) {
         while (m_next_ray < end)
             m_trace_alone(m_next_ray++);
     }
 
-    template <bool is_trial> void trace_together(unsigned end) {
+    template <typename Trial> void trace_together(unsigned end, Trial& trial) {
         const std::size_t stack_size = gas_get_stream_stack_size(m_tree.get_depth());
         constexpr std::size_t bytes_per_entry = sizeof(GasWideEntry);
         const GasTreeCtxLease lease(
@@ -119,16 +136,14 @@ class GasRayStream {
         const auto start_next = [&](auto& slot) {
             unsigned step = GasStreamStep::take_next_ray;
             while (step == GasStreamStep::take_next_ray && m_next_ray < end) {
-                if constexpr (is_trial)
-                    m_trial.start_ray(m_next_ray);
+                trial.start_ray(m_next_ray);
                 step = start_ray(slot, ctx);
             }
             return step;
         };
         const auto visit_node = [&](unsigned node, unsigned ray) {
             m_probe.visit_node();
-            if constexpr (is_trial)
-                m_trial.visit_node(ray, node);
+            trial.visit_node(ray, node);
         };
         const auto call_leaf = [&](unsigned leaf, unsigned ray) {
             select(ray);
@@ -169,7 +184,6 @@ class GasRayStream {
     const CallLeaf& m_call_leaf;
     const TraceAlone& m_trace_alone;
     const Probe& m_probe;
-    GasStreamTrial m_trial;
     unsigned m_next_ray = 0;
 };
 
