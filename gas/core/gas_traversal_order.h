@@ -31,7 +31,8 @@ inline unsigned gas_traversal_order(unsigned previous, const GasLaneBox& first,
     if (!(best.get_first() > -FLT_MAX))
         return previous;
     constexpr unsigned codes = 0x625140; // a hexadecimal digit per offer
-    return codes >> 4 * std::countr_zero(widest) & 7u;
+    constexpr unsigned none = 1u << 6;   // never the lowest bit: the widest gap is an offer
+    return codes >> 4 * std::countr_zero(widest | none) & 7u;
 }
 
 } // namespace gas_abi1

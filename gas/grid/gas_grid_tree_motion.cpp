@@ -55,7 +55,7 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
     }
 
     look_at_top_trees(shared);
-    unfinished.release();
+    static_cast<void>(unfinished.release());
 }
 
 } // namespace gas_abi1
