@@ -20,6 +20,11 @@ function(gas_without_optimisation target)
     set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
 endfunction()
 
+# Optimised there, but inlined no further than usual: for what few tests run.
+function(gas_without_deep_inlining target)
+    set_target_properties(${target} PROPERTIES GAS_WITHOUT_DEEP_INLINING ON)
+endfunction()
+
 # Sets the variable `sources` to what is to be compiled of a program's sources: these, or where
 # sources are joined its tests up to eight in a file. Each test stands in a namespace of its own, so
 # that equal names do not meet; its includes come before, at global scope, and are empty inside.

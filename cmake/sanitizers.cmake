@@ -10,9 +10,8 @@ if(GAS_SANITIZE)
     target_compile_options(gas_sanitizers INTERFACE
         ${gas_sanitizer_flags}
         $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>,-O0,-O2>
-        # Checks make small functions look large. Not the counting walks:
-        # few tests run them.
-        $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>>,$<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,gas_counting>>>:SHELL:-mllvm -inline-threshold=1000>
+        # Checks make small functions look large.
+        $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_DEEP_INLINING>>>>:SHELL:-mllvm -inline-threshold=1000>
         -g1 -fno-omit-frame-pointer)
     target_compile_definitions(gas_sanitizers INTERFACE _GLIBCXX_ASSERTIONS)
     target_link_options(gas_sanitizers INTERFACE ${gas_sanitizer_flags})

@@ -1,5 +1,3 @@
-#include <gas/compressed/gas_compressed_ray_nodes.h>
-#include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/diagnostics/gas_counted_dispatch.h>
 #include <gas/grid/gas_grid_cell_leaves.h>
 
