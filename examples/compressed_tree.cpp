@@ -3,7 +3,6 @@
 /// tried; the hits are the same.
 
 #include <cstdio>
-#include <vector>
 
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/object/gas_object.h>
@@ -11,45 +10,22 @@
 
 #include "sphere.h"
 
-namespace {
-
-struct Scene {
-    std::vector<Sphere> spheres;
-    unsigned call_count = 0;
-};
-
-void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        ++scene.call_count;
-        double distance;
-        if (meets(scene.spheres[item], ctx.get_ray(ray).line, ctx.get_tnear(ray),
-                  ctx.get_intersection_path(ray).get_hit_distance(), distance))
-            ctx.record_nearest_hit(ray, distance, item);
-    }
-}
-
-} // namespace
-
 int main() {
     constexpr unsigned side = 32;
-    Scene scene;
-    CoreVector<GMathBbox3<float>> boxes;
+    SphereScene scene;
     for (unsigned i = 0; i < side * side * side; ++i) {
         const float x = static_cast<float>(i % side);
         const float y = static_cast<float>(i / side % side);
         const float z = static_cast<float>(i / side / side);
         scene.spheres.push_back({{x, y, z}, 0.1f + 0.2f * static_cast<float>(i * 7 % 11) / 11.0f});
-        boxes.add(get_box(scene.spheres.back()));
     }
+    const CoreArray<GMathBbox3<float>> boxes = scene.get_boxes();
     GasTree plain;
     plain.create(boxes, nullptr, nullptr, 1.0f);
-    plain.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+    plain.set_leaf_raytrace_callbacks(nullptr, hit_nearest_sphere, &scene);
     GasCompressedTree compressed;
     compressed.create(boxes, nullptr, nullptr);
-    compressed.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+    compressed.set_leaf_raytrace_callbacks(nullptr, hit_nearest_sphere, &scene);
 
     CtxEval eval;
     CtxShader shader;

@@ -2,7 +2,6 @@
 /// tree together as one batch. A frustum around them lets the walk drop boxes for all at once.
 
 #include <cstdio>
-#include <vector>
 
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
@@ -13,17 +12,11 @@ namespace {
 
 using Vector = GMathVec3<double>;
 
-struct Scene {
-    std::vector<Sphere> spheres;
-    /// How often the tree called back.
-    unsigned call_count = 0;
-};
-
 /// A packet's callback intersects all rays first..last; some of them may miss the sphere's box, so
-/// it must test the sphere itself.
+/// it must test the sphere itself. Counts its calls.
 void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                 GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
+    SphereScene& scene = *static_cast<SphereScene*>(user);
     ++scene.call_count;
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
@@ -64,17 +57,15 @@ int main() {
     // A block of spheres in front of the camera, ten deep.
     constexpr unsigned side = 24;
     constexpr unsigned layers = 10;
-    Scene scene;
-    CoreVector<GMathBbox3<float>> boxes;
+    SphereScene scene;
     for (unsigned i = 0; i < side * side * layers; ++i) {
         const float x = 2.0f * static_cast<float>(i % side) - 23.0f;
         const float y = 2.0f * static_cast<float>(i / side % side) - 23.0f;
         const float z = 5.0f * static_cast<float>(i / (side * side));
         scene.spheres.push_back({{x, y, z}, 0.5f + 0.1f * static_cast<float>(i % 3)});
-        boxes.add(get_box(scene.spheres.back()));
     }
     GasTree tree;
-    tree.create(boxes, nullptr, nullptr, 1.0f);
+    tree.create(scene.get_boxes(), nullptr, nullptr, 1.0f);
     tree.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
 
     CtxEval eval;

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <vector>
 
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
@@ -13,29 +12,10 @@
 
 namespace {
 
-struct Scene {
-    std::vector<Sphere> spheres;
-    /// Spheres that were tried, over all rays of a frame.
-    unsigned call_count = 0;
-};
-
-void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        const double bound = ctx.get_intersection_path(ray).get_hit_distance();
-        double distance;
-        ++scene.call_count;
-        if (meets(scene.spheres[item], ctx.get_ray(ray).line, ctx.get_tnear(ray), bound, distance))
-            ctx.record_nearest_hit(ray, distance, item);
-    }
-}
-
 /// A sheet of spheres through which a wave runs.
 constexpr unsigned side = 50;
 
-void set_frame(Scene& scene, unsigned frame) {
+void set_frame(SphereScene& scene, unsigned frame) {
     scene.spheres.resize(side * side);
     for (unsigned i = 0; i < side * side; ++i) {
         const auto x = static_cast<float>(i % side);
@@ -43,13 +23,6 @@ void set_frame(Scene& scene, unsigned frame) {
         const float phase = 0.3f * x + 0.2f * y + 0.5f * static_cast<float>(frame);
         scene.spheres[i] = {{x, y, 4.0f * std::sin(phase)}, 0.4f};
     }
-}
-
-CoreArray<GMathBbox3<float>> get_boxes(const Scene& scene) {
-    CoreArray<GMathBbox3<float>> boxes(static_cast<unsigned>(scene.spheres.size()));
-    for (unsigned i = 0; i < boxes.get_count(); ++i)
-        boxes[i] = get_box(scene.spheres[i]);
-    return boxes;
 }
 
 void set_rays(GeometryRayBatch& batch) {
@@ -62,11 +35,11 @@ void set_rays(GeometryRayBatch& batch) {
 } // namespace
 
 int main() {
-    Scene scene;
+    SphereScene scene;
     set_frame(scene, 0);
     GasTree tree;
-    tree.create(get_boxes(scene), nullptr, nullptr, 1.0f);
-    tree.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+    tree.create(scene.get_boxes(), nullptr, nullptr, 1.0f);
+    tree.set_leaf_raytrace_callbacks(nullptr, hit_nearest_sphere, &scene);
 
     CtxEval eval;
     CtxShader shader;
@@ -76,7 +49,7 @@ int main() {
     bool right = true;
     for (unsigned frame = 1; frame <= 6; ++frame) {
         set_frame(scene, frame);
-        right = right && tree.refit(get_boxes(scene));
+        right = right && tree.refit(scene.get_boxes());
         set_rays(batch);
         scene.call_count = 0;
         tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
@@ -84,8 +57,8 @@ int main() {
 
         // A tree built for this very frame finds the same hits.
         GasTree rebuilt;
-        rebuilt.create(get_boxes(scene), nullptr, nullptr, 1.0f);
-        rebuilt.set_leaf_raytrace_callbacks(nullptr, hit_sphere, &scene);
+        rebuilt.create(scene.get_boxes(), nullptr, nullptr, 1.0f);
+        rebuilt.set_leaf_raytrace_callbacks(nullptr, hit_nearest_sphere, &scene);
         set_rays(expected);
         scene.call_count = 0;
         rebuilt.ray_hit_nearest_static(eval, shader, expected.get_ctx(), false);
@@ -104,7 +77,7 @@ int main() {
 
     // New or removed items need a new build: another number of boxes is refused.
     scene.spheres.pop_back();
-    right = right && !tree.refit(get_boxes(scene));
+    right = right && !tree.refit(scene.get_boxes());
 
     std::puts(right ? "as expected" : "WRONG");
     return right ? 0 : 1;

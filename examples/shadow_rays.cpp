@@ -2,7 +2,6 @@
 /// query answers it when its callback sets the ray's hit flag, which ends the ray's walk.
 
 #include <cstdio>
-#include <vector>
 
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
@@ -11,16 +10,10 @@
 
 namespace {
 
-struct Scene {
-    std::vector<Sphere> spheres;
-    /// How often the tree called back.
-    unsigned call_count = 0;
-};
-
-/// The first sphere in the way is enough, whichever it is.
+/// The first sphere in the way is enough, whichever it is. Counts its calls.
 void hit_any_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
                     GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
+    SphereScene& scene = *static_cast<SphereScene*>(user);
     ++scene.call_count;
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
@@ -31,7 +24,7 @@ void hit_any_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&
     }
 }
 
-bool is_shadowed(const Scene& scene, const GMathBasicRay& line) {
+bool is_shadowed(const SphereScene& scene, const GMathBasicRay& line) {
     double distance;
     for (const Sphere& sphere : scene.spheres) {
         if (meets(sphere, line, 0.0, 1.0, distance))
@@ -46,16 +39,14 @@ int main() {
     // A sheet of spheres floats above the ground at z = 0; the light hangs above them.
     constexpr unsigned side = 40;
     const GMathVec3<double> light = {0.0, 0.0, 30.0};
-    Scene scene;
-    CoreVector<GMathBbox3<float>> boxes;
+    SphereScene scene;
     for (unsigned i = 0; i < side * side; ++i) {
         const float x = static_cast<float>(i % side) - 20.0f;
         const float y = static_cast<float>(i / side) - 20.0f;
         scene.spheres.push_back({{x, y, 5.0f}, 0.35f});
-        boxes.add(get_box(scene.spheres.back()));
     }
     GasTree tree;
-    tree.create(boxes, nullptr, nullptr, 1.0f);
+    tree.create(scene.get_boxes(), nullptr, nullptr, 1.0f);
     tree.set_leaf_raytrace_callbacks(hit_any_sphere, nullptr, &scene);
 
     CtxEval eval;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <vector>
 
 #include <gas/host/host.h>
 
@@ -47,4 +48,33 @@ inline bool meets(const Sphere& sphere, const GMathBasicRay& line, double near_d
         }
     }
     return false;
+}
+
+/// What the callbacks of an example are told of as `user`.
+struct SphereScene {
+    std::vector<Sphere> spheres;
+    /// Counted by the callbacks.
+    unsigned call_count = 0;
+
+    /// What a tree is built over, in the order of the spheres.
+    CoreArray<GMathBbox3<float>> get_boxes() const {
+        CoreArray<GMathBbox3<float>> boxes(static_cast<unsigned>(spheres.size()));
+        for (unsigned i = 0; i < boxes.get_count(); ++i)
+            boxes[i] = get_box(spheres[i]);
+        return boxes;
+    }
+};
+
+/// A leaf callback for nearest hits, as nearest_hit.cpp explains it. Counts a call per ray.
+inline void hit_nearest_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+                               GeometryRaytraceCtx& ctx) {
+    SphereScene& scene = *static_cast<SphereScene*>(user);
+    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
+        const auto ray = static_cast<unsigned>(i);
+        const double bound = ctx.get_intersection_path(ray).get_hit_distance();
+        double distance;
+        ++scene.call_count;
+        if (meets(scene.spheres[item], ctx.get_ray(ray).line, ctx.get_tnear(ray), bound, distance))
+            ctx.record_nearest_hit(ray, distance, item);
+    }
 }

@@ -40,6 +40,14 @@ struct Stage {
     bool in_motion;
     RowMaker& rows;
 
+    /// The library's side of a row, over its usual tree.
+    std::vector<Contender> start(const TraceQuestion& question, const std::vector<Ray>& rays,
+                                 GasCall call) const {
+        auto& tracer = workload.get_tracer<GasTree>();
+        tracer.prepare(rays, question.query, question.in_motion);
+        return {make_tracer_contender("GasTree", tracer, question.query, call)};
+    }
+
     /// Every device with that call.
     void add_peers(std::vector<Contender>& contenders, const std::vector<Ray>& rays, Query query,
                    const PeerCall& call, const std::string& group) const {
@@ -62,10 +70,7 @@ struct Stage {
 void add_single(const Stage& stage, const TraceQuestion& question,
                 Unit unit = Unit::million_rays_per_second) {
     const std::vector<Ray>& rays = stage.workload.get_rays(question.rays);
-    auto& tracer = stage.workload.get_tracer<GasTree>();
-    tracer.prepare(rays, question.query, question.in_motion);
-    std::vector<Contender> contenders = {
-        make_tracer_contender("GasTree", tracer, question.query, GasCall::rays)};
+    std::vector<Contender> contenders = stage.start(question, rays, GasCall::rays);
     stage.add_peers(contenders, rays, question.query, single_call, "");
     stage.add_row(question.name, rays, question.query, contenders, unit);
 }
@@ -73,10 +78,7 @@ void add_single(const Stage& stage, const TraceQuestion& question,
 /// Against a call per ray, and against the best call for many.
 void add_stream(const Stage& stage, const TraceQuestion& question, const std::string& name) {
     const std::vector<Ray>& rays = stage.workload.get_rays(question.rays);
-    auto& tracer = stage.workload.get_tracer<GasTree>();
-    tracer.prepare(rays, question.query, question.in_motion);
-    std::vector<Contender> contenders = {
-        make_tracer_contender("GasTree", tracer, question.query, GasCall::stream)};
+    std::vector<Contender> contenders = stage.start(question, rays, GasCall::stream);
     stage.add_peers(contenders, rays, question.query, single_call, "ray");
     for (const PeerCall& call : batch_calls)
         stage.add_peers(contenders, rays, question.query, call, "batch");

@@ -22,42 +22,39 @@ std::string get_complaint(const std::string& path) {
     return "";
 }
 
-TEST(ObjFile, ReadsTrianglesAndCutsPolygons) {
+TriangleMesh load(const std::string& text) {
     const TemporaryFolder folder;
-    const std::string path =
-        folder.write("mesh.obj", "v 0 0 0\nv 2 0 0\nv 2 1 0\nv 0 1 0\nv 1 3 0\n"
-                                 "f 1 2 3 4\nf 4 3 5\nf 1 2 3 5 4\n");
-    const TriangleMesh mesh = load_obj_file(path);
+    return load_obj_file(folder.write("mesh.obj", text));
+}
+
+TEST(ObjFile, ReadsTrianglesAndCutsPolygons) {
+    const TriangleMesh mesh = load("v 0 0 0\nv 2 0 0\nv 2 1 0\nv 0 1 0\nv 1 3 0\n"
+                                   "f 1 2 3 4\nf 4 3 5\nf 1 2 3 5 4\n");
     EXPECT_EQ(mesh.vertices.size(), 5u);
     EXPECT_EQ(mesh.triangles.size(), 2u + 1u + 3u);
     EXPECT_EQ(mesh.get_box(), (gas_app::Box{{0.0, 0.0, 0.0}, {2.0, 3.0, 0.0}}));
 }
 
 TEST(ObjFile, SharesVerticesInOnePlaceAndDropsUnusedOnes) {
-    const TemporaryFolder folder;
-    const std::string path =
-        folder.write("mesh.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 9 9 9\nv 1 0 0\nv 0 1 0\nv 1 1 0\n"
-                                 "f 1 2 3\nf 5 7 6\n");
-    const TriangleMesh mesh = load_obj_file(path);
+    const TriangleMesh mesh = load("v 0 0 0\nv 1 0 0\nv 0 1 0\nv 9 9 9\nv 1 0 0\nv 0 1 0\nv 1 1 0\n"
+                                   "f 1 2 3\nf 5 7 6\n");
     EXPECT_EQ(mesh.vertices.size(), 4u);
     EXPECT_EQ(mesh.triangles.size(), 2u);
     EXPECT_EQ(mesh.get_box().max, (gas_app::Vec3{1.0, 1.0, 0.0}));
 }
 
 TEST(ObjFile, ReadsLinesThatEndInAnyWay) {
-    const TemporaryFolder folder;
     for (const std::string end : {"\n", "\r\n", "\r"}) {
         const std::string text =
             "v 0 0 0" + end + "v 1 0 0" + end + "v 0 1 0" + end + "f 1 2 3" + end;
-        EXPECT_EQ(load_obj_file(folder.write("mesh.obj", text)).triangles.size(), 1u);
+        EXPECT_EQ(load(text).triangles.size(), 1u);
     }
 }
 
 TEST(ObjFile, DoesNotReadMaterialFiles) {
-    const TemporaryFolder folder;
-    const std::string path = folder.write(
-        "mesh.obj", "mtllib /dev/zero\nusemtl a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
-    EXPECT_EQ(load_obj_file(path).triangles.size(), 1u);
+    const TriangleMesh mesh =
+        load("mtllib /dev/zero\nusemtl a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_EQ(mesh.triangles.size(), 1u);
 }
 
 TEST(ObjFile, RefusesWhatIsNoMesh) {

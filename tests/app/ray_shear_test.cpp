@@ -13,7 +13,7 @@ constexpr Vec3 b{1.0, 0.0, 0.0};
 constexpr Vec3 c{0.0, 1.0, 0.0};
 
 bool hits(const Vec3& origin, const Vec3& direction, ItemHit& hit) {
-    return intersect_triangle(origin, RayShear(direction), a, b, c, hit);
+    return RayShear(direction).intersect_triangle(origin, a, b, c, hit);
 }
 
 TEST(RayShear, FindsDistanceAndWeights) {
@@ -50,8 +50,8 @@ TEST(RayShear, CountsEdgesAndCorners) {
 TEST(RayShear, IgnoresTrianglesWithoutArea) {
     ItemHit hit;
     const RayShear down({0.0, 0.0, -1.0});
-    EXPECT_FALSE(intersect_triangle({0.5, 0.0, 1.0}, down, a, b, b, hit));
-    EXPECT_FALSE(intersect_triangle({0.0, 0.0, 1.0}, down, a, a, a, hit));
+    EXPECT_FALSE(down.intersect_triangle({0.5, 0.0, 1.0}, a, b, b, hit));
+    EXPECT_FALSE(down.intersect_triangle({0.0, 0.0, 1.0}, a, a, a, hit));
 }
 
 TEST(RayShear, WorksAlongEveryAxis) {
@@ -88,8 +88,8 @@ TEST(RayShear, LetsNoRayThroughAFan) {
         bool found = false;
         ItemHit hit;
         for (unsigned side = 0; side < sides; ++side)
-            found = found || intersect_triangle(origin, ray, middle, ring[side],
-                                                ring[(side + 1) % sides], hit);
+            found = found || ray.intersect_triangle(origin, middle, ring[side],
+                                                    ring[(side + 1) % sides], hit);
         EXPECT_TRUE(found) << fan;
     }
 }

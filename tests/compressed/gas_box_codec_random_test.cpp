@@ -20,11 +20,7 @@ namespace {
 using support::SeededRandom;
 using Bounds = GMathBbox3<float>;
 
-#ifdef NDEBUG
-constexpr unsigned pair_count = support::is_sanitized ? 100000 : 1000000;
-#else
-constexpr unsigned pair_count = 100000;
-#endif
+constexpr unsigned pair_count = support::scale_in_release(support::scale(1000000, 100000), 100000);
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 

@@ -10,6 +10,7 @@
 #include <tests/support/ray_maker.h>
 #include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
 
@@ -149,11 +150,7 @@ template <typename Nodes> class Walker {
 using OwnWalker = Walker<GasCompressedStaticNodes>;
 using SlotWalker = Walker<GasStaticNodes<GasCompressedTree>>;
 
-#ifdef NDEBUG
-constexpr unsigned rays_per_tree = 150;
-#else
-constexpr unsigned rays_per_tree = 20;
-#endif
+constexpr unsigned rays_per_tree = support::scale_in_release(150, 20);
 
 } // namespace
 

@@ -305,6 +305,19 @@ struct NestedScene {
     unsigned nested_count = 0;
 };
 
+/// A grid over a row of forty boxes, which a ray along x meets one after the other.
+struct GridRow {
+    GridRow() {
+        calls.attach(grid);
+        items.build(grid, 40);
+    }
+
+    GridItems items = GridItems(support::row_of_boxes(40));
+    GasGridTree grid;
+    RecordingCallbacks calls;
+    TestShader shader;
+};
+
 } // namespace
 
 TEST(GridRays, CallbacksMayTraceTheSameGrid) {
@@ -328,22 +341,17 @@ TEST(GridRays, CallbacksMayTraceTheSameGrid) {
 }
 
 TEST(GridRays, AStoppedRayStops) {
-    GridItems items(support::row_of_boxes(40));
-    GasGridTree grid;
-    RecordingCallbacks calls;
-    calls.attach(grid);
-    items.build(grid, 40);
-    ASSERT_GT(grid.get_cell_count(), 5u);
-    calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+    GridRow row;
+    ASSERT_GT(row.grid.get_cell_count(), 5u);
+    row.calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
         if (item == 17)
             rays.set_hit(support::get_only_ray(rays));
     };
-    TestShader shader;
     GeometryRayBatch batch(2);
     for (unsigned ray = 0; ray < 2; ++ray)
         batch.set_ray(ray, {-5.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, far_away, 0.0f,
                       static_cast<int>(ray));
-    trace(grid, RayQuery::hit_static, shader, batch.get_ctx());
+    trace(row.grid, RayQuery::hit_static, row.shader, batch.get_ctx());
     EXPECT_TRUE(batch.is_hit(0));
     EXPECT_TRUE(batch.is_hit(1));
     std::vector<unsigned> expected;
@@ -351,36 +359,31 @@ TEST(GridRays, AStoppedRayStops) {
         for (unsigned item = 0; item <= 17; ++item)
             expected.push_back(item);
     }
-    EXPECT_EQ(calls.take_items(), expected);
+    EXPECT_EQ(row.calls.take_items(), expected);
 
     // Cached in both levels: the same rays are stopped at once.
     batch.reset_hits();
-    trace(grid, RayQuery::hit_static, shader, batch.get_ctx());
-    EXPECT_EQ(calls.take_items(), (std::vector<unsigned>{17, 17}));
+    trace(row.grid, RayQuery::hit_static, row.shader, batch.get_ctx());
+    EXPECT_EQ(row.calls.take_items(), (std::vector<unsigned>{17, 17}));
 }
 
 TEST(GridRays, AShortenedRayLeavesOutWhatLiesBehind) {
-    GridItems items(support::row_of_boxes(40));
-    GasGridTree grid;
-    RecordingCallbacks calls;
-    calls.attach(grid);
-    items.build(grid, 40);
-    TestShader shader;
+    GridRow row;
     GeometryRayBatch batch(1);
     batch.set_ray(0, {-5.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, far_away);
-    calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+    row.calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
         if (item == 5)
             rays.set_tfar(0, 60.0);
     };
-    trace(grid, RayQuery::hit_static, shader, batch.get_ctx());
-    EXPECT_EQ(calls.take_items(), (std::vector<unsigned>{0, 1, 2, 3, 4, 5}));
+    trace(row.grid, RayQuery::hit_static, row.shader, batch.get_ctx());
+    EXPECT_EQ(row.calls.take_items(), (std::vector<unsigned>{0, 1, 2, 3, 4, 5}));
     batch.reset_hits();
-    calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+    row.calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
         if (item == 3)
             rays.record_nearest_hit(0, 38.0, item);
     };
-    trace(grid, RayQuery::nearest_static, shader, batch.get_ctx());
-    EXPECT_EQ(calls.take_items(), (std::vector<unsigned>{0, 1, 2, 3}));
+    trace(row.grid, RayQuery::nearest_static, row.shader, batch.get_ctx());
+    EXPECT_EQ(row.calls.take_items(), (std::vector<unsigned>{0, 1, 2, 3}));
     EXPECT_EQ(batch.get_item(0), 3u);
     EXPECT_EQ(batch.get_hit_distance(0), 38.0);
 }

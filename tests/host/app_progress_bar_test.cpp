@@ -83,6 +83,18 @@ std::string make_line(std::size_t filled, const char* end) {
     return line;
 }
 
+/// A bar that is drawn to `Output`.
+template <typename Output> struct DrawnBar {
+    explicit DrawnBar(const char* title)
+        : app(output.get_file()), bar(*app.create_progress_bar(title, true)) {}
+
+    bool is_ready() const { return output.get_file() != nullptr; }
+
+    Output output;
+    AppBase app;
+    AppProgressBar& bar;
+};
+
 AppProgressBar* make_silent_bar(AppBase& app) { return app.create_progress_bar("silent", false); }
 
 TEST(AppBase, DeletesReleasedBarsAndNoOthers) {
@@ -122,73 +134,65 @@ TEST(AppBase, GivesBarsToManyThreadsAtOnce) {
     EXPECT_FALSE(app.create_progress_bar("last", false)->is_released());
 }
 
+/// Counts up to each of `steps` in turn, and compares the bar's value there.
+struct Step {
+    unsigned count;
+    float value;
+};
+void expect_values(AppProgressBar& bar, const std::vector<Step>& steps) {
+    for (const Step& step : steps) {
+        bar.increment_if_step(step.count);
+        EXPECT_EQ(bar.get_value(), step.value) << step.count;
+    }
+}
+
+class AppProgressBarSteps : public testing::Test {
+  protected:
+    AppProgressBarSteps() { bar.set_step_increment(0.25f); }
+
+    AppBase app;
+    AppProgressBar& bar = *make_silent_bar(app);
+};
+
 } // namespace
 
-TEST(AppProgressBar, AddsItsIncrementAtEachMultipleOfTheInterval) {
-    AppBase app;
-    AppProgressBar& bar = *make_silent_bar(app);
+TEST_F(AppProgressBarSteps, AddAnIncrementAtEachMultipleOfTheInterval) {
     bar.set_step_interval(4);
-    bar.set_step_increment(0.125f);
-    std::vector<unsigned> steps;
-    for (unsigned n = 1; n <= 12; ++n) {
-        const float before = bar.get_value();
-        bar.increment_if_step(n);
-        if (bar.get_value() != before)
-            steps.push_back(n);
-    }
-    EXPECT_EQ(steps, (std::vector<unsigned>{4, 8, 12}));
-    EXPECT_EQ(bar.get_value(), 0.375f);
+    expect_values(bar, {{1, 0.0f},
+                        {2, 0.0f},
+                        {3, 0.0f},
+                        {4, 0.25f},
+                        {5, 0.25f},
+                        {6, 0.25f},
+                        {7, 0.25f},
+                        {8, 0.5f},
+                        {9, 0.5f},
+                        {10, 0.5f},
+                        {11, 0.5f},
+                        {12, 0.75f}});
 }
 
-TEST(AppProgressBar, AJumpPastSeveralMultiplesAddsOneIncrement) {
-    AppBase app;
-    AppProgressBar& bar = *make_silent_bar(app);
+TEST_F(AppProgressBarSteps, PastSeveralMultiplesAddOneIncrement) {
     bar.set_step_interval(10);
-    bar.set_step_increment(0.25f);
-    bar.increment_if_step(35);
-    EXPECT_EQ(bar.get_value(), 0.25f);
-    bar.increment_if_step(39);
-    EXPECT_EQ(bar.get_value(), 0.25f);
-    bar.increment_if_step(40);
-    EXPECT_EQ(bar.get_value(), 0.5f);
-    bar.increment_if_step(40);
-    EXPECT_EQ(bar.get_value(), 0.5f);
+    expect_values(bar, {{35, 0.25f}, {39, 0.25f}, {40, 0.5f}, {40, 0.5f}});
 }
 
-TEST(AppProgressBar, CountsPastTheLastMultipleDoNotWrapAround) {
-    AppBase app;
-    AppProgressBar& bar = *make_silent_bar(app);
+TEST_F(AppProgressBarSteps, PastTheLastMultipleDoNotWrapAround) {
     bar.set_step_interval(0x80000000u);
-    bar.set_step_increment(0.25f);
-    bar.increment_if_step(0xFFFFFFFFu);
-    bar.increment_if_step(0xFFFFFFFFu);
-    EXPECT_EQ(bar.get_value(), 0.25f);
+    expect_values(bar, {{0xFFFFFFFFu, 0.25f}, {0xFFFFFFFFu, 0.25f}});
 }
 
-TEST(AppProgressBar, SettingTheIntervalCountsFromZeroAgain) {
-    AppBase app;
-    AppProgressBar& bar = *make_silent_bar(app);
+TEST_F(AppProgressBarSteps, CountFromZeroAgainAfterAnotherInterval) {
     bar.set_step_interval(10);
-    bar.set_step_increment(0.25f);
-    bar.increment_if_step(95);
+    expect_values(bar, {{95, 0.25f}});
     bar.set_step_interval(5);
-    bar.increment_if_step(4);
-    EXPECT_EQ(bar.get_value(), 0.25f);
-    bar.increment_if_step(5);
-    EXPECT_EQ(bar.get_value(), 0.5f);
+    expect_values(bar, {{4, 0.25f}, {5, 0.5f}});
 }
 
-TEST(AppProgressBar, AnIntervalOfZeroIsOne) {
-    AppBase app;
-    AppProgressBar& bar = *make_silent_bar(app);
+TEST_F(AppProgressBarSteps, TakeAnIntervalOfZeroAsOne) {
     bar.set_step_interval(0);
     EXPECT_EQ(bar.get_step_interval(), 1u);
-    bar.set_step_increment(0.25f);
-    bar.increment_if_step(0);
-    EXPECT_EQ(bar.get_value(), 0.0f);
-    bar.increment_if_step(1);
-    bar.increment_if_step(2);
-    EXPECT_EQ(bar.get_value(), 0.5f);
+    expect_values(bar, {{0, 0.0f}, {1, 0.25f}, {2, 0.5f}});
 }
 
 TEST(AppProgressBar, ValuesAreClamped) {
@@ -210,10 +214,10 @@ TEST(AppProgressBar, ValuesAreClamped) {
 }
 
 TEST(AppProgressBar, OffATerminalItWritesALineAtEachTenth) {
-    PlainOutput output;
-    ASSERT_NE(output.get_file(), nullptr);
-    AppBase app(output.get_file());
-    AppProgressBar& bar = *app.create_progress_bar("build", true);
+    DrawnBar<PlainOutput> drawn("build");
+    ASSERT_TRUE(drawn.is_ready());
+    const auto& output = drawn.output;
+    AppProgressBar& bar = drawn.bar;
     bar.set_value(0.0f);
     bar.set_value(0.05f);
     EXPECT_EQ(output.read(), "");
@@ -228,10 +232,10 @@ TEST(AppProgressBar, OffATerminalItWritesALineAtEachTenth) {
 }
 
 TEST(AppProgressBar, AHundredSmallIncrementsReachEveryTenth) {
-    PlainOutput output;
-    ASSERT_NE(output.get_file(), nullptr);
-    AppBase app(output.get_file());
-    AppProgressBar& bar = *app.create_progress_bar("b", true);
+    DrawnBar<PlainOutput> drawn("b");
+    ASSERT_TRUE(drawn.is_ready());
+    const auto& output = drawn.output;
+    AppProgressBar& bar = drawn.bar;
     bar.set_step_increment(0.01f);
     for (unsigned n = 1; n <= 100; ++n) {
         bar.increment_if_step(n);
@@ -247,10 +251,10 @@ TEST(AppProgressBar, AHundredSmallIncrementsReachEveryTenth) {
 }
 
 TEST(AppProgressBar, OnATerminalItRedrawsOneLine) {
-    TerminalOutput output;
-    ASSERT_NE(output.get_file(), nullptr);
-    AppBase app(output.get_file());
-    AppProgressBar& bar = *app.create_progress_bar("build", true);
+    DrawnBar<TerminalOutput> drawn("build");
+    ASSERT_TRUE(drawn.is_ready());
+    const auto& output = drawn.output;
+    AppProgressBar& bar = drawn.bar;
     EXPECT_EQ(output.read(), "");
     bar.set_value(0.0f);
     EXPECT_EQ(output.read(), make_line(0, "] 0 %  "));
@@ -266,10 +270,10 @@ TEST(AppProgressBar, OnATerminalItRedrawsOneLine) {
 }
 
 TEST(AppProgressBar, AFullBarOnATerminalOnlyEndsItsLine) {
-    TerminalOutput output;
-    ASSERT_NE(output.get_file(), nullptr);
-    AppBase app(output.get_file());
-    AppProgressBar& bar = *app.create_progress_bar("build", true);
+    DrawnBar<TerminalOutput> drawn("build");
+    ASSERT_TRUE(drawn.is_ready());
+    const auto& output = drawn.output;
+    AppProgressBar& bar = drawn.bar;
     bar.set_value(1.0f);
     EXPECT_EQ(output.read(), make_line(30, "] 100 %"));
     bar.finish();

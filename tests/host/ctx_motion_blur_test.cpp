@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include <gas/host/host.h>
 
@@ -15,6 +16,16 @@ void expect_span(const CtxMotionBlur& motion, float time, unsigned sample, float
     motion.get_time_spanf(time, got_sample, got_fraction);
     EXPECT_EQ(got_sample, sample) << "time " << time;
     EXPECT_EQ(got_fraction, fraction) << "time " << time;
+}
+
+struct Span {
+    float time;
+    unsigned sample;
+    float fraction;
+};
+void expect_spans(const CtxMotionBlur& motion, const std::vector<Span>& spans) {
+    for (const Span& span : spans)
+        expect_span(motion, span.time, span.sample, span.fraction);
 }
 
 TEST(CtxMotionBlur, StepsFromSampleToSample) {
@@ -35,21 +46,15 @@ TEST(CtxMotionBlur, FewerThanTwoSamplesHaveNoSpan) {
 }
 
 TEST(CtxMotionBlur, TwoSamplesSpanTheShutter) {
-    const CtxMotionBlur motion(2.0f, 4.0f, 2);
-    expect_span(motion, 2.0f, 0, 0.0f);
-    expect_span(motion, 2.5f, 0, 0.25f);
-    expect_span(motion, 3.0f, 0, 0.5f);
-    expect_span(motion, 4.0f, 0, 1.0f);
+    expect_spans(CtxMotionBlur(2.0f, 4.0f, 2),
+                 {{2.0f, 0, 0.0f}, {2.5f, 0, 0.25f}, {3.0f, 0, 0.5f}, {4.0f, 0, 1.0f}});
 }
 
 TEST(CtxMotionBlur, ATimeOnASampleStartsItsSpan) {
     const CtxMotionBlur motion(0.0f, 1.0f, 5);
-    expect_span(motion, 0.0f, 0, 0.0f);
-    expect_span(motion, 0.25f, 1, 0.0f);
-    expect_span(motion, 0.375f, 1, 0.5f);
-    expect_span(motion, 0.75f, 3, 0.0f);
-    expect_span(motion, 0.875f, 3, 0.5f);
-    expect_span(motion, 1.0f, 3, 1.0f); // there is no span after the last sample
+    expect_spans(motion, {{0.0f, 0, 0.0f}, {0.25f, 1, 0.0f}, {0.375f, 1, 0.5f}});
+    expect_spans(motion, {{0.75f, 3, 0.0f}, {0.875f, 3, 0.5f}});
+    expect_spans(motion, {{1.0f, 3, 1.0f}}); // there is no span after the last sample
 }
 
 TEST(CtxMotionBlur, TimesOutsideCountAsTheNearerEnd) {

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
-#include <gas/host/host.h>
-#include <gas/host/simd/simd_scalar.h>
+#include <tests/host/lane_values.h>
 #include <tests/support/seeded_random.h>
 
 // The lanes in use against the portable back end, as bits, over every pair of special values. The
@@ -17,7 +15,8 @@ namespace {
 
 namespace scalar = gas_simd_scalar;
 
-using Bits = std::array<std::uint32_t, 4>;
+using lanes::Bits;
+using lanes::to_bits;
 
 constexpr std::uint32_t all_set = 0xFFFFFFFFu;
 
@@ -39,20 +38,6 @@ SimdF to_lanes(const Bits& bits) {
 scalar::Lanes to_scalar(const Bits& bits) {
     const Floats floats = to_floats(bits);
     return scalar::load(floats.lane);
-}
-
-Bits to_bits(const SimdF& lanes) {
-    float floats[4];
-    lanes.store(floats);
-    Bits bits;
-    std::memcpy(bits.data(), floats, sizeof floats);
-    return bits;
-}
-
-Bits to_bits(const scalar::Lanes& lanes) {
-    Bits bits;
-    std::memcpy(bits.data(), lanes.lane, sizeof lanes.lane);
-    return bits;
 }
 
 bool is_nan_bits(std::uint32_t bits) { return (bits & 0x7FFFFFFFu) > 0x7F800000u; }
@@ -84,30 +69,22 @@ const std::vector<std::uint32_t>& get_values() {
     return values;
 }
 
-// Calls `check` with four pairs at a time until every pair of values was in every lane.
 template <typename Check> void for_all_pairs(const Check& check) {
-    const std::vector<std::uint32_t>& values = get_values();
-    const std::size_t count = values.size();
-    for (std::size_t i = 0; i < count; ++i)
-        for (std::size_t j = 0; j < count; ++j) {
-            Bits a;
-            Bits b;
-            for (std::size_t lane = 0; lane < 4; ++lane) {
-                a[lane] = values[(i + 7 * lane) % count];
-                b[lane] = values[(j + 3 * lane) % count];
-            }
-            check(a, b);
-        }
+    lanes::for_all_pairs(get_values(), 3, check);
+}
+
+/// The same with `check(x, y, s, t)`: x and y are a pair in the lanes in use, s and t the same pair
+/// in those of the portable back end.
+template <typename Check> void for_all_lanes(const Check& check) {
+    for_all_pairs([&](const Bits& a, const Bits& b) {
+        check(to_lanes(a), to_lanes(b), to_scalar(a), to_scalar(b));
+    });
 }
 
 } // namespace
 
 TEST(SimdF, ArithmeticRoundsEachLaneAsThePortableBackEnd) {
-    for_all_pairs([](const Bits& a, const Bits& b) {
-        const SimdF x = to_lanes(a);
-        const SimdF y = to_lanes(b);
-        const scalar::Lanes s = to_scalar(a);
-        const scalar::Lanes t = to_scalar(b);
+    for_all_lanes([](SimdF x, SimdF y, const scalar::Lanes& s, const scalar::Lanes& t) {
         ASSERT_EQ(one_nan(to_bits(x + y)), one_nan(to_bits(scalar::add(s, t))));
         ASSERT_EQ(one_nan(to_bits(x - y)), one_nan(to_bits(scalar::subtract(s, t))));
         ASSERT_EQ(one_nan(to_bits(x * y)), one_nan(to_bits(scalar::multiply(s, t))));
@@ -116,20 +93,14 @@ TEST(SimdF, ArithmeticRoundsEachLaneAsThePortableBackEnd) {
 }
 
 TEST(SimdF, MinAndMaxAreThePortableBackEndsBits) {
-    for_all_pairs([](const Bits& a, const Bits& b) {
-        const scalar::Lanes s = to_scalar(a);
-        const scalar::Lanes t = to_scalar(b);
-        ASSERT_EQ(to_bits(SimdF::min(to_lanes(a), to_lanes(b))), to_bits(scalar::min(s, t)));
-        ASSERT_EQ(to_bits(SimdF::max(to_lanes(a), to_lanes(b))), to_bits(scalar::max(s, t)));
+    for_all_lanes([](SimdF x, SimdF y, const scalar::Lanes& s, const scalar::Lanes& t) {
+        ASSERT_EQ(to_bits(SimdF::min(x, y)), to_bits(scalar::min(s, t)));
+        ASSERT_EQ(to_bits(SimdF::max(x, y)), to_bits(scalar::max(s, t)));
     });
 }
 
 TEST(SimdF, ComparisonsAreThePortableBackEndsBits) {
-    for_all_pairs([](const Bits& a, const Bits& b) {
-        const SimdF x = to_lanes(a);
-        const SimdF y = to_lanes(b);
-        const scalar::Lanes s = to_scalar(a);
-        const scalar::Lanes t = to_scalar(b);
+    for_all_lanes([](SimdF x, SimdF y, const scalar::Lanes& s, const scalar::Lanes& t) {
         ASSERT_EQ(to_bits(x < y), to_bits(scalar::less(s, t)));
         ASSERT_EQ(to_bits(x <= y), to_bits(scalar::less_equal(s, t)));
         ASSERT_EQ(to_bits(x > y), to_bits(scalar::less(t, s)));
@@ -178,11 +149,7 @@ TEST(SimdF, MovesKeepEveryBit) {
 }
 
 TEST(SimdF, ThePortableBackEndMovesAlike) {
-    for_all_pairs([](const Bits& a, const Bits& b) {
-        const SimdF x = to_lanes(a);
-        const SimdF y = to_lanes(b);
-        const scalar::Lanes s = to_scalar(a);
-        const scalar::Lanes t = to_scalar(b);
+    for_all_lanes([](SimdF x, SimdF y, const scalar::Lanes& s, const scalar::Lanes& t) {
         ASSERT_EQ(to_bits(SimdF::interleave_low(x, y)), to_bits(scalar::interleave_low(s, t)));
         ASSERT_EQ(to_bits(SimdF::interleave_high(x, y)), to_bits(scalar::interleave_high(s, t)));
         ASSERT_EQ(to_bits(x.move_high()), to_bits(scalar::move_high(s)));

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <vector>
 
-#include <gas/host/host.h>
-#include <gas/host/simd/simd_scalar.h>
+#include <tests/host/lane_values.h>
 #include <tests/support/seeded_random.h>
 
 // The lanes in use and the portable back end against plain loops, as bits.
@@ -17,7 +15,8 @@ namespace {
 namespace scalar = gas_simd_scalar;
 
 using Integers = std::array<int, 4>;
-using Bits = std::array<std::uint32_t, 4>;
+using lanes::Bits;
+using lanes::to_bits;
 
 SimdI to_lanes(const Integers& values) { return {values[0], values[1], values[2], values[3]}; }
 scalar::IntegerLanes to_scalar(const Integers& values) {
@@ -33,19 +32,6 @@ Integers get(const scalar::IntegerLanes& lanes) {
     Integers values;
     scalar::store_integers(values.data(), lanes);
     return values;
-}
-
-Bits to_bits(const SimdF& lanes) {
-    float floats[4];
-    lanes.store(floats);
-    Bits bits;
-    std::memcpy(bits.data(), floats, sizeof floats);
-    return bits;
-}
-Bits to_bits(const scalar::Lanes& lanes) {
-    Bits bits;
-    std::memcpy(bits.data(), lanes.lane, sizeof lanes.lane);
-    return bits;
 }
 
 template <typename Operation> Integers for_each_lane(const Operation& operation) {
@@ -88,21 +74,8 @@ const std::vector<int>& get_values() {
     return values;
 }
 
-/// Calls `check` with four pairs at a time until every pair of values was in every lane.
 template <typename Check> void for_all_pairs(const Check& check) {
-    const std::vector<int>& values = get_values();
-    const std::size_t count = values.size();
-    for (std::size_t i = 0; i < count; ++i) {
-        for (std::size_t j = 0; j < count; ++j) {
-            Integers a;
-            Integers b;
-            for (std::size_t lane = 0; lane < 4; ++lane) {
-                a[lane] = values[(i + 7 * lane) % count];
-                b[lane] = values[(j + 7 * lane) % count];
-            }
-            check(a, b);
-        }
-    }
+    lanes::for_all_pairs(get_values(), 7, check);
 }
 
 } // namespace

@@ -41,19 +41,24 @@ inline RayQuery without_motion(RayQuery query) {
 /// them. The tree has motion samples.
 inline bool goes_together(RayQuery query) { return query == RayQuery::nearest_static; }
 
-/// Runs one query of a tree of any class; a GasTree is told of the shortcut as well.
-template <typename Tree, typename... Shortcut>
+/// Runs one query of a tree of any class, or the stream of that kind; a GasTree is told of the
+/// shortcut as well.
+template <bool is_stream = false, typename Tree, typename... Shortcut>
 void trace_query(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
-                 const CtxEval& eval, Shortcut... single_leaf_shortcut) {
+                 const CtxEval& eval, Shortcut... shortcut) {
     switch (query) {
     case RayQuery::hit_static:
-        return tree.ray_hit_static(eval, shader, rays, single_leaf_shortcut...);
+        return is_stream ? tree.ray_stream_static(eval, shader, rays, shortcut...)
+                         : tree.ray_hit_static(eval, shader, rays, shortcut...);
     case RayQuery::hit_motion:
-        return tree.ray_hit_motion(eval, shader, rays, single_leaf_shortcut...);
+        return is_stream ? tree.ray_stream_motion(eval, shader, rays, shortcut...)
+                         : tree.ray_hit_motion(eval, shader, rays, shortcut...);
     case RayQuery::nearest_static:
-        return tree.ray_hit_nearest_static(eval, shader, rays, single_leaf_shortcut...);
+        return is_stream ? tree.ray_stream_nearest_static(eval, shader, rays, shortcut...)
+                         : tree.ray_hit_nearest_static(eval, shader, rays, shortcut...);
     case RayQuery::nearest_motion:
-        return tree.ray_hit_nearest_motion(eval, shader, rays, single_leaf_shortcut...);
+        return is_stream ? tree.ray_stream_nearest_motion(eval, shader, rays, shortcut...)
+                         : tree.ray_hit_nearest_motion(eval, shader, rays, shortcut...);
     }
 }
 
@@ -68,31 +73,14 @@ inline void trace(const GasCompressedTree& tree, RayQuery query, CtxShader& shad
     trace_query(tree, query, shader, rays, eval);
 }
 
-/// Runs the stream of that kind; a GasTree is told of the shortcut as well.
-template <typename Tree, typename... Shortcut>
-void trace_stream_query(const Tree& tree, RayQuery query, CtxShader& shader,
-                        GeometryRaytraceCtx& rays, const CtxEval& eval,
-                        Shortcut... single_leaf_shortcut) {
-    switch (query) {
-    case RayQuery::hit_static:
-        return tree.ray_stream_static(eval, shader, rays, single_leaf_shortcut...);
-    case RayQuery::hit_motion:
-        return tree.ray_stream_motion(eval, shader, rays, single_leaf_shortcut...);
-    case RayQuery::nearest_static:
-        return tree.ray_stream_nearest_static(eval, shader, rays, single_leaf_shortcut...);
-    case RayQuery::nearest_motion:
-        return tree.ray_stream_nearest_motion(eval, shader, rays, single_leaf_shortcut...);
-    }
-}
-
-/// The same, by default without the shortcut where a tree has the choice.
+/// As a stream, by default without the shortcut where a tree has the choice.
 template <typename Tree>
 void trace_stream(const Tree& tree, RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays,
                   bool single_leaf_shortcut = false, const CtxEval& eval = CtxEval()) {
     if constexpr (std::is_same_v<Tree, GasTree>)
-        trace_stream_query(tree, query, shader, rays, eval, single_leaf_shortcut);
+        trace_query<true>(tree, query, shader, rays, eval, single_leaf_shortcut);
     else
-        trace_stream_query(tree, query, shader, rays, eval);
+        trace_query<true>(tree, query, shader, rays, eval);
 }
 
 /// What a leaf callback was called with.

@@ -13,6 +13,7 @@
 #include <gas/tree/gas_tree.h>
 
 #include <tests/naive/naive_leaves.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/spoiled_boxes.h>
@@ -29,11 +30,7 @@ using Boxes = std::vector<Box>;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
-#ifdef NDEBUG
-constexpr unsigned points_per_tree = 40;
-#else
-constexpr unsigned points_per_tree = 6;
-#endif
+constexpr unsigned points_per_tree = support::scale_in_release(40, 6);
 
 bool same(float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 

@@ -12,6 +12,7 @@
 
 #include <tests/support/allocation_counter.h>
 #include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 
@@ -24,11 +25,7 @@ using Leaves = std::vector<unsigned>;
 constexpr float infinity = std::numeric_limits<float>::infinity();
 const float not_a_number = std::numeric_limits<float>::quiet_NaN();
 
-#ifdef NDEBUG
-constexpr unsigned queries_per_scene = 100;
-#else
-constexpr unsigned queries_per_scene = 12;
-#endif
+constexpr unsigned queries_per_scene = support::scale_in_release(100, 12);
 
 struct Nearest {
     Leaves leaves;

@@ -7,6 +7,7 @@
 
 #include <tests/support/brute_force.h>
 #include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
 #include <tests/support/tree_kinds.h>
@@ -24,11 +25,7 @@ using support::SeededRandom;
 using support::TestShader;
 using Leaves = std::multiset<unsigned>;
 
-#ifdef NDEBUG
-constexpr unsigned rays_per_tree = 60;
-#else
-constexpr unsigned rays_per_tree = 8;
-#endif
+constexpr unsigned rays_per_tree = support::scale_in_release(60, 8);
 
 Leaves find_crossed(const Line& line, const std::vector<Box>& boxes, double far, bool is_nearest) {
     Leaves leaves;

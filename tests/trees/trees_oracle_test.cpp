@@ -167,6 +167,17 @@ class TreesOracle : public testing::TestWithParam<std::tuple<TreeClass, Kind>> {
     static std::vector<Box> make(unsigned count, std::uint64_t seed) {
         return scenes::make(std::get<Kind>(GetParam()), count, seed);
     }
+
+    /// Calls `check(tree, seed, random)` with seeds 1 to `seed_count`, up to the first failure.
+    template <typename Check> static void with_seeds(unsigned seed_count, const Check& check) {
+        with_tree(get_class(), [&](auto& tree) {
+            for (unsigned seed = 1; seed <= seed_count; ++seed) {
+                SeededRandom random(seed);
+                check(tree, seed, random);
+                ASSERT_FALSE(HasFailure()) << seed;
+            }
+        });
+    }
 };
 
 template <typename Tree> class TreesOracleOfOneScene : public testing::Test {};
@@ -192,36 +203,27 @@ TEST_P(TreesOracle, EveryCountUpTo300GivesTheSameTree) {
 }
 
 TEST_P(TreesOracle, ManySeedsGiveTheSameTree) {
-    with_tree(get_class(), [&](auto& tree) {
-        for (unsigned seed = 1; seed <= scale(600, 25); ++seed) {
-            SeededRandom random(seed);
-            const unsigned count = 1 + random.below(seed % 5 == 0 ? 200 : 40);
-            std::vector<Box> boxes = make(count, seed);
-            for (const bool is_distorted : {false, true}) {
-                if (is_distorted && seed % 2 != 0)
-                    continue;
-                if (is_distorted)
-                    distort(boxes, random);
-                for (const Split split : support::all_splits)
-                    compare_slots(tree,
-                                  compare(tree, boxes, split, 1.0f, make_indices(random, count)));
-            }
-            ASSERT_FALSE(HasFailure()) << seed;
+    with_seeds(scale(600, 25), [&](auto& tree, unsigned seed, SeededRandom& random) {
+        const unsigned count = 1 + random.below(seed % 5 == 0 ? 200 : 40);
+        std::vector<Box> boxes = make(count, seed);
+        for (const bool is_distorted : {false, true}) {
+            if (is_distorted && seed % 2 != 0)
+                continue;
+            if (is_distorted)
+                distort(boxes, random);
+            for (const Split split : support::all_splits)
+                compare_slots(tree, compare(tree, boxes, split, 1.0f, make_indices(random, count)));
         }
     });
 }
 
 TEST_P(TreesOracle, SpecialValuesGiveTheSameTree) {
-    with_tree(get_class(), [&](auto& tree) {
-        for (unsigned seed = 1; seed <= scale(1200, 40); ++seed) {
-            SeededRandom random(seed);
-            const unsigned count = 1 + random.below(seed % 4 == 0 ? 150 : 30);
-            std::vector<Box> boxes = make(count, seed);
-            spoil(boxes, random, 1 + random.below(seed % 3 == 0 ? 4 : 40));
-            for (const Split split : support::all_splits)
-                compare_slots(tree, compare(tree, boxes, split, 0.37f));
-            ASSERT_FALSE(HasFailure()) << seed;
-        }
+    with_seeds(scale(1200, 40), [&](auto& tree, unsigned seed, SeededRandom& random) {
+        const unsigned count = 1 + random.below(seed % 4 == 0 ? 150 : 30);
+        std::vector<Box> boxes = make(count, seed);
+        spoil(boxes, random, 1 + random.below(seed % 3 == 0 ? 4 : 40));
+        for (const Split split : support::all_splits)
+            compare_slots(tree, compare(tree, boxes, split, 0.37f));
     });
 }
 

@@ -6,9 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <apps/common/user_error.h>
-#include <apps/gas/cli/query_command.h>
-#include <apps/gas/cli/render_command.h>
-#include <apps/gas/cli/stats_command.h>
+#include <apps/gas/cli/commands.h>
 
 namespace gas_app {
 

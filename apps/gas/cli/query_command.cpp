@@ -1,4 +1,4 @@
-#include <apps/gas/cli/query_command.h>
+#include <apps/gas/cli/commands.h>
 
 #include <charconv>
 #include <cstdio>

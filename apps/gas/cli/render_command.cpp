@@ -1,4 +1,4 @@
-#include <apps/gas/cli/render_command.h>
+#include <apps/gas/cli/commands.h>
 
 #include <chrono>
 
@@ -124,7 +124,7 @@ void RenderCommand::run() const {
     check_output_path(m_output_path, m_scene.mesh_path);
 
     Stopwatch stopwatch;
-    RenderTiming timing;
+    RenderReport::Timing timing;
     const Stage stage = m_scene.make_stage(stage_settings);
     timing.scene = stopwatch.lap();
 

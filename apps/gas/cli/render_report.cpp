@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include <apps/common/walk_name.h>
-#include <apps/gas/report/grid_statistics.h>
 #include <apps/gas/report/memory_peak.h>
+#include <apps/gas/report/tree_statistics.h>
 
 namespace gas_app {
 

@@ -11,24 +11,24 @@
 
 namespace gas_app {
 
-/// In seconds.
-struct RenderTiming {
-    double scene = 0.0;
-    double build = 0.0;
-    /// From the first part of the program's work to the end of the first tile.
-    double first_pixel = 0.0;
-    /// Of each picture; all are the same.
-    std::vector<double> renders;
-    double write = 0.0;
-    double total = 0.0;
-};
-
 /// What `gas render` reports of a picture.
 struct RenderReport {
+    /// In seconds.
+    struct Timing {
+        double scene = 0.0;
+        double build = 0.0;
+        /// From the first part of the program's work to the end of the first tile.
+        double first_pixel = 0.0;
+        /// Of each picture; all are the same.
+        std::vector<double> renders;
+        double write = 0.0;
+        double total = 0.0;
+    };
+
     const SceneOptions& options;
     const Stage& stage;
     const RenderSettings& settings;
-    const RenderTiming& timing;
+    const Timing& timing;
     /// Of one picture.
     const RenderResult& result;
     std::string picture_path;

@@ -1,4 +1,4 @@
-#include <apps/gas/cli/stats_command.h>
+#include <apps/gas/cli/commands.h>
 
 #include <cmath>
 #include <cstdio>

@@ -2,14 +2,14 @@
 
 namespace gas_app {
 
-bool intersect_triangle(const Vec3& origin, const RayShear& ray, const Vec3& vertex_a,
-                        const Vec3& vertex_b, const Vec3& vertex_c, ItemHit& hit) {
+bool RayShear::intersect_triangle(const Vec3& origin, const Vec3& vertex_a, const Vec3& vertex_b,
+                                  const Vec3& vertex_c, ItemHit& hit) const {
     // From the origin, along the axes of the ray, and sheared.
-    const Vec3 start = ray.turn(origin);
+    const Vec3 start = turn(origin);
     const auto shear = [&](const Vec3& vertex) {
-        const Vec3 turned = ray.turn(vertex);
+        const Vec3 turned = turn(vertex);
         const double z = turned.z - start.z;
-        return Vec3{turned.x - start.x - ray.shear_x * z, turned.y - start.y - ray.shear_y * z, z};
+        return Vec3{turned.x - start.x - m_shear_x * z, turned.y - start.y - m_shear_y * z, z};
     };
     const Vec3 a = shear(vertex_a);
     const Vec3 b = shear(vertex_b);
@@ -28,7 +28,7 @@ bool intersect_triangle(const Vec3& origin, const RayShear& ray, const Vec3& ver
     const double inverse = 1.0 / sum;
     hit.u = weight_b * inverse;
     hit.v = weight_c * inverse;
-    hit.distance = (weight_a * a.z + weight_b * b.z + weight_c * c.z) * ray.scale_z * inverse;
+    hit.distance = (weight_a * a.z + weight_b * b.z + weight_c * c.z) * m_scale_z * inverse;
     return true;
 }
 

@@ -167,7 +167,7 @@ Box ForestShape::get_box_at(unsigned item, const Moment& moment) const {
 
 bool ForestShape::intersect(unsigned item, const LocalRay& ray, double, ItemHit& hit) const {
     const Corners corners = get_corners(item, get_sway(ray.moment));
-    return intersect_triangle(ray.origin, ray.shear, corners.a, corners.b, corners.c, hit);
+    return ray.shear.intersect_triangle(ray.origin, corners.a, corners.b, corners.c, hit);
 }
 
 ShapeSurface ForestShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,

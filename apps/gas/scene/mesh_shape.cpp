@@ -57,7 +57,7 @@ MeshShape::Corners MeshShape::get_corners(const std::vector<Triple>& triples, un
 
 bool MeshShape::intersect(unsigned item, const LocalRay& ray, double, ItemHit& hit) const {
     const Corners corners = get_corners(m_corners, item, ray.moment);
-    return intersect_triangle(ray.origin, ray.shear, corners.a, corners.b, corners.c, hit);
+    return ray.shear.intersect_triangle(ray.origin, corners.a, corners.b, corners.c, hit);
 }
 
 ShapeSurface MeshShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,

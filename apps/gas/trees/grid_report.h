@@ -4,7 +4,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include <apps/gas/report/grid_statistics.h>
+#include <apps/gas/report/tree_statistics.h>
 #include <apps/gas/trees/traced_tree.h>
 
 namespace gas_app {

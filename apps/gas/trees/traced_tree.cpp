@@ -5,8 +5,8 @@
 
 #include <apps/common/tree_calls.h>
 #include <apps/gas/report/compressed_statistics.h>
-#include <apps/gas/report/grid_statistics.h>
 #include <apps/gas/report/memory_peak.h>
+#include <apps/gas/report/tree_statistics.h>
 #include <apps/gas/trees/tree_scale.h>
 
 namespace gas_app {

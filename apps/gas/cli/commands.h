@@ -1,0 +1,130 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <gas/tree/gas_tree.h>
+
+#include <apps/gas/cli/scene_options.h>
+#include <apps/gas/math/vector_math.h>
+#include <apps/gas/render/render_settings.h>
+#include <apps/gas/render/renderer.h>
+#include <apps/gas/report/compressed_statistics.h>
+#include <apps/gas/trees/grid_report.h>
+
+// The program's commands. Each adds its options to the command line when it is made, and runs when
+// it was chosen there.
+
+namespace gas_app {
+
+/// `gas render`: a picture of a mesh or of the procedural scene.
+class RenderCommand {
+  public:
+    explicit RenderCommand(CLI::App& app);
+
+    bool is_chosen() const { return m_command->parsed(); }
+    void run() const;
+
+  private:
+    RenderSettings get_render_settings() const;
+    void choose_walks(RenderSettings& settings) const;
+    RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
+                      Picture& picture) const;
+
+    CLI::App* m_command;
+    SceneOptions m_scene;
+    std::string m_output_path;
+    std::string m_size = "640x400";
+    std::string m_view;
+    unsigned m_samples = 12;
+    unsigned m_ambient_rays = 3;
+    /// 0: not chosen.
+    unsigned m_packet_size = 0;
+    unsigned m_render_count = 1;
+    std::string m_seed = "1";
+    std::string m_stream = "on";
+    bool m_heat_map = false;
+    bool m_brute_force = false;
+};
+
+/// `gas stats`: statistics of the trees of a mesh or of the procedural scene.
+class StatsCommand {
+  public:
+    explicit StatsCommand(CLI::App& app);
+
+    bool is_chosen() const { return m_command->parsed(); }
+    void run() const;
+
+  private:
+    struct Entry {
+        std::string name;
+        const TracedTree* tree;
+        TreeStatistics statistics;
+        /// Of compressed trees.
+        std::optional<Tightness> tightness;
+    };
+
+    /// A tree has an entry in one of the two.
+    struct Entries {
+        std::vector<GridEntry> grids;
+        std::vector<Entry> trees;
+    };
+
+    static Entry make_entry(const std::string& name, const TracedTree& tree);
+    static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
+    void render_small_picture(const Stage& stage, AppBase& application) const;
+    void print_json(const Entries& entries) const;
+    static nlohmann::ordered_json as_json(const Entry& entry);
+    static void print_text(const Entry& entry);
+    static void print_levels(const Entry& entry);
+
+    CLI::App* m_command;
+    SceneOptions m_scene;
+};
+
+/// `gas query`: the leaves of a mesh's tree in a box or near a point. A leaf is a triangle: its
+/// number is the triangle's, its box the exact one.
+class QueryCommand {
+  public:
+    explicit QueryCommand(CLI::App& app);
+
+    bool is_chosen() const { return m_command->parsed(); }
+    void run() const;
+
+  private:
+    using Boxes = CoreArray<GMathBbox3<float>>;
+    /// A leaf that was found; the distance is that of its box's centre from the point.
+    struct Found {
+        unsigned leaf;
+        float distance;
+    };
+
+    /// The query, which is read before the mesh.
+    struct Question {
+        GMathBbox3<float> box;
+        Vec3f point;
+        float max_distance;
+    };
+
+    Question read_question() const;
+    std::vector<Found> find_in_box(const GasTree& tree, const Question& question) const;
+    std::vector<Found> find_nearest(const GasTree& tree, const Question& question) const;
+    void print_json(const Boxes& boxes, const Question& question,
+                    const std::vector<Found>& found) const;
+    void print_text(const Boxes& boxes, const std::vector<Found>& found) const;
+
+    CLI::App* m_command;
+    std::string m_mesh_path;
+    std::string m_build_method = "sah-fast";
+    std::string m_box;
+    std::string m_point;
+    std::string m_max_distance;
+    std::string m_tree_kind = "plain";
+    unsigned m_count = 1;
+    bool m_json = false;
+};
+
+} // namespace gas_app
