@@ -17,19 +17,17 @@ struct GasLaneRay {
     GasLaneRay(const GMathBasicRay& line, double near) {
         const GMathVec3<double>& from = gas_host::get_origin(line);
         const GMathVec3<double>& inverse = gas_host::get_inverse_direction(line);
-        origin = SimdF(static_cast<float>(from.x), static_cast<float>(from.y),
-                       static_cast<float>(from.z), 0.0f);
-        inverse_direction =
-            SimdF(load_inverse(inverse.x), load_inverse(inverse.y), load_inverse(inverse.z), 0.0f);
+        origin = SimdF::narrow(from.x, from.y, from.z);
+        inverse_direction = load_inverse(inverse.x, inverse.y, inverse.z);
         near_distance = SimdF(static_cast<float>(near));
     }
 
     /// An infinite inverse becomes +infinity whatever its sign: an axis-parallel ray on a face of a
     /// box then gives a NaN on the side that the slab test's operand order ignores.
-    static float load_inverse(double inverse) {
-        constexpr float infinity = std::numeric_limits<float>::infinity();
-        const float narrow = static_cast<float>(inverse);
-        return narrow == -infinity ? infinity : narrow;
+    static SimdF load_inverse(double x, double y, double z) {
+        const SimdF narrow = SimdF::narrow(x, y, z);
+        const SimdF is_minus_infinity = narrow < SimdF(std::numeric_limits<float>::lowest());
+        return narrow ^ (is_minus_infinity & SimdF(-0.0f));
     }
 };
 

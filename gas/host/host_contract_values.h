@@ -83,11 +83,12 @@ concept LanesArithmetic = requires(const Lanes& a, const Lanes& b) {
     { Lanes::select(a, a, b) } -> std::same_as<Lanes>;
 };
 
-/// Loads (`load` from a 16-byte boundary), stores, and moves between lanes; `s_mask_xyz` keeps
-/// x, y, z under & and clears w.
+/// Loads (`load` from a 16-byte boundary), stores, and moves between lanes; `narrow` rounds three
+/// doubles and clears w; `s_mask_xyz` keeps x, y, z under & and clears w.
 template <typename Lanes>
 concept LanesMoves = requires(const Lanes& a, const Lanes& b, const float* source, float* target,
-                              unsigned lane) {
+                              unsigned lane, double number) {
+    { Lanes::narrow(number, number, number) } -> std::same_as<Lanes>;
     { Lanes::load(source) } -> std::same_as<Lanes>;
     { Lanes::load_unaligned(source) } -> std::same_as<Lanes>;
     a.store(target);
@@ -132,7 +133,7 @@ static_assert(FrustumRecord<GMathFrustum>, "GMathFrustum needs gas_host::get_pla
                                            "get_plane_normal and get_plane_offset");
 static_assert(LanesRecord<SimdF>, "SimdF is four float lanes at a 16-byte boundary");
 static_assert(LanesArithmetic<SimdF>, "SimdF lacks an operator, min, max or select");
-static_assert(LanesMoves<SimdF>, "SimdF lacks a load, a store, a move or s_mask_xyz");
+static_assert(LanesMoves<SimdF>, "SimdF lacks narrow, a load, a store, a move or s_mask_xyz");
 static_assert(IntegerLanes<SimdI>, "SimdI is four integer lanes with the operations of simd_i.h");
 
 } // namespace gas_host_contract

@@ -36,6 +36,8 @@ class SimdF {
     SimdF(float x, float y, float z, float w) : m_lanes(gas_simd::set(x, y, z, w)) {}
     SimdF(const Lanes& lanes) : m_lanes(lanes) {}
 
+    /// The doubles as floats, each rounded to the nearest; lane w is 0.
+    static SimdF narrow(double x, double y, double z) { return gas_simd::narrow(x, y, z); }
     /// Four floats at a 16-byte boundary.
     static SimdF load(const float* lanes) { return gas_simd::load(lanes); }
     /// Four floats anywhere.

@@ -9,7 +9,6 @@
 #include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/single/gas_ray_walk.h>
 #include <gas/traversal/wide/gas_ray_stream.h>
-#include <gas/traversal/wide/gas_wide_look_ahead.h>
 #include <gas/traversal/wide/gas_wide_walk.h>
 
 inline namespace gas_abi1 {
@@ -24,8 +23,7 @@ inline namespace gas_abi1 {
 ///   several rays, closest hit, static            gas_walk_packets        packet/gas_packet_walk.h
 ///   several rays                                 one ray after the other, as below
 ///   one ray, its cached leaf stops it            nowhere
-///   one ray, with wide nodes, closest hit        gas_walk_wide_nodes         wide/gas_wide_walk.h
-///   one ray, with wide nodes, any hit            gas_walk_wide_front   wide/gas_wide_look_ahead.h
+///   one ray, with wide nodes                     gas_walk_wide_nodes         wide/gas_wide_walk.h
 ///   one ray                                      gas_walk_nodes            single/gas_ray_walk.h
 ///
 /// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around
@@ -57,22 +55,16 @@ void gas_trace_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
             const GasWideBoxes<gas_is_motion(call)> boxes(tree, shader, time);
             const auto resume = [&](const GasResumedQuery<Query>& resumed) {
-                gas_resume_walk<Nodes>(lane_ray, time, tree, ctx, shader, resumed, call_leaf,
-                                       probe);
+                gas_walk_binary_nodes<Nodes>(lane_ray, time, tree, ctx, shader, resumed, call_leaf,
+                                             probe);
             };
             if (boxes.is_ready()) {
-                if constexpr (Query::follows_bound)
-                    gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
-                                        probe);
-                else
-                    gas_walk_wide_front(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
-                                        probe);
+                gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume, probe);
                 return;
             }
         }
     }
-    Nodes nodes(tree, ctx, shader, time);
-    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
+    gas_walk_binary_nodes<Nodes>(lane_ray, time, tree, ctx, shader, query, call_leaf, probe);
 }
 
 /// Traces the rays of a range on their own, in ascending order or as a stream. A callback sees a

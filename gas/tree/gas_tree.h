@@ -261,7 +261,8 @@ class GAS_EXPORT GasTree {
     bool has_sample(const unsigned& sample) const;
     bool are_boxes_ordered() const;
     const struct GasWideNode* get_wide_nodes() const;
-    const struct GasWideSampleNode* get_wide_sample(const unsigned& sample) const;
+    bool has_wide_sample(const unsigned& sample) const;
+    const class GasWideSampleRecords& get_wide_samples() const;
     const unsigned* find_item(const unsigned& leaf) const;
 
     // Leaf dispatch: maps the leaf position to its item and calls the callback of that name.

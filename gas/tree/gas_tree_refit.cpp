@@ -50,7 +50,7 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
     if (!m_nodes)
         return true;
 
-    m_wide_tree->reserve_sample(sample);
+    m_wide_tree->reserve_samples(m_motion_blur_sample_count);
     GMathBbox3<float>*& boxes = m_motion_blur_bboxes[sample];
     if (!boxes) {
         // One float more than the boxes: a ray engine loads four lanes at the last box's max.

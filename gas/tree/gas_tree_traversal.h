@@ -77,9 +77,13 @@ inline bool GasTree::are_boxes_ordered() const { return m_wide_tree->are_boxes_o
 
 inline const GasWideNode* GasTree::get_wide_nodes() const { return m_wide_tree->get_nodes(); }
 
-/// Null where a box of the sample is not ordered and finite.
-inline const GasWideSampleNode* GasTree::get_wide_sample(const unsigned& sample) const {
-    return m_wide_tree->get_sample(sample, m_motion_blur_bboxes[sample]);
+/// Not where a box of the sample is not ordered and finite.
+inline bool GasTree::has_wide_sample(const unsigned& sample) const {
+    return m_wide_tree->has_sample(sample, m_motion_blur_bboxes[sample]);
+}
+
+inline const GasWideSampleRecords& GasTree::get_wide_samples() const {
+    return m_wide_tree->get_samples();
 }
 
 /// The item that callbacks hear of: the index array's entry where there is one.

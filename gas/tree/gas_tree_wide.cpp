@@ -15,7 +15,7 @@ void GasTree::set_wide_nodes(bool wanted) {
         m_wide_tree->make_nodes(m_nodes, m_node_count, nullptr);
         for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
             if (const GMathBbox3<float>* const boxes = m_motion_blur_bboxes[sample]) {
-                m_wide_tree->reserve_sample(sample);
+                m_wide_tree->reserve_samples(m_motion_blur_sample_count);
                 m_wide_tree->begin_sample(sample, boxes).advance(0);
             }
         }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -23,15 +24,25 @@ using support::TestShader;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
+void expect_loaded(const double (&inverse)[3], const float (&expected)[3]) {
+    const SimdF lanes = GasLaneRay::load_inverse(inverse[0], inverse[1], inverse[2]);
+    for (unsigned lane = 0; lane < 3; ++lane)
+        EXPECT_EQ(lanes.get(lane), expected[lane]) << lane;
+}
+
 TEST(LaneRay, AnInfiniteInverseIsLoadedAsPlusInfinity) {
     constexpr double wide = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(GasLaneRay::load_inverse(wide), infinity);
-    EXPECT_EQ(GasLaneRay::load_inverse(-wide), infinity);
-    EXPECT_EQ(GasLaneRay::load_inverse(2.5), 2.5f);
-    EXPECT_EQ(GasLaneRay::load_inverse(-2.5), -2.5f);
+    expect_loaded({wide, -wide, 2.5}, {infinity, infinity, 2.5f});
+    expect_loaded({-2.5, wide, -wide}, {-2.5f, infinity, infinity});
+    // Beyond all floats.
+    expect_loaded({-1e39, 1e39, -1e300}, {infinity, infinity, infinity});
     constexpr float largest = std::numeric_limits<float>::max();
-    EXPECT_EQ(GasLaneRay::load_inverse(static_cast<double>(largest)), largest);
-    EXPECT_EQ(GasLaneRay::load_inverse(-static_cast<double>(largest)), -largest);
+    constexpr double wide_largest = static_cast<double>(largest);
+    expect_loaded({wide_largest, -wide_largest, 0.0}, {largest, -largest, 0.0f});
+    const SimdF loaded = GasLaneRay::load_inverse(-0.0, std::nan(""), -std::nan(""));
+    EXPECT_TRUE(std::signbit(loaded.get(0)));
+    EXPECT_TRUE(std::isnan(loaded.get(1)));
+    EXPECT_TRUE(std::isnan(loaded.get(2)));
 }
 
 TEST(LaneRay, LaneWIsZero) {

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include <tests/host/lane_values.h>
@@ -198,6 +200,38 @@ TEST(SimdF, ConstructorsFillTheLanesInOrder) {
     EXPECT_EQ(to_bits(SimdF(1.0f, 2.0f, -0.0f, 4.0f)),
               (Bits{0x3F800000u, 0x40000000u, 0x80000000u, 0x40800000u}));
     EXPECT_EQ(to_bits(SimdF(-2.0f)), (Bits{0xC0000000u, 0xC0000000u, 0xC0000000u, 0xC0000000u}));
+}
+
+TEST(SimdF, NarrowRoundsEachDoubleAndClearsLaneW) {
+    const auto expect_same = [](double x, double y, double z) {
+        const auto bits = [](double number) {
+            return std::bit_cast<std::uint32_t>(static_cast<float>(number));
+        };
+        const Bits expected = {bits(x), bits(y), bits(z), 0};
+        EXPECT_EQ(one_nan(to_bits(SimdF::narrow(x, y, z))), one_nan(expected));
+        EXPECT_EQ(one_nan(to_bits(scalar::narrow(x, y, z))), one_nan(expected));
+    };
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const double values[] = {0.0,
+                             -0.0,
+                             1.0,
+                             -2.5,
+                             0.1,
+                             1.0 + 0x1p-24,
+                             1.0 + 0x1.8p-23,
+                             1e39,
+                             -1e39,
+                             1e-45,
+                             1e-50,
+                             -0x1p-150,
+                             0x1.fffffep127,
+                             infinity,
+                             -infinity,
+                             std::nan(""),
+                             0x1.fffffffp127};
+    for (const double x : values)
+        for (const double y : values)
+            expect_same(x, y, -x);
 }
 
 TEST(SimdF, TheXyzMaskClearsLaneW) {

@@ -16,8 +16,11 @@ namespace support {
 inline const GasWideNode* get_wide_nodes(const GasTree& tree) {
     return GasTraversalAccess::get_wide_nodes(tree);
 }
-inline const GasWideSampleNode* get_wide_sample(const GasTree& tree, unsigned sample) {
-    return GasTraversalAccess::get_wide_sample(tree, sample);
+/// The boxes of the first wide node in a sample, likewise.
+inline const float* get_wide_sample(const GasTree& tree, unsigned sample) {
+    if (!GasTraversalAccess::has_wide_sample(tree, sample))
+        return nullptr;
+    return GasTraversalAccess::get_wide_samples(tree).get_planes(0, sample)[0];
 }
 
 /// Goes through a tree's wide nodes from the root, against its own nodes.
@@ -121,29 +124,30 @@ class WideChecker {
     }
 
     void check_sample_lane(unsigned wide, unsigned lane, unsigned binary, unsigned sample) {
-        const GasWideSampleNode* const nodes = get_wide_sample(m_tree, sample);
-        if (!nodes)
+        if (!get_wide_sample(m_tree, sample))
             return;
+        const auto& planes = GasTraversalAccess::get_wide_samples(m_tree).get_planes(wide, sample);
         const naive::Box box = get_sample_box(m_tree, binary, sample);
         for (unsigned axis = 0; axis < 3; ++axis) {
-            expect(is_same(nodes[wide].planes[2 * axis][lane], box.min[axis]) &&
-                       is_same(nodes[wide].planes[2 * axis + 1][lane], box.max[axis]),
+            expect(is_same(planes[2 * axis][lane], box.min[axis]) &&
+                       is_same(planes[2 * axis + 1][lane], box.max[axis]),
                    "another box in a sample", wide);
         }
     }
 
     void check_halves(unsigned wide, unsigned binary, unsigned sample) {
-        const GasWideSampleNode* const nodes = get_wide_sample(m_tree, sample);
-        if (!nodes)
+        if (!get_wide_sample(m_tree, sample))
             return;
+        const GasWideSampleRecords& records = GasTraversalAccess::get_wide_samples(m_tree);
+        const auto& half_planes = records.get_half_planes(wide, sample);
         for (unsigned lane = 0; lane < 4; ++lane)
-            expect(nodes[wide].references[lane] == m_nodes[wide].references[lane],
+            expect(records.get_references(wide)[lane] == m_nodes[wide].references[lane],
                    "another reference in a sample", wide);
         for (unsigned half = 0; half < 2; ++half) {
             const naive::Box box = get_sample_box(m_tree, get_binary(binary).index + half, sample);
             for (unsigned axis = 0; axis < 3; ++axis) {
-                expect(is_same(nodes[wide].half_planes[axis][half], box.min[axis]) &&
-                           is_same(nodes[wide].half_planes[axis][2 + half], box.max[axis]),
+                expect(is_same(half_planes[axis][half], box.min[axis]) &&
+                           is_same(half_planes[axis][2 + half], box.max[axis]),
                        "another half in a sample", wide);
             }
         }

@@ -120,8 +120,7 @@ TEST(TreeWide, SamplesComeAndGoWithTheirCount) {
     support::build(tree, boxes);
     const std::size_t without_samples = tree.get_wide_nodes_size();
     fill_samples(tree, {boxes, make(50, 2), make(50, 3), make(50, 4)});
-    const std::size_t of_sample = (tree.get_wide_nodes_size() - without_samples) / 4;
-    EXPECT_EQ(tree.get_wide_nodes_size(), without_samples + 4 * of_sample);
+    const std::size_t of_four = tree.get_wide_nodes_size();
     for (const unsigned count : {2u, 7u, 1u, 3u, 0u, 2u}) {
         tree.set_motion_blur_sample_count(count);
         EXPECT_EQ(find_wide_flaw(tree), "");
@@ -129,11 +128,24 @@ TEST(TreeWide, SamplesComeAndGoWithTheirCount) {
             const bool is_filled = tree.get_blurred_bbox(sample) != GMathBbox3<float>();
             EXPECT_EQ(get_wide_sample(tree, sample) != nullptr, is_filled) << sample;
         }
-        if (count == 7) {
-            EXPECT_EQ(tree.get_wide_nodes_size(), without_samples + 2 * of_sample);
-        }
+        const bool is_any_filled = tree.get_blurred_bbox(0) != GMathBbox3<float>();
+        EXPECT_EQ(tree.get_wide_nodes_size(), is_any_filled ? of_four : without_samples) << count;
     }
     EXPECT_EQ(tree.get_wide_nodes_size(), without_samples);
+
+    // The others move where one is filled after their number has changed.
+    fill_samples(tree, {boxes, make(50, 2), make(50, 3)});
+    const std::size_t of_three = tree.get_wide_nodes_size();
+    EXPECT_LT(of_three, of_four);
+    for (const unsigned count : {5u, 2u, 3u}) {
+        tree.set_motion_blur_sample_count(count);
+        ASSERT_TRUE(tree.refit_motion_blur_sample(to_boxes(make(50, count)), count - 1));
+        EXPECT_EQ(find_wide_flaw(tree), "") << count;
+        for (unsigned sample = 0; sample < count; ++sample)
+            EXPECT_EQ(get_wide_sample(tree, sample) != nullptr, sample != 3) << sample;
+    }
+    EXPECT_EQ(tree.get_wide_nodes_size(), of_three);
+    tree.set_motion_blur_sample_count(0);
     tree.clear();
     EXPECT_EQ(count_live_blocks(), empty);
 }

@@ -20,6 +20,11 @@ inline Lanes set(float x, float y, float z, float w) {
     const float lanes[4] = {x, y, z, w};
     return vld1q_f32(lanes);
 }
+inline Lanes narrow(double x, double y, double z) {
+    const float64x2_t xy = vsetq_lane_f64(y, vdupq_n_f64(x), 1);
+    const float64x2_t zw = vsetq_lane_f64(z, vdupq_n_f64(0.0), 0);
+    return vcvt_high_f32_f64(vcvt_f32_f64(xy), zw);
+}
 inline void store(float* lanes, Lanes a) { vst1q_f32(lanes, a); }
 inline float get_first(Lanes a) { return vgetq_lane_f32(a, 0); }
 inline float get(Lanes a, unsigned lane) {

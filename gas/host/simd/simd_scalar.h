@@ -30,6 +30,9 @@ inline void copy_lane(Lanes& to, unsigned to_lane, const Lanes& from, unsigned f
 
 inline Lanes set(float x, float y, float z, float w) { return Lanes{{x, y, z, w}}; }
 inline Lanes broadcast(float all) { return set(all, all, all, all); }
+inline Lanes narrow(double x, double y, double z) {
+    return set(static_cast<float>(x), static_cast<float>(y), static_cast<float>(z), 0.0f);
+}
 inline Lanes load(const float* lanes) {
     Lanes result;
     std::memcpy(result.lane, lanes, sizeof result.lane);

@@ -14,6 +14,10 @@ using Lanes = __m128;
 
 inline Lanes broadcast(float all) { return _mm_set1_ps(all); }
 inline Lanes set(float x, float y, float z, float w) { return _mm_setr_ps(x, y, z, w); }
+/// Two conversions of two, each rounded as a single one is.
+inline Lanes narrow(double x, double y, double z) {
+    return _mm_movelh_ps(_mm_cvtpd_ps(_mm_setr_pd(x, y)), _mm_cvtpd_ps(_mm_set_sd(z)));
+}
 inline Lanes load(const float* lanes) { return _mm_load_ps(lanes); }
 inline Lanes load_unaligned(const float* lanes) { return _mm_loadu_ps(lanes); }
 inline void store(float* lanes, Lanes a) { _mm_storeu_ps(lanes, a); }

@@ -30,6 +30,12 @@ void GasTreeCtx::reserve_stack(std::size_t entry_count) {
     stack_capacity = static_cast<unsigned>(entry_count);
 }
 
+void GasTreeCtx::grow(std::size_t stack_entries) {
+    if (!next)
+        next = new GasTreeCtx;
+    reserve_stack(stack_entries);
+}
+
 void GasTreeCtx::grow_decoded_boxes(std::size_t count) {
     if (count > std::numeric_limits<unsigned>::max())
         throw std::bad_alloc();

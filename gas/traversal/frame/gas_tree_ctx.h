@@ -89,6 +89,10 @@ class GAS_EXPORT GasTreeCtx {
     GasTreeCtx* next = nullptr;
 
   private:
+    friend class GasTreeCtxLease;
+
+    /// Makes the next frame, unless it is there, and room on the stack.
+    void grow(std::size_t stack_entries);
     void grow_decoded_boxes(std::size_t count);
     void grow_slots();
 };
@@ -99,10 +103,8 @@ class GasTreeCtxLease {
   public:
     GasTreeCtxLease(CtxShader& shader, std::size_t stack_entries)
         : m_slot(gas_host::get_tree_ctx_slot(shader)), m_ctx(static_cast<GasTreeCtx*>(m_slot)) {
-        if (!m_ctx->next)
-            m_ctx->next = new GasTreeCtx;
-        if (stack_entries > m_ctx->stack_capacity)
-            m_ctx->reserve_stack(stack_entries);
+        if (!m_ctx->next || stack_entries > m_ctx->stack_capacity)
+            m_ctx->grow(stack_entries);
         m_slot = m_ctx->next;
     }
     GasTreeCtxLease(const GasTreeCtxLease&) = delete;

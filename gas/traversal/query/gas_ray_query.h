@@ -1,7 +1,9 @@
 #pragma once
 
+#include <bit>
 #include <cassert>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <type_traits>
 
@@ -63,6 +65,15 @@ class GasLeafCache {
         m_slot->leaf = leaf;
     }
     void clear() const { m_slot->tree = nullptr; }
+
+    /// Of a slot that holds no leaf: how many of its rays came to their end one after the other
+    /// without being stopped, up to a number. The leaf of such a slot means nothing else.
+    unsigned get_unstopped_count() const { return m_slot->tree ? 0 : m_slot->leaf; }
+    void count_unstopped(unsigned most) const {
+        const unsigned count = get_unstopped_count();
+        m_slot->tree = nullptr;
+        m_slot->leaf = count < most ? count + 1 : most;
+    }
 
   private:
     /// A slot out of range breaks the host's contract and counts as slot 0.
@@ -133,13 +144,24 @@ template <typename LeafCache> class GasAnyHit {
         return true;
     }
 
+    /// Whether rays like this one come to their end, as far as one can tell from those before.
+    bool is_stopped_rarely() const {
+        if constexpr (LeafCache::is_used)
+            return m_cache.get_unstopped_count() == unstopped_ray_count;
+        else
+            return false;
+    }
+
     /// The walk came to its end without being stopped.
     void finish() {
         if constexpr (LeafCache::is_used)
-            m_cache.clear();
+            m_cache.count_unstopped(unstopped_ray_count);
     }
 
   private:
+    /// So many in a row, and none is expected to be stopped.
+    static constexpr unsigned unstopped_ray_count = 32;
+
     [[no_unique_address]] LeafCache m_cache;
     const unsigned char* m_hit_flag;
     const double* m_far_distance;
@@ -166,6 +188,12 @@ template <typename LeafCache> class GasClosestHit {
     static float get_limit(double bound) {
         constexpr float infinity = std::numeric_limits<float>::infinity();
         const float rounded = static_cast<float>(bound);
+        // Floats above 0 are in the order of their bits. No branch: whether a distance was rounded
+        // up or down has no pattern.
+        if (rounded > 0.0f) {
+            const unsigned is_too_far = static_cast<double>(rounded) < bound ? 0 : 1;
+            return std::bit_cast<float>(std::bit_cast<std::uint32_t>(rounded) - is_too_far);
+        }
         if (static_cast<double>(rounded) < bound)
             return rounded;
         return rounded == -infinity ? std::numeric_limits<float>::quiet_NaN()

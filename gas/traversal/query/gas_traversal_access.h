@@ -94,11 +94,15 @@ struct GasTraversalAccess {
     static auto get_wide_nodes(const Tree& tree) -> decltype(tree.get_wide_nodes()) {
         return tree.get_wide_nodes();
     }
-    /// Those of a motion-blur sample, likewise.
+    /// Whether walks may take them in a motion-blur sample; and their boxes in all samples.
     template <typename Tree>
-    static auto get_wide_sample(const Tree& tree, unsigned sample)
-        -> decltype(tree.get_wide_sample(sample)) {
-        return tree.get_wide_sample(sample);
+    static auto has_wide_sample(const Tree& tree, unsigned sample)
+        -> decltype(tree.has_wide_sample(sample)) {
+        return tree.has_wide_sample(sample);
+    }
+    template <typename Tree>
+    static auto get_wide_samples(const Tree& tree) -> decltype(tree.get_wide_samples()) {
+        return tree.get_wide_samples();
     }
 
     /// Calls the callback for a leaf's item.

@@ -100,13 +100,13 @@ void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, 
     query.finish();
 }
 
-/// Goes on with a ray whose walk of wide nodes gave up. The frame is one that no walk uses any
-/// more.
+/// The walk of a ray that wide nodes cannot serve, or whose walk of them gave up; no other walk
+/// uses the frame any more. By value and out of line: what a caller keeps in registers is not
+/// looked at from elsewhere.
 template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
-GAS_NO_INLINE void gas_resume_walk(const GasLaneRay& lane_ray, float time, const Tree& tree,
-                                   GasTreeCtx& ctx, const CtxShader& shader,
-                                   GasResumedQuery<Query> query, const CallLeaf& call_leaf,
-                                   Probe& probe) {
+GAS_NO_INLINE void gas_walk_binary_nodes(GasLaneRay lane_ray, float time, const Tree& tree,
+                                         GasTreeCtx& ctx, const CtxShader& shader, Query query,
+                                         CallLeaf call_leaf, Probe& probe) {
     Nodes nodes(tree, ctx, shader, time);
     gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
 }

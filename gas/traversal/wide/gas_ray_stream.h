@@ -151,8 +151,8 @@ class GasRayStream {
         };
         const auto resume = [&](unsigned ray, const GasResumedQuery<Query>& query) {
             const GasTreeCtxLease next(m_shader, 2 * std::size_t{m_tree.get_depth()});
-            gas_resume_walk<Nodes>(get_lane_ray(ray), gas_host::get_time(m_view, ray), m_tree,
-                                   next.get(), m_shader, query, m_call_leaf, m_probe);
+            gas_walk_binary_nodes<Nodes>(get_lane_ray(ray), gas_host::get_time(m_view, ray), m_tree,
+                                         next.get(), m_shader, query, m_call_leaf, m_probe);
         };
         gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_view_stack<GasWideEntry>(ctx), stack_size,
                                             start_next, visit_node, call_leaf, resume);

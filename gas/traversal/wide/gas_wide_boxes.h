@@ -15,7 +15,8 @@ inline namespace gas_abi1 {
 template <typename Tree>
 concept GasWideTraversable = requires(const Tree& tree) {
     { GasTraversalAccess::get_wide_nodes(tree) } -> std::same_as<const GasWideNode*>;
-    { GasTraversalAccess::get_wide_sample(tree, 0u) } -> std::same_as<const GasWideSampleNode*>;
+    { GasTraversalAccess::has_wide_sample(tree, 0u) } -> std::same_as<bool>;
+    { GasTraversalAccess::get_wide_samples(tree) } -> std::same_as<const GasWideSampleRecords&>;
 };
 
 /// A ray as the test takes it. Planes are chosen by the direction's sign, which for boxes with
@@ -25,7 +26,7 @@ template <unsigned width> struct GasWideRayOf {
     SimdF inverse_direction[3];
     /// In all lanes.
     SimdF near_distance;
-    /// The floats before the near and the far plane of each axis, in a node.
+    /// Bytes before the near and the far plane of each axis, in a node.
     std::size_t near_planes[3];
     std::size_t far_planes[3];
 
@@ -40,8 +41,9 @@ template <unsigned width> struct GasWideRayOf {
         inverse_direction[2] = ray.inverse_direction.broadcast<2>();
         const int negative = (ray.inverse_direction < SimdF(0.0f)).get_mask();
         for (unsigned axis = 0; axis < 3; ++axis) {
-            near_planes[axis] = 2 * width * axis + ((negative >> axis & 1) != 0 ? width : 0);
-            far_planes[axis] = near_planes[axis] ^ width;
+            constexpr std::size_t size = width * sizeof(float);
+            near_planes[axis] = size * (2 * axis + (static_cast<unsigned>(negative) >> axis & 1));
+            far_planes[axis] = near_planes[axis] ^ size;
         }
     }
 
@@ -84,11 +86,9 @@ struct GasWideHits {
     }
 };
 
-/// Asks for the whole of a record.
-template <std::size_t size> GAS_FORCE_INLINE void gas_prefetch_all(const void* start) {
-    constexpr std::size_t cache_line = 64;
-    for (std::size_t offset = 0; offset < size; offset += cache_line)
-        gas_prefetch(static_cast<const char*>(start) + offset);
+/// The plane of four boxes `offset` bytes behind the first of their planes.
+GAS_FORCE_INLINE SimdF gas_load_plane(const void* planes, std::size_t offset) {
+    return SimdF::load(reinterpret_cast<const float*>(static_cast<const char*>(planes) + offset));
 }
 
 /// The wide nodes of a built tree.
@@ -102,13 +102,17 @@ class GasWideStaticBoxes {
     }
 
     bool is_ready() const { return m_nodes != nullptr; }
-    const unsigned* get_references(unsigned node) const { return m_nodes[node].references; }
+
+    /// What the others take for a node.
+    using Record = const GasWideNode&;
+    Record get_record(unsigned node) const { return m_nodes[node]; }
+
+    const unsigned* get_references(Record record) const { return record.references; }
 
     GAS_FORCE_INLINE GasWideHits test(const GasWideRay& ray, const SimdF& limit,
-                                      unsigned node) const {
-        const float* const planes = m_nodes[node].planes[0];
+                                      Record record) const {
         return {ray, limit, [&](unsigned axis, std::size_t plane) {
-                    return (SimdF::load(planes + plane) - ray.origin[axis]) *
+                    return (gas_load_plane(&record, plane) - ray.origin[axis]) *
                            ray.inverse_direction[axis];
                 }};
     }
@@ -116,7 +120,7 @@ class GasWideStaticBoxes {
     /// Where the ray enters the halves' own boxes: lane 0 the first, lane 2 the second. Rounding is
     /// monotone and a parent's box the exact union of its children's, so along each axis its near
     /// distance is the least of theirs, once NaN has given way to the ray's own.
-    SimdF get_half_entries(const GasWideRay& ray, unsigned, const GasWideHits& hits) const {
+    SimdF get_half_entries(const GasWideRay& ray, Record, const GasWideHits& hits) const {
         const auto unite = [&](unsigned axis) {
             const SimdF clamped = SimdF::max(hits.near[axis], ray.near_distance);
             return SimdF::min(clamped, clamped.move_down());
@@ -124,13 +128,16 @@ class GasWideStaticBoxes {
         return SimdF::max(SimdF::max(unite(0), unite(1)), unite(2));
     }
 
-    void prefetch(unsigned node) const { gas_prefetch_all<sizeof(GasWideNode)>(m_nodes + node); }
+    GAS_FORCE_INLINE void prefetch(unsigned node) const {
+        gas_prefetch(m_nodes + node);
+        gas_prefetch(m_nodes[node].references);
+    }
 
   private:
     const GasWideNode* m_nodes = nullptr;
 };
 
-/// The wide nodes of two neighbouring motion-blur samples, blended to the ray's time as
+/// The wide nodes in two neighbouring motion-blur samples, blended to the ray's time as
 /// GasMotionBoxes does. The tree has at least two samples.
 class GasWideMotionBoxes {
   public:
@@ -140,47 +147,74 @@ class GasWideMotionBoxes {
     template <typename Tree>
     GasWideMotionBoxes(const Tree& tree, const CtxShader& shader, float time)
         : m_blend(shader, time, tree.get_motion_blur_sample_count()) {
-        m_earlier = GasTraversalAccess::get_wide_sample(tree, m_blend.sample);
-        m_later = GasTraversalAccess::get_wide_sample(tree, m_blend.sample + 1);
+        const unsigned sample = m_blend.sample;
+        if (!GasTraversalAccess::has_wide_sample(tree, sample) ||
+            !GasTraversalAccess::has_wide_sample(tree, sample + 1))
+            return;
+        const GasWideSampleRecords& samples = GasTraversalAccess::get_wide_samples(tree);
+        m_record_size = samples.get_record_size();
+        m_planes = samples.get_record(0) + samples.find_planes(sample);
+        m_from_half_planes = samples.find_planes(sample) - samples.find_half_planes(sample);
+        m_to_references = samples.find_references() - samples.find_planes(sample);
     }
 
-    bool is_ready() const { return m_earlier && m_later; }
-    const unsigned* get_references(unsigned node) const { return m_earlier[node].references; }
+    bool is_ready() const { return m_planes != nullptr; }
+
+    /// The planes of the earlier sample.
+    using Record = const char*;
+    Record get_record(unsigned node) const { return m_planes + node * m_record_size; }
+
+    const unsigned* get_references(Record record) const {
+        return reinterpret_cast<const unsigned*>(record + m_to_references);
+    }
 
     GAS_FORCE_INLINE GasWideHits test(const GasWideRay& ray, const SimdF& limit,
-                                      unsigned node) const {
-        const float* const earlier = m_earlier[node].planes[0];
-        const float* const later = m_later[node].planes[0];
+                                      Record record) const {
         return {ray, limit, [&](unsigned axis, std::size_t plane) {
                     const SimdF blended =
-                        m_blend(SimdF::load(earlier + plane), SimdF::load(later + plane));
+                        m_blend(gas_load_plane(record, plane),
+                                gas_load_plane(record + GasWideSampleRecords::planes_size, plane));
                     return (blended - ray.origin[axis]) * ray.inverse_direction[axis];
                 }};
     }
 
-    SimdF get_half_entries(const GasWideRay& ray, unsigned node, const GasWideHits&) const {
-        const float* const earlier = m_earlier[node].half_planes[0];
-        const float* const later = m_later[node].half_planes[0];
+    SimdF get_half_entries(const GasWideRay& ray, Record record, const GasWideHits&) const {
+        const char* const half_planes = record - m_from_half_planes;
         // Two floats for each four of the node's planes; what follows them goes nowhere.
         const auto get = [&](unsigned axis, const SimdF& entry) {
-            const std::size_t plane = ray.near_planes[axis] / 2;
-            const SimdF blended = m_blend(SimdF::load_unaligned(earlier + plane),
-                                          SimdF::load_unaligned(later + plane));
+            const char* const earlier = half_planes + ray.near_planes[axis] / 2;
+            const char* const later = earlier + GasWideSampleRecords::half_planes_size;
+            const SimdF blended =
+                m_blend(SimdF::load_unaligned(reinterpret_cast<const float*>(earlier)),
+                        SimdF::load_unaligned(reinterpret_cast<const float*>(later)));
             return SimdF::max((blended - ray.origin[axis]) * ray.inverse_direction[axis], entry);
         };
         const SimdF entries = get(2, get(1, get(0, ray.near_distance)));
         return SimdF::interleave_low(entries, entries);
     }
 
-    void prefetch(unsigned node) const {
-        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_earlier + node);
-        gas_prefetch_all<sizeof(GasWideSampleNode)>(m_later + node);
+    /// Each line once: a prefetch takes its turn even where the line is on the way.
+    GAS_FORCE_INLINE void prefetch(unsigned node) const {
+        const Record record = get_record(node);
+        const char* const half_planes = record - m_from_half_planes;
+        gas_prefetch(half_planes);
+        gas_prefetch(record);
+        gas_prefetch(record + 64);
+        gas_prefetch(record + 128);
+        gas_prefetch(record + 2 * GasWideSampleRecords::planes_size - 1);
+        // Two samples fill the five lines of a record.
+        if (m_record_size > 5 * GasWideSampleRecords::alignment) {
+            gas_prefetch(half_planes + 2 * GasWideSampleRecords::half_planes_size - 1);
+            gas_prefetch(record + m_to_references);
+        }
     }
 
   private:
     GasSampleBlend m_blend;
-    const GasWideSampleNode* m_earlier = nullptr;
-    const GasWideSampleNode* m_later = nullptr;
+    const char* m_planes = nullptr;
+    std::size_t m_record_size = 0;
+    std::size_t m_from_half_planes = 0;
+    std::size_t m_to_references = 0;
 };
 
 } // namespace gas_abi1

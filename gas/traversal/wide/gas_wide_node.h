@@ -32,27 +32,65 @@ template <unsigned lanes> struct alignas(64) GasWideNodeOf {
 struct GasWideNode : GasWideNodeOf<4> {};
 
 static_assert(sizeof(GasWideNode) == 128, "two cache lines");
+static_assert(offsetof(GasWideNode, planes) == 0, "a node begins with its planes");
 static_assert(offsetof(GasWideNode, references) == 96, "references close the boxes");
 
-/// The boxes of a wide node in one motion-blur sample. Blended boxes do not unite to their
-/// parent's, so the halves' own boxes are here, too.
-template <unsigned lanes> struct alignas(32) GasWideSampleNodeOf {
-    static constexpr unsigned width = lanes;
+/// The boxes of wide nodes in all motion-blur samples: a record for each node, and in it the
+/// samples one beside the other, so that a ray finds the two around its time together. Floats, in
+/// order:
+///
+///     half_planes[sample][3][4]   along each axis the min of both halves' boxes, then their max;
+///                                 blended boxes do not unite to their parent's
+///     planes[sample][6][4]        as in the node
+///     references[4]               those of the node
+///
+/// A load of two half planes may reach over two planes more, but must not reach references: as
+/// floats these are denormal, and arithmetic with denormals takes a hundred cycles.
+class GasWideSampleRecords {
+  public:
+    static constexpr std::size_t half_planes_size = 3 * GasWideNode::width * sizeof(float);
+    static constexpr std::size_t planes_size = 6 * GasWideNode::width * sizeof(float);
+    /// Of the records, which are a number of cache lines each.
+    static constexpr std::size_t alignment = 64;
 
-    /// Along each axis the min of both halves' boxes, then the max of both. A load of two may reach
-    /// over two planes more, but must not reach references: as floats these are denormal, and
-    /// arithmetic with denormals takes a hundred cycles.
-    float half_planes[3][width];
-    float planes[6][width];
-    /// Those of the node.
-    unsigned references[width];
+    GasWideSampleRecords() = default;
+    GasWideSampleRecords(void* records, unsigned sample_count)
+        : m_records(static_cast<char*>(records)), m_record_size(get_record_size(sample_count)),
+          m_sample_count(sample_count) {}
+
+    static std::size_t get_record_size(unsigned sample_count) {
+        const std::size_t size =
+            sample_count * (half_planes_size + planes_size) + GasWideNode::width * sizeof(unsigned);
+        return (size + alignment - 1) / alignment * alignment;
+    }
+
+    unsigned get_sample_count() const { return m_sample_count; }
+    std::size_t get_record_size() const { return m_record_size; }
+    char* get_record(unsigned node) const { return m_records + node * m_record_size; }
+
+    /// Within a record.
+    std::size_t find_half_planes(unsigned sample) const { return sample * half_planes_size; }
+    std::size_t find_planes(unsigned sample) const {
+        return m_sample_count * half_planes_size + sample * planes_size;
+    }
+    std::size_t find_references() const { return find_planes(m_sample_count); }
+
+    float (&get_half_planes(unsigned node, unsigned sample) const)[3][GasWideNode::width] {
+        return *reinterpret_cast<float(*)[3][GasWideNode::width]>(get_record(node) +
+                                                                  find_half_planes(sample));
+    }
+    float (&get_planes(unsigned node, unsigned sample) const)[6][GasWideNode::width] {
+        return *reinterpret_cast<float(*)[6][GasWideNode::width]>(get_record(node) +
+                                                                  find_planes(sample));
+    }
+    unsigned* get_references(unsigned node) const {
+        return reinterpret_cast<unsigned*>(get_record(node) + find_references());
+    }
+
+  private:
+    char* m_records = nullptr;
+    std::size_t m_record_size = 0;
+    unsigned m_sample_count = 0;
 };
-
-struct GasWideSampleNode : GasWideSampleNodeOf<GasWideNode::width> {};
-
-static_assert(sizeof(GasWideSampleNode) == 160, "two and a half cache lines");
-static_assert(offsetof(GasWideSampleNode, half_planes) == 0 &&
-                  offsetof(GasWideSampleNode, planes) == 48,
-              "planes follow the planes of the halves");
 
 } // namespace gas_abi1

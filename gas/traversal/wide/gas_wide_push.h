@@ -24,13 +24,14 @@ static_assert(2 * sizeof(GasStackEntry) == 5 * sizeof(GasWideEntry),
 template <typename Boxes>
 GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ray,
                                         const SimdF& limit, unsigned node, GasWideEntry* top) {
-    const GasWideHits hits = boxes.test(ray, limit, node);
-    const SimdF halves = boxes.get_half_entries(ray, node, hits);
+    const typename Boxes::Record record = boxes.get_record(node);
+    const GasWideHits hits = boxes.test(ray, limit, record);
+    const SimdF halves = boxes.get_half_entries(ray, record, hits);
     const SimdF entries = hits.entries;
     const GasWideOrder order = gas_wide_orders[GasWideOrders::get_index(
         hits.reached, static_cast<unsigned>((entries.move_down() > entries).get_mask()),
         static_cast<unsigned>((halves.swap_halves() > halves).get_mask()))];
-    const void* const words = boxes.get_references(node);
+    const void* const words = boxes.get_references(record);
     const SimdF references = SimdF::load(static_cast<const float*>(words));
     alignas(16) GasWideEntry lanes[GasWideNode::width];
     void* const lane_words = lanes;

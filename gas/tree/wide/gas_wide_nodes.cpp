@@ -1,11 +1,9 @@
 #include <gas/tree/wide/gas_wide_nodes.h>
 
-#include <cfloat>
 #include <limits>
 #include <memory>
 
 #include <gas/build/gas_parallel_build.h>
-#include <gas/core/gas_compiler.h>
 #include <gas/tree/wide/gas_wide_collapse.h>
 #include <gas/tree/wide/gas_wide_lane_boxes.h>
 
@@ -14,38 +12,6 @@ inline namespace gas_abi1 {
 namespace {
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
-
-/// Room for `count` records at their alignment, which may be more than the host's memory has.
-template <typename Record> void allocate(unsigned count, void*& memory, Record*& records) {
-    std::size_t space = std::size_t{count} * sizeof(Record) + alignof(Record);
-    memory = sys_aligned_malloc(space);
-    void* aligned = memory;
-    records = static_cast<Record*>(
-        std::align(alignof(Record), std::size_t{count} * sizeof(Record), aligned, space));
-}
-
-/// For passes from the last record to the first: asks for one that is written a while after
-/// `records[i]`. Inlined at once, as gas_prefetch is.
-template <typename Record>
-[[gnu::always_inline]] inline void prefetch(const Record* records, unsigned i) {
-    constexpr unsigned distance = 32;
-    const auto* const ahead =
-        reinterpret_cast<const char*>(records + (i > distance ? i - distance : 0));
-    for (unsigned offset = 0; offset < sizeof(Record); offset += 64)
-        gas_prefetch(ahead + offset);
-}
-
-/// The step of a pass that follows one over the binary nodes, which has come to `first_node`: calls
-/// `take(i)` for the wide nodes whose boxes are there, from the last on.
-template <typename Take>
-void advance(GasWideCursor& cursor, const GasWideNode* nodes, unsigned first_node,
-             const Take& take) {
-    // Wide nodes are in the order of their first children.
-    while (cursor.remaining > 0 && nodes[cursor.remaining - 1].first_child > first_node) {
-        prefetch(nodes, cursor.remaining);
-        take(--cursor.remaining);
-    }
-}
 
 } // namespace
 
@@ -137,7 +103,8 @@ GasWideNodes::GasWideNodes(const GasTreeNode* nodes, unsigned node_count,
     const GasScratchArray<Pending> pending = gas_allocate_scratch<Pending>(m_count + 1);
     const unsigned subtree_limit = parallel ? 32 * parallel->get_team().get_size() : 0;
     const std::unique_ptr<Subtree[]> subtrees(new Subtree[subtree_limit + 1]);
-    allocate(m_count, m_memory, m_nodes);
+    m_nodes = static_cast<GasWideNode*>(gas_allocate_aligned(
+        std::size_t{m_count} * sizeof(GasWideNode), alignof(GasWideNode), m_memory));
 
     const Placing placing(nodes, collapse, m_nodes);
     Subtree& whole = subtrees[subtree_limit];
@@ -169,7 +136,7 @@ GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
 
 void GasWideNodes::refit(GasWideCursor& cursor, const GasTreeNode* nodes, unsigned first_node) {
     GasWideLaneBoxes boxes;
-    advance(cursor, m_nodes, first_node, [&](unsigned i) {
+    gas_advance_wide(cursor, m_nodes, first_node, [&](unsigned i) {
         boxes.gather(m_nodes[i], GasNodeBoxes{nodes}, infinity);
         boxes.store(m_nodes[i].planes);
     });
@@ -180,55 +147,6 @@ void GasWideNodes::refit(GasWideCursor& cursor, const GasTreeNode* nodes, unsign
 
 std::size_t GasWideNodes::get_memory_size() const {
     return sizeof(GasWideNodes) + std::size_t{m_count} * sizeof(GasWideNode) + alignof(GasWideNode);
-}
-
-GasWideSample::GasWideSample(unsigned node_count) : count(node_count) {
-    allocate(count, memory, nodes);
-}
-
-GasWideSample::~GasWideSample() { sys_aligned_free(memory); }
-
-void GasWideSample::fill(GasWideCursor& cursor, const GasWideNodes& wide_nodes,
-                         const GMathBbox3<float>* sample_boxes, unsigned first_node) {
-    const GasSampleBoxes source = {sample_boxes};
-    GasWideLaneBoxes lanes;
-    SimdF finite = lanes.ordered;
-    advance(cursor, wide_nodes.get_nodes(), first_node, [&](unsigned i) {
-        const GasWideNode& wide = wide_nodes.get_nodes()[i];
-        GasWideSampleNode& node = nodes[i];
-        prefetch(nodes, i);
-        const unsigned half = wide.first_child;
-        const SimdF first_min = source.get_min(half);
-        const SimdF first_max = source.get_max(half);
-        const SimdF second_min = source.get_min(half + 1);
-        const SimdF second_max = source.get_max(half + 1);
-        const SimdF min_xy = SimdF::interleave_low(first_min, second_min);
-        const SimdF max_xy = SimdF::interleave_low(first_max, second_max);
-        min_xy.store(node.half_planes[0]);
-        max_xy.store(node.half_planes[0] + 2);
-        min_xy.move_high().store(node.half_planes[1]);
-        max_xy.move_high().store(node.half_planes[1] + 2);
-        SimdF::interleave_high(first_min, second_min).store(node.half_planes[2]);
-        SimdF::interleave_high(first_max, second_max).store(node.half_planes[2] + 2);
-        // After the boxes of the halves, whose last store reaches into the planes.
-        lanes.gather(wide, source, FLT_MAX);
-        lanes.store(node.planes);
-        for (unsigned lane = 0; lane < 4; ++lane)
-            node.references[lane] = wide.references[lane];
-        finite = finite & (first_max < SimdF(infinity)) & (second_max < SimdF(infinity)) &
-                 (SimdF(-infinity) < first_min) & (SimdF(-infinity) < second_min);
-    });
-    cursor.are_boxes_ordered =
-        cursor.are_boxes_ordered && lanes.are_ordered() && (finite.get_mask() & 7) == 7;
-    if (first_node == 0) {
-        are_boxes_ordered = cursor.are_boxes_ordered;
-        boxes = sample_boxes;
-    }
-}
-
-std::size_t GasWideSample::get_memory_size() const {
-    return sizeof(GasWideSample) + std::size_t{count} * sizeof(GasWideSampleNode) +
-           alignof(GasWideSampleNode);
 }
 
 } // namespace gas_abi1

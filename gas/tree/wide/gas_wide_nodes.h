@@ -3,20 +3,12 @@
 #include <cstddef>
 
 #include <gas/build/gas_tree_node.h>
-#include <gas/traversal/wide/gas_wide_node.h>
+#include <gas/tree/wide/gas_wide_pass.h>
 
 inline namespace gas_abi1 {
 
 class GasParallelBuild;
 class GasWideCollapse;
-
-/// A pass over wide nodes, from the last to the first, that follows one over the binary nodes.
-struct GasWideCursor {
-    /// Wide nodes whose turn is still to come.
-    unsigned remaining = 0;
-    /// Whether all boxes of those that had theirs are in order.
-    bool are_boxes_ordered = true;
-};
 
 /// The wide nodes of a GasTree: its boxes once more, four to a record. Which binary nodes become
 /// wide ones is chosen by surface area, so that rays visit as few as possible.
@@ -52,30 +44,6 @@ class GasWideNodes {
     GasWideNode* m_nodes = nullptr;
     unsigned m_count = 0;
     bool m_are_boxes_ordered = false;
-};
-
-/// The wide nodes of one motion-blur sample.
-struct GasWideSample {
-    explicit GasWideSample(unsigned node_count);
-    GasWideSample(const GasWideSample&) = delete;
-    GasWideSample& operator=(const GasWideSample&) = delete;
-    ~GasWideSample();
-
-    /// A step of a pass that takes the sample's boxes, one for each of the tree's nodes, as
-    /// GasWideNodes::refit does.
-    void fill(GasWideCursor& cursor, const GasWideNodes& wide_nodes,
-              const GMathBbox3<float>* sample_boxes, unsigned first_node);
-
-    std::size_t get_memory_size() const;
-
-    void* memory = nullptr;
-    GasWideSampleNode* nodes = nullptr;
-    unsigned count = 0;
-    /// The boxes that it was filled from; null until the first pass is through.
-    const GMathBbox3<float>* boxes = nullptr;
-    /// Whether every box is finite and has min <= max, as GasWideNodes asks; a box that reaches to
-    /// infinity could not be blended.
-    bool are_boxes_ordered = false;
 };
 
 } // namespace gas_abi1

@@ -10,26 +10,23 @@ void GasWideTree::make_nodes(const GasTreeNode* nodes, unsigned node_count,
 }
 
 void GasWideTree::drop_nodes() {
-    m_samples.clear();
-    m_samples.shrink_to_fit();
+    m_samples.reset();
     m_nodes.reset();
     find_walked_nodes();
 }
 
-void GasWideTree::reserve_sample(unsigned sample) {
-    if (!m_nodes)
+void GasWideTree::reserve_samples(unsigned count) {
+    if (!m_nodes || (m_samples && m_samples->get_sample_count() == count))
         return;
-    if (sample >= m_samples.size())
-        m_samples.resize(std::size_t{sample} + 1);
-    if (!m_samples[sample])
-        m_samples[sample] = std::make_unique<GasWideSample>(m_nodes->get_count());
+    auto samples = std::make_unique<GasWideSamples>(m_nodes->get_count(), count);
+    if (m_samples)
+        samples->take(*m_samples);
+    m_samples = std::move(samples);
 }
 
 std::size_t GasWideTree::get_memory_size() const {
-    std::size_t size = m_nodes ? m_nodes->get_memory_size() : 0;
-    for (const std::unique_ptr<GasWideSample>& sample : m_samples)
-        size += sample ? sample->get_memory_size() : 0;
-    return size;
+    return (m_nodes ? m_nodes->get_memory_size() : 0) +
+           (m_samples ? m_samples->get_memory_size() : 0);
 }
 
 } // namespace gas_abi1

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
-#include <gas/tree/wide/gas_wide_nodes.h>
+#include <gas/tree/wide/gas_wide_samples.h>
 
 inline namespace gas_abi1 {
 
@@ -21,15 +20,14 @@ class GasWideTree {
     void drop_nodes();
     bool has_nodes() const { return m_nodes != nullptr; }
 
-    /// The wide nodes where walks may take them, and those of a sample that was filled from
-    /// `boxes`; else null.
+    /// The wide nodes where walks may take them, else null.
     const GasWideNode* get_nodes() const { return m_walked_nodes; }
-    const GasWideSampleNode* get_sample(unsigned sample, const GMathBbox3<float>* boxes) const {
-        if (sample >= m_samples.size() || !m_samples[sample])
-            return nullptr;
-        const GasWideSample& wide = *m_samples[sample];
-        return wide.boxes == boxes && wide.are_boxes_ordered ? wide.nodes : nullptr;
+    /// Whether walks may take them in a sample with these boxes; and their boxes in all samples,
+    /// if there is such a one.
+    bool has_sample(unsigned sample, const GMathBbox3<float>* boxes) const {
+        return m_samples && m_samples->has(sample, boxes);
     }
+    const GasWideSampleRecords& get_samples() const { return m_samples->get_records(); }
 
     /// A pass over the tree's nodes from the last to the first, after which wide nodes have their
     /// boxes: nothing to do where there are none.
@@ -58,31 +56,33 @@ class GasWideTree {
     /// The same for the boxes of a sample.
     class SampleRefit {
       public:
-        SampleRefit(const GasWideNodes* wide_nodes, GasWideSample* sample,
+        SampleRefit(const GasWideNodes* wide_nodes, GasWideSamples* samples, unsigned sample,
                     const GMathBbox3<float>* boxes)
-            : m_wide_nodes(wide_nodes), m_sample(sample),
+            : m_wide_nodes(wide_nodes), m_samples(samples), m_sample(sample),
               m_boxes(boxes), m_cursor{wide_nodes ? wide_nodes->get_count() : 0, true} {}
 
         void advance(unsigned first_node) {
             if (m_wide_nodes)
-                m_sample->fill(m_cursor, *m_wide_nodes, m_boxes, first_node);
+                m_samples->fill(m_sample, m_cursor, *m_wide_nodes, m_boxes, first_node);
         }
 
       private:
         const GasWideNodes* m_wide_nodes;
-        GasWideSample* m_sample;
+        GasWideSamples* m_samples;
+        unsigned m_sample;
         const GMathBbox3<float>* m_boxes;
         GasWideCursor m_cursor;
     };
-    /// Makes room for a sample; all that can fail of filling it.
-    void reserve_sample(unsigned sample);
+    /// Makes room for `count` samples; all that can fail of filling one.
+    void reserve_samples(unsigned count);
     SampleRefit begin_sample(unsigned sample, const GMathBbox3<float>* boxes) {
-        return SampleRefit(m_nodes.get(), m_nodes ? m_samples[sample].get() : nullptr, boxes);
+        return SampleRefit(m_nodes.get(), m_samples.get(), sample, boxes);
     }
-    /// Drops the samples from `count` on.
+    /// Drops the samples from `count` on; their memory goes with the last one, or when another is
+    /// filled.
     void drop_samples(unsigned count) {
-        if (count < m_samples.size())
-            m_samples.resize(count);
+        if (m_samples && !m_samples->drop(count))
+            m_samples.reset();
     }
 
     /// Bytes of the wide nodes and their samples.
@@ -97,8 +97,8 @@ class GasWideTree {
     const GasWideNode* m_walked_nodes = nullptr;
     bool m_are_boxes_ordered = false;
     std::unique_ptr<GasWideNodes> m_nodes;
-    /// By sample; null where one was not filled.
-    std::vector<std::unique_ptr<GasWideSample>> m_samples;
+    /// Null where none was filled.
+    std::unique_ptr<GasWideSamples> m_samples;
 };
 
 } // namespace gas_abi1

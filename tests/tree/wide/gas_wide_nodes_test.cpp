@@ -18,8 +18,13 @@ using support::find_wide_flaw;
 using support::WideChecker;
 
 std::size_t get_expected_size(unsigned count, unsigned sample_count) {
-    return sizeof(GasWideNodes) + count * std::size_t{128} + 64 +
-           sample_count * (sizeof(GasWideSample) + count * std::size_t{160} + 32);
+    const std::size_t of_nodes = sizeof(GasWideNodes) + count * std::size_t{128} + 64;
+    if (sample_count == 0)
+        return of_nodes;
+    // Six planes, three pairs of half planes, and once the references.
+    const std::size_t of_record = (sample_count * (96 + 48) + 16 + 63) / 64 * 64;
+    return of_nodes + sizeof(GasWideSamples) + sample_count * std::size_t{16} + count * of_record +
+           64;
 }
 
 /// The area sums of every way to choose wide nodes at and below a binary node that has one.
