@@ -30,13 +30,14 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int parse_and_run(int argument_count, const char* const* arguments) {
-    CLI::App app("Renders pictures through trees of boxes, says what the trees are like, and "
-                 "searches them.",
+    CLI::App app("Renders pictures through trees of boxes, says what the trees are like, "
+                 "searches them, and verifies them.",
                  "gas");
     app.require_subcommand(1);
     RenderCommand render(app);
     StatsCommand stats(app);
     QueryCommand query(app);
+    VerifyCommand verify(app);
     try {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
@@ -50,6 +51,8 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         stats.run();
     if (query.is_chosen())
         query.run();
+    if (verify.is_chosen())
+        verify.run();
     return exit_done;
 }
 

@@ -127,4 +127,20 @@ class QueryCommand {
     bool m_json = false;
 };
 
+/// `gas verify`: whether all trees and ways find the same.
+class VerifyCommand {
+  public:
+    explicit VerifyCommand(CLI::App& app);
+
+    bool is_chosen() const { return m_command->parsed(); }
+    /// Throws a UserError where something differs.
+    void run() const;
+
+  private:
+    CLI::App* m_command;
+    std::string m_mesh_path;
+    std::string m_seed = "1";
+    unsigned m_ray_count = 10'000;
+};
+
 } // namespace gas_app
