@@ -6,12 +6,6 @@
 
 namespace gas_app {
 
-namespace {
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
-} // namespace
-
 VerifiedRays::VerifiedRays(const VerifiedScene& scene, std::uint64_t first, unsigned count)
     : m_scene(scene), m_batch(count), m_nested_batch(1) {
     for (unsigned ray = 0; ray < count; ++ray)
@@ -111,7 +105,7 @@ void VerifiedRays::visit(unsigned item, unsigned ray, const CtxEval& eval, CtxSh
         return;
     }
     const double entry = m_scene.find_entry(item, m_rays[ray], bound, m_is_moving);
-    if (entry == infinity)
+    if (entry == VerifiedScene::no_entry)
         return;
     if (m_behaviour == Behaviour::collect)
         record.collected += hash_bits(item + 1);
@@ -143,7 +137,7 @@ void VerifiedRays::visit_mixed(unsigned item, unsigned ray, const CtxEval& eval,
     }
     // Nearest hits: half of what is met is accepted.
     const double entry = m_scene.find_entry(item, m_rays[ray], bound, m_is_moving);
-    if (entry != infinity && m_is_nearest && hash_pair(ray, item) % 2 == 0)
+    if (entry != VerifiedScene::no_entry && m_is_nearest && hash_pair(ray, item) % 2 == 0)
         ctx.record_nearest_hit(ray, entry, item);
 }
 

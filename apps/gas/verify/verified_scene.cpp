@@ -126,14 +126,13 @@ double VerifiedScene::find_entry(unsigned item, const Ray& ray, double far_dista
     const Box& after = m_boxes[1][item];
     double entry = ray.near_distance;
     double exit = far_distance;
-    constexpr double infinity = std::numeric_limits<double>::infinity();
     for (unsigned axis = 0; axis < 3; ++axis) {
         const double low = before.min[axis] + (after.min[axis] - before.min[axis]) * fraction;
         const double high = before.max[axis] + (after.max[axis] - before.max[axis]) * fraction;
         const double direction = ray.direction[axis];
         if (direction == 0.0) {
             if (!(ray.origin[axis] >= low && ray.origin[axis] <= high))
-                return infinity;
+                return no_entry;
             continue;
         }
         const double first = (low - ray.origin[axis]) / direction;
@@ -141,7 +140,7 @@ double VerifiedScene::find_entry(unsigned item, const Ray& ray, double far_dista
         entry = std::max(entry, std::min(first, second));
         exit = std::min(exit, std::max(first, second));
     }
-    return entry <= exit && entry < far_distance ? entry : infinity;
+    return entry <= exit && entry < far_distance ? entry : no_entry;
 }
 
 } // namespace gas_app

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include <apps/gas/mesh/triangle_mesh.h>
@@ -14,6 +15,8 @@ namespace gas_app {
 class VerifiedScene {
   public:
     static constexpr unsigned sample_count = 2;
+    /// Where a ray enters an item that it does not meet.
+    static constexpr double no_entry = std::numeric_limits<double>::infinity();
 
     /// A ray as the callbacks test it: `time` of the shutter, 0 to 1.
     struct Ray {
@@ -38,8 +41,8 @@ class VerifiedScene {
     /// along an axis or in a plane of a box.
     Ray make_ray(std::uint64_t number) const;
 
-    /// Where the ray enters the item between its near distance and `far_distance`; infinity: it
-    /// does not. At rest items are where the trees are built, at the end of the shutter.
+    /// Where the ray enters the item between its near distance and `far_distance`, or
+    /// `no_entry`. At rest items are where the trees are built, at the end of the shutter.
     double find_entry(unsigned item, const Ray& ray, double far_distance, bool is_moving) const;
 
   private:
