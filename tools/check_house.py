@@ -355,8 +355,10 @@ def check_listed(paths, report):
         while folder and folder not in words:
             folder = os.path.dirname(folder)
         relative = os.path.relpath(path, folder or ".")
-        # Examples are listed by their names alone.
-        names = {relative, os.path.splitext(relative)[0]} if folder == "examples" else {relative}
+        # Examples and fuzz targets are listed by their names alone.
+        names = {relative}
+        if folder in ("examples", "fuzz"):
+            names.add(os.path.splitext(relative)[0])
         if not names & words.get(folder, set()):
             report.add(path, 1, f"not listed in {os.path.join(folder, 'CMakeLists.txt')}")
 
