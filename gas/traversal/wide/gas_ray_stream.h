@@ -34,9 +34,8 @@ class GasStreamTrial {
     ///
     /// Alone a ray costs less for each node, but waits at nodes that the ray before did not visit.
     /// As measured it pays up to where the nodes that only one of two rays visits are two thirds of
-    /// what a ray visits. Rays that do not follow their bound look ahead when alone, which takes
-    /// some time of its own: for them it is half of what a ray visits, less five.
-    template <bool follows_bound> bool is_coherent(unsigned first) const {
+    /// what a ray visits.
+    bool is_coherent(unsigned first) const {
         unsigned visited = 0;
         unsigned differing = 0;
         for (unsigned i = 1; i < ray_count; ++i) {
@@ -47,10 +46,7 @@ class GasStreamTrial {
                 differing += count(nodes.words[word] ^ before.words[word]);
             }
         }
-        if constexpr (follows_bound)
-            return 3 * differing <= 2 * visited;
-        else
-            return 2 * differing + 10 * (ray_count - 1) <= visited;
+        return 3 * differing <= 2 * visited;
     }
 
   private:
@@ -114,7 +110,7 @@ class GasRayStream {
             const unsigned left = end - m_next_ray;
             const unsigned next_trial =
                 m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
-            if (trial.is_coherent<Query::follows_bound>(first))
+            if (trial.is_coherent(first))
                 trace_one_by_one(next_trial);
             else
                 trace_together(next_trial, none);
