@@ -1,4 +1,3 @@
-#include <array>
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 
+#include <apps/common/tree_calls.h>
 #include <fuzz/fuzz_input.h>
 
 // Ray queries over any boxes, NaN and inverted ones as well, with callbacks that accept, shorten,
@@ -45,8 +45,7 @@ std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
     return a ^ a >> 29;
 }
 
-/// Traces rays and writes down what is called. A query is one of the four, in the order any hit,
-/// any hit in motion, nearest, nearest in motion.
+/// Traces rays and writes down what is called.
 class Tracer {
   public:
     using Call = std::function<void(const CtxEval&, CtxShader&, GeometryRaytraceCtx&)>;
@@ -169,26 +168,6 @@ class Tracer {
     std::uint64_t m_nested_calls = 0;
 };
 
-/// The four queries and the four streams of a tree.
-template <typename Tree, typename... Shortcut>
-Tracer::Call get_call(const Tree& tree, unsigned query, bool is_stream, Shortcut... shortcut) {
-    using Member =
-        void (Tree::*)(const CtxEval&, CtxShader&, GeometryRaytraceCtx&, const Shortcut&...) const;
-    constexpr Member members[] = {&Tree::ray_hit_static,
-                                  &Tree::ray_hit_motion,
-                                  &Tree::ray_hit_nearest_static,
-                                  &Tree::ray_hit_nearest_motion,
-                                  &Tree::ray_stream_static,
-                                  &Tree::ray_stream_motion,
-                                  &Tree::ray_stream_nearest_static,
-                                  &Tree::ray_stream_nearest_motion};
-    const Member member = members[query + (is_stream ? 4 : 0)];
-    return [&tree, member, shortcut...](const CtxEval& eval, CtxShader& shader,
-                                        GeometryRaytraceCtx& ctx) {
-        (tree.*member)(eval, shader, ctx, shortcut...);
-    };
-}
-
 Boxes take_boxes(FuzzInput& input, unsigned count) {
     Boxes boxes(count);
     const bool are_ordered = input.take_below(4) != 0;
@@ -286,21 +265,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using Way = Tracer::Way;
     for (unsigned query = 0; query < 4; ++query) {
         const bool is_nearest = query >= 2;
-        const auto trace = [&](const auto& tree, bool is_stream, Way way, auto... shortcut) {
-            return tracer.trace(get_call(tree, query, is_stream, shortcut...), way, is_nearest);
+        const auto trace = [&](const auto& tree, GasRayWay ray_way, Way way) {
+            const auto call = [&, ray_way](const CtxEval& eval, CtxShader& shader,
+                                           GeometryRaytraceCtx& ctx) {
+                gas_app::call_tree(tree, static_cast<GasRayCall>(query), ray_way, eval, shader,
+                                   ctx);
+            };
+            return tracer.trace(call, way, is_nearest);
         };
-        expect_same(trace(binary, false, Way::one_by_one, false),
-                    trace(wide, false, Way::one_by_one, false), "a walk of wide nodes", query);
-        const std::vector<History> alone = trace(binary, true, Way::one_by_one, false);
-        expect_same(alone, trace(binary, true, Way::together, false), "a stream", query);
-        expect_same(alone, trace(wide, true, Way::together, false), "a stream of wide nodes",
+        expect_same(trace(binary, GasRayWay::query, Way::one_by_one),
+                    trace(wide, GasRayWay::query, Way::one_by_one), "a walk of wide nodes", query);
+        const std::vector<History> alone = trace(binary, GasRayWay::stream, Way::one_by_one);
+        expect_same(alone, trace(binary, GasRayWay::stream, Way::together), "a stream", query);
+        expect_same(alone, trace(wide, GasRayWay::stream, Way::together), "a stream of wide nodes",
                     query);
-        expect_same(trace(compressed, true, Way::one_by_one),
-                    trace(compressed, true, Way::together), "a stream of a compressed tree", query);
+        expect_same(trace(compressed, GasRayWay::stream, Way::one_by_one),
+                    trace(compressed, GasRayWay::stream, Way::together),
+                    "a stream of a compressed tree", query);
         // Together the order of calls is the batch's; that they end, and touch nothing else, is all
         // that is asked here.
-        trace(wide, false, Way::together, false);
-        trace(compressed, false, Way::together);
+        trace(wide, GasRayWay::query, Way::together);
+        trace(compressed, GasRayWay::query, Way::together);
     }
     return 0;
 }

@@ -36,4 +36,16 @@ template <typename Tree>
 using TreeCalls = std::conditional_t<std::is_same_v<Tree, GasTree>, TreeCallsOf<Tree, const bool&>,
                                      TreeCallsOf<Tree>>;
 
+/// Runs a query or a stream of a tree of any class, one of a single leaf like all others where its
+/// class has the choice.
+template <typename Tree>
+void call_tree(const Tree& tree, GasRayCall call, GasRayWay way, const CtxEval& eval,
+               CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    const auto member = TreeCalls<Tree>::get(call, way);
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        (tree.*member)(eval, shader, ctx, false);
+    else
+        (tree.*member)(eval, shader, ctx);
+}
+
 } // namespace gas_app

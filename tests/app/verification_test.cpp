@@ -91,7 +91,7 @@ TEST(VerifiedRays, SeeWhenItemsAreLeftOutOrCalledInAnotherOrder) {
             for (unsigned i = 0; i < scene.get_item_count(); ++i) {
                 const unsigned item = forwards ? i : scene.get_item_count() - 1 - i;
                 if (item != left_out)
-                    VerifiedRays::call_nearest(&rays, item, eval, shader, ctx);
+                    VerifiedRays::call_item(&rays, item, eval, shader, ctx);
             }
         };
     };

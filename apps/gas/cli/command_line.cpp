@@ -45,14 +45,10 @@ int parse_and_run(int argument_count, const char* const* arguments) {
             return app.exit(error); // help was requested
         return report_usage(describe(app, error));
     }
-    if (render.is_chosen())
-        render.run();
-    if (stats.is_chosen())
-        stats.run();
-    if (query.is_chosen())
-        query.run();
-    if (verify.is_chosen())
-        verify.run();
+    for (const Command* command :
+         std::initializer_list<const Command*>{&render, &stats, &query, &verify})
+        if (command->is_chosen())
+            command->run();
     return exit_done;
 }
 

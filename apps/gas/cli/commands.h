@@ -20,13 +20,27 @@
 
 namespace gas_app {
 
-/// `gas render`: a picture of a mesh or of the procedural scene.
-class RenderCommand {
+/// A subcommand. The command line refers to its members.
+class Command {
   public:
-    explicit RenderCommand(CLI::App& app);
+    Command(CLI::App& app, const std::string& name, const std::string& description)
+        : m_command(app.add_subcommand(name, description)) {}
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+    virtual ~Command() = default;
 
     bool is_chosen() const { return m_command->parsed(); }
-    void run() const;
+    virtual void run() const = 0;
+
+  protected:
+    CLI::App* m_command;
+};
+
+/// `gas render`: a picture of a mesh or of the procedural scene.
+class RenderCommand : public Command {
+  public:
+    explicit RenderCommand(CLI::App& app);
+    void run() const override;
 
   private:
     RenderSettings get_render_settings() const;
@@ -34,7 +48,6 @@ class RenderCommand {
     RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
                       Picture& picture) const;
 
-    CLI::App* m_command;
     SceneOptions m_scene;
     std::string m_output_path;
     std::string m_size = "640x400";
@@ -51,12 +64,10 @@ class RenderCommand {
 };
 
 /// `gas stats`: statistics of the trees of a mesh or of the procedural scene.
-class StatsCommand {
+class StatsCommand : public Command {
   public:
     explicit StatsCommand(CLI::App& app);
-
-    bool is_chosen() const { return m_command->parsed(); }
-    void run() const;
+    void run() const override;
 
   private:
     struct Entry {
@@ -81,18 +92,15 @@ class StatsCommand {
     static void print_text(const Entry& entry);
     static void print_levels(const Entry& entry);
 
-    CLI::App* m_command;
     SceneOptions m_scene;
 };
 
 /// `gas query`: the leaves of a mesh's tree in a box or near a point. A leaf is a triangle: its
 /// number is the triangle's, its box the exact one.
-class QueryCommand {
+class QueryCommand : public Command {
   public:
     explicit QueryCommand(CLI::App& app);
-
-    bool is_chosen() const { return m_command->parsed(); }
-    void run() const;
+    void run() const override;
 
   private:
     using Boxes = CoreArray<GMathBbox3<float>>;
@@ -116,7 +124,6 @@ class QueryCommand {
                     const std::vector<Found>& found) const;
     void print_text(const Boxes& boxes, const std::vector<Found>& found) const;
 
-    CLI::App* m_command;
     std::string m_mesh_path;
     std::string m_build_method = "sah-fast";
     std::string m_box;
@@ -128,16 +135,14 @@ class QueryCommand {
 };
 
 /// `gas verify`: whether all trees and ways find the same.
-class VerifyCommand {
+class VerifyCommand : public Command {
   public:
     explicit VerifyCommand(CLI::App& app);
 
-    bool is_chosen() const { return m_command->parsed(); }
     /// Throws a UserError where something differs.
-    void run() const;
+    void run() const override;
 
   private:
-    CLI::App* m_command;
     std::string m_mesh_path;
     std::string m_seed = "1";
     unsigned m_ray_count = 10'000;

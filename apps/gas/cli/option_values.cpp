@@ -120,9 +120,8 @@ std::uint64_t parse_seed(const std::string& text) {
 }
 
 unsigned parse_build_method(const std::string& name) {
-    constexpr std::array<std::string_view, 4> names = {"median", "hybrid", "sah-fast", "sah"};
-    for (unsigned method = 0; method < names.size(); ++method)
-        if (names[method] == name)
+    for (unsigned method = 0; method < build_method_names.size(); ++method)
+        if (build_method_names[method] == name)
             return method;
     fail("--build", name, "expected median, hybrid, sah-fast or sah");
 }

@@ -21,9 +21,7 @@ constexpr float unlimited = std::numeric_limits<float>::infinity();
 CoreArray<GMathBbox3<float>> get_triangle_boxes(const TriangleMesh& mesh) {
     CoreArray<GMathBbox3<float>> boxes(static_cast<unsigned>(mesh.triangles.size()));
     for (unsigned index = 0; index < boxes.get_count(); ++index) {
-        Box box = empty_box();
-        for (const unsigned vertex : mesh.triangles[index])
-            grow(box, mesh.vertices[vertex]);
+        const Box box = mesh.get_box(mesh.triangles[index]);
         boxes[index] = {to_float(box.min), to_float(box.max)};
     }
     return boxes;
@@ -45,8 +43,8 @@ nlohmann::ordered_json as_array(const Vec3f& point) { return {point.x, point.y, 
 } // namespace
 
 QueryCommand::QueryCommand(CLI::App& app)
-    : m_command(app.add_subcommand(
-          "query", "Find the triangles of a mesh whose boxes overlap a box or lie near a point")) {
+    : Command(app, "query",
+              "Find the triangles of a mesh whose boxes overlap a box or lie near a point") {
     m_command->add_option("mesh", m_mesh_path, "A Wavefront OBJ file")->required();
     m_command
         ->add_option("--build", m_build_method,

@@ -38,8 +38,7 @@ class Stopwatch {
 } // namespace
 
 RenderCommand::RenderCommand(CLI::App& app)
-    : m_command(
-          app.add_subcommand("render", "Render a picture of a mesh or of the procedural scene")) {
+    : Command(app, "render", "Render a picture of a mesh or of the procedural scene") {
     m_scene.add_to(*m_command);
     m_command->add_option("-o,--output", m_output_path, "The picture, a PNG file")->required();
     m_command->add_option("--size", m_size, "Size of the picture")->capture_default_str();

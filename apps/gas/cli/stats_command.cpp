@@ -19,8 +19,7 @@ constexpr unsigned picture_height = 100;
 } // namespace
 
 StatsCommand::StatsCommand(CLI::App& app)
-    : m_command(app.add_subcommand(
-          "stats", "Say what the trees of a mesh or of the procedural scene are like")) {
+    : Command(app, "stats", "Say what the trees of a mesh or of the procedural scene are like") {
     m_scene.add_to(*m_command);
 }
 

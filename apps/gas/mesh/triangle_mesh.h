@@ -35,6 +35,12 @@ struct TriangleMesh {
             grow(box, vertex);
         return box;
     }
+    Box get_box(const Triangle& triangle) const {
+        Box box = empty_box();
+        for (const unsigned vertex : triangle)
+            grow(box, vertices[vertex]);
+        return box;
+    }
 };
 
 /// Shading normals, one per triangle corner: the mean over the triangles around the vertex that lie

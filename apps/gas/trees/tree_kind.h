@@ -19,6 +19,10 @@ inline std::string_view get_name(TreeKind kind) {
     return tree_kind_names[static_cast<unsigned>(kind)];
 }
 
+/// The build methods on the command line, in the order of the application's setting.
+inline constexpr std::array<std::string_view, 4> build_method_names = {"median", "hybrid",
+                                                                       "sah-fast", "sah"};
+
 /// How the trees of a scene are built. The build method is a setting of the application.
 struct TreeSettings {
     TreeKind kind = TreeKind::plain;

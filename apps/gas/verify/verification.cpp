@@ -1,30 +1,18 @@
 #include <apps/gas/verify/verification.h>
 
-#include <array>
-
 #include <apps/common/tree_calls.h>
 
 namespace gas_app {
 
 namespace {
 
-constexpr std::array<const char*, 4> build_methods = {"median", "hybrid", "sah-fast", "sah"};
-
 /// The query or stream of any tree; a tree of one leaf is walked like all others.
 VerifiedRays::Trace get_trace(const TracedTree& traced, bool is_nearest, bool is_moving,
                               GasRayWay way) {
-    return [&traced, is_nearest, is_moving, way](const CtxEval& eval, CtxShader& shader,
-                                                 GeometryRaytraceCtx& ctx) {
-        const GasRayCall call = get_ray_call(is_nearest, is_moving);
-        std::visit(
-            [&](const auto& tree) {
-                using Tree = std::remove_cvref_t<decltype(tree)>;
-                if constexpr (std::is_same_v<Tree, GasTree>)
-                    (tree.*TreeCalls<Tree>::get(call, way))(eval, shader, ctx, false);
-                else
-                    (tree.*TreeCalls<Tree>::get(call, way))(eval, shader, ctx);
-            },
-            traced.get_tree());
+    const GasRayCall call = get_ray_call(is_nearest, is_moving);
+    return [&traced, call, way](const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) {
+        std::visit([&](const auto& tree) { call_tree(tree, call, way, eval, shader, ctx); },
+                   traced.get_tree());
     };
 }
 
@@ -56,25 +44,21 @@ struct Verification::Context {
     const Question& question;
     const std::string name;
     VerifiedRays& rays;
+    /// Empty where the result depends on the order of calls.
     const std::vector<RayRecord>& brute_force;
     RayComparison& comparison;
 
-    bool is_mixed() const { return question.behaviour == Behaviour::mixed; }
     std::vector<RayRecord> trace(const Entry& entry, GasRayWay way,
                                  VerifiedRays::Way rays_way) const {
         return rays.trace(get_trace(entry.tree, question.is_nearest, question.is_moving, way),
                           rays_way, question.behaviour, question.is_nearest, question.is_moving);
     }
-    void compare(const std::string& what, const std::vector<RayRecord>& expected,
-                 const std::vector<RayRecord>& found, Agreement agreement) const {
-        comparison.compare(name + what, expected, found, agreement);
-    }
 };
 
 Verification::Verification(const VerifiedScene& scene, AppBase& application) : m_scene(scene) {
-    for (unsigned method = 0; method < build_methods.size(); ++method) {
+    for (unsigned method = 0; method < build_method_names.size(); ++method) {
         application.set_build_method(method);
-        const std::string built = std::string(" built by ") + build_methods[method];
+        const std::string built = " built by " + std::string(build_method_names[method]);
         TreeSettings settings;
         settings.has_wide_nodes = false;
         add("plain tree" + built, settings, nullptr, application);
@@ -98,7 +82,7 @@ void Verification::add(const std::string& name, const TreeSettings& settings, co
     Entry& entry = *m_entries.back();
     entry.name = name;
     entry.binary = binary;
-    entry.tree.set_callbacks(call_any, call_nearest, this);
+    entry.tree.set_callbacks(call_item, call_item, this);
     AppProgressBar& bar = *application.create_progress_bar("Building", false);
     entry.tree.build(m_scene.describe(), settings, bar, 1.0f);
     bar.finish();
@@ -118,8 +102,10 @@ void Verification::check(std::uint64_t first, unsigned count, const std::string&
             {"nearest hit" + motion, Behaviour::accept, true, is_moving},
             {"nearest hit, changing rays" + motion, Behaviour::mixed, true, is_moving}};
         for (const Question& question : questions) {
-            const std::vector<RayRecord> brute_force = rays.trace_by_brute_force(
-                question.behaviour, question.is_nearest, question.is_moving);
+            std::vector<RayRecord> brute_force;
+            if (question.behaviour != Behaviour::mixed)
+                brute_force = rays.trace_by_brute_force(question.behaviour, question.is_nearest,
+                                                        question.is_moving);
             const Context context = {question, name + ", " + question.name, rays, brute_force,
                                      comparison};
             for (const std::unique_ptr<Entry>& entry : m_entries)
@@ -129,40 +115,37 @@ void Verification::check(std::uint64_t first, unsigned count, const std::string&
     m_rays = nullptr;
 }
 
-void Verification::check_entry(const Context& context, const Entry& entry) {
+void Verification::check_entry(const Context& context, Entry& entry) {
     using Way = VerifiedRays::Way;
-    const std::string tree = ", " + entry.name;
-    const std::vector<RayRecord> single = context.trace(entry, GasRayWay::query, Way::one_by_one);
-    const std::vector<RayRecord> alone = context.trace(entry, GasRayWay::stream, Way::each_alone);
-    const std::vector<RayRecord> stream = context.trace(entry, GasRayWay::stream, Way::together);
+    const auto compare = [&](const char* what, const std::vector<RayRecord>& expected,
+                             const std::vector<RayRecord>& found, Agreement agreement) {
+        context.comparison.compare(context.name + ", " + entry.name + what, expected, found,
+                                   agreement);
+    };
+    entry.single = context.trace(entry, GasRayWay::query, Way::one_by_one);
+    entry.stream = context.trace(entry, GasRayWay::stream, Way::together);
     // Whatever else is in the batch, a ray of a stream makes its own calls.
-    context.compare(tree + ", stream against its rays alone", alone, stream, Agreement::histories);
+    compare(", stream against its rays alone",
+            context.trace(entry, GasRayWay::stream, Way::each_alone), entry.stream,
+            Agreement::histories);
     if (entry.binary) {
-        context.compare(tree + ", one by one against binary nodes",
-                        context.trace(*entry.binary, GasRayWay::query, Way::one_by_one), single,
-                        Agreement::histories);
-        context.compare(tree + ", stream against binary nodes",
-                        context.trace(*entry.binary, GasRayWay::stream, Way::together), stream,
-                        Agreement::histories);
+        compare(", one by one against binary nodes", entry.binary->single, entry.single,
+                Agreement::histories);
+        compare(", stream against binary nodes", entry.binary->stream, entry.stream,
+                Agreement::histories);
     }
-    if (context.is_mixed())
+    if (context.brute_force.empty())
         return;
-    context.compare(tree + ", one by one against brute force", context.brute_force, single,
-                    Agreement::results);
-    context.compare(tree + ", stream against brute force", context.brute_force, stream,
-                    Agreement::results);
-    context.compare(tree + ", batch against brute force", context.brute_force,
-                    context.trace(entry, GasRayWay::query, Way::together), Agreement::results);
+    compare(", one by one against brute force", context.brute_force, entry.single,
+            Agreement::results);
+    compare(", stream against brute force", context.brute_force, entry.stream, Agreement::results);
+    compare(", batch against brute force", context.brute_force,
+            context.trace(entry, GasRayWay::query, Way::together), Agreement::results);
 }
 
-void Verification::call_any(void* user, const unsigned& item, const CtxEval& eval,
-                            CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    VerifiedRays::call_any(static_cast<Verification*>(user)->m_rays, item, eval, shader, ctx);
-}
-
-void Verification::call_nearest(void* user, const unsigned& item, const CtxEval& eval,
-                                CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    VerifiedRays::call_nearest(static_cast<Verification*>(user)->m_rays, item, eval, shader, ctx);
+void Verification::call_item(void* user, const unsigned& item, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) {
+    VerifiedRays::call_item(static_cast<Verification*>(user)->m_rays, item, eval, shader, ctx);
 }
 
 } // namespace gas_app

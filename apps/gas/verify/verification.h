@@ -52,8 +52,12 @@ class Verification {
     struct Entry {
         std::string name;
         TracedTree tree;
-        /// The binary tree that calls the same leaves; null: no other does.
+        /// The binary tree that calls the same leaves, which is checked before; null: no other
+        /// does.
         const Entry* binary = nullptr;
+        /// What became of the rays with the present question, one by one and as a stream.
+        std::vector<RayRecord> single;
+        std::vector<RayRecord> stream;
     };
     /// A query and what callbacks do, for which the rest is checked.
     struct Question {
@@ -66,11 +70,9 @@ class Verification {
 
     void add(const std::string& name, const TreeSettings& settings, const Entry* binary,
              AppBase& application);
-    void check_entry(const Context& context, const Entry& entry);
-    static void call_any(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
-                         GeometryRaytraceCtx& ctx);
-    static void call_nearest(void* user, const unsigned& item, const CtxEval& eval,
-                             CtxShader& shader, GeometryRaytraceCtx& ctx);
+    static void check_entry(const Context& context, Entry& entry);
+    static void call_item(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                          GeometryRaytraceCtx& ctx);
 
     const VerifiedScene& m_scene;
     std::vector<std::unique_ptr<Entry>> m_entries;

@@ -63,20 +63,15 @@ std::vector<RayRecord> VerifiedRays::trace_by_brute_force(Behaviour behaviour, b
     CtxShader shader;
     m_batch.get_data().set_range(0, static_cast<int>(get_count()) - 1);
     for (unsigned item = 0; item < m_scene.get_item_count(); ++item)
-        (is_nearest ? call_nearest : call_any)(this, item, eval, shader, m_batch.get_ctx());
+        call_item(this, item, eval, shader, m_batch.get_ctx());
     return get_records();
 }
 
-void VerifiedRays::call_any(void* user, const unsigned& item, const CtxEval& eval,
-                            CtxShader& shader, GeometryRaytraceCtx& ctx) {
+void VerifiedRays::call_item(void* user, const unsigned& item, const CtxEval& eval,
+                             CtxShader& shader, GeometryRaytraceCtx& ctx) {
     for (int ray = ctx.get_first_ray(); ray <= ctx.get_last_ray(); ++ray)
         static_cast<VerifiedRays*>(user)->visit(item, static_cast<unsigned>(ray), eval, shader,
                                                 ctx);
-}
-
-void VerifiedRays::call_nearest(void* user, const unsigned& item, const CtxEval& eval,
-                                CtxShader& shader, GeometryRaytraceCtx& ctx) {
-    call_any(user, item, eval, shader, ctx);
 }
 
 double VerifiedRays::get_bound(const GeometryRaytraceCtx& ctx, unsigned ray) const {

@@ -57,15 +57,13 @@ class VerifiedRays {
     /// Traces all rays with a query, from scratch.
     std::vector<RayRecord> trace(const Trace& query, Way way, Behaviour behaviour, bool is_nearest,
                                  bool is_moving);
-    /// The same by trying every item.
+    /// The same by trying every item; not for `mixed`.
     std::vector<RayRecord> trace_by_brute_force(Behaviour behaviour, bool is_nearest,
                                                 bool is_moving);
 
-    /// The callbacks of trees; the user pointer is this object.
-    static void call_any(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
-                         GeometryRaytraceCtx& ctx);
-    static void call_nearest(void* user, const unsigned& item, const CtxEval& eval,
-                             CtxShader& shader, GeometryRaytraceCtx& ctx);
+    /// The callback of trees, for all queries; the user pointer is this object.
+    static void call_item(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
+                          GeometryRaytraceCtx& ctx);
 
   private:
     void reset(Behaviour behaviour, bool is_nearest, bool is_moving);

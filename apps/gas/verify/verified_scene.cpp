@@ -46,12 +46,8 @@ VerifiedScene::VerifiedScene(unsigned item_count, std::uint64_t seed) : m_seed(s
 }
 
 VerifiedScene::VerifiedScene(const TriangleMesh& mesh, std::uint64_t seed) : m_seed(seed) {
-    for (const auto& triangle : mesh.triangles) {
-        Box box = empty_box();
-        for (const unsigned vertex : triangle)
-            grow(box, mesh.vertices[vertex]);
-        m_boxes[1].push_back(box);
-    }
+    for (const TriangleMesh::Triangle& triangle : mesh.triangles)
+        m_boxes[1].push_back(mesh.get_box(triangle));
     finish();
 }
 
@@ -59,15 +55,16 @@ void VerifiedScene::finish() {
     for (const Box& box : m_boxes[1])
         grow(m_bounds, box);
     const double step = 0.02 * length(m_bounds.max - m_bounds.min);
-    for (unsigned item = 0; item < get_item_count() || m_boxes[0].size() < m_boxes[1].size();
-         ++item) {
-        const Vec3 move = make_point(hash_pair(m_seed, 3), item) * step;
-        const Box& box = m_boxes[1][item];
+    for (const Box& box : m_boxes[1]) {
+        const Vec3 move = make_point(hash_pair(m_seed, 3), m_boxes[0].size()) * step;
         m_boxes[0].push_back({box.min + move, box.max + move});
     }
     for (const Box& box : m_boxes[0])
         grow(m_bounds, box);
-    const double scale = get_tree_scale(describe().bounds);
+    // As trees choose theirs, which then is 1.
+    TreeItems items;
+    items.describe(describe());
+    const double scale = get_tree_scale(items.get_padded_bounds());
     for (std::vector<Box>& boxes : m_boxes) {
         for (Box& box : boxes)
             box = {box.min * scale, box.max * scale};

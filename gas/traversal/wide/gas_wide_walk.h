@@ -61,9 +61,10 @@ struct GasWideStack {
     }
 
     /// Moves to the first of the lanes that are `reached`, not none; pushes the others. The half
-    /// that is entered first comes first, or the second where both are at the same distance.
+    /// that is entered first comes first, or the second where both are at the same distance. True:
+    /// it did.
     template <unsigned reached, typename IsSecondLater>
-    GAS_FORCE_INLINE void take(const unsigned* references, const float* distances,
+    GAS_FORCE_INLINE bool take(const unsigned* references, const float* distances,
                                const IsSecondLater& is_second_later) {
         constexpr unsigned first = reached & 3;
         constexpr unsigned second = reached >> 2;
@@ -78,6 +79,7 @@ struct GasWideStack {
             push_half<0, first>(references, distances);
             take_half<1, second>(references, distances);
         }
+        return true;
     }
 
     /// Moves to the topmost entry within the limit and drops those above; false when there is none.
@@ -107,43 +109,39 @@ GAS_FORCE_INLINE bool gas_take_reached(unsigned reached, GasWideStack& stack,
                                        const unsigned* references, const float* distances,
                                        const IsSecondLater& is_second_later) {
     static_assert(GasWideNode::width == 4, "sixteen cases");
-    const auto take = [&]<unsigned lanes>() GAS_FORCE_INLINE_LAMBDA {
-        stack.take<lanes>(references, distances, is_second_later);
-        return true;
-    };
     // Branches, not selected addresses: a predicted one lets the next node load before the test of
     // this one is done. One jump for all lanes is guessed better than one branch after the other.
     switch (reached) {
     case 1:
-        return take.template operator()<1>();
+        return stack.take<1>(references, distances, is_second_later);
     case 2:
-        return take.template operator()<2>();
+        return stack.take<2>(references, distances, is_second_later);
     case 3:
-        return take.template operator()<3>();
+        return stack.take<3>(references, distances, is_second_later);
     case 4:
-        return take.template operator()<4>();
+        return stack.take<4>(references, distances, is_second_later);
     case 5:
-        return take.template operator()<5>();
+        return stack.take<5>(references, distances, is_second_later);
     case 6:
-        return take.template operator()<6>();
+        return stack.take<6>(references, distances, is_second_later);
     case 7:
-        return take.template operator()<7>();
+        return stack.take<7>(references, distances, is_second_later);
     case 8:
-        return take.template operator()<8>();
+        return stack.take<8>(references, distances, is_second_later);
     case 9:
-        return take.template operator()<9>();
+        return stack.take<9>(references, distances, is_second_later);
     case 10:
-        return take.template operator()<10>();
+        return stack.take<10>(references, distances, is_second_later);
     case 11:
-        return take.template operator()<11>();
+        return stack.take<11>(references, distances, is_second_later);
     case 12:
-        return take.template operator()<12>();
+        return stack.take<12>(references, distances, is_second_later);
     case 13:
-        return take.template operator()<13>();
+        return stack.take<13>(references, distances, is_second_later);
     case 14:
-        return take.template operator()<14>();
+        return stack.take<14>(references, distances, is_second_later);
     case 15:
-        return take.template operator()<15>();
+        return stack.take<15>(references, distances, is_second_later);
     default:
         return false;
     }
@@ -163,6 +161,7 @@ GAS_FORCE_INLINE bool gas_descend_wide(const Boxes& boxes, const GasWideRay& ray
         const SimdF halves = boxes.get_half_entries(ray, record, hits);
         return halves.broadcast<2>().get_first() > halves.get_first();
     };
+    // Blended halves take long to compare: once for all cases, where both are reached.
     bool is_later = false;
     if constexpr (Boxes::is_motion) {
         if ((hits.reached & 3) != 0 && hits.reached > 3)

@@ -19,6 +19,9 @@ GasWideSamples::GasWideSamples(unsigned node_count, unsigned sample_count)
 GasWideSamples::~GasWideSamples() { sys_aligned_free(m_memory); }
 
 void GasWideSamples::take(const GasWideSamples& other) {
+    for (unsigned node = 0; node < m_node_count; ++node)
+        std::memcpy(m_records.get_references(node), other.m_records.get_references(node),
+                    GasWideNode::width * sizeof(unsigned));
     for (unsigned sample = 0; sample < get_sample_count(); ++sample) {
         if (sample >= other.get_sample_count() || !other.m_sources[sample].boxes)
             continue;
@@ -29,8 +32,6 @@ void GasWideSamples::take(const GasWideSamples& other) {
             std::memcpy(m_records.get_planes(node, sample),
                         other.m_records.get_planes(node, sample),
                         GasWideSampleRecords::planes_size);
-            std::memcpy(m_records.get_references(node), other.m_records.get_references(node),
-                        GasWideNode::width * sizeof(unsigned));
         }
         m_sources[sample] = other.m_sources[sample];
     }
