@@ -193,7 +193,7 @@ class GasWideMotionBoxes {
         return SimdF::interleave_low(entries, entries);
     }
 
-    /// Each line once: a prefetch takes its turn even where the line is on the way.
+    /// Forced inline, as gas_prefetch is: a compiler that keeps it as a function drops the calls.
     GAS_FORCE_INLINE void prefetch(unsigned node) const {
         const Record record = get_record(node);
         const char* const half_planes = record - m_from_half_planes;
