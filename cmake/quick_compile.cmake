@@ -26,8 +26,8 @@ function(gas_without_deep_inlining target)
 endfunction()
 
 # Sets the variable `sources` to what is to be compiled of a program's sources: these, or where
-# sources are joined its tests up to eight in a file. Each test stands in a namespace of its own, so
-# that equal names do not meet; its includes come before, at global scope, and are empty inside.
+# sources are joined its tests up to sixteen in a file. Each test stands in a namespace of its own,
+# so that equal names do not meet; its includes come before, at global scope, and are empty inside.
 function(gas_join_tests program)
     if(NOT GAS_JOIN_SOURCES)
         set(sources ${ARGN} PARENT_SCOPE)
@@ -43,7 +43,7 @@ function(gas_join_tests program)
     while(tests)
         set(includes)
         set(bodies)
-        foreach(place RANGE 1 8)
+        foreach(place RANGE 1 16)
             list(POP_FRONT tests test)
             if(NOT test)
                 break()

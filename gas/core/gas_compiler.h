@@ -4,18 +4,23 @@
 
 inline namespace gas_abi1 {
 
-#if defined(__GNUC__)
-/// For the inner steps of a walk: a call would put what the loop keeps in registers into memory,
-/// which costs a tenth of a single ray's time.
+/// GAS_FORCE_INLINE is for the inner steps of a walk: a call would put what the loop keeps in
+/// registers into memory, which costs a tenth of a single ray's time. GAS_FORCE_INLINE_LAMBDA
+/// stands behind the parameters of a lambda. A build that puts checks into every step says
+/// GAS_INLINE_FREELY: the checks make the steps so large that forcing doubles the compiler's time.
+#if defined(__GNUC__) && !defined(GAS_INLINE_FREELY)
 #define GAS_FORCE_INLINE [[gnu::always_inline]] inline
-/// Behind the parameters of a lambda.
 #define GAS_FORCE_INLINE_LAMBDA __attribute__((always_inline))
-/// For a loop that wants all registers for itself, and for what a loop does once in a thousand
-/// turns: inlined, it would cost the others registers.
-#define GAS_NO_INLINE [[gnu::noinline]]
 #else
 #define GAS_FORCE_INLINE inline
 #define GAS_FORCE_INLINE_LAMBDA
+#endif
+
+/// For a loop that wants all registers for itself, and for what a loop does once in a thousand
+/// turns: inlined, it would cost the others registers.
+#if defined(__GNUC__)
+#define GAS_NO_INLINE [[gnu::noinline]]
+#else
 #define GAS_NO_INLINE
 #endif
 
