@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/tree_calls.h>
 #include <apps/common/walk_name.h>
 
@@ -64,7 +65,8 @@ template <typename Tree> class Tracer {
     /// instruction set.
     std::string describe_walk(bool in_packets) const {
         const unsigned width = gas_app::get_node_width(TreeKind<Tree>::is_wide && !in_packets);
-        return gas_app::describe_walk(in_packets ? "packets" : "single", std::to_string(width));
+        return gas_app::describe_walk(in_packets ? "packets" : "single", std::to_string(width),
+                                      gas_app::get_instruction_set_name());
     }
     /// As `trace`, through the counting engines.
     GasWalkCounts trace_counted();

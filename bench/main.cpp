@@ -4,6 +4,8 @@
 ///     --scenes=uniform,...   which of the generated scenes; --scenes= for none
 ///     --rays=65536           rays per round
 ///     --obj=path             a mesh to measure on as well, may be repeated (or GAS_BENCH_OBJ)
+///
+/// GAS_ISA=baseline or avx2 says by which instruction set rays are traced.
 
 #include <charconv>
 #include <cstdio>
@@ -15,6 +17,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include <apps/common/instruction_set.h>
 
 #include <bench/bench_workload.h>
 
@@ -95,6 +99,7 @@ gas_bench::Workloads make_workloads(const Settings& settings) {
 }
 
 void run(int argument_count, char** arguments) {
+    gas_app::choose_instruction_set();
     Settings settings;
     if (const char* items = std::getenv("GAS_BENCH_ITEMS"))
         settings.item_counts = read_counts(items);

@@ -8,6 +8,8 @@
 #include <gas/diagnostics/gas_counted_queries.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 
+#include <apps/common/instruction_set.h>
+
 #include <bench/bench_query.h>
 #include <bench/bench_workload.h>
 #include <bench/processor_clock.h>
@@ -56,9 +58,9 @@ void time_queries(benchmark::State& state, const Ask& ask, const Count& count,
     state.counters["queries/s"] =
         benchmark::Counter(query_count, benchmark::Counter::kIsIterationInvariantRate);
     state.counters["us/query"] = 1e6 * query_seconds;
-    // The walks of these queries take binary nodes.
-    state.SetLabel(
-        gas_app::describe_walk("single", std::to_string(gas_app::get_node_width(false))));
+    // The walks of these queries take binary nodes, and no further instruction set.
+    state.SetLabel(gas_app::describe_walk("single", std::to_string(gas_app::get_node_width(false)),
+                                          gas_app::get_counted_instruction_set_name()));
     state.counters["nodes/query"] = static_cast<double>(counts.visited_nodes) / query_count;
     state.counters["leaves/query"] = static_cast<double>(counts.leaf_calls) / query_count;
     state.counters["found/query"] = static_cast<double>(found_count) / query_count;

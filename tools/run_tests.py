@@ -120,12 +120,14 @@ def count_tests(tests, passed_names, counts):
         path = report_path(environment)
         if path:
             seen = count_report(path, name, name in passed_names, counts)
-            programs.setdefault(tuple(command), (environment, set()))[1].update(seen)
+            # By each instruction set, all of them.
+            run = (tuple(command), environment.get("GAS_ISA"))
+            programs.setdefault(run, (environment, set()))[1].update(seen)
         elif name in passed_names:
             counts.passed += 1
         else:
             counts.fail(name)
-    for command, (environment, seen) in programs.items():
+    for (command, _), (environment, seen) in programs.items():
         try:
             listed = listed_by_program(list(command), environment)
         except (OSError, subprocess.CalledProcessError):

@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include <gas/host/simd_f.h>
 #include <gas/traversal/wide/gas_wide_node.h>
 
 namespace gas_app {
@@ -14,10 +13,11 @@ inline unsigned get_node_width(bool is_wide) {
     return is_wide ? GasWideNode::width : binary_width;
 }
 
-/// What counts and rates are of, such as "single, width 4, sse2". `way`: single, packets or
+/// What counts and rates are of, such as "single, width 4, avx2". `way`: single, packets or
 /// streams. `width`: of nodes.
-inline std::string describe_walk(const std::string& way, const std::string& width) {
-    return way + ", width " + width + ", " + gas_simd::name;
+inline std::string describe_walk(const std::string& way, const std::string& width,
+                                 const std::string& instruction_set) {
+    return way + ", width " + width + ", " + instruction_set;
 }
 
 } // namespace gas_app

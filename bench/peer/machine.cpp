@@ -1,7 +1,10 @@
 #include <bench/peer/machine.h>
 
 #include <fstream>
+#include <string>
 #include <thread>
+
+#include <apps/common/instruction_set.h>
 
 namespace gas_peer {
 
@@ -31,8 +34,8 @@ std::string get_compiler() {
 } // namespace
 
 Machine describe_machine() {
-    return {read_processor(), std::thread::hardware_concurrency(), get_compiler(), GAS_PEER_BUILD,
-            ""};
+    return {read_processor(), std::thread::hardware_concurrency(), get_compiler(),
+            GAS_PEER_BUILD ", rays by " + std::string(gas_app::get_instruction_set_name()), ""};
 }
 
 } // namespace gas_peer

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/output_file.h>
 #include <bench/peer/options.h>
 #include <bench/peer/own_tables.h>
@@ -102,6 +103,7 @@ void write_file(const std::string& path, const std::string& text) {
 
 /// Returns the program's exit status.
 int run(const Options& options) {
+    gas_app::choose_instruction_set();
     const PeerDevices devices = create_peer_devices();
     Report report = {describe_machine(), options.measure, make_tables(options), 0};
     report.machine.peer = "Embree " + devices.front()->get_version();

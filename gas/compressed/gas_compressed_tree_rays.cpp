@@ -1,58 +1,54 @@
-#include <gas/compressed/gas_compressed_ray_nodes.h>
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/compressed/gas_compressed_tree_traversal.h>
-#include <gas/traversal/gas_ray_dispatch.h>
+#include <gas/isa/gas_ray_calls.h>
 
 inline namespace gas_abi1 {
 
-static_assert(GasTraversable<GasCompressedTree> && !GasWideTraversable<GasCompressedTree>);
-
 void GasCompressedTree::ray_hit_static(const CtxEval& eval, CtxShader& shader,
                                        GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::hit_static, GasRayWay::query>(*this, eval, shader, ctx,
-                                                                gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::hit_static, GasRayWay::query>(*this, eval, shader, ctx,
+                                                           gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_hit_motion(const CtxEval& eval, CtxShader& shader,
                                        GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::hit_motion, GasRayWay::query>(*this, eval, shader, ctx,
-                                                                gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::hit_motion, GasRayWay::query>(*this, eval, shader, ctx,
+                                                           gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
                                                GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::nearest_static, GasRayWay::query>(*this, eval, shader, ctx,
-                                                                    gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::nearest_static, GasRayWay::query>(*this, eval, shader, ctx,
+                                                               gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                                GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx,
-                                                                    gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx,
+                                                               gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_stream_static(const CtxEval& eval, CtxShader& shader,
                                           GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::hit_static, GasRayWay::stream>(*this, eval, shader, ctx,
-                                                                 gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::hit_static, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                            gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_stream_motion(const CtxEval& eval, CtxShader& shader,
                                           GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::hit_motion, GasRayWay::stream>(*this, eval, shader, ctx,
-                                                                 gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::hit_motion, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                            gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
                                                   GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::nearest_static, GasRayWay::stream>(*this, eval, shader, ctx,
-                                                                     gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::nearest_static, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                                gas_calls_lone_leaf);
 }
 
 void GasCompressedTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                                   GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_rays<GasRayCall::nearest_motion, GasRayWay::stream>(*this, eval, shader, ctx,
-                                                                     gas_calls_lone_leaf);
+    gas_run_rays<GasRayCall::nearest_motion, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                                gas_calls_lone_leaf);
 }
 
 } // namespace gas_abi1

@@ -1,45 +1,54 @@
 #include <gas/grid/gas_grid_cell_leaves.h>
+#include <gas/isa/gas_ray_calls.h>
 
 inline namespace gas_abi1 {
 
 void GasGridTree::ray_hit_static(const CtxEval& eval, CtxShader& shader,
                                  GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::hit_static, GasRayWay::query>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::hit_static, GasRayWay::query>(*this, eval, shader, ctx,
+                                                           gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_hit_motion(const CtxEval& eval, CtxShader& shader,
                                  GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::hit_motion, GasRayWay::query>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::hit_motion, GasRayWay::query>(*this, eval, shader, ctx,
+                                                           gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
                                          GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::nearest_static, GasRayWay::query>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::nearest_static, GasRayWay::query>(*this, eval, shader, ctx,
+                                                               gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                          GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::nearest_motion, GasRayWay::query>(*this, eval, shader, ctx,
+                                                               gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_stream_static(const CtxEval& eval, CtxShader& shader,
                                     GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::hit_static, GasRayWay::stream>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::hit_static, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                            gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_stream_motion(const CtxEval& eval, CtxShader& shader,
                                     GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::hit_motion, GasRayWay::stream>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::hit_motion, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                            gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
                                             GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::nearest_static, GasRayWay::stream>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::nearest_static, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                                gas_calls_lone_leaf);
 }
 
 void GasGridTree::ray_stream_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                             GeometryRaytraceCtx& ctx) const {
-    gas_dispatch_grid_rays<GasRayCall::nearest_motion, GasRayWay::stream>(*this, eval, shader, ctx);
+    gas_run_rays<GasRayCall::nearest_motion, GasRayWay::stream>(*this, eval, shader, ctx,
+                                                                gas_calls_lone_leaf);
 }
 
 /// A cell's tree with its samples filled; null where there is none.

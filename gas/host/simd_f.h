@@ -34,7 +34,7 @@ class SimdF {
     SimdF() = default;
     explicit SimdF(float all) : m_lanes(gas_simd::broadcast(all)) {}
     SimdF(float x, float y, float z, float w) : m_lanes(gas_simd::set(x, y, z, w)) {}
-    SimdF(const Lanes& lanes) : m_lanes(lanes) {}
+    constexpr SimdF(const Lanes& lanes) : m_lanes(lanes) {}
 
     /// The doubles as floats, each rounded to the nearest; lane w is 0.
     static SimdF narrow(double x, double y, double z) { return gas_simd::narrow(x, y, z); }

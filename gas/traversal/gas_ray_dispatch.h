@@ -136,10 +136,6 @@ void gas_trace_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
         gas_trace_each_ray<call, way, Leaves>(tree, eval, shader, data, probe);
 }
 
-/// For trees whose queries take no such argument: a lone leaf is called for all rays at once, and
-/// its box is never tested.
-inline constexpr bool gas_calls_lone_leaf = true;
-
 /// A query or a stream of a tree, as the table says. `single_leaf_shortcut`: a lone leaf is called
 /// in place of a walk, with neither a box test nor frames.
 template <GasRayCall call, GasRayWay way, typename Leaves = GasItemLeaves, GasTraversable Tree,

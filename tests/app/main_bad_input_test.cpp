@@ -124,6 +124,20 @@ TEST_F(MainBadInput, NamesTheOptionThatIsWrong) {
     }
 }
 
+TEST_F(MainBadInput, NamesAnInstructionSetThatIsNone) {
+    const char* const before = std::getenv("GAS_ISA");
+    const std::string old_value = before ? before : "";
+    for (const char* name : {"AVX2", "sse", ""}) {
+        ::setenv("GAS_ISA", name, true);
+        expect_bad_options({"-o", picture}, bad_usage,
+                           "GAS_ISA: '" + std::string(name) + "' is neither baseline nor avx2");
+    }
+    if (before)
+        ::setenv("GAS_ISA", old_value.c_str(), true);
+    else
+        ::unsetenv("GAS_ISA");
+}
+
 TEST_F(MainBadInput, NamesWhatIsWrongWithItemsAndCells) {
     const std::vector<std::string> render = {"render", "--quiet", "-o", picture};
     const auto expect = [&](std::vector<std::string> options, const std::string& part) {

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <gas/host/simd_f.h>
+#include <apps/common/instruction_set.h>
 
 #include <tests/app/reports.h>
 
@@ -27,7 +27,10 @@ TEST(MainWalks, AreNamedInReports) {
     const Words render = {"render", "-o", folder.get_path("a.png"), "--size", "8x8"};
     const auto get_walks = [&](const Words& options) {
         const nlohmann::json report = get_small_report(join(render, options));
-        EXPECT_EQ(report["instruction_set"], gas_simd::name);
+        const bool is_counted = report["heat_map"];
+        EXPECT_EQ(report["instruction_set"], is_counted
+                                                 ? gas_app::get_counted_instruction_set_name()
+                                                 : gas_app::get_instruction_set_name());
         return report["walks"];
     };
     const nlohmann::json usual = get_walks({});
@@ -46,7 +49,7 @@ TEST(MainWalks, AreNamedInReports) {
     const nlohmann::json map = get_walks({"--heatmap"});
     expect_walk(map["camera"], "single", 4, 4);
     EXPECT_EQ(map.size(), 1u) << "of camera rays alone";
-    const std::string name = std::string(", ") + gas_simd::name;
+    const std::string name = std::string(", ") + gas_app::get_instruction_set_name();
     const auto print = [&](const Words& options) {
         return run_program(join(join(render, {"--detail", "0.01"}), options)).output;
     };
@@ -59,7 +62,7 @@ TEST(MainWalks, AreNamedInReports) {
 TEST(MainWalks, AreNamedInStatistics) {
     for (const char* tree : {"plain", "compressed", "grid"}) {
         const nlohmann::json report = get_small_report({"stats", "--tree", tree});
-        EXPECT_EQ(report["instruction_set"], gas_simd::name);
+        EXPECT_EQ(report["instruction_set"], gas_app::get_instruction_set_name());
         EXPECT_EQ(report["trees"][1]["node_width"], tree == std::string("plain") ? 4 : 2) << tree;
         EXPECT_THAT(run_program({"stats", "--detail", "0.01", "--tree", tree}).output,
                     ContainsRegex("node width +[24] boxes to a ray"));

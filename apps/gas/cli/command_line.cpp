@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
 #include <apps/gas/cli/commands.h>
 
@@ -45,6 +46,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
             return app.exit(error); // help was requested
         return report_usage(describe(app, error));
     }
+    choose_instruction_set();
     for (const Command* command :
          std::initializer_list<const Command*>{&render, &stats, &query, &verify})
         if (command->is_chosen())

@@ -4,13 +4,13 @@
 
 namespace gas_app {
 
-std::string RayWalk::describe() const {
+std::string RayWalk::describe(const std::string& instruction_set) const {
     if (node_width == 0)
         return way;
     std::string width = std::to_string(node_width);
     if (node_width != instance_node_width)
         width += ", instances' " + std::to_string(instance_node_width);
-    return describe_walk(way, width);
+    return describe_walk(way, width, instruction_set);
 }
 
 RayWalk get_camera_walk(const RenderSettings& settings, const TreeSettings& trees, bool in_motion) {

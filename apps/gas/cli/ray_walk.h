@@ -16,8 +16,8 @@ struct RayWalk {
     unsigned node_width = 0;
     unsigned instance_node_width = 0;
 
-    /// Such as "single, width 4, sse2".
-    std::string describe() const;
+    /// Such as "single, width 4, avx2".
+    std::string describe(const std::string& instruction_set) const;
 };
 
 /// Of camera rays, where things move or not.

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
@@ -159,8 +160,8 @@ RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& setti
     std::vector<double> costs;
     const RenderResult result = render_costs(stage, settings, bar, costs);
     const bool in_motion = stage.scene->get_sample_count() >= 2;
-    draw_heat_map(picture, costs,
-                  get_camera_walk(settings, m_scene.get_tree_settings(), in_motion).describe());
+    const RayWalk walk = get_camera_walk(settings, m_scene.get_tree_settings(), in_motion);
+    draw_heat_map(picture, costs, walk.describe(get_counted_instruction_set_name()));
     return result;
 }
 

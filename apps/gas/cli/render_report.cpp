@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/walk_name.h>
 #include <apps/gas/report/memory_peak.h>
 #include <apps/gas/report/tree_statistics.h>
@@ -99,6 +100,10 @@ nlohmann::ordered_json RenderReport::get_walks() const {
     return walks;
 }
 
+const char* RenderReport::get_instruction_set() const {
+    return settings.counts_walks ? get_counted_instruction_set_name() : get_instruction_set_name();
+}
+
 RayWalk RenderReport::get_camera() const {
     return get_camera_walk(settings, options.get_tree_settings(),
                            stage.scene->get_sample_count() >= 2);
@@ -132,7 +137,7 @@ void RenderReport::print_json() const {
         {"build_method", options.build_method},
         {"motion_samples", stage.scene->get_sample_count()},
         {"walks", get_walks()},
-        {"instruction_set", gas_simd::name},
+        {"instruction_set", get_instruction_set()},
         {"heat_map", settings.counts_walks},
         {"brute_force", settings.walk == Walk::brute_force},
         {"scene",
@@ -173,14 +178,14 @@ void RenderReport::print_walks() const {
         const nlohmann::ordered_json counts = get_counts();
         std::printf("camera rays: %.2f nodes and %.2f leaves each (%s)\n",
                     counts["nodes_per_ray"].get<double>(), counts["leaves_per_ray"].get<double>(),
-                    get_camera().describe().c_str());
+                    get_camera().describe(get_instruction_set()).c_str());
         return;
     }
     const TreeSettings trees = options.get_tree_settings();
     std::printf("walks: from the camera %s; to the sun %s; scattered %s\n",
-                get_camera().describe().c_str(),
-                get_ray_walk(settings.sun_walk, trees).describe().c_str(),
-                get_ray_walk(settings.walk, trees).describe().c_str());
+                get_camera().describe(get_instruction_set()).c_str(),
+                get_ray_walk(settings.sun_walk, trees).describe(get_instruction_set()).c_str(),
+                get_ray_walk(settings.walk, trees).describe(get_instruction_set()).c_str());
 }
 
 void RenderReport::print_text() const {

@@ -37,6 +37,7 @@ struct RenderReport {
     void print_text() const;
 
   private:
+    const char* get_instruction_set() const;
     RayWalk get_camera() const;
     nlohmann::ordered_json get_walks() const;
     nlohmann::ordered_json get_counts() const;

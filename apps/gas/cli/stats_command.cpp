@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/walk_name.h>
 #include <apps/gas/render/renderer.h>
 
@@ -141,7 +142,7 @@ void StatsCommand::print_json(const Entries& entries) const {
                                            {"tree", m_scene.tree_kind},
                                            {"build_method", m_scene.build_method},
                                            {"threads", m_scene.get_thread_count()},
-                                           {"instruction_set", gas_simd::name},
+                                           {"instruction_set", get_instruction_set_name()},
                                            {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
                                            {"sah_leaf_cost", TreeStatistics::leaf_cost},
                                            {"trees", std::move(trees)}};
@@ -157,7 +158,7 @@ void StatsCommand::print_text(const Entry& entry) {
     std::printf("  leaves           %u\n", tree.leaf_count);
     std::printf("  nodes            %u\n", tree.node_count);
     std::printf("  node width       %u boxes to a ray, %s\n", get_node_width(tree.wide_bytes > 0),
-                gas_simd::name);
+                get_instruction_set_name());
     std::printf("  depth            %u, leaves at %.2f on average\n", tree.depth,
                 tree.mean_leaf_depth);
     std::printf("  memory           %zu bytes, %zu of them nodes; %.1f per item\n",

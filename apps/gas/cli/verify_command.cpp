@@ -20,8 +20,8 @@ constexpr unsigned rays_of_batch = 600;
 
 VerifyCommand::VerifyCommand(CLI::App& app)
     : Command(app, "verify",
-              "Hold all trees, build methods, queries and ways of tracing against brute "
-              "force and each other; exits with 1 if any differ") {
+              "Hold all trees, build methods, queries, ways of tracing and instruction sets "
+              "against brute force and each other; exits with 1 if any differ") {
     m_command->add_option("mesh", m_mesh_path,
                           "A Wavefront OBJ file; without it random boxes of many kinds");
     m_command->add_option("--rays", m_ray_count, "How many rays in total")

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/common/instruction_set.h>
 #include <apps/common/walk_name.h>
 
 namespace gas_app {
@@ -78,7 +79,7 @@ void GridEntry::print_text() const {
     std::printf("  tree             grid\n");
     std::printf("  items            %u\n", after.item_count);
     std::printf("  node width       %u boxes to a ray, %s\n", get_node_width(false),
-                gas_simd::name);
+                get_instruction_set_name());
     std::printf("  cells            %u with items, %.1f on average, at most %u\n", after.cell_count,
                 static_cast<double>(after.item_count) / std::max(1u, after.cell_count),
                 after.largest_cell);

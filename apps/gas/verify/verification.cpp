@@ -1,5 +1,7 @@
 #include <apps/gas/verify/verification.h>
 
+#include <gas/isa/gas_instruction_set.h>
+
 #include <apps/common/tree_calls.h>
 
 namespace gas_app {
@@ -93,6 +95,8 @@ void Verification::check(std::uint64_t first, unsigned count, const std::string&
                          RayComparison& comparison) {
     VerifiedRays rays(m_scene, first, count);
     m_rays = &rays;
+    const GasInstructionSet chosen = gas_get_instruction_set();
+    gas_set_instruction_set(GasInstructionSet::baseline);
     for (const bool is_moving : {false, true}) {
         const std::string motion = is_moving ? ", in motion" : "";
         const Question questions[] = {
@@ -112,6 +116,7 @@ void Verification::check(std::uint64_t first, unsigned count, const std::string&
                 check_entry(context, *entry);
         }
     }
+    gas_set_instruction_set(chosen);
     m_rays = nullptr;
 }
 
@@ -134,13 +139,22 @@ void Verification::check_entry(const Context& context, Entry& entry) {
         compare(", stream against binary nodes", entry.binary->stream, entry.stream,
                 Agreement::histories);
     }
+    const std::vector<RayRecord> batch = context.trace(entry, GasRayWay::query, Way::together);
+    if (gas_set_instruction_set(GasInstructionSet::avx2)) {
+        compare(", one by one by AVX2 against the baseline", entry.single,
+                context.trace(entry, GasRayWay::query, Way::one_by_one), Agreement::histories);
+        compare(", stream by AVX2 against the baseline", entry.stream,
+                context.trace(entry, GasRayWay::stream, Way::together), Agreement::histories);
+        compare(", batch by AVX2 against the baseline", batch,
+                context.trace(entry, GasRayWay::query, Way::together), Agreement::histories);
+        gas_set_instruction_set(GasInstructionSet::baseline);
+    }
     if (context.brute_force.empty())
         return;
     compare(", one by one against brute force", context.brute_force, entry.single,
             Agreement::results);
     compare(", stream against brute force", context.brute_force, entry.stream, Agreement::results);
-    compare(", batch against brute force", context.brute_force,
-            context.trace(entry, GasRayWay::query, Way::together), Agreement::results);
+    compare(", batch against brute force", context.brute_force, batch, Agreement::results);
 }
 
 void Verification::call_item(void* user, const unsigned& item, const CtxEval& eval,

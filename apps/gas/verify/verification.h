@@ -33,8 +33,9 @@ class RayComparison {
     std::vector<std::string> m_descriptions;
 };
 
-/// Holds every tree, build method, query and way of tracing against brute force, and the faster
-/// walks against the walk of the binary tree, call by call.
+/// Holds every tree, build method, query and way of tracing against brute force, the faster walks
+/// against the walk of the binary tree, and those of further instruction sets against those of the
+/// baseline, call by call.
 class Verification {
   public:
     /// Of a scene, whose trees are built at once.

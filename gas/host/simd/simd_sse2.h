@@ -52,7 +52,15 @@ inline Lanes move_down(Lanes a) { return _mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 
 template <unsigned lane> Lanes broadcast_lane(Lanes a) {
     return _mm_shuffle_ps(a, a, _MM_SHUFFLE(lane, lane, lane, lane));
 }
+#if defined(__GNUC__)
+/// Made by the compiler: where these lanes are compiled for AVX2, nothing may run at the start.
+constexpr Lanes get_mask_xyz() {
+    const float all_bits = __builtin_bit_cast(float, 0xFFFFFFFFu);
+    return Lanes{all_bits, all_bits, all_bits, 0.0f};
+}
+#else
 inline Lanes get_mask_xyz() { return _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0)); }
+#endif
 
 using IntegerLanes = __m128i;
 

@@ -34,6 +34,10 @@ enum class GasRayCall { hit_static, hit_motion, nearest_static, nearest_motion }
 /// How rays are handed over: by a query, or as a stream.
 enum class GasRayWay { query, stream };
 
+/// For trees whose queries take no such argument: a lone leaf is called for all rays at once, and
+/// its box is never tested.
+inline constexpr bool gas_calls_lone_leaf = true;
+
 /// The four leaf callbacks of a tree and their user pointer. They are never null: one that was not
 /// set does nothing.
 struct GasLeafCallbacks {

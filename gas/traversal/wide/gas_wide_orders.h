@@ -14,6 +14,9 @@ template <unsigned width> struct GasWideOrderOf {
     std::uint8_t unused[width - 1];
 };
 
+/// The same for pairs of words, one pair for each lane: the numbers of the words.
+template <unsigned width> struct GasWideWordOrderOf { std::uint8_t words[2 * width]; };
+
 /// An index holds a bit for each lane, whether it is reached, and above these a bit for each two
 /// neighbours: for lanes i and i + 1 whether what lane i + 1 begins, a lane, half or quarter, is
 /// entered after what ends at lane i.
@@ -36,9 +39,9 @@ template <unsigned width> class GasWideOrdersOf {
 
     constexpr const Order& operator[](unsigned index) const { return m_orders[index]; }
 
-  private:
     static constexpr unsigned count = 1u << (2 * width - 1);
 
+  private:
     static constexpr Order order_lanes(unsigned index) {
         Order order = {};
         add_lanes(index, 0, width, order);
@@ -68,5 +71,24 @@ using GasWideOrders = GasWideOrdersOf<4>;
 static_assert(sizeof(GasWideOrder) == 8, "one load, and an index times 8");
 
 inline constexpr GasWideOrders gas_wide_orders;
+
+template <unsigned width> class GasWideWordOrdersOf {
+  public:
+    constexpr GasWideWordOrdersOf() : m_orders{} {
+        for (unsigned index = 0; index < GasWideOrdersOf<width>::count; ++index)
+            for (unsigned word = 0; word < 2 * width; ++word)
+                m_orders[index].words[word] = static_cast<std::uint8_t>(
+                    2 * gas_wide_orders[index].lanes[word / 2] + word % 2);
+    }
+
+    constexpr const GasWideWordOrderOf<width>& operator[](unsigned index) const {
+        return m_orders[index];
+    }
+
+  private:
+    GasWideWordOrderOf<width> m_orders[GasWideOrdersOf<width>::count];
+};
+
+inline constexpr GasWideWordOrdersOf<4> gas_wide_word_orders;
 
 } // namespace gas_abi1

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <bit>
+
 #include <gas/core/gas_compiler.h>
+#include <gas/core/gas_lane_pairs.h>
 #include <gas/traversal/wide/gas_wide_boxes.h>
 #include <gas/traversal/wide/gas_wide_orders.h>
 
@@ -20,18 +23,24 @@ static_assert(2 * sizeof(GasStackEntry) == 5 * sizeof(GasWideEntry),
 
 /// Puts what a ray reaches of wide node `node` at `top`, the last one to be visited first, and
 /// returns how many entries that are; four are written. Nothing branches on boxes, so that other
-/// nodes can be on the way at the same time.
-template <typename Boxes>
+/// nodes can be on the way at the same time. `at_once`: where the machine can, entries are moved
+/// together; that pays in streams of static rays, and costs a lone ray that looks ahead.
+template <bool at_once, typename Boxes>
 GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ray,
                                         const SimdF& limit, unsigned node, GasWideEntry* top) {
     const typename Boxes::Record record = boxes.get_record(node);
     const GasWideHits hits = boxes.test(ray, limit, record);
     const SimdF halves = boxes.get_half_entries(ray, record, hits);
     const SimdF entries = hits.entries;
-    const GasWideOrder order = gas_wide_orders[GasWideOrders::get_index(
+    const unsigned index = GasWideOrders::get_index(
         hits.reached, static_cast<unsigned>((entries.move_down() > entries).get_mask()),
-        static_cast<unsigned>((halves.swap_halves() > halves).get_mask()))];
+        static_cast<unsigned>((halves.swap_halves() > halves).get_mask()));
     const void* const words = boxes.get_references(record);
+    if constexpr (at_once && gas_moves_pairs_at_once) {
+        gas_store_pairs(words, entries, gas_wide_word_orders[index].words, top);
+        return static_cast<unsigned>(std::popcount(hits.reached));
+    }
+    const GasWideOrder order = gas_wide_orders[index];
     const SimdF references = SimdF::load(static_cast<const float*>(words));
     alignas(16) GasWideEntry lanes[GasWideNode::width];
     void* const lane_words = lanes;

@@ -117,7 +117,9 @@ template <typename Boxes, typename Query> class GasStreamRay {
     /// to what is on top of that.
     template <typename VisitNode> unsigned expand(const VisitNode& visit_node) {
         visit_node(m_reference, m_ray_index);
-        m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
+        constexpr bool at_once = !Boxes::is_motion;
+        m_size +=
+            gas_push_wide<at_once>(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
         return pop();
     }
 

@@ -71,4 +71,13 @@ TEST(WideOrders, WhateverIsCopiedIsALane) {
     }
 }
 
+TEST(WideOrders, OfWordsMoveBothWordsOfALane) {
+    for (unsigned index = 0; index < GasWideOrders::count; ++index)
+        for (unsigned place = 0; place < 4; ++place) {
+            const unsigned lane = gas_wide_orders[index].lanes[place];
+            EXPECT_EQ(gas_wide_word_orders[index].words[2 * place], 2 * lane) << index;
+            EXPECT_EQ(gas_wide_word_orders[index].words[2 * place + 1], 2 * lane + 1) << index;
+        }
+}
+
 } // namespace
