@@ -16,7 +16,7 @@ import subprocess
 import sys
 
 # What the address sanitizer registers its globals with, by plain instructions.
-SANITIZER = re.compile(r"\.?(asan|sancov|tsan|ubsan)")
+SANITIZER = re.compile(r"(__|\.)?(asan|sancov|tsan|ubsan)")
 # Sections whose functions run when a program or library is loaded.
 STARTING_SECTION = re.compile(r"\s\.(init_array|ctors|preinit_array)\S*\s")
 # Mnemonics of AVX begin with a v; so do these few that are older.
