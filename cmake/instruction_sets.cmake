@@ -18,19 +18,19 @@ find_program(GAS_GNU_LINKER NAMES ld.bfd DOC "GNU ld, which joins what is compil
 mark_as_advanced(GAS_GNU_LINKER)
 set(gas_can_build_avx2 OFF)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$"
-        AND CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$" AND GAS_GNU_LINKER AND CMAKE_OBJCOPY AND CMAKE_OBJDUMP
-        AND GAS_SIMD MATCHES "^(auto|sse2)$")
+        AND CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$" AND GAS_SIMD MATCHES "^(auto|sse2)$"
+        AND GAS_GNU_LINKER AND CMAKE_OBJCOPY AND CMAKE_OBJDUMP)
     set(gas_can_build_avx2 ON)
 endif()
 if(GAS_INSTRUCTION_SETS STREQUAL "avx2" AND NOT gas_can_build_avx2)
     message(FATAL_ERROR "AVX2 code needs x86-64 Linux, GCC or Clang, GNU ld and objcopy")
 endif()
 
-# gas_add_instruction_set(<library> <name> <flag>...): compiles gas/rays/gas_rays_<name>.cpp with the
-# flags, and puts the sealed object into the library.
-function(gas_add_instruction_set library name)
+# gas_add_instruction_set(<library> <name> <source> <flag>...): compiles the source with the flags,
+# and puts the sealed object into the library.
+function(gas_add_instruction_set library name source)
     set(object ${library}_${name})
-    add_library(${object} OBJECT "${PROJECT_SOURCE_DIR}/gas/rays/gas_rays_${name}.cpp")
+    add_library(${object} OBJECT "${source}")
     gas_own_target(${object})
     # A linker cannot join what waits for its optimisation, and unique symbols cannot be made local.
     target_compile_options(${object} PRIVATE
@@ -59,11 +59,11 @@ function(gas_add_instruction_set library name)
     target_compile_definitions(${library} PRIVATE GAS_HAS_${upper_name}=1)
 endfunction()
 
-# gas_add_instruction_sets(<library> <flag>...): all that were asked for and can be built. The flags
-# come last and must optimise, in debug builds too: without, constants are initialised by code that
-# runs on any machine.
-function(gas_add_instruction_sets library)
+# gas_add_instruction_sets(<library> <source for AVX2> <flag>...): all that were asked for and can be
+# built. The flags come last and must optimise, in debug builds too: without, constants are
+# initialised by code that runs on any machine.
+function(gas_add_instruction_sets library avx2_source)
     if(gas_can_build_avx2 AND NOT GAS_INSTRUCTION_SETS STREQUAL "baseline")
-        gas_add_instruction_set(${library} avx2 -mavx2 ${ARGN})
+        gas_add_instruction_set(${library} avx2 "${avx2_source}" -mavx2 ${ARGN})
     endif()
 endfunction()

@@ -31,7 +31,7 @@ endfunction()
 # that trace none, of builds and of coded boxes.
 function(gas_add_baseline_test_shards name program)
     if(GAS_TEST_BASELINE AND NOT gas_baseline_is_best)
-        list(APPEND without_rays
+        set(without_rays
             Trees/TreesOracle.* TreesOracleOfOneScene/* BoxCodec* CompressedBuild.*
             CompressedTreeAllocations.* SeamThrow.*)
         list(JOIN without_rays ":" without_rays)

@@ -14,15 +14,12 @@ void choose_instruction_set() {
     const char* const name = std::getenv("GAS_ISA");
     if (!name)
         return;
-    for (const GasInstructionSet set : {GasInstructionSet::baseline, GasInstructionSet::avx2}) {
-        if (name != std::string(gas_get_instruction_set_name(set)))
-            continue;
-        if (!gas_set_instruction_set(set))
-            throw OptionError("GAS_ISA: " + std::string(name) +
-                              " is not in this build, or not on this machine");
-        return;
-    }
-    throw OptionError("GAS_ISA: '" + std::string(name) + "' is neither baseline nor avx2");
+    GasInstructionSet set;
+    if (!gas_find_instruction_set(name, set))
+        throw OptionError("GAS_ISA: '" + std::string(name) + "' is neither baseline nor avx2");
+    if (!gas_set_instruction_set(set))
+        throw OptionError("GAS_ISA: " + std::string(name) +
+                          " is not in this build, or not on this machine");
 }
 
 const char* get_instruction_set_name() {

@@ -1,5 +1,7 @@
 #include <gas/isa/gas_instruction_set.h>
 
+#include <cstring>
+
 #include <gas/isa/gas_ray_calls.h>
 
 inline namespace gas_abi1 {
@@ -48,16 +50,23 @@ const char* gas_get_instruction_set_name(GasInstructionSet set) {
     return set == GasInstructionSet::avx2 ? "avx2" : "baseline";
 }
 
+bool gas_find_instruction_set(const char* name, GasInstructionSet& set) {
+    for (const GasInstructionSet named : {GasInstructionSet::baseline, GasInstructionSet::avx2})
+        if (std::strcmp(name, gas_get_instruction_set_name(named)) == 0) {
+            set = named;
+            return true;
+        }
+    return false;
+}
+
 bool gas_has_instruction_set(GasInstructionSet set) {
     return get_built_calls(set) && is_on_machine(set);
 }
 
 GasInstructionSet gas_get_instruction_set() {
-    const GasRayCalls* in_use = gas_ray_calls_in_use.load(std::memory_order_relaxed);
-    if (!in_use)
-        in_use = &gas_choose_ray_calls();
-    return in_use == get_built_calls(GasInstructionSet::avx2) ? GasInstructionSet::avx2
-                                                              : GasInstructionSet::baseline;
+    return &gas_get_ray_calls() == get_built_calls(GasInstructionSet::avx2)
+               ? GasInstructionSet::avx2
+               : GasInstructionSet::baseline;
 }
 
 bool gas_set_instruction_set(GasInstructionSet set) {

@@ -18,6 +18,9 @@ enum class GasInstructionSet {
 /// How reports and GAS_ISA name it: "baseline" or "avx2".
 GAS_EXPORT const char* gas_get_instruction_set_name(GasInstructionSet set);
 
+/// Sets `set` to the one of that name. False, and `set` stays as it is, if there is none.
+GAS_EXPORT bool gas_find_instruction_set(const char* name, GasInstructionSet& set);
+
 /// Whether the library was built with it and this machine has it. `baseline` always is.
 GAS_EXPORT bool gas_has_instruction_set(GasInstructionSet set);
 

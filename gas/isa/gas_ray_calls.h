@@ -36,14 +36,18 @@ extern std::atomic<const GasRayCalls*> gas_ray_calls_in_use;
 /// Takes those of the best instruction set into use, unless others are already.
 const GasRayCalls& gas_choose_ray_calls();
 
+inline const GasRayCalls& gas_get_ray_calls() {
+    const GasRayCalls* const in_use = gas_ray_calls_in_use.load(std::memory_order_relaxed);
+    if (!in_use) [[unlikely]]
+        return gas_choose_ray_calls();
+    return *in_use;
+}
+
 /// Runs a query or a stream by the instruction set in use.
 template <GasRayCall call, GasRayWay way, typename Tree>
 void gas_run_rays(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                   GeometryRaytraceCtx& rays, bool single_leaf_shortcut) {
-    const GasRayCalls* in_use = gas_ray_calls_in_use.load(std::memory_order_relaxed);
-    if (!in_use) [[unlikely]]
-        in_use = &gas_choose_ray_calls();
-    const GasTreeRayCalls<Tree>& calls = *in_use;
+    const GasTreeRayCalls<Tree>& calls = gas_get_ray_calls();
     calls.functions[static_cast<unsigned>(way)][static_cast<unsigned>(call)](
         tree, eval, shader, rays, single_leaf_shortcut);
 }

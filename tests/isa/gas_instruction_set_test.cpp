@@ -28,6 +28,18 @@ TEST_F(InstructionSet, HasAName) {
     EXPECT_STREQ(gas_get_instruction_set_name(GasInstructionSet::avx2), "avx2");
 }
 
+TEST_F(InstructionSet, IsFoundByItsName) {
+    for (const GasInstructionSet set : all) {
+        auto found = static_cast<GasInstructionSet>(7);
+        EXPECT_TRUE(gas_find_instruction_set(gas_get_instruction_set_name(set), found));
+        EXPECT_EQ(found, set);
+    }
+    GasInstructionSet found = GasInstructionSet::avx2;
+    for (const char* name : {"", "AVX2", "avx", "baseline "})
+        EXPECT_FALSE(gas_find_instruction_set(name, found)) << name;
+    EXPECT_EQ(found, GasInstructionSet::avx2);
+}
+
 TEST_F(InstructionSet, BaselineIsAlwaysThere) {
     EXPECT_TRUE(gas_has_instruction_set(GasInstructionSet::baseline));
 }

@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,21 +8,11 @@
 
 // Runs the tests of a program by the instruction set that GAS_ISA names.
 
-namespace {
-
-bool choose_instruction_set(const std::string& name) {
-    for (const GasInstructionSet set : {GasInstructionSet::baseline, GasInstructionSet::avx2})
-        if (name == gas_get_instruction_set_name(set))
-            return gas_set_instruction_set(set);
-    return false;
-}
-
-} // namespace
-
 int main(int argument_count, char** arguments) {
     testing::InitGoogleMock(&argument_count, arguments);
     const char* const name = std::getenv("GAS_ISA");
-    if (name && !choose_instruction_set(name)) {
+    GasInstructionSet set;
+    if (name && !(gas_find_instruction_set(name, set) && gas_set_instruction_set(set))) {
         std::fprintf(stderr, "GAS_ISA: '%s' cannot be tested here\n", name);
         return 1;
     }
