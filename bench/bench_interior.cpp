@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include <bench/bench_shapes.h>
 #include <bench/bench_triangle.h>
 #include <tests/support/seeded_random.h>
 
@@ -13,13 +14,6 @@ using Point = GMathVec3<float>;
 
 constexpr Point room = {10.0f, 8.0f, 3.0f};
 constexpr unsigned beam_triangle_count = 8;
-constexpr unsigned lump_triangle_count = 32;
-
-void add_quad(std::vector<Triangle>& triangles, const Point& corner, const Point& along,
-              const Point& across) {
-    triangles.push_back({{corner, corner + along, corner + along + across}});
-    triangles.push_back({{corner, corner + along + across, corner + across}});
-}
 
 void add_walls(std::vector<Triangle>& triangles) {
     const Point x = {room.x, 0.0f, 0.0f};
@@ -69,32 +63,6 @@ void add_beams(std::vector<Triangle>& triangles, unsigned count) {
             to = {(start + 3.0f * slant) * room.x, wall, room.z};
         }
         add_beam(triangles, from, to, width);
-    }
-}
-
-/// A face of a lump, pushed out to the unit sphere's neighbourhood by its caller's `place`.
-template <typename Place>
-void add_split_face(std::vector<Triangle>& triangles, const Point (&corners)[3],
-                    const Place& place) {
-    const Point middles[3] = {normalize(corners[0] + corners[1]),
-                              normalize(corners[1] + corners[2]),
-                              normalize(corners[2] + corners[0])};
-    triangles.push_back({{place(corners[0]), place(middles[0]), place(middles[2])}});
-    triangles.push_back({{place(corners[1]), place(middles[1]), place(middles[0])}});
-    triangles.push_back({{place(corners[2]), place(middles[2]), place(middles[1])}});
-    triangles.push_back({{place(middles[0]), place(middles[1]), place(middles[2])}});
-}
-
-/// An octahedron of which every face is cut into four.
-void add_lump(std::vector<Triangle>& triangles, const Point& center, const Point& radii) {
-    const auto place = [&](const Point& point) {
-        return center + Point{point.x * radii.x, point.y * radii.y, point.z * radii.z};
-    };
-    for (unsigned octant = 0; octant < 8; ++octant) {
-        const Point corners[3] = {{(octant & 1) != 0 ? 1.0f : -1.0f, 0.0f, 0.0f},
-                                  {0.0f, (octant & 2) != 0 ? 1.0f : -1.0f, 0.0f},
-                                  {0.0f, 0.0f, (octant & 4) != 0 ? 1.0f : -1.0f}};
-        add_split_face(triangles, corners, place);
     }
 }
 

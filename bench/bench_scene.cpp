@@ -4,9 +4,11 @@
 #include <cmath>
 #include <stdexcept>
 
-#include <tiny_obj_loader.h>
-
 #include <bench/bench_interior.h>
+#include <bench/bench_mesh.h>
+#include <bench/bench_nested.h>
+#include <bench/bench_rooms.h>
+#include <bench/bench_shapes.h>
 #include <tests/support/seeded_random.h>
 
 namespace gas_bench {
@@ -16,9 +18,6 @@ namespace {
 using Point = GMathVec3<float>;
 
 constexpr float pi = 3.14159265f;
-
-/// Triangles that a subdivided mesh may have.
-constexpr std::size_t largest_mesh = 100'000'000;
 
 /// The mean distance between `item_count` items in the unit cube.
 float get_spacing(unsigned item_count) { return 1.0f / std::cbrt(static_cast<float>(item_count)); }
@@ -125,14 +124,7 @@ std::vector<Triangle> make_surface(unsigned item_count) {
     };
     std::vector<Triangle> triangles;
     triangles.reserve(std::size_t{2} * rows * columns);
-    for (unsigned row = 0; row < rows; ++row) {
-        for (unsigned column = 0; column < columns; ++column) {
-            const Point corners[4] = {get_point(row, column), get_point(row + 1, column),
-                                      get_point(row + 1, column + 1), get_point(row, column + 1)};
-            triangles.push_back({{corners[0], corners[1], corners[2]}});
-            triangles.push_back({{corners[0], corners[2], corners[3]}});
-        }
-    }
+    add_sheet(triangles, rows, columns, get_point);
     return triangles;
 }
 
@@ -172,17 +164,75 @@ void scale(std::vector<Triangle>& triangles) {
             corner = corner * factor;
 }
 
+template <std::vector<Triangle> (*make)(unsigned), bool is_interior>
+Scene make_plain(unsigned item_count) {
+    return finish_scene(make(item_count), is_interior);
+}
+
+CoreArray<GMathBbox3<float>> slice(const CoreArray<GMathBbox3<float>>& boxes, unsigned first,
+                                   unsigned count) {
+    return {boxes.get_items() + first, count};
+}
+
+std::vector<Triangle> slice(const std::vector<Triangle>& triangles, unsigned first,
+                            unsigned count) {
+    return {&triangles[first], &triangles[first] + count};
+}
+
+Scene make_nested(unsigned item_count) {
+    const std::vector<std::vector<Triangle>> meshes = make_nested_meshes(item_count);
+    std::vector<Triangle> all;
+    for (const std::vector<Triangle>& mesh : meshes)
+        all.insert(all.end(), mesh.begin(), mesh.end());
+    Scene scene = finish_scene(std::move(all), false);
+    unsigned first = 0;
+    for (const std::vector<Triangle>& mesh : meshes) {
+        const auto count = static_cast<unsigned>(mesh.size());
+        Scene part;
+        part.triangles = slice(scene.triangles, first, count);
+        part.later_triangles = slice(scene.later_triangles, first, count);
+        part.boxes = slice(scene.boxes, first, count);
+        part.later_boxes = slice(scene.later_boxes, first, count);
+        part.bounds = get_bounds(part.boxes);
+        scene.parts.push_back(std::move(part));
+        first += count;
+    }
+    return scene;
+}
+
+struct Recipe {
+    const char* name;
+    Scene (*make)(unsigned item_count);
+};
+
+constexpr Recipe recipes[] = {{"uniform", make_plain<make_uniform, false>},
+                              {"clustered", make_plain<make_clustered, false>},
+                              {"long_thin", make_plain<make_long_thin, false>},
+                              {"coincident", make_plain<make_coincident, false>},
+                              {"surface", make_plain<make_surface, false>},
+                              {"interior", make_plain<make_interior, true>},
+                              {"rooms", make_plain<make_rooms, true>},
+                              {"subdivided", make_plain<make_subdivided, false>},
+                              {nested_scene_name, make_nested}};
+
+} // namespace
+
+GMathBbox3<float> get_bounds(const CoreArray<GMathBbox3<float>>& boxes) {
+    GMathBbox3<float> bounds = boxes[0];
+    for (const GMathBbox3<float>& box : boxes) {
+        grow(bounds, box.min);
+        grow(bounds, box.max);
+    }
+    return bounds;
+}
+
 Scene finish_scene(std::vector<Triangle> triangles, bool is_interior) {
     Scene scene;
     scene.is_interior = is_interior;
     scene.triangles = std::move(triangles);
     scale(scene.triangles);
     scene.boxes = get_boxes(scene.triangles);
-    scene.bounds = scene.boxes[0];
-    for (const GMathBbox3<float>& box : scene.boxes) {
-        grow(scene.bounds, box.min);
-        grow(scene.bounds, box.max);
-    }
+    scene.bounds = get_bounds(scene.boxes);
     scene.later_triangles = scene.triangles;
     for (Triangle& triangle : scene.later_triangles) {
         for (Point& corner : triangle.corners)
@@ -191,36 +241,6 @@ Scene finish_scene(std::vector<Triangle> triangles, bool is_interior) {
     scene.later_boxes = get_boxes(scene.later_triangles);
     return scene;
 }
-
-struct Recipe {
-    const char* name;
-    std::vector<Triangle> (*make)(unsigned item_count);
-    bool is_interior;
-};
-
-constexpr Recipe recipes[] = {
-    {"uniform", make_uniform, false},     {"clustered", make_clustered, false},
-    {"long_thin", make_long_thin, false}, {"coincident", make_coincident, false},
-    {"surface", make_surface, false},     {"interior", make_interior, true}};
-
-/// Divides every triangle into four at the middles of its edges.
-std::vector<Triangle> subdivide(const std::vector<Triangle>& triangles) {
-    std::vector<Triangle> finer;
-    finer.reserve(4 * triangles.size());
-    for (const Triangle& triangle : triangles) {
-        const Point(&corners)[3] = triangle.corners;
-        const Point middles[3] = {(corners[0] + corners[1]) * 0.5f,
-                                  (corners[1] + corners[2]) * 0.5f,
-                                  (corners[2] + corners[0]) * 0.5f};
-        finer.push_back({{corners[0], middles[0], middles[2]}});
-        finer.push_back({{corners[1], middles[1], middles[0]}});
-        finer.push_back({{corners[2], middles[2], middles[1]}});
-        finer.push_back({{middles[0], middles[1], middles[2]}});
-    }
-    return finer;
-}
-
-} // namespace
 
 const std::vector<std::string>& get_scene_names() {
     static const std::vector<std::string> names = [] {
@@ -235,43 +255,13 @@ const std::vector<std::string>& get_scene_names() {
 Scene make_scene(const std::string& name, unsigned item_count) {
     for (const Recipe& recipe : recipes) {
         if (name == recipe.name)
-            return finish_scene(recipe.make(item_count), recipe.is_interior);
+            return recipe.make(item_count);
     }
     throw std::runtime_error("there is no scene named " + name);
 }
 
 Scene read_obj_scene(const std::string& path, unsigned subdivision_count) {
-    tinyobj::ObjReaderConfig config;
-    config.triangulate = true;
-    tinyobj::ObjReader reader;
-    if (!reader.ParseFromFile(path, config))
-        throw std::runtime_error("cannot read " + path + ": " + reader.Error());
-
-    const std::vector<tinyobj::real_t>& vertices = reader.GetAttrib().vertices;
-    const std::size_t vertex_count = vertices.size() / 3;
-    std::vector<Triangle> triangles;
-    for (const tinyobj::shape_t& shape : reader.GetShapes()) {
-        const std::vector<tinyobj::index_t>& indices = shape.mesh.indices;
-        for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
-            Triangle triangle;
-            for (std::size_t k = 0; k < 3; ++k) {
-                const int vertex = indices[i + k].vertex_index;
-                if (vertex < 0 || static_cast<std::size_t>(vertex) >= vertex_count)
-                    throw std::runtime_error(path + ": a face names a vertex that is not there");
-                const tinyobj::real_t* xyz = &vertices[3 * static_cast<std::size_t>(vertex)];
-                triangle.corners[k] = {xyz[0], xyz[1], xyz[2]};
-            }
-            triangles.push_back(triangle);
-        }
-    }
-    if (triangles.empty())
-        throw std::runtime_error(path + " holds no triangles");
-    for (unsigned i = 0; i < subdivision_count; ++i) {
-        if (triangles.size() > largest_mesh / 4)
-            throw std::runtime_error(path + " has too many triangles to subdivide that often");
-        triangles = subdivide(triangles);
-    }
-    return finish_scene(std::move(triangles), false);
+    return finish_scene(read_obj_triangles(path, subdivision_count), false);
 }
 
 } // namespace gas_bench

@@ -12,98 +12,6 @@ void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray) {
                   ray.time);
 }
 
-template <bool in_motion>
-bool TraceTarget::meets(unsigned item, unsigned ray, float& distance) const {
-    const Ray& line = rays[ray];
-    if constexpr (in_motion) {
-        const Triangle triangle = blend(triangles[item], later_triangles[item], line.time);
-        return intersect(triangle, line.origin, line.direction, line.near_distance, distance,
-                         distance);
-    } else {
-        return intersect(triangles[item], line.origin, line.direction, line.near_distance, distance,
-                         distance);
-    }
-}
-
-namespace {
-
-/// The rays in fours; the last ray fills the rest of the last four.
-std::vector<RayGroup> make_ray_groups(const std::vector<Ray>& rays) {
-    std::vector<RayGroup> groups((rays.size() + 3) / 4);
-    for (std::size_t i = 0; i < groups.size(); ++i) {
-        const auto gather = [&](const auto& get) {
-            const auto get_lane = [&](std::size_t lane) {
-                return get(rays[std::min(4 * i + lane, rays.size() - 1)]);
-            };
-            return SimdF(get_lane(0), get_lane(1), get_lane(2), get_lane(3));
-        };
-        const auto gather_vector = [&](GMathVec3<float> Ray::*vector) {
-            return GMathVec3<SimdF>{gather([&](const Ray& ray) { return (ray.*vector).x; }),
-                                    gather([&](const Ray& ray) { return (ray.*vector).y; }),
-                                    gather([&](const Ray& ray) { return (ray.*vector).z; })};
-        };
-        groups[i] = {gather_vector(&Ray::origin), gather_vector(&Ray::direction),
-                     gather([](const Ray& ray) { return ray.near_distance; })};
-    }
-    return groups;
-}
-
-/// For several rays of a query: a test for each four of them.
-void hit_nearest_together(const TraceTarget& target, unsigned item, GeometryRaytraceCtx& ctx) {
-    const auto first = static_cast<unsigned>(ctx.get_first_ray());
-    const auto last = static_cast<unsigned>(ctx.get_last_ray());
-    const Triangle& triangle = target.triangles[item];
-    for (unsigned start = first & ~3u; start <= last; start += 4) {
-        const auto get_far = [&](unsigned lane) {
-            const unsigned ray = std::min(start + lane, last);
-            return static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
-        };
-        SimdF distances;
-        const int hits = intersect(triangle, target.groups[start / 4],
-                                   {get_far(0), get_far(1), get_far(2), get_far(3)}, distances);
-        for (unsigned lane = 0; hits != 0 && lane < 4; ++lane) {
-            const unsigned ray = start + lane;
-            if ((hits >> lane & 1) != 0 && first <= ray && ray <= last)
-                ctx.record_nearest_hit(ray, static_cast<double>(distances.get(lane)), item);
-        }
-    }
-}
-
-template <bool in_motion>
-void hit_nearest(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                 GeometryRaytraceCtx& ctx) {
-    TraceTarget& target = *static_cast<TraceTarget*>(user);
-    target.test_count += static_cast<unsigned>(ctx.get_last_ray() - ctx.get_first_ray()) + 1;
-    if (target.groups && ctx.get_first_ray() != ctx.get_last_ray()) {
-        hit_nearest_together(target, item, ctx);
-        return;
-    }
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        auto distance = static_cast<float>(ctx.get_intersection_path(ray).get_hit_distance());
-        if (target.meets<in_motion>(item, ray, distance))
-            ctx.record_nearest_hit(ray, static_cast<double>(distance), item);
-    }
-}
-
-template <bool in_motion>
-void hit_any_or_all(void* user, const unsigned& item, const CtxEval&, CtxShader&,
-                    GeometryRaytraceCtx& ctx) {
-    TraceTarget& target = *static_cast<TraceTarget*>(user);
-    for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
-        const auto ray = static_cast<unsigned>(i);
-        float distance = target.rays[ray].far_distance;
-        if (!target.meets<in_motion>(item, ray, distance))
-            continue;
-        if (target.stops_at_hit)
-            ctx.set_hit(ray);
-        else
-            ++target.hit_counts[ray];
-    }
-}
-
-} // namespace
-
 template <typename Tree>
 Tracer<Tree>::Tracer(const Scene& scene, bool may_move)
     : m_target{scene.triangles.data(),
@@ -113,15 +21,26 @@ Tracer<Tree>::Tracer(const Scene& scene, bool may_move)
                false,
                nullptr,
                0} {
-    create_traced_tree(m_tree, scene, may_move);
-    // Once for all questions: a grid's cells keep the callbacks that they were built with.
-    m_tree.set_leaf_raytrace_callbacks(hit_any_or_all<false>, hit_any_or_all<true>,
-                                       hit_nearest<false>, hit_nearest<true>, &m_target);
+    if (may_nest && !scene.parts.empty()) {
+        m_parts = std::make_unique<PartTrees<Tree>>(scene, may_move);
+        create_traced_tree(m_tree, make_outline(scene), may_move);
+    } else {
+        create_traced_tree(m_tree, scene, may_move);
+    }
+    set_empty_leaves(false);
     GasObject::create_ctx(m_shader);
     m_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
 }
 
 template <typename Tree> Tracer<Tree>::~Tracer() { GasObject::destroy_ctx(m_shader); }
+
+template <typename Tree> void Tracer<Tree>::set_empty_leaves(bool are_empty) {
+    const LeafCallbacks callbacks =
+        are_empty ? get_empty_callbacks() : get_leaf_callbacks(m_target);
+    if (m_parts)
+        m_parts->set_callbacks(callbacks);
+    (m_parts ? m_parts->get_callbacks() : callbacks).set(m_tree);
+}
 
 template <typename Tree>
 void Tracer<Tree>::prepare(const std::vector<Ray>& rays, Query query, bool in_motion) {
@@ -151,11 +70,26 @@ void Tracer<Tree>::call(typename Calls::Call query, GeometryRaytraceCtx& ctx) {
 }
 
 template <typename Tree>
-void Tracer<Tree>::call_counted(GeometryRaytraceCtx& ctx, GasWalkCounts& counts) {
+GasWalkCounts Tracer<Tree>::call_counted(GasRayWay way, GeometryRaytraceCtx& ctx) {
+    GasWalkCounts counts;
+    if (m_parts)
+        m_parts->set_counts(&counts);
     TreeKind<Tree>::ask([&](const auto&... flags) {
-        gas_counted_rays(m_tree, m_ray_call, GasRayWay::query, m_eval, m_shader, ctx, flags...,
-                         counts);
+        gas_counted_rays(m_tree, m_ray_call, way, m_eval, m_shader, ctx, flags..., counts);
     });
+    if (m_parts)
+        m_parts->set_counts(nullptr);
+    return counts;
+}
+
+template <typename Tree>
+GasWalkCounts Tracer<Tree>::sum_counts(const std::vector<GasWalkCounts>& counts) {
+    GasWalkCounts sum;
+    for (const GasWalkCounts& each : counts) {
+        sum.visited_nodes += each.visited_nodes;
+        sum.leaf_calls += each.leaf_calls;
+    }
+    return sum;
 }
 
 template <typename Tree> void Tracer<Tree>::forget_hits() {
@@ -191,11 +125,19 @@ template <typename Tree> void Tracer<Tree>::trace() {
     trace_rays();
 }
 
-template <typename Tree> GasWalkCounts Tracer<Tree>::trace_counted() {
+template <typename Tree> std::vector<GasWalkCounts> Tracer<Tree>::trace_counted_by_ray() {
     forget_hits();
-    GasWalkCounts counts;
-    for_each_ray([this, &counts](GeometryRaytraceCtx& ctx) { call_counted(ctx, counts); });
+    std::vector<GasWalkCounts> counts;
+    for_each_ray(
+        [&](GeometryRaytraceCtx& ctx) { counts.push_back(call_counted(GasRayWay::query, ctx)); });
     return counts;
+}
+
+template <typename Tree> GasWalkCounts Tracer<Tree>::trace_stream_counted() {
+    forget_hits();
+    GeometryRaytraceData& data = m_batch.get_data();
+    data.set_range(0, static_cast<int>(m_batch.get_ray_count()) - 1);
+    return call_counted(GasRayWay::stream, data.get_ctx());
 }
 
 template <typename Tree>
@@ -237,9 +179,10 @@ template <typename Tree> GasWalkCounts Tracer<Tree>::trace_packets_counted(bool 
     if (!together)
         return trace_counted();
     forget_hits();
-    GasWalkCounts counts;
-    for_each_packet([this, &counts](GeometryRaytraceCtx& ctx) { call_counted(ctx, counts); });
-    return counts;
+    std::vector<GasWalkCounts> counts;
+    for_each_packet(
+        [&](GeometryRaytraceCtx& ctx) { counts.push_back(call_counted(GasRayWay::query, ctx)); });
+    return sum_counts(counts);
 }
 
 template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
@@ -250,7 +193,7 @@ template <typename Tree> std::uint64_t Tracer<Tree>::get_hit_count() const {
 }
 
 template <typename Tree> std::size_t Tracer<Tree>::get_memory_size() const {
-    return get_traced_size(m_tree, m_in_motion);
+    return get_traced_size(m_tree, m_in_motion) + (m_parts ? m_parts->get_size(m_in_motion) : 0);
 }
 
 template class Tracer<GasTree>;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,8 @@
 #include <apps/common/tree_calls.h>
 #include <apps/common/walk_name.h>
 
-#include <bench/bench_ray_group.h>
+#include <bench/bench_part_trees.h>
+#include <bench/bench_trace_target.h>
 #include <bench/bench_trees.h>
 
 namespace gas_bench {
@@ -19,22 +21,6 @@ enum class Query {
     all,     ///< every hit
 };
 
-/// The user data of the leaf callbacks.
-struct TraceTarget {
-    const Triangle* triangles;
-    const Triangle* later_triangles;
-    const Ray* rays;
-    /// The same rays in fours; for static queries of several rays at once.
-    const RayGroup* groups;
-    /// Whether a hit of an all-hits query sets the hit flag; otherwise it is counted for its ray.
-    bool stops_at_hit;
-    std::uint32_t* hit_counts;
-    /// Intersections tried by the nearest-hit callback.
-    std::uint64_t test_count;
-
-    template <bool in_motion> bool meets(unsigned item, unsigned ray, float& distance) const;
-};
-
 /// Sets a ray of the batch.
 void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray);
 
@@ -43,12 +29,15 @@ void set_ray(GeometryRayBatch& batch, unsigned index, const Ray& ray);
 template <typename Tree> class Tracer {
   public:
     /// The scene outlives the tracer. Builds with the default method and, if rays `may_move`, two
-    /// motion-blur samples. A grid then builds its cells when rays first reach them.
+    /// motion-blur samples. A grid then builds its cells when rays first reach them. Where the
+    /// scene has parts, trees nest; a grid, whose cells nest already, is one over all items.
     explicit Tracer(const Scene& scene, bool may_move = true);
     Tracer(const Tracer&) = delete;
     Tracer& operator=(const Tracer&) = delete;
     ~Tracer();
 
+    /// Whether the leaf callbacks do nothing from now on; not for grids, whose cells keep theirs.
+    void set_empty_leaves(bool are_empty);
     /// Sets the rays (they outlive their use) and the query, and clears the caches of earlier
     /// rays.
     void prepare(const std::vector<Ray>& rays, Query query, bool in_motion);
@@ -68,8 +57,12 @@ template <typename Tree> class Tracer {
         return gas_app::describe_walk(in_packets ? "packets" : "single", std::to_string(width),
                                       gas_app::get_instruction_set_name());
     }
-    /// As `trace`, through the counting engines.
-    GasWalkCounts trace_counted();
+    /// As `trace`, through the counting engines. Where trees nest, all of them count.
+    GasWalkCounts trace_counted() { return sum_counts(trace_counted_by_ray()); }
+    /// The same for each ray.
+    std::vector<GasWalkCounts> trace_counted_by_ray();
+    /// As `forget_hits` and `trace_stream`, through the counting engines.
+    GasWalkCounts trace_stream_counted();
 
     /// Sets rays that are traced for their nearest hits in batches of `packet_size`, each with its
     /// frustum unless there are none. Rays and frusta outlive their use.
@@ -97,13 +90,17 @@ template <typename Tree> class Tracer {
 
   private:
     using Calls = gas_app::TreeCalls<Tree>;
+    static constexpr bool may_nest = !std::is_same_v<Tree, GasGridTree>;
 
     void call(typename Calls::Call query, GeometryRaytraceCtx& ctx);
-    void call_counted(GeometryRaytraceCtx& ctx, GasWalkCounts& counts);
+    GasWalkCounts call_counted(GasRayWay way, GeometryRaytraceCtx& ctx);
+    static GasWalkCounts sum_counts(const std::vector<GasWalkCounts>& counts);
     template <typename Trace> void for_each_ray(const Trace& trace_range);
     template <typename Trace> void for_each_packet(const Trace& trace_range);
 
     Tree m_tree;
+    /// Under the leaves of `m_tree`; null where these are the scene's items.
+    std::unique_ptr<PartTrees<Tree>> m_parts;
     CtxEval m_eval;
     CtxShader m_shader;
     GeometryRayBatch m_batch;

@@ -20,8 +20,8 @@ template <> struct TreeKind<GasTree> {
     static constexpr bool is_wide = true;
 
     static void create(GasTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
-                       AppProgressBar* progress_bar) {
-        tree.create(boxes, nullptr, progress_bar, 1.0f);
+                       AppProgressBar* progress_bar, const unsigned* items = nullptr) {
+        tree.create(boxes, items, progress_bar, 1.0f);
     }
     /// Calls a ray query with its arguments after the contexts.
     template <typename Ask> static void ask(const Ask& ask) { ask(false); }
@@ -38,8 +38,8 @@ template <> struct TreeKind<GasCompressedTree> {
     static constexpr bool is_wide = false;
 
     static void create(GasCompressedTree& tree, const CoreArray<GMathBbox3<float>>& boxes,
-                       AppProgressBar* progress_bar) {
-        tree.create(boxes, nullptr, progress_bar);
+                       AppProgressBar* progress_bar, const unsigned* items = nullptr) {
+        tree.create(boxes, items, progress_bar);
     }
     template <typename Ask> static void ask(const Ask& ask) { ask(); }
 
@@ -83,12 +83,15 @@ template <typename Tree> void prepare_for_tracing(Tree& tree) {
         tree.set_wide_nodes(true);
 }
 
-/// Builds a tree over a scene, ready for rays, which `may_move`.
-template <typename Tree> void create_traced_tree(Tree& tree, const Scene& scene, bool may_move) {
+/// Builds a tree over a scene, ready for rays, which `may_move`. `items`, where not null, are what
+/// leaves report in place of their item's position; a grid's cannot.
+template <typename Tree>
+void create_traced_tree(Tree& tree, const Scene& scene, bool may_move,
+                        const unsigned* items = nullptr) {
     if constexpr (std::is_same_v<Tree, GasGridTree>)
         create_grid(tree, scene);
     else
-        TreeKind<Tree>::create(tree, scene.boxes, nullptr);
+        TreeKind<Tree>::create(tree, scene.boxes, nullptr, items);
     if (may_move)
         add_motion_samples(tree, scene);
     prepare_for_tracing(tree);

@@ -118,6 +118,11 @@ const Scene& Workload::get_scene() {
 }
 
 const std::vector<Ray>& Workload::get_rays(RayKind kind) {
+    if (kind == RayKind::miss) {
+        if (m_miss_rays.empty())
+            make_miss_rays();
+        return m_miss_rays;
+    }
     if (m_camera_rays.empty())
         make_rays();
     switch (kind) {
@@ -127,6 +132,24 @@ const std::vector<Ray>& Workload::get_rays(RayKind kind) {
         return m_shadow_rays;
     default:
         return m_camera_rays;
+    }
+}
+
+void Workload::make_miss_rays() {
+    const GMathBbox3<float>& bounds = get_scene().bounds;
+    const Point middle = (bounds.min + bounds.max) * 0.5f;
+    const float size = get_size(bounds);
+    support::SeededRandom random(13);
+    const Point everywhere = {};
+    while (m_miss_rays.size() < m_ray_count) {
+        // The line stays more than half the box's diagonal away from the middle.
+        const Point direction = make_direction(random, everywhere);
+        const Point aside = cross(direction, make_direction(random, everywhere));
+        if (dot(aside, aside) < 0.01f)
+            continue;
+        const Point nearest = middle + normalize(aside) * (size * random.between(0.7f, 1.5f));
+        const Point origin = nearest - direction * (size * random.between(-1.0f, 2.0f));
+        m_miss_rays.push_back({origin, direction, 0.0f, far_away, random.uniform()});
     }
 }
 

@@ -14,6 +14,7 @@ enum class RayKind {
     camera, ///< from one eye through the pixels of a picture, row by row: neighbours are coherent
     bounce, ///< from where camera rays end into random directions: neighbours are incoherent
     shadow, ///< from where camera rays end to one light
+    miss,   ///< past the scene on all sides, so that not even the root's box is met
 };
 
 /// A pinhole camera outside of a scene (or inside of a room), and a square picture of `side` pixels
@@ -70,6 +71,7 @@ class Workload {
 
   private:
     void make_rays();
+    void make_miss_rays();
 
     std::string m_name;
     std::function<Scene()> m_make_scene;
@@ -82,6 +84,7 @@ class Workload {
     std::vector<Ray> m_camera_rays;
     std::vector<Ray> m_bounce_rays;
     std::vector<Ray> m_shadow_rays;
+    std::vector<Ray> m_miss_rays;
 };
 
 using Workloads = std::vector<std::shared_ptr<Workload>>;
@@ -101,6 +104,8 @@ inline constexpr TraceQuestion trace_questions[] = {
     {"any/bounce", Query::any, RayKind::bounce, false},
     {"all/camera", Query::all, RayKind::camera, false},
     {"all/bounce", Query::all, RayKind::bounce, false},
+    {"nearest/miss", Query::nearest, RayKind::miss, false},
+    {"any/miss", Query::any, RayKind::miss, false},
     {"nearest_motion/camera", Query::nearest, RayKind::camera, true},
     {"nearest_motion/bounce", Query::nearest, RayKind::bounce, true},
     {"any_motion/shadow", Query::any, RayKind::shadow, true},

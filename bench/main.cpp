@@ -77,9 +77,12 @@ bool take_option(const std::string& argument, Settings& settings) {
     return true;
 }
 
-gas_bench::Workloads make_workloads(const Settings& settings) {
+/// The scenes with a tree in a tree (`are_nested`), which only rays concern, or all others.
+gas_bench::Workloads make_workloads(const Settings& settings, bool are_nested) {
     gas_bench::Workloads workloads;
     for (const std::string& scene : settings.scenes) {
+        if ((scene == gas_bench::nested_scene_name) != are_nested)
+            continue;
         for (const unsigned count : settings.item_counts) {
             if (count == settings.item_counts.front())
                 gas_bench::make_scene(scene, 1); // throws for an unknown name
@@ -90,6 +93,8 @@ gas_bench::Workloads make_workloads(const Settings& settings) {
         }
     }
     for (const std::string& path : settings.obj_paths) {
+        if (are_nested)
+            continue;
         const std::size_t count = gas_bench::read_obj_scene(path).triangles.size();
         workloads.push_back(std::make_shared<gas_bench::Workload>(
             std::filesystem::path(path).stem().string() + "/" + std::to_string(count),
@@ -117,14 +122,17 @@ void run(int argument_count, char** arguments) {
     if (benchmark::ReportUnrecognizedArguments(other_count, others.data()))
         throw std::runtime_error("see the head of bench/main.cpp and --help for the options");
 
-    const gas_bench::Workloads workloads = make_workloads(settings);
-    gas_bench::register_build(workloads);
-    gas_bench::register_trace_single(workloads);
-    gas_bench::register_trace_packet(workloads);
-    gas_bench::register_queries(workloads);
-    gas_bench::register_refit(workloads);
+    const gas_bench::Workloads flat = make_workloads(settings, false);
+    const gas_bench::Workloads nested = make_workloads(settings, true);
+    gas_bench::register_build(flat);
+    for (const gas_bench::Workloads* const workloads : {&flat, &nested}) {
+        gas_bench::register_trace_single(*workloads);
+        gas_bench::register_trace_packet(*workloads);
+    }
+    gas_bench::register_queries(flat);
+    gas_bench::register_refit(flat);
     gas_bench::register_codec();
-    gas_bench::register_grid_first_touch(workloads);
+    gas_bench::register_grid_first_touch(flat);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

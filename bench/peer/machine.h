@@ -11,6 +11,7 @@ struct Machine {
     std::string compiler;
     /// The build type and the compiler's flags.
     std::string build;
+    /// Its version, and the instruction sets that it was measured with.
     std::string peer;
 };
 

@@ -61,15 +61,19 @@ void add_section(Section section, Table& table) {
 void measure_scene(const SceneChoice& choice, const PeerDevices& devices, Report& report) {
     gas_bench::Workload workload(choice.label, choice.make, report.settings.ray_count);
     const unsigned item_count = workload.get_item_count();
+    // Of trees in a tree only rays are of interest: the other tables are of one tree over all
+    // items.
+    const bool is_nested = !workload.get_scene().parts.empty();
     for (Table& table : report.tables) {
         Section section = {choice.name, item_count, {}};
         RowMaker rows(report.settings, section, report.unexplained_count);
         if (table.key == "peer") {
-            add_build_rows(workload, devices, rows);
+            if (!is_nested)
+                add_build_rows(workload, devices, rows);
             add_trace_rows(workload, devices, rows);
-        } else if (table.key == "trees") {
+        } else if (table.key == "trees" && !is_nested) {
             add_tree_rows(workload, rows);
-        } else if (table.key == "queries") {
+        } else if (table.key == "queries" && !is_nested) {
             add_query_rows(workload, rows);
         }
         add_section(std::move(section), table);
@@ -106,7 +110,7 @@ int run(const Options& options) {
     gas_app::choose_instruction_set();
     const PeerDevices devices = create_peer_devices();
     Report report = {describe_machine(), options.measure, make_tables(options), 0};
-    report.machine.peer = "Embree " + devices.front()->get_version();
+    report.machine.peer = describe(devices);
     print_machine(report);
     for (const SceneChoice& choice : options.scenes)
         measure_scene(choice, devices, report);

@@ -22,11 +22,10 @@ struct DefaultScene {
     unsigned item_count;
 };
 
-constexpr DefaultScene default_scenes[] = {{"uniform", 1'000'000},
-                                           {"uniform", 4'000'000},
-                                           {"clustered", 1'000'000},
-                                           {"interior", 400'000},
-                                           {"surface", 1'000'000}};
+constexpr DefaultScene default_scenes[] = {{"uniform", 1'000'000},    {"uniform", 4'000'000},
+                                           {"clustered", 1'000'000},  {"interior", 400'000},
+                                           {"rooms", 250'000},        {"surface", 1'000'000},
+                                           {"subdivided", 1'000'000}, {"nested", 7'700}};
 
 /// The item count of a scene without a count above.
 constexpr unsigned usual_item_count = 1'000'000;
@@ -103,7 +102,7 @@ void choose_scenes(RawOptions raw, Options& options) {
 void set_up(CLI::App& app, RawOptions& raw, Options& options) {
     using gas_app::whole_number;
     app.add_option("--scenes", raw.scenes,
-                   "Generated scenes, or 'none' (default: uniform, clustered, interior, surface)")
+                   "Generated scenes, or 'none' (default: all but long_thin and coincident)")
         ->delimiter(',');
     app.add_option("--items", raw.item_counts, "Item counts of generated scenes")
         ->delimiter(',')

@@ -142,14 +142,65 @@ template <bool in_motion> void hit_any(const RTCOccludedFunctionNArguments* argu
     }
 }
 
-} // namespace
-
-RTCIntersectFunctionN get_nearest_callback(bool in_motion) {
-    return in_motion ? hit_nearest<true> : hit_nearest<false>;
+RTCScene get_part(void* user, unsigned part) {
+    return static_cast<const PeerTarget*>(user)->parts[part];
 }
 
-RTCOccludedFunctionN get_any_callback(bool in_motion) {
-    return in_motion ? hit_any<true> : hit_any<false>;
+void trace_part_nearest(const RTCIntersectFunctionNArguments* arguments) {
+    RTCScene part = get_part(arguments->geometryUserPtr, arguments->primID);
+    const int* const valid = arguments->valid;
+    RTCIntersectContext* const context = arguments->context;
+    void* const rays = arguments->rayhit;
+    switch (arguments->N) {
+    case 1:
+        if (valid[0] != 0)
+            rtcIntersect1(part, context, static_cast<RTCRayHit*>(rays));
+        break;
+    case 4:
+        rtcIntersect4(valid, part, context, static_cast<RTCRayHit4*>(rays));
+        break;
+    case 8:
+        rtcIntersect8(valid, part, context, static_cast<RTCRayHit8*>(rays));
+        break;
+    default:
+        rtcIntersect16(valid, part, context, static_cast<RTCRayHit16*>(rays));
+    }
+}
+
+void trace_part_any(const RTCOccludedFunctionNArguments* arguments) {
+    RTCScene part = get_part(arguments->geometryUserPtr, arguments->primID);
+    const int* const valid = arguments->valid;
+    RTCIntersectContext* const context = arguments->context;
+    void* const rays = arguments->ray;
+    switch (arguments->N) {
+    case 1:
+        if (valid[0] != 0)
+            rtcOccluded1(part, context, static_cast<RTCRay*>(rays));
+        break;
+    case 4:
+        rtcOccluded4(valid, part, context, static_cast<RTCRay4*>(rays));
+        break;
+    case 8:
+        rtcOccluded8(valid, part, context, static_cast<RTCRay8*>(rays));
+        break;
+    default:
+        rtcOccluded16(valid, part, context, static_cast<RTCRay16*>(rays));
+    }
+}
+
+} // namespace
+
+PeerCallbacks get_item_callbacks(bool in_motion) {
+    if (in_motion)
+        return {hit_nearest<true>, hit_any<true>};
+    return {hit_nearest<false>, hit_any<false>};
+}
+
+PeerCallbacks get_part_callbacks() { return {trace_part_nearest, trace_part_any}; }
+
+PeerCallbacks get_empty_callbacks() {
+    return {[](const RTCIntersectFunctionNArguments*) {},
+            [](const RTCOccludedFunctionNArguments*) {}};
 }
 
 } // namespace gas_peer

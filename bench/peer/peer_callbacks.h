@@ -14,7 +14,16 @@ struct PeerContext {
 };
 
 /// For single rays and packets of any size.
-RTCIntersectFunctionN get_nearest_callback(bool in_motion);
-RTCOccludedFunctionN get_any_callback(bool in_motion);
+struct PeerCallbacks {
+    RTCIntersectFunctionN nearest;
+    RTCOccludedFunctionN any;
+};
+
+/// Intersect the scene's items.
+PeerCallbacks get_item_callbacks(bool in_motion);
+/// Pass rays on to the scenes of the parts as they are.
+PeerCallbacks get_part_callbacks();
+/// Do nothing, so that nothing is hit.
+PeerCallbacks get_empty_callbacks();
 
 } // namespace gas_peer

@@ -2,23 +2,45 @@
 
 #include <stdexcept>
 
-#include <bench/peer/peer_callbacks.h>
+#include <bench/bench_nested.h>
 
 namespace gas_peer {
 
-PeerDevice::PeerDevice(std::string name, RTCDevice device)
-    : m_name(std::move(name)), m_device(device) {
+namespace {
+
+constexpr const char* default_configuration = "threads=1";
+constexpr const char* avx2_configuration = "threads=1,isa=avx2";
+
+bool has_avx2() {
+    RTCDevice device = rtcNewDevice(avx2_configuration);
+    if (device)
+        rtcReleaseDevice(device);
+    return device != nullptr;
+}
+
+} // namespace
+
+PeerDevice::PeerDevice(RTCDevice device) : m_device(device), m_name(find_instruction_set()) {
     rtcSetDeviceMemoryMonitorFunction(m_device, count_bytes, this);
 }
 
 PeerDevice::~PeerDevice() { rtcReleaseDevice(m_device); }
 
-std::unique_ptr<PeerDevice> PeerDevice::create(const std::string& name,
-                                               const std::string& configuration) {
+std::unique_ptr<PeerDevice> PeerDevice::create(const std::string& configuration) {
     RTCDevice device = rtcNewDevice(configuration.c_str());
     if (!device)
         return nullptr;
-    return std::unique_ptr<PeerDevice>(new PeerDevice(name, device));
+    return std::unique_ptr<PeerDevice>(new PeerDevice(device));
+}
+
+/// The peer does not say it, but it walks packets as such that fill its vectors: 16 rays need
+/// AVX-512, 8 rays AVX, and of that and AVX2 it takes the newer one.
+std::string PeerDevice::find_instruction_set() const {
+    if (has_packets(16))
+        return "avx512";
+    if (has_packets(8))
+        return has_avx2() ? "avx2" : "avx";
+    return "sse";
 }
 
 bool PeerDevice::count_bytes(void* device, ssize_t bytes, bool) {
@@ -54,9 +76,9 @@ void PeerDevice::check() const {
 
 PeerDevices create_peer_devices() {
     PeerDevices devices;
-    for (const auto& [name, configuration] :
-         {std::pair("default", "threads=1"), std::pair("avx2", "threads=1,isa=avx2")}) {
-        if (std::unique_ptr<PeerDevice> device = PeerDevice::create(name, configuration))
+    for (const char* const configuration : {default_configuration, avx2_configuration}) {
+        std::unique_ptr<PeerDevice> device = PeerDevice::create(configuration);
+        if (device && (devices.empty() || devices[0]->get_name() != device->get_name()))
             devices.push_back(std::move(device));
     }
     if (devices.empty())
@@ -64,15 +86,43 @@ PeerDevices create_peer_devices() {
     return devices;
 }
 
-PeerScene::PeerScene(const PeerDevice& device, const Scene& scene, bool may_move, Kind kind)
-    : m_target{scene, false}, m_device(device), m_rtc_scene(rtcNewScene(device.get())),
+std::string describe(const PeerDevices& devices) {
+    std::string text =
+        "Embree " + devices[0]->get_version() + " (" + devices[0]->get_name() + " by default";
+    for (std::size_t i = 1; i < devices.size(); ++i)
+        text += ", and " + devices[i]->get_name();
+    return text + ")";
+}
+
+PeerScene::PeerScene(const PeerDevice& device, const Scene& scene, bool may_move, Kind kind,
+                     Leaves leaves)
+    : m_outline(scene.parts.empty() ? Scene() : gas_bench::make_outline(scene)),
+      m_target{scene.parts.empty() ? scene : m_outline, false, {}}, m_device(device),
+      m_rtc_scene(rtcNewScene(device.get())),
       m_geometry(rtcNewGeometry(device.get(), RTC_GEOMETRY_TYPE_USER)) {
-    rtcSetGeometryUserPrimitiveCount(m_geometry, scene.boxes.get_count());
+    rtcSetGeometryUserPrimitiveCount(m_geometry, m_target.scene.boxes.get_count());
     rtcSetGeometryUserData(m_geometry, &m_target);
     rtcSetGeometryTimeStepCount(m_geometry, may_move ? 2 : 1);
     rtcSetGeometryBoundsFunction(m_geometry, get_bounds, nullptr);
-    rtcSetGeometryIntersectFunction(m_geometry, get_nearest_callback(may_move));
-    rtcSetGeometryOccludedFunction(m_geometry, get_any_callback(may_move));
+    for (const Scene& part : scene.parts) {
+        m_parts.push_back(std::make_unique<PeerScene>(device, part, may_move, kind, leaves));
+        m_target.parts.push_back(m_parts.back()->get());
+    }
+    if (!m_parts.empty())
+        set_callbacks(get_part_callbacks());
+    else if (leaves == Leaves::empty)
+        set_callbacks(get_empty_callbacks());
+    else
+        set_callbacks(get_item_callbacks(may_move));
+    set_kind(kind);
+}
+
+void PeerScene::set_callbacks(const PeerCallbacks& callbacks) {
+    rtcSetGeometryIntersectFunction(m_geometry, callbacks.nearest);
+    rtcSetGeometryOccludedFunction(m_geometry, callbacks.any);
+}
+
+void PeerScene::set_kind(Kind kind) {
     switch (kind) {
     case Kind::best:
         rtcSetSceneBuildQuality(m_rtc_scene, RTC_BUILD_QUALITY_MEDIUM);
@@ -98,6 +148,8 @@ PeerScene::~PeerScene() {
 }
 
 void PeerScene::build() {
+    for (const std::unique_ptr<PeerScene>& part : m_parts)
+        part->build();
     rtcCommitGeometry(m_geometry);
     if (!m_is_attached)
         rtcAttachGeometry(m_rtc_scene, m_geometry);

@@ -9,6 +9,7 @@
 #include <embree3/rtcore.h>
 
 #include <bench/bench_scene.h>
+#include <bench/peer/peer_callbacks.h>
 
 /// The peer: Embree 3, one thread, user geometry with a primitive per item.
 namespace gas_peer {
@@ -19,12 +20,12 @@ using gas_bench::Scene;
 class PeerDevice {
   public:
     /// Null where the machine lacks what `configuration` asks for.
-    static std::unique_ptr<PeerDevice> create(const std::string& name,
-                                              const std::string& configuration);
+    static std::unique_ptr<PeerDevice> create(const std::string& configuration);
     PeerDevice(const PeerDevice&) = delete;
     PeerDevice& operator=(const PeerDevice&) = delete;
     ~PeerDevice();
 
+    /// Its instruction set: "avx512", "avx2", "avx" or "sse".
     const std::string& get_name() const { return m_name; }
     RTCDevice get() const { return m_device; }
     /// Bytes that the device and all of its scenes hold.
@@ -38,27 +39,34 @@ class PeerDevice {
     void check() const;
 
   private:
-    PeerDevice(std::string name, RTCDevice device);
+    explicit PeerDevice(RTCDevice device);
+    std::string find_instruction_set() const;
     static bool count_bytes(void* device, ssize_t bytes, bool);
 
-    std::string m_name;
     RTCDevice m_device;
+    std::string m_name;
     std::atomic<std::int64_t> m_byte_count = 0;
 };
 
 using PeerDevices = std::vector<std::unique_ptr<PeerDevice>>;
 
-/// The default instruction set and AVX2, each where it is available.
+/// First the one with the instruction set that the peer chooses, then, where that is another and
+/// the machine has it, one with AVX2.
 PeerDevices create_peer_devices();
+/// Version, and the instruction sets of the devices.
+std::string describe(const PeerDevices& devices);
 
 /// The scene's data for callbacks.
 struct PeerTarget {
     const Scene& scene;
     /// Whether the boxes are those of the closing shutter.
     bool is_later;
+    /// The scenes under its leaves, where items are parts with trees of their own.
+    std::vector<RTCScene> parts;
 };
 
-/// One geometry over a scene's items. Device and scene outlive it.
+/// One geometry over a scene's items or, where a scene has parts, one over the parts and a scene
+/// for each of them. Device and scene outlive it.
 class PeerScene {
   public:
     /// How the tree is built.
@@ -68,8 +76,14 @@ class PeerScene {
         refits, ///< `build` keeps the topology from its second call on
     };
 
+    enum class Leaves {
+        intersected,
+        empty, ///< their callbacks do nothing
+    };
+
     /// Nothing is built yet. `may_move`: two time steps.
-    PeerScene(const PeerDevice& device, const Scene& scene, bool may_move, Kind kind);
+    PeerScene(const PeerDevice& device, const Scene& scene, bool may_move, Kind kind,
+              Leaves leaves = Leaves::intersected);
     PeerScene(const PeerScene&) = delete;
     PeerScene& operator=(const PeerScene&) = delete;
     ~PeerScene();
@@ -84,7 +98,11 @@ class PeerScene {
 
   private:
     static void get_bounds(const RTCBoundsFunctionArguments* arguments);
+    void set_callbacks(const PeerCallbacks& callbacks);
+    void set_kind(Kind kind);
 
+    Scene m_outline;
+    std::vector<std::unique_ptr<PeerScene>> m_parts;
     PeerTarget m_target;
     bool m_is_attached = false;
     const PeerDevice& m_device;

@@ -143,7 +143,9 @@ void add_growth_rows(Workload& workload, const PeerDevices& devices, RowMaker& r
     const PeerScenes scenes = build_scenes(scene, devices, false);
     const Stage stage = {workload, devices, scenes, false, rows};
     for (const TraceQuestion& question : trace_questions) {
-        if (question.in_motion || question.query == Query::all)
+        // A ray that misses costs the same, however large the tree.
+        if (question.in_motion || question.query == Query::all ||
+            question.rays == gas_bench::RayKind::miss)
             continue;
         add_single(stage, question, Unit::nanoseconds_per_ray);
         rows.add_last_by_depth();
