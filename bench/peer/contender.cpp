@@ -16,13 +16,13 @@ double time_run(const Contender& contender) {
     return gas_bench::get_process_seconds() - start;
 }
 
+} // namespace
+
 double get_median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
     return values.size() % 2 != 0 ? values[middle] : 0.5 * (values[middle - 1] + values[middle]);
 }
-
-} // namespace
 
 std::vector<double> measure(const std::vector<Contender>& contenders, unsigned repetition_count,
                             const std::function<void(const Contender&, const Answers&)>& check) {

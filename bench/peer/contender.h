@@ -25,6 +25,8 @@ struct Contender {
     std::function<Answers()> read;
 };
 
+double get_median(std::vector<double> values);
+
 /// Every contender runs once to warm up, and `check`, where set, is called with each and its
 /// answers. Then all take turns, `repetition_count` times: one run of the first, one of the second
 /// and so on. Returns medians of the processor time of the whole process, in seconds, in the order

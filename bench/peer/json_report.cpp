@@ -30,7 +30,11 @@ Json to_json(const Section& section, const Table& table) {
     Json rows = Json::array();
     for (const Row& row : section.rows)
         rows.push_back(to_json(row, table));
-    return {{"scene", section.scene}, {"items", section.item_count}, {"rows", rows}};
+    Json json = {{"scene", section.scene}};
+    if (section.item_count > 0)
+        json["items"] = section.item_count;
+    json["rows"] = rows;
+    return json;
 }
 
 Json summarise_as_json(const Table& table) {

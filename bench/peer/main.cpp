@@ -11,6 +11,7 @@
 
 #include <apps/common/instruction_set.h>
 #include <apps/common/output_file.h>
+#include <bench/peer/anatomy.h>
 #include <bench/peer/options.h>
 #include <bench/peer/own_tables.h>
 #include <bench/peer/peer_table.h>
@@ -43,6 +44,13 @@ std::vector<Table> make_tables(const Options& options) {
         tables.push_back({"queries",
                           "Spatial queries; ratio: share of the visited nodes that must be",
                           {"visited", "fewest"},
+                          {}});
+    if (options.with_anatomy)
+        tables.push_back({"anatomy",
+                          "Anatomy, the parts of a ray's time, " +
+                              std::to_string(options.anatomy_ray_count) +
+                              " rays of each kind; ratio: times as good as the peer",
+                          {"GasTree", "peer"},
                           {}});
     if (options.with_growth)
         tables.push_back(
@@ -95,6 +103,11 @@ void measure_growth(const std::vector<unsigned>& counts, const PeerDevices& devi
     }
 }
 
+Table& find_table(const std::string& key, Report& report) {
+    return *std::find_if(report.tables.begin(), report.tables.end(),
+                         [&key](const Table& table) { return table.key == key; });
+}
+
 bool has_rows(const Report& report) {
     return std::any_of(report.tables.begin(), report.tables.end(),
                        [](const Table& table) { return !table.sections.empty(); });
@@ -115,11 +128,20 @@ int run(const Options& options) {
     for (const SceneChoice& choice : options.scenes)
         measure_scene(choice, devices, report);
     if (options.with_growth)
-        measure_growth(options.growth_counts, devices, report.tables.back(), report);
+        measure_growth(options.growth_counts, devices, find_table("growth", report), report);
+    if (options.with_anatomy) {
+        MeasureSettings settings = options.measure;
+        settings.ray_count = options.anatomy_ray_count;
+        measure_anatomy(devices, settings, options.is_quick, find_table("anatomy", report),
+                        report.unexplained_count);
+    }
     if (!has_rows(report))
         throw std::runtime_error("no operation's name contains what --operations asks for");
-    for (const Table& table : report.tables)
-        print_summary(stdout, table);
+    for (const Table& table : report.tables) {
+        // A part means something else in each query.
+        if (table.key != "anatomy")
+            print_summary(stdout, table);
+    }
 
     write_file(options.json_path, format_json(report));
     write_file(options.svg_path, format_svg(report.tables.front(), report.machine));

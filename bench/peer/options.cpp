@@ -36,7 +36,6 @@ struct RawOptions {
     std::vector<unsigned> item_counts;
     std::vector<std::string> obj_paths;
     unsigned subdivision_count = 0;
-    bool is_quick = false;
 };
 
 void add_choice(const std::string& scene, unsigned item_count, Options& options) {
@@ -78,9 +77,11 @@ void add_mesh(const std::string& path, unsigned subdivision_count, Options& opti
 }
 
 void choose_scenes(RawOptions raw, Options& options) {
-    if (raw.is_quick && raw.item_counts.empty())
+    if (options.is_quick && raw.item_counts.empty())
         raw.item_counts = {2000};
-    const bool has_none = raw.scenes.size() == 1 && raw.scenes[0] == "none";
+    const bool is_anatomy_alone =
+        options.with_anatomy && raw.scenes.empty() && raw.obj_paths.empty();
+    const bool has_none = is_anatomy_alone || (raw.scenes.size() == 1 && raw.scenes[0] == "none");
     if (raw.scenes.empty()) {
         for (const DefaultScene& scene : default_scenes) {
             if (std::find(raw.scenes.begin(), raw.scenes.end(), scene.name) == raw.scenes.end())
@@ -93,7 +94,7 @@ void choose_scenes(RawOptions raw, Options& options) {
     }
     for (const std::string& path : raw.obj_paths)
         add_mesh(path, raw.subdivision_count, options);
-    if (options.scenes.empty() && !options.with_growth)
+    if (options.scenes.empty() && !options.with_growth && !options.with_anatomy)
         throw std::runtime_error("there is no scene to measure on");
     if (options.scenes.empty() && !options.svg_path.empty())
         throw std::runtime_error("--svg draws the peer's table, which needs a scene");
@@ -119,10 +120,13 @@ void set_up(CLI::App& app, RawOptions& raw, Options& options) {
     app.add_option("--operations", options.measure.operations,
                    "Only operations whose names contain one of these")
         ->delimiter(',');
-    app.add_flag("--quick", raw.is_quick,
+    app.add_flag("--quick", options.is_quick,
                  "Shows that everything runs: tiny scenes, one repetition");
     app.add_flag("!--no-trees", options.with_trees, "Leaves out the table of tree classes");
     app.add_flag("--growth", options.with_growth, "Adds a table of 0.1 to 16 million items");
+    app.add_flag(
+        "--anatomy", options.with_anatomy,
+        "Adds a table of what a ray's parts cost; without --scenes and --obj the only one");
     app.add_flag("--queries", options.with_queries, "Adds a table of spatial queries");
     app.add_option("--json", options.json_path, "Writes everything to this file");
     app.add_option("--svg", options.svg_path, "Writes a chart of the peer's table to this file");
@@ -144,11 +148,14 @@ bool read_options(int argument_count, const char* const* arguments, Options& opt
     } catch (const CLI::ParseError& error) {
         throw std::runtime_error(error.what());
     }
+    options.anatomy_ray_count = options.measure.ray_count;
+    if (options.anatomy_ray_count == 0)
+        options.anatomy_ray_count = options.is_quick ? 128 : 8192;
     if (options.measure.ray_count == 0)
-        options.measure.ray_count = raw.is_quick ? 1024 : 65536;
+        options.measure.ray_count = options.is_quick ? 1024 : 65536;
     if (options.measure.repetition_count == 0)
-        options.measure.repetition_count = raw.is_quick ? 1 : 5;
-    if (raw.is_quick)
+        options.measure.repetition_count = options.is_quick ? 1 : 5;
+    if (options.is_quick)
         options.growth_counts = {500, 1000, 2000};
     else
         options.growth_counts = {100'000, 1'000'000, 4'000'000, 16'000'000};

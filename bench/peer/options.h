@@ -24,6 +24,11 @@ struct Options {
     bool with_trees = true;
     bool with_growth = false;
     bool with_queries = false;
+    bool with_anatomy = false;
+    /// Whether all scenes are tiny.
+    bool is_quick = false;
+    /// Rays of each kind and scene of the anatomy.
+    unsigned anatomy_ray_count = 0;
     /// Item counts of the table of growth.
     std::vector<unsigned> growth_counts;
     /// Output files; empty: none.

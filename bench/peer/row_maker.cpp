@@ -70,12 +70,9 @@ void RowMaker::report(const std::string& operation, const Contender& contender,
     std::fprintf(stderr, "\n");
 }
 
-void RowMaker::add_times(const std::string& operation, Unit unit, double amount,
-                         const std::vector<Contender>& contenders, const AnswerCheck* check,
-                         Groups groups) {
-    if (contenders.size() < 2)
-        throw std::runtime_error("the peer has no call for " + operation);
-    std::fprintf(stderr, "%s: %s\n", get_label(m_section).c_str(), operation.c_str());
+std::vector<double> RowMaker::measure_times(const std::string& operation,
+                                            const std::vector<Contender>& contenders,
+                                            const AnswerCheck* check) {
     Answers first;
     const auto compare = [&](const Contender& contender, const Answers& answers) {
         if (!check)
@@ -85,7 +82,16 @@ void RowMaker::add_times(const std::string& operation, Unit unit, double amount,
         else
             report(operation, contender, check->compare(first, answers));
     };
-    const std::vector<double> times = measure(contenders, m_settings.repetition_count, compare);
+    return measure(contenders, m_settings.repetition_count, compare);
+}
+
+void RowMaker::add_times(const std::string& operation, Unit unit, double amount,
+                         const std::vector<Contender>& contenders, const AnswerCheck* check,
+                         Groups groups) {
+    if (contenders.size() < 2)
+        throw std::runtime_error("the peer has no call for " + operation);
+    std::fprintf(stderr, "%s: %s\n", get_label(m_section).c_str(), operation.c_str());
+    const std::vector<double> times = measure_times(operation, contenders, check);
     add_groups(operation, unit, amount, contenders, times, groups);
 }
 

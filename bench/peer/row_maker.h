@@ -42,8 +42,12 @@ class RowMaker {
     const MeasureSettings& get_settings() const { return m_settings; }
     const Section& get_section() const { return m_section; }
 
-    /// Measures the contenders' times for `amount` items or rays, and compares the answers of the
-    /// others with those of the first by `check` (null: there are none).
+    /// The contenders' times in seconds, in their order. Compares the answers of the others with
+    /// those of the first by `check` (null: there are none).
+    std::vector<double> measure_times(const std::string& operation,
+                                      const std::vector<Contender>& contenders,
+                                      const AnswerCheck* check);
+    /// Measures the contenders' times for `amount` items or rays, and keeps them as rows.
     void add_times(const std::string& operation, Unit unit, double amount,
                    const std::vector<Contender>& contenders, const AnswerCheck* check,
                    Groups groups);

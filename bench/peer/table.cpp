@@ -26,6 +26,8 @@ std::string format_ratio(double ratio) {
 } // namespace
 
 std::string get_label(const Section& section) {
+    if (section.item_count == 0)
+        return section.scene;
     return section.scene + "/" + std::to_string(section.item_count);
 }
 

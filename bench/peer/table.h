@@ -23,9 +23,10 @@ struct Row {
     std::vector<Entry> entries;
 };
 
-/// What was measured on one scene.
+/// What was measured on one scene or, in the anatomy, for one query.
 struct Section {
     std::string scene;
+    /// 0 where there is no single scene.
     unsigned item_count;
     std::vector<Row> rows;
 };
@@ -49,7 +50,7 @@ struct Summary {
     std::string floor_scene;
 };
 
-/// Scene and count, as `uniform/1000000`.
+/// Scene and count, as `uniform/1000000`; the name alone where there is no count.
 std::string get_label(const Section& section);
 
 /// In the order in which operations first appear; those without ratios are left out.
