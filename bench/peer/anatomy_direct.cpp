@@ -99,8 +99,11 @@ double get_cost(const GroupCosts& group, const std::string& who) {
 
 void add_direct_rows(const AnatomyQuery& query, const std::string& peer, const PeerDevices& devices,
                      const MeasureSettings& settings, double reference_seconds, Section& section) {
-    DirectScene frames(make_frames, devices, settings);
-    DirectScene floors(make_floors, devices, settings);
+    // Single figures, unlike samples of a fit, have no others to outweigh a slow moment.
+    MeasureSettings patient = settings;
+    patient.repetition_count *= 5;
+    DirectScene frames(make_frames, devices, patient);
+    DirectScene floors(make_floors, devices, patient);
     GroupCosts misses = frames.measure_misses(query);
     GroupCosts nodes = frames.measure_through(query);
     GroupCosts leaves = floors.measure_through(query);

@@ -150,7 +150,7 @@ bool read_options(int argument_count, const char* const* arguments, Options& opt
     }
     options.anatomy_ray_count = options.measure.ray_count;
     if (options.anatomy_ray_count == 0)
-        options.anatomy_ray_count = options.is_quick ? 128 : 8192;
+        options.anatomy_ray_count = options.is_quick ? 128 : 4096;
     if (options.measure.ray_count == 0)
         options.measure.ray_count = options.is_quick ? 1024 : 65536;
     if (options.measure.repetition_count == 0)
