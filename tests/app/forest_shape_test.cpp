@@ -68,7 +68,7 @@ TEST(ForestShape, MovesInStraightLinesBetweenSamples) {
             const Box before = forest.get_item_box(item, sample);
             const Box after = forest.get_item_box(item, sample + 1);
             const auto get_between = [&](double fraction) {
-                return forest.get_box_at(item, {sample, fraction});
+                return forest.get_item_at(item, {sample, fraction}).get_box();
             };
             ASSERT_TRUE(is_equal(get_between(0.0), before));
             moved_count += is_equal(before, after) ? 0 : 1;

@@ -21,17 +21,19 @@ TEST(SphereShape, FindsEntryThenExit) {
     const SphereShape shape("spheres", {{{{0.0, 0.0, -5.0}, 1.0, white}}});
     ItemHit hit;
     const LocalRay ray = make_ray({0.0, 0.0, 0.0}, {0.0, 0.0, -2.0});
-    ASSERT_TRUE(shape.intersect(0, ray, 0.0, hit));
+    ASSERT_TRUE(shape.get_item_at(0, {}).intersect(ray, 0.0, hit));
     EXPECT_DOUBLE_EQ(hit.distance, 2.0);
-    ASSERT_TRUE(shape.intersect(0, ray, 2.5, hit));
+    ASSERT_TRUE(shape.get_item_at(0, {}).intersect(ray, 2.5, hit));
     EXPECT_DOUBLE_EQ(hit.distance, 3.0);
-    EXPECT_FALSE(shape.intersect(0, make_ray({1.01, 0.0, 0.0}, {0.0, 0.0, -1.0}), 0.0, hit));
+    EXPECT_FALSE(
+        shape.get_item_at(0, {}).intersect(make_ray({1.01, 0.0, 0.0}, {0.0, 0.0, -1.0}), 0.0, hit));
 }
 
 TEST(SphereShape, IsExactFromFarAway) {
     const SphereShape shape("spheres", {{{{0.0, 0.0, -1e6}, 1e-3, white}}});
     ItemHit hit;
-    ASSERT_TRUE(shape.intersect(0, make_ray({0.0, 0.0, 0.0}, {0.0, 0.0, -1.0}), 0.0, hit));
+    ASSERT_TRUE(
+        shape.get_item_at(0, {}).intersect(make_ray({0.0, 0.0, 0.0}, {0.0, 0.0, -1.0}), 0.0, hit));
     EXPECT_NEAR(hit.distance, 1e6 - 1e-3, 1e-9);
 }
 
@@ -40,8 +42,8 @@ TEST(SphereShape, MovesInAStraightLine) {
                                         {{{4.0, 0.0, 0.0}, 3.0, white}},
                                         {{{4.0, 8.0, 0.0}, 3.0, white}}});
     EXPECT_EQ(shape.get_sample_count(), 3u);
-    EXPECT_EQ(shape.get_box_at(0, {0, 0.5}), (Box{{0.0, -2.0, -2.0}, {4.0, 2.0, 2.0}}));
-    EXPECT_EQ(shape.get_box_at(0, {1, 1.0}), shape.get_item_box(0, 2));
+    EXPECT_EQ(shape.get_item_at(0, {0, 0.5}).get_box(), (Box{{0.0, -2.0, -2.0}, {4.0, 2.0, 2.0}}));
+    EXPECT_EQ(shape.get_item_at(0, {1, 1.0}).get_box(), shape.get_item_box(0, 2));
 }
 
 TEST(SphereShape, TurnsNormalsToTheRay) {

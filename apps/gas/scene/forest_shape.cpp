@@ -112,10 +112,10 @@ double ForestShape::get_sway(const Moment& moment) const {
     return before + (get_sway(moment.sample + 1) - before) * moment.fraction;
 }
 
-ForestShape::Corners ForestShape::get_corners(unsigned item, double sway) {
+Triangle ForestShape::get_triangle(unsigned item, double sway) {
     const Conifer& tree = get_conifer(item);
     const unsigned part = item % items_per_tree;
-    Corners corners;
+    Triangle corners;
     if (part < trunk_items) {
         const auto get_base = [&](unsigned side) {
             const double angle = 2.0 * pi * side / trunk_items;
@@ -150,29 +150,12 @@ ForestShape::Corners ForestShape::get_corners(unsigned item, double sway) {
 }
 
 Box ForestShape::get_item_box(unsigned item, unsigned sample) const {
-    const Corners corners = get_corners(item, get_sway(sample));
-    Box box{corners.a, corners.a};
-    grow(box, corners.b);
-    grow(box, corners.c);
-    return box;
-}
-
-Box ForestShape::get_box_at(unsigned item, const Moment& moment) const {
-    const Corners corners = get_corners(item, get_sway(moment));
-    Box box{corners.a, corners.a};
-    grow(box, corners.b);
-    grow(box, corners.c);
-    return box;
-}
-
-bool ForestShape::intersect(unsigned item, const LocalRay& ray, double, ItemHit& hit) const {
-    const Corners corners = get_corners(item, get_sway(ray.moment));
-    return ray.shear.intersect_triangle(ray.origin, corners.a, corners.b, corners.c, hit);
+    return get_triangle(item, get_sway(sample)).get_box();
 }
 
 ShapeSurface ForestShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                                       const Vec3& direction) const {
-    const Corners corners = get_corners(hit.item, get_sway(moment));
+    const Triangle corners = get_item_at(hit.item, moment);
     const Vec3 flat = normalized(cross(corners.b - corners.a, corners.c - corners.a));
     // At least half of the normal is that of the whole crown; single leaves would flicker.
     const Vec3 foot = get_conifer(hit.item).foot;

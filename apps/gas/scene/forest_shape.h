@@ -1,6 +1,7 @@
 #pragma once
 
 #include <apps/gas/scene/shape.h>
+#include <apps/gas/scene/triangle.h>
 
 namespace gas_app {
 
@@ -31,17 +32,12 @@ class ForestShape : public Shape {
     /// A little larger than exact: the land under the forest is included.
     Box get_exact_box(unsigned sample) const override;
 
-    bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;
-    Box get_box_at(unsigned item, const Moment& moment) const;
+    Triangle get_item_at(unsigned item, const Moment& moment) const {
+        return get_triangle(item, get_sway(moment));
+    }
 
   private:
-    struct Corners {
-        Vec3 a;
-        Vec3 b;
-        Vec3 c;
-    };
-
-    static Corners get_corners(unsigned item, double sway);
+    static Triangle get_triangle(unsigned item, double sway);
     double get_sway(unsigned sample) const;
     double get_sway(const Moment& moment) const;
 

@@ -33,16 +33,8 @@ Box MeshShape::get_item_box(unsigned item, unsigned sample) const {
     return box;
 }
 
-Box MeshShape::get_box_at(unsigned item, const Moment& moment) const {
-    const Corners corners = get_corners(m_corners, item, moment);
-    Box box{corners.a, corners.a};
-    grow(box, corners.b);
-    grow(box, corners.c);
-    return box;
-}
-
-MeshShape::Corners MeshShape::get_corners(const std::vector<Triple>& triples, unsigned item,
-                                          const Moment& moment) const {
+Triangle MeshShape::get_corners(const std::vector<Triple>& triples, unsigned item,
+                                const Moment& moment) const {
     if (m_sample_count < 2) {
         const Triple& corners = triples[item];
         return {to_double(corners[0]), to_double(corners[1]), to_double(corners[2])};
@@ -55,15 +47,10 @@ MeshShape::Corners MeshShape::get_corners(const std::vector<Triple>& triples, un
     return {get(0), get(1), get(2)};
 }
 
-bool MeshShape::intersect(unsigned item, const LocalRay& ray, double, ItemHit& hit) const {
-    const Corners corners = get_corners(m_corners, item, ray.moment);
-    return ray.shear.intersect_triangle(ray.origin, corners.a, corners.b, corners.c, hit);
-}
-
 ShapeSurface MeshShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                                     const Vec3& direction) const {
-    const Corners corners = get_corners(m_corners, hit.item, moment);
-    const Corners normals = get_corners(m_normals, hit.item, moment);
+    const Triangle corners = get_corners(m_corners, hit.item, moment);
+    const Triangle normals = get_corners(m_normals, hit.item, moment);
     const double w = 1.0 - hit.u - hit.v;
     const Vec3 flat = normalized(cross(corners.b - corners.a, corners.c - corners.a));
     const Vec3 smooth = normalized(normals.a * w + normals.b * hit.u + normals.c * hit.v);

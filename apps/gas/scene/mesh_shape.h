@@ -2,6 +2,7 @@
 
 #include <apps/gas/mesh/triangle_mesh.h>
 #include <apps/gas/scene/shape.h>
+#include <apps/gas/scene/triangle.h>
 
 namespace gas_app {
 
@@ -20,23 +21,19 @@ class MeshShape : public Shape {
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
 
-    bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;
-    Box get_box_at(unsigned item, const Moment& moment) const;
+    Triangle get_item_at(unsigned item, const Moment& moment) const {
+        return get_corners(m_corners, item, moment);
+    }
 
   private:
-    struct Corners {
-        Vec3 a;
-        Vec3 b;
-        Vec3 c;
-    };
     using Triple = std::array<Vec3f, 3>;
 
     void add_sample(const TriangleMesh& mesh, const std::vector<Vec3>& vertices);
     const Triple& at(const std::vector<Triple>& triples, unsigned item, unsigned sample) const {
         return triples[std::size_t{sample} * m_count + item];
     }
-    Corners get_corners(const std::vector<Triple>& triples, unsigned item,
-                        const Moment& moment) const;
+    Triangle get_corners(const std::vector<Triple>& triples, unsigned item,
+                         const Moment& moment) const;
 
     unsigned m_count;
     unsigned m_sample_count;

@@ -7,43 +7,63 @@ namespace gas_app {
 
 /// The leaf callbacks of a shape, for any kind of items. `Items` is the shape's class; it offers
 ///
-///     bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const
-///     Box get_box_at(unsigned item, const Moment& moment) const
+///     Item get_item_at(unsigned item, const Moment& moment) const
+///
+/// and what that returns
+///
+///     bool intersect(const LocalRay& ray, double near_distance, ItemHit& hit) const
+///     Box get_box() const
 ///
 /// where a hit before `near_distance` may be reported; it is ignored.
 template <typename Items> struct ShapeCallbacks {
     static void find_any_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                              GeometryRaytraceCtx& ctx) {
-        const Items& items = *static_cast<const Items*>(user);
         const TraceState& state = TraceState::of(eval);
-        for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
-            const unsigned ray = static_cast<unsigned>(index);
+        const auto meet = [&](const auto& placed, unsigned ray, double padding) {
             ItemHit hit;
-            if (!ctx.is_hit(ray) && is_hit(items, item, state.local_rays[ray], ctx, ray, hit) &&
+            if (!ctx.is_hit(ray) && is_hit(placed, state.local_rays[ray], ctx, ray, padding, hit) &&
                 hit.distance < ctx.get_tfar(ray))
                 ctx.set_hit(ray);
-        }
+        };
+        for_each_ray(*static_cast<const Items*>(user), item, state, ctx, meet);
     }
 
     static void find_nearest_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                                  GeometryRaytraceCtx& ctx) {
-        const Items& items = *static_cast<const Items*>(user);
         TraceState& state = TraceState::of(eval);
-        for (int index = ctx.get_first_ray(); index <= ctx.get_last_ray(); ++index) {
-            const unsigned ray = static_cast<unsigned>(index);
+        const auto meet = [&](const auto& placed, unsigned ray, double padding) {
             ItemHit hit;
-            if (is_hit(items, item, state.local_rays[ray], ctx, ray, hit))
+            if (is_hit(placed, state.local_rays[ray], ctx, ray, padding, hit))
                 record(state, item, hit, ctx, ray);
-        }
+        };
+        for_each_ray(*static_cast<const Items*>(user), item, state, ctx, meet);
     }
 
   private:
-    static bool is_hit(const Items& items, unsigned item, const LocalRay& ray,
-                       const GeometryRaytraceCtx& ctx, unsigned index, ItemHit& hit) {
+    /// Calls `meet(the item at the ray's moment, ray, padding)`; an item that does not move is
+    /// looked up once for all rays.
+    template <typename Meet>
+    static void for_each_ray(const Items& items, unsigned item, const TraceState& state,
+                             const GeometryRaytraceCtx& ctx, const Meet& meet) {
+        const double padding = items.get_tree().get_padding();
+        const unsigned first = static_cast<unsigned>(ctx.get_first_ray());
+        const unsigned last = static_cast<unsigned>(ctx.get_last_ray());
+        auto placed = items.get_item_at(item, state.local_rays[first].moment);
+        meet(placed, first, padding);
+        const bool moves = first < last && items.get_sample_count() > 1;
+        for (unsigned ray = first + 1; ray <= last; ++ray) {
+            if (moves)
+                placed = items.get_item_at(item, state.local_rays[ray].moment);
+            meet(placed, ray, padding);
+        }
+    }
+
+    template <typename Item>
+    static bool is_hit(const Item& item, const LocalRay& ray, const GeometryRaytraceCtx& ctx,
+                       unsigned index, double padding, ItemHit& hit) {
         const double near_distance = ctx.get_tnear(index);
-        return items.intersect(item, ray, near_distance, hit) && hit.distance > near_distance &&
-               is_within(items.get_box_at(item, ray.moment),
-                         ray.origin + ray.direction * hit.distance, items.get_tree().get_padding());
+        return item.intersect(ray, near_distance, hit) && hit.distance > near_distance &&
+               is_within(item.get_box(), ray.origin + ray.direction * hit.distance, padding);
     }
 
     /// At equal distance the lower instance, then the lower item is kept, in any order of calls;

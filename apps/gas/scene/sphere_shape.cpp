@@ -4,14 +4,26 @@
 
 namespace gas_app {
 
-namespace {
-
-Box get_sphere_box(const Sphere& sphere) {
-    const Vec3 radius{sphere.radius, sphere.radius, sphere.radius};
-    return {sphere.center - radius, sphere.center + radius};
+Box Sphere::get_box() const {
+    const Vec3 reach{radius, radius, radius};
+    return {center - reach, center + reach};
 }
 
-} // namespace
+bool Sphere::intersect(const LocalRay& ray, double near_distance, ItemHit& hit) const {
+    // From the point of the ray nearest to the centre: no large numbers cancel, even for a ray that
+    // starts far away (Haines, Guenther and Akenine-Moeller, Ray Tracing Gems, chapter 7, 2019).
+    const Vec3 offset = ray.origin - center;
+    const double direction_squared = dot(ray.direction, ray.direction);
+    const double middle = -dot(offset, ray.direction) / direction_squared;
+    const Vec3 nearest = offset + ray.direction * middle;
+    const double discriminant = radius * radius - dot(nearest, nearest);
+    if (!(discriminant >= 0.0))
+        return false;
+    const double half_chord = std::sqrt(discriminant / direction_squared);
+    const double entry = middle - half_chord;
+    hit.distance = entry > near_distance ? entry : middle + half_chord;
+    return true;
+}
 
 SphereShape::SphereShape(std::string name, std::vector<std::vector<Sphere>> samples)
     : Shape(std::move(name)), m_samples(std::move(samples)) {
@@ -26,14 +38,10 @@ unsigned SphereShape::get_item_count() const {
 unsigned SphereShape::get_sample_count() const { return static_cast<unsigned>(m_samples.size()); }
 
 Box SphereShape::get_item_box(unsigned item, unsigned sample) const {
-    return get_sphere_box(m_samples[sample][item]);
+    return m_samples[sample][item].get_box();
 }
 
-Box SphereShape::get_box_at(unsigned item, const Moment& moment) const {
-    return get_sphere_box(get_sphere(item, moment));
-}
-
-Sphere SphereShape::get_sphere(unsigned item, const Moment& moment) const {
+Sphere SphereShape::get_item_at(unsigned item, const Moment& moment) const {
     const Sphere& before = m_samples[m_samples.size() < 2 ? 0 : moment.sample][item];
     if (m_samples.size() < 2)
         return before;
@@ -42,27 +50,9 @@ Sphere SphereShape::get_sphere(unsigned item, const Moment& moment) const {
             before.radius + (after.radius - before.radius) * moment.fraction, before.color};
 }
 
-bool SphereShape::intersect(unsigned item, const LocalRay& ray, double near_distance,
-                            ItemHit& hit) const {
-    // From the point of the ray nearest to the centre: no large numbers cancel, even for a ray that
-    // starts far away (Haines, Guenther and Akenine-Moeller, Ray Tracing Gems, chapter 7, 2019).
-    const Sphere sphere = get_sphere(item, ray.moment);
-    const Vec3 offset = ray.origin - sphere.center;
-    const double direction_squared = dot(ray.direction, ray.direction);
-    const double middle = -dot(offset, ray.direction) / direction_squared;
-    const Vec3 nearest = offset + ray.direction * middle;
-    const double discriminant = sphere.radius * sphere.radius - dot(nearest, nearest);
-    if (!(discriminant >= 0.0))
-        return false;
-    const double half_chord = std::sqrt(discriminant / direction_squared);
-    const double entry = middle - half_chord;
-    hit.distance = entry > near_distance ? entry : middle + half_chord;
-    return true;
-}
-
 ShapeSurface SphereShape::get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                                       const Vec3& direction) const {
-    const Vec3 outward = normalized(point - get_sphere(hit.item, moment).center);
+    const Vec3 outward = normalized(point - get_item_at(hit.item, moment).center);
     const Vec3 normal = outward * (dot(outward, direction) > 0.0 ? -1.0 : 1.0);
     return {normal, normal, point};
 }

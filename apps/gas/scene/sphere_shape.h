@@ -10,6 +10,9 @@ struct Sphere {
     Vec3 center;
     double radius;
     Vec3 color;
+
+    bool intersect(const LocalRay& ray, double near_distance, ItemHit& hit) const;
+    Box get_box() const;
 };
 
 /// A swarm of exact spheres.
@@ -25,12 +28,9 @@ class SphereShape : public Shape {
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
 
-    bool intersect(unsigned item, const LocalRay& ray, double near_distance, ItemHit& hit) const;
-    Box get_box_at(unsigned item, const Moment& moment) const;
+    Sphere get_item_at(unsigned item, const Moment& moment) const;
 
   private:
-    Sphere get_sphere(unsigned item, const Moment& moment) const;
-
     std::vector<std::vector<Sphere>> m_samples;
 };
 
