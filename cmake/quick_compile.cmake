@@ -69,8 +69,15 @@ function(gas_join_tests program)
 endfunction()
 
 # Headers of the standard library that most sources include, parsed once for the named target.
-# Never for the library as it is shipped: its sources must include what they use.
+# Never for the library as it is shipped: its sources must include what they use. A target that is
+# joined to one file parses them once as it is.
 function(gas_precompile_standard_headers target)
+    get_target_property(sources ${target} SOURCES)
+    list(FILTER sources INCLUDE REGEX "\\.cpp$")
+    list(LENGTH sources source_count)
+    if(GAS_JOIN_SOURCES AND source_count LESS_EQUAL CMAKE_UNITY_BUILD_BATCH_SIZE)
+        return()
+    endif()
     target_precompile_headers(${target} PRIVATE
         <algorithm> <array> <atomic> <bit> <cassert> <cmath> <cstdint> <cstring> <functional>
         <limits> <memory> <mutex> <string> <type_traits> <utility> <vector> ${ARGN})

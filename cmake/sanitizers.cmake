@@ -5,10 +5,16 @@ if(GAS_SANITIZE)
     if(GAS_SANITIZE MATCHES "undefined")
         # A float out of an integer's range is not part of "undefined", and is what we care about.
         list(APPEND gas_sanitizer_flags -fsanitize=float-cast-overflow)
+        if(GAS_SANITIZE MATCHES "address")
+            # What the address sanitizer finds without code for it.
+            list(APPEND gas_sanitizer_flags -fno-sanitize=null,object-size)
+        endif()
     endif()
     # Lines are enough for a report; whole debug information takes a quarter more of compiling.
     target_compile_options(gas_sanitizers INTERFACE
         ${gas_sanitizer_flags}
+        # Packages' headers are not ours to watch.
+        $<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/unwatched_headers.txt>
         $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>,-O0,-O2>
         # Checks make small functions look large.
         $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_DEEP_INLINING>>>>:SHELL:-mllvm -inline-threshold=1000>
