@@ -8,6 +8,10 @@ if(GAS_SANITIZE)
         if(GAS_SANITIZE MATCHES "address")
             # What the address sanitizer finds without code for it.
             list(APPEND gas_sanitizer_flags -fno-sanitize=null,object-size)
+            # Frames are on the stack all the same unless a run asks for others; none does.
+            if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+                list(APPEND gas_sanitizer_flags -fsanitize-address-use-after-return=never)
+            endif()
         endif()
     endif()
     # Lines are enough for a report; whole debug information takes a quarter more of compiling.
