@@ -9,6 +9,7 @@
 #include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/single/gas_ray_walk.h>
 #include <gas/traversal/wide/gas_ray_stream.h>
+#include <gas/traversal/wide/gas_wide_pair_walk.h>
 #include <gas/traversal/wide/gas_wide_walk.h>
 
 inline namespace gas_abi1 {
@@ -24,6 +25,7 @@ inline namespace gas_abi1 {
 ///   several rays                                 one ray after the other, as below
 ///   one ray, its cached leaf stops it            nowhere
 ///   one ray, with wide nodes                     gas_walk_wide_nodes         wide/gas_wide_walk.h
+///   the same, and its slot's are not coherent    gas_walk_wide_pairs    wide/gas_wide_pair_walk.h
 ///   one ray                                      gas_walk_nodes            single/gas_ray_walk.h
 ///
 /// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around
@@ -59,7 +61,12 @@ void gas_trace_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                                              probe);
             };
             if (boxes.is_ready()) {
-                gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume, probe);
+                if (query.suits_branches())
+                    gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
+                                        probe);
+                else
+                    gas_walk_wide_pairs(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
+                                        probe);
                 return;
             }
         }

@@ -23,10 +23,39 @@ static_assert(offsetof(GasStackEntry, entry_distance) == 4, "the second word");
 static_assert(offsetof(GasStackEntry, first_ray) == 8, "the third word");
 static_assert(offsetof(GasStackEntry, extra) == 16, "the fifth word");
 
-/// The leaf that last stopped or hit a ray of one cache slot; no tree: none.
+/// How coherent the rays of a cache slot are, counted by where each ends: how many of some 32 rays
+/// end where the ray before ended. Of camera rays in small scenes half do, of rays in random
+/// directions hardly any.
+class GasRayCoherence {
+  public:
+    /// Whether at least one of `divisor` rays ends where the ray before did.
+    bool is_coherent(unsigned divisor) const { return divisor * m_share >= whole; }
+
+    /// A ray ended at a leaf or wide node, as the walk refers to it: the last one that it came to.
+    /// One that reaches nothing below the root, 0, tells nothing.
+    void end_ray(unsigned last_reference) {
+        if (last_reference == 0)
+            return;
+        // No branch: it could not be guessed.
+        const unsigned is_same = last_reference == m_last_reference;
+        m_share = m_share - m_share / 32 + is_same * (whole / 32);
+        m_last_reference = last_reference;
+    }
+
+  private:
+    static constexpr unsigned whole = 4096;
+
+    unsigned m_last_reference = 0;
+    /// Of `whole`.
+    unsigned m_share = whole / 3;
+};
+
+/// What a cache slot keeps of its rays: the leaf that last stopped or hit one, no tree: none; and
+/// how coherent they are.
 struct GasCachedLeaf {
     const void* tree = nullptr;
     unsigned leaf = 0;
+    GasRayCoherence coherence;
 };
 
 /// Scratch memory of one query: its stack of pending nodes and its cached leaves. Frames hang off a

@@ -31,7 +31,7 @@ unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF
            size + width * (std::size_t{count} + 1) + spare <= room);
     while (count > 0) {
         probe.visit_node();
-        size += gas_push_wide<false>(boxes, ray, limit, taken[--count].reference, entries + size);
+        size += gas_push_wide(boxes, ray, limit, taken[--count].reference, entries + size);
     }
     return size;
 }

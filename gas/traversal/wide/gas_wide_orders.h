@@ -14,8 +14,8 @@ template <unsigned width> struct GasWideOrderOf {
     std::uint8_t unused[width - 1];
 };
 
-/// The same for pairs of words, one pair for each lane: the numbers of the words.
-template <unsigned width> struct GasWideWordOrderOf { std::uint8_t words[2 * width]; };
+/// The same lanes as words, for a permutation of all at once.
+template <unsigned width> struct alignas(16) GasWideLaneOrderOf { std::uint32_t lanes[width]; };
 
 /// An index holds a bit for each lane, whether it is reached, and above these a bit for each two
 /// neighbours: for lanes i and i + 1 whether what lane i + 1 begins, a lane, half or quarter, is
@@ -24,13 +24,8 @@ template <unsigned width> class GasWideOrdersOf {
   public:
     using Order = GasWideOrderOf<width>;
 
-    /// The index of what a test of four lanes says: which lanes are reached; in bits 0 and 2
-    /// whether the lane after it is entered later; in bit 0 whether the second half is entered
-    /// after the first.
-    static unsigned get_index(unsigned reached, unsigned later_lanes, unsigned later_half) {
-        static_assert(width == 4, "more lanes have more halves to compare");
-        return reached | (later_lanes & 5) << width | (later_half & 1) << (width + 1);
-    }
+    /// The index of what a test says: which lanes are reached, and a bit for each two neighbours.
+    static unsigned get_index(unsigned reached, unsigned later) { return reached | later << width; }
 
     constexpr GasWideOrdersOf() : m_orders{} {
         for (unsigned index = 0; index < count; ++index)
@@ -72,23 +67,22 @@ static_assert(sizeof(GasWideOrder) == 8, "one load, and an index times 8");
 
 inline constexpr GasWideOrders gas_wide_orders;
 
-template <unsigned width> class GasWideWordOrdersOf {
+template <unsigned width> class GasWideLaneOrdersOf {
   public:
-    constexpr GasWideWordOrdersOf() : m_orders{} {
+    constexpr GasWideLaneOrdersOf() : m_orders{} {
         for (unsigned index = 0; index < GasWideOrdersOf<width>::count; ++index)
-            for (unsigned word = 0; word < 2 * width; ++word)
-                m_orders[index].words[word] = static_cast<std::uint8_t>(
-                    2 * gas_wide_orders[index].lanes[word / 2] + word % 2);
+            for (unsigned place = 0; place < width; ++place)
+                m_orders[index].lanes[place] = gas_wide_orders[index].lanes[place];
     }
 
-    constexpr const GasWideWordOrderOf<width>& operator[](unsigned index) const {
+    constexpr const GasWideLaneOrderOf<width>& operator[](unsigned index) const {
         return m_orders[index];
     }
 
   private:
-    GasWideWordOrderOf<width> m_orders[GasWideOrdersOf<width>::count];
+    GasWideLaneOrderOf<width> m_orders[GasWideOrdersOf<width>::count];
 };
 
-inline constexpr GasWideWordOrdersOf<4> gas_wide_word_orders;
+inline constexpr GasWideLaneOrdersOf<4> gas_wide_lane_orders;
 
 } // namespace gas_abi1

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <limits>
 
 #include <gas/core/gas_compiler.h>
 #include <gas/core/gas_lane_pairs.h>
@@ -18,26 +19,41 @@ struct GasWideEntry {
     unsigned get_leaf() const { return reference & ~GasWideNode::leaf_flag; }
 };
 
+/// Below the last entry of a stack that has one to spare: it counts as a leaf, and is within
+/// any limit but a NaN, for which nothing is pending.
+inline constexpr GasWideEntry gas_wide_stack_end = {GasWideNode::no_reference,
+                                                    -std::numeric_limits<float>::infinity()};
+
+/// Keeps those of the entries 1 to `size` that are within the limit, so that whatever is popped is.
+/// Returns how many.
+GAS_FORCE_INLINE unsigned gas_drop_far_entries(GasWideEntry* entries, unsigned size, float limit) {
+    unsigned kept = 0;
+    for (unsigned i = 1; i <= size; ++i) {
+        entries[kept + 1] = entries[i];
+        kept += entries[i].entry_distance <= limit;
+    }
+    return kept;
+}
+
 static_assert(2 * sizeof(GasStackEntry) == 5 * sizeof(GasWideEntry),
               "a frame that has two entries for each level has five of these");
 
 /// Puts what a ray reaches of wide node `node` at `top`, the last one to be visited first, and
 /// returns how many entries that are; four are written. Nothing branches on boxes, so that other
-/// nodes can be on the way at the same time. `at_once`: where the machine can, entries are moved
-/// together; that pays in streams of static rays, and costs a lone ray that looks ahead.
-template <bool at_once, typename Boxes>
+/// nodes can be on the way at the same time.
+template <typename Boxes>
 GAS_FORCE_INLINE unsigned gas_push_wide(const Boxes& boxes, const GasWideRay& ray,
                                         const SimdF& limit, unsigned node, GasWideEntry* top) {
     const typename Boxes::Record record = boxes.get_record(node);
     const GasWideHits hits = boxes.test(ray, limit, record);
     const SimdF halves = boxes.get_half_entries(ray, record, hits);
     const SimdF entries = hits.entries;
-    const unsigned index = GasWideOrders::get_index(
-        hits.reached, static_cast<unsigned>((entries.move_down() > entries).get_mask()),
-        static_cast<unsigned>((halves.swap_halves() > halves).get_mask()));
+    const unsigned later = gas_get_mask_bits(entries.move_down() > entries,
+                                             halves.broadcast<2>() > halves.broadcast<0>());
+    const unsigned index = GasWideOrders::get_index(hits.reached, later);
     const void* const words = boxes.get_references(record);
-    if constexpr (at_once && gas_moves_pairs_at_once) {
-        gas_store_pairs(words, entries, gas_wide_word_orders[index].words, top);
+    if constexpr (gas_moves_pairs_at_once) {
+        gas_store_pairs(words, entries, gas_wide_lane_orders[index].lanes, top);
         return static_cast<unsigned>(std::popcount(hits.reached));
     }
     const GasWideOrder order = gas_wide_orders[index];

@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cstdint>
-#include <limits>
 
 #include <gas/traversal/query/gas_bound_history.h>
 #include <gas/traversal/wide/gas_wide_push.h>
@@ -92,8 +91,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
     /// Room for the entries of its walk.
     void set_stack(GasWideEntry* entries) {
         m_entries = entries;
-        // Within any limit but a NaN, for which nothing is pending.
-        m_entries[0] = {GasWideNode::no_reference, -std::numeric_limits<float>::infinity()};
+        m_entries[0] = gas_wide_stack_end;
     }
 
     /// Starts at the root; the step that follows.
@@ -117,9 +115,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
     /// to what is on top of that.
     template <typename VisitNode> unsigned expand(const VisitNode& visit_node) {
         visit_node(m_reference, m_ray_index);
-        constexpr bool at_once = !Boxes::is_motion;
-        m_size +=
-            gas_push_wide<at_once>(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
+        m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
         return pop();
     }
 
@@ -130,7 +126,7 @@ template <typename Boxes, typename Query> class GasStreamRay {
             return GasStreamStep::take_next_ray;
         const auto shorten = [&](double bound) {
             m_limit = SimdF(Query::get_limit(bound));
-            drop_far_entries();
+            m_size = gas_drop_far_entries(m_entries, m_size, m_limit.get_first());
         };
         return gas_follow_or_resume(m_query, m_history, shorten, resume)
                    ? pop()
@@ -148,17 +144,6 @@ template <typename Boxes, typename Query> class GasStreamRay {
         const unsigned is_leaf = m_reference / GasWideNode::leaf_flag;
         m_boxes.prefetch(m_reference & (is_leaf - 1));
         return is_leaf | (m_reference == GasWideNode::no_reference ? 2u : 0u);
-    }
-
-    /// Keeps what is within the limit, so that whatever is popped is.
-    void drop_far_entries() {
-        const float limit = m_limit.get_first();
-        unsigned kept = 0;
-        for (unsigned i = 1; i <= m_size; ++i) {
-            m_entries[kept + 1] = m_entries[i];
-            kept += m_entries[i].entry_distance <= limit;
-        }
-        m_size = kept;
     }
 
     GasWideRay m_ray;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <type_traits>
+
 #include <gas/core/gas_compiler.h>
 #include <gas/traversal/query/gas_bound_history.h>
 #include <gas/traversal/wide/gas_wide_look_ahead.h>
@@ -185,15 +187,18 @@ inline constexpr unsigned gas_leaves_before_look_ahead = 8;
 /// `resume(resumed query)`.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lane_ray,
+GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& tree_boxes, const GasLaneRay& lane_ray,
                                        const Tree& tree, GasTreeCtx& ctx, Query& query,
                                        const CallLeaf& call_leaf, const Resume& resume,
                                        Probe& probe) {
+    // The address of the nodes in a register; what motion needs does not fit there.
+    const std::conditional_t<Boxes::is_motion, const Boxes&, Boxes> boxes = tree_boxes;
     const GasWideRay ray(lane_ray);
     GasWideStack stack = {gas_view_stack<GasWideEntry>(ctx), 0, 0};
     const double first_bound = query.get_bound();
     GasBoundHistory<Query> history(first_bound);
     SimdF limit(Query::get_limit(first_bound));
+    unsigned last_reference = 0;
     const auto look_ahead = [&] {
         if constexpr (!Query::follows_bound)
             gas_look_ahead(boxes, ray, limit, stack.entries, stack.size, tree, query, history,
@@ -217,18 +222,22 @@ GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& boxes, const GasLaneRay& lan
             probe.visit_node();
             is_reached = gas_descend_wide(boxes, ray, limit, stack);
         }
+        last_reference = stack.reference;
         if (is_reached) {
             const unsigned leaf = stack.reference & ~GasWideNode::leaf_flag;
             if (query.visit_leaf(tree, leaf, call_leaf) ||
                 !gas_follow_or_resume(query, history, shorten, resume))
-                return;
+                return query.end_ray(last_reference);
             if constexpr (!Query::follows_bound) {
-                if (--leaves_by_stack == 0)
+                if (--leaves_by_stack == 0) {
+                    query.end_ray(last_reference);
                     return look_ahead();
+                }
             }
         }
         walking = stack.pop(limit.get_first());
     }
+    query.end_ray(last_reference);
     query.finish();
 }
 

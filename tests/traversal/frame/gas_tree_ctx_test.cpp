@@ -70,6 +70,51 @@ void expect_fresh(const GasTreeCtx& ctx) {
     EXPECT_EQ(ctx.next, nullptr);
 }
 
+/// How many rays go by until what the slot says of them is `coherent`; `end(ray)` is where each
+/// ends.
+template <typename End>
+unsigned count_until(GasRayCoherence& rays, bool coherent, unsigned divisor, const End& end) {
+    unsigned count = 0;
+    while (rays.is_coherent(divisor) != coherent && count < 10000)
+        rays.end_ray(end(++count));
+    return count;
+}
+
+TEST(GasRayCoherence, TellsRaysThatEndWhereTheOneBeforeDid) {
+    GasRayCoherence rays;
+    EXPECT_TRUE(rays.is_coherent(8));
+    EXPECT_TRUE(rays.is_coherent(20));
+    EXPECT_LT(count_until(rays, false, 8, [](unsigned ray) { return ray; }), 40u);
+    EXPECT_TRUE(rays.is_coherent(20));
+    EXPECT_LT(count_until(rays, false, 20, [](unsigned ray) { return ray; }), 40u);
+    EXPECT_LT(count_until(rays, true, 8, [](unsigned) { return 5u; }), 8u);
+    for (unsigned ray = 0; ray < 1000; ++ray)
+        rays.end_ray(5);
+    EXPECT_LT(count_until(rays, false, 8, [](unsigned ray) { return ray; }), 80u);
+}
+
+TEST(GasRayCoherence, FollowsTheShareOfThoseThatEndThere) {
+    // One ray in `period` ends where the one before did.
+    for (const unsigned period : {2u, 6u, 12u, 40u}) {
+        GasRayCoherence rays;
+        unsigned node = 1;
+        for (unsigned ray = 0; ray < 50 * period; ++ray)
+            rays.end_ray(ray % period == 0 ? node : ++node);
+        EXPECT_EQ(rays.is_coherent(8), period < 8) << period;
+        EXPECT_EQ(rays.is_coherent(20), period < 20) << period;
+    }
+}
+
+TEST(GasRayCoherence, DoesNotCountRaysThatReachNothingBelowTheRoot) {
+    GasRayCoherence rays;
+    for (unsigned ray = 0; ray < 1000; ++ray)
+        rays.end_ray(ray);
+    EXPECT_FALSE(rays.is_coherent(20));
+    for (unsigned ray = 0; ray < 1000; ++ray)
+        rays.end_ray(0);
+    EXPECT_FALSE(rays.is_coherent(20));
+}
+
 TEST(GasTreeCtx, CreatingGivesOneFreshFrameOfEachChain) {
     CtxShader shader;
     GasObject::create_ctx(shader);
