@@ -92,9 +92,9 @@ gas_bench::Workloads make_workloads(const Settings& settings, bool are_nested) {
                 settings.ray_count));
         }
     }
+    if (are_nested)
+        return workloads;
     for (const std::string& path : settings.obj_paths) {
-        if (are_nested)
-            continue;
         const std::size_t count = gas_bench::read_obj_scene(path).triangles.size();
         workloads.push_back(std::make_shared<gas_bench::Workload>(
             std::filesystem::path(path).stem().string() + "/" + std::to_string(count),

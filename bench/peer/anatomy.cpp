@@ -89,7 +89,6 @@ AllGroups measure_scenes(const PeerDevices& devices, const MeasureSettings& sett
         Section section = {scene.name, workload.get_item_count(), {}};
         std::fprintf(stderr, "%s: anatomy\n", get_label(section).c_str());
         RowMaker rows(settings, section, unexplained_count);
-        workload.get_rays(RayKind::bounce); // which start where others hit
         for (const auto leaves : {PeerScene::Leaves::intersected, PeerScene::Leaves::empty}) {
             AnatomyStage stage(workload, devices, leaves, rows);
             measure_groups(workload, stage, all_groups);

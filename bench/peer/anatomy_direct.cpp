@@ -1,6 +1,7 @@
 #include <bench/peer/anatomy_direct.h>
 
 #include <functional>
+#include <stdexcept>
 #include <vector>
 
 #include <bench/peer/anatomy_fit.h>
@@ -109,6 +110,9 @@ void add_direct_rows(const AnatomyQuery& query, const std::string& peer, const P
     GroupCosts leaves = floors.measure_through(query);
     for (GroupCosts* const group : {&misses, &nodes, &leaves})
         group->scale_to(reference_seconds);
+
+    if (nodes.leaf_calls != 0.0 || leaves.leaf_calls < level_count)
+        throw std::runtime_error("rays do not go through the scenes of the direct rows as meant");
 
     // A miss visits the root.
     const auto get_node = [&](const std::string& who) {

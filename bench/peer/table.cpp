@@ -32,6 +32,8 @@ std::string get_label(const Section& section) {
 }
 
 std::vector<Summary> summarise(const Table& table, std::size_t column) {
+    if (!table.has_summary)
+        return {};
     std::vector<Summary> summaries;
     std::vector<unsigned> counts;
     for (const Section& section : table.sections) {

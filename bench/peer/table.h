@@ -38,6 +38,8 @@ struct Table {
     std::string title;
     std::vector<std::string> columns;
     std::vector<Section> sections;
+    /// Whether a row means the same in all sections, so that its ratios have a mean and a floor.
+    bool has_summary = true;
 };
 
 /// A column's ratios for one operation, over all scenes.
@@ -53,7 +55,8 @@ struct Summary {
 /// Scene and count, as `uniform/1000000`; the name alone where there is no count.
 std::string get_label(const Section& section);
 
-/// In the order in which operations first appear; those without ratios are left out.
+/// In the order in which operations first appear; those without ratios are left out. Empty for a
+/// table without a summary.
 std::vector<Summary> summarise(const Table& table, std::size_t column);
 
 void print_section(std::FILE* file, const Table& table, const Section& section);

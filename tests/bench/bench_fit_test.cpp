@@ -1,5 +1,8 @@
 #include <bench/bench_fit.h>
 
+#include <cmath>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 namespace {

@@ -1,5 +1,7 @@
 #include <bench/bench_ray_bins.h>
 
+#include <vector>
+
 #include <gmock/gmock.h>
 
 namespace {

@@ -1,6 +1,10 @@
 #include <bench/bench_nested.h>
 #include <bench/bench_scene.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 namespace {

@@ -1,5 +1,8 @@
 #include <bench/bench_workload.h>
 
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 namespace {

@@ -14,7 +14,8 @@ namespace gas_app {
 ///     bool intersect(const LocalRay& ray, double near_distance, ItemHit& hit) const
 ///     Box get_box() const
 ///
-/// where a hit before `near_distance` may be reported; it is ignored.
+/// where a hit before `near_distance` may be reported; it is ignored. The range of rays is not
+/// empty.
 template <typename Items> struct ShapeCallbacks {
     static void find_any_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                              GeometryRaytraceCtx& ctx) {
