@@ -10,6 +10,7 @@
 
 #include <apps/common/tree_calls.h>
 #include <fuzz/fuzz_input.h>
+#include <tests/support/ray_coherence.h>
 
 // Ray queries over any boxes, NaN and inverted ones as well, with callbacks that accept, shorten,
 // lengthen, stop and nest. Walks of wide nodes must make the calls of the walk of binary nodes, and
@@ -99,9 +100,12 @@ class Tracer {
         batch.set_ray(index, ray.origin, ray.direction, ray.near_distance, ray.far_distance,
                       ray.time, ray.cache_slot);
     }
+    /// Half of the inputs then have rays that expand two nodes at a time.
     void forget() {
         GasObject::destroy_ctx(m_shader);
         GasObject::create_ctx(m_shader);
+        support::set_coherence(*static_cast<GasTreeCtx*>(m_shader.tree_ctx_slot),
+                               (m_behaviour & 1) != 0);
     }
     double get_bound(const GeometryRaytraceCtx& ctx, unsigned ray) const {
         return m_is_nearest ? ctx.get_intersection_path(ray).get_hit_distance() : ctx.get_tfar(ray);

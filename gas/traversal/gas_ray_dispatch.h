@@ -24,8 +24,8 @@ inline namespace gas_abi1 {
 ///   several rays, closest hit, static            gas_walk_packets        packet/gas_packet_walk.h
 ///   several rays                                 one ray after the other, as below
 ///   one ray, its cached leaf stops it            nowhere
+///   one ray, wide nodes, branches do not suit it gas_walk_wide_pairs    wide/gas_wide_pair_walk.h
 ///   one ray, with wide nodes                     gas_walk_wide_nodes         wide/gas_wide_walk.h
-///   the same, and its slot's are not coherent    gas_walk_wide_pairs    wide/gas_wide_pair_walk.h
 ///   one ray                                      gas_walk_nodes            single/gas_ray_walk.h
 ///
 /// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around

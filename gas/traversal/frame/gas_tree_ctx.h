@@ -28,23 +28,28 @@ static_assert(offsetof(GasStackEntry, extra) == 16, "the fifth word");
 /// directions hardly any.
 class GasRayCoherence {
   public:
-    /// Whether at least one of `divisor` rays ends where the ray before did.
-    bool is_coherent(unsigned divisor) const { return divisor * m_share >= whole; }
+    /// Whether at least one of twenty rays ends where the ray before did.
+    bool is_coherent() const { return 20 * m_share >= whole; }
 
-    /// A ray ended at a leaf or wide node, as the walk refers to it: the last one that it came to.
-    /// One that reaches nothing below the root, 0, tells nothing.
-    void end_ray(unsigned last_reference) {
+    /// A ray ended at a leaf or wide node of `tree`, as the walk refers to it: the last one that it
+    /// came to, or the one at which its walk began to look ahead. One that reaches nothing below
+    /// the root, 0, tells nothing, nor does the first one after a ray of another tree: where small
+    /// trees are nested, coherent rays go through several in turn.
+    void end_ray(const void* tree, unsigned last_reference) {
         if (last_reference == 0)
             return;
         // No branch: it could not be guessed.
-        const unsigned is_same = last_reference == m_last_reference;
-        m_share = m_share - m_share / 32 + is_same * (whole / 32);
+        const unsigned is_counted = tree == m_tree;
+        const unsigned is_same = is_counted & (last_reference == m_last_reference);
+        m_share = m_share - is_counted * (m_share / 32) + is_same * (whole / 32);
+        m_tree = tree;
         m_last_reference = last_reference;
     }
 
   private:
     static constexpr unsigned whole = 4096;
 
+    const void* m_tree = nullptr;
     unsigned m_last_reference = 0;
     /// Of `whole`.
     unsigned m_share = whole / 3;

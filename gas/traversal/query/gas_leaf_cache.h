@@ -2,7 +2,6 @@
 
 #include <cassert>
 
-#include <gas/core/gas_lane_pairs.h>
 #include <gas/traversal/query/gas_traversal_access.h>
 
 inline namespace gas_abi1 {
@@ -41,12 +40,11 @@ class GasLeafCache {
         m_slot->leaf = count < most ? count + 1 : most;
     }
 
-    /// Whether rays of the slot go where the one before went, so that branches are guessed. At
-    /// which share that pays to know depends on what goes without branches.
-    bool is_coherent() const {
-        return m_slot->coherence.is_coherent(gas_moves_pairs_at_once ? 8 : 20);
+    /// Whether rays of the slot go where the one before went, so that branches are guessed.
+    bool is_coherent() const { return m_slot->coherence.is_coherent(); }
+    void end_ray(const void* tree, unsigned last_reference) const {
+        m_slot->coherence.end_ray(tree, last_reference);
     }
-    void end_ray(unsigned last_reference) const { m_slot->coherence.end_ray(last_reference); }
 
   private:
     /// A slot out of range breaks the host's contract and counts as slot 0.
@@ -69,7 +67,7 @@ struct GasNoLeafCache {
     GasNoLeafCache(GasCachedLeaf*, const GeometryRaytraceData&, unsigned) {}
 
     static bool is_coherent() { return true; }
-    static void end_ray(unsigned) {}
+    static void end_ray(const void*, unsigned) {}
 };
 
 } // namespace gas_abi1

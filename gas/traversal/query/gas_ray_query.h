@@ -101,8 +101,10 @@ template <typename LeafCache> class GasAnyHit {
     /// Whether the walk with branches suits the ray: it is like the ray before, or one for which
     /// that walk looks ahead.
     bool suits_branches() const { return m_cache.is_coherent() || is_stopped_rarely(); }
-    /// The walk ends; the last leaf or wide node that it came to.
-    void end_ray(unsigned last_reference) const { m_cache.end_ray(last_reference); }
+    /// The walk ends or looks ahead; the last leaf or wide node that it came to.
+    void end_ray(const void* tree, unsigned last_reference) const {
+        m_cache.end_ray(tree, last_reference);
+    }
 
     /// The walk came to its end without being stopped.
     void finish() {
@@ -191,7 +193,9 @@ template <typename LeafCache> class GasClosestHit {
     }
 
     bool suits_branches() const { return m_cache.is_coherent(); }
-    void end_ray(unsigned last_reference) const { m_cache.end_ray(last_reference); }
+    void end_ray(const void* tree, unsigned last_reference) const {
+        m_cache.end_ray(tree, last_reference);
+    }
 
     void finish() {
         if constexpr (LeafCache::is_used) {

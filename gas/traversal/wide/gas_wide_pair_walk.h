@@ -6,11 +6,11 @@
 
 inline namespace gas_abi1 {
 
-/// The walk of wide nodes for one ray of those that are not coherent. It visits what
-/// gas_walk_wide_nodes visits, in that order, but two pending nodes are expanded at a time, and
-/// nothing branches on boxes: no predictor would guess it, and neither node waits for the other.
-/// The second node is one that the ray may turn out not to need; where it is coherent, branches are
-/// guessed and wait for nothing.
+/// The walk of wide nodes for one ray of those that are not coherent. It calls the leaves that
+/// gas_walk_wide_nodes calls, in that order, but two pending nodes are expanded at a time, and
+/// nothing branches on boxes: no predictor would guess where such a ray goes, and neither node
+/// waits for the other. The second node is one that the ray may turn out not to need; where rays
+/// are coherent, branches are guessed and wait for nothing.
 
 /// Expands the node on top of the stack, and the one below with it unless that is a leaf or there
 /// is no room. Returns the new size.
@@ -72,9 +72,9 @@ GAS_NO_INLINE void gas_walk_wide_pairs(const Boxes& boxes, const GasLaneRay& lan
         const unsigned leaf = last_reference & ~GasWideNode::leaf_flag;
         if (query.visit_leaf(tree, leaf, call_leaf) ||
             !gas_follow_or_resume(query, history, shorten, resume))
-            return query.end_ray(last_reference);
+            return query.end_ray(&tree, last_reference);
     }
-    query.end_ray(last_reference);
+    query.end_ray(&tree, last_reference);
     query.finish();
 }
 

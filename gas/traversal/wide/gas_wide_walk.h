@@ -227,17 +227,17 @@ GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& tree_boxes, const GasLaneRay
             const unsigned leaf = stack.reference & ~GasWideNode::leaf_flag;
             if (query.visit_leaf(tree, leaf, call_leaf) ||
                 !gas_follow_or_resume(query, history, shorten, resume))
-                return query.end_ray(last_reference);
+                return query.end_ray(&tree, last_reference);
             if constexpr (!Query::follows_bound) {
                 if (--leaves_by_stack == 0) {
-                    query.end_ray(last_reference);
+                    query.end_ray(&tree, last_reference);
                     return look_ahead();
                 }
             }
         }
         walking = stack.pop(limit.get_first());
     }
-    query.end_ray(last_reference);
+    query.end_ray(&tree, last_reference);
     query.finish();
 }
 

@@ -72,25 +72,21 @@ void expect_fresh(const GasTreeCtx& ctx) {
 
 /// How many rays go by until what the slot says of them is `coherent`; `end(ray)` is where each
 /// ends.
-template <typename End>
-unsigned count_until(GasRayCoherence& rays, bool coherent, unsigned divisor, const End& end) {
+template <typename End> unsigned count_until(GasRayCoherence& rays, bool coherent, const End& end) {
     unsigned count = 0;
-    while (rays.is_coherent(divisor) != coherent && count < 10000)
-        rays.end_ray(end(++count));
+    while (rays.is_coherent() != coherent && count < 10000)
+        rays.end_ray(nullptr, end(++count));
     return count;
 }
 
 TEST(GasRayCoherence, TellsRaysThatEndWhereTheOneBeforeDid) {
     GasRayCoherence rays;
-    EXPECT_TRUE(rays.is_coherent(8));
-    EXPECT_TRUE(rays.is_coherent(20));
-    EXPECT_LT(count_until(rays, false, 8, [](unsigned ray) { return ray; }), 40u);
-    EXPECT_TRUE(rays.is_coherent(20));
-    EXPECT_LT(count_until(rays, false, 20, [](unsigned ray) { return ray; }), 40u);
-    EXPECT_LT(count_until(rays, true, 8, [](unsigned) { return 5u; }), 8u);
+    EXPECT_TRUE(rays.is_coherent());
+    EXPECT_LT(count_until(rays, false, [](unsigned ray) { return ray; }), 80u);
+    EXPECT_LT(count_until(rays, true, [](unsigned) { return 5u; }), 8u);
     for (unsigned ray = 0; ray < 1000; ++ray)
-        rays.end_ray(5);
-    EXPECT_LT(count_until(rays, false, 8, [](unsigned ray) { return ray; }), 80u);
+        rays.end_ray(nullptr, 5);
+    EXPECT_LT(count_until(rays, false, [](unsigned ray) { return ray; }), 120u);
 }
 
 TEST(GasRayCoherence, FollowsTheShareOfThoseThatEndThere) {
@@ -99,20 +95,33 @@ TEST(GasRayCoherence, FollowsTheShareOfThoseThatEndThere) {
         GasRayCoherence rays;
         unsigned node = 1;
         for (unsigned ray = 0; ray < 50 * period; ++ray)
-            rays.end_ray(ray % period == 0 ? node : ++node);
-        EXPECT_EQ(rays.is_coherent(8), period < 8) << period;
-        EXPECT_EQ(rays.is_coherent(20), period < 20) << period;
+            rays.end_ray(nullptr, ray % period == 0 ? node : ++node);
+        EXPECT_EQ(rays.is_coherent(), period < 20) << period;
     }
 }
 
 TEST(GasRayCoherence, DoesNotCountRaysThatReachNothingBelowTheRoot) {
     GasRayCoherence rays;
     for (unsigned ray = 0; ray < 1000; ++ray)
-        rays.end_ray(ray);
-    EXPECT_FALSE(rays.is_coherent(20));
+        rays.end_ray(nullptr, ray);
+    EXPECT_FALSE(rays.is_coherent());
     for (unsigned ray = 0; ray < 1000; ++ray)
-        rays.end_ray(0);
-    EXPECT_FALSE(rays.is_coherent(20));
+        rays.end_ray(nullptr, 0);
+    EXPECT_FALSE(rays.is_coherent());
+}
+
+TEST(GasRayCoherence, DoesNotCompareRaysOfDifferentTrees) {
+    const char trees[2] = {};
+    GasRayCoherence rays;
+    for (unsigned ray = 1; ray < 1000; ++ray)
+        rays.end_ray(&trees[ray % 2], ray);
+    EXPECT_TRUE(rays.is_coherent()) << "as at the start";
+    for (unsigned ray = 1; ray < 1000; ++ray)
+        rays.end_ray(&trees[0], ray);
+    EXPECT_FALSE(rays.is_coherent());
+    for (unsigned ray = 1; ray < 1000; ++ray)
+        rays.end_ray(&trees[ray % 2], 5);
+    EXPECT_FALSE(rays.is_coherent()) << "equal references of different trees";
 }
 
 TEST(GasTreeCtx, CreatingGivesOneFreshFrameOfEachChain) {

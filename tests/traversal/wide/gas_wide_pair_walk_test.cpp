@@ -5,6 +5,7 @@
 #include <gas/tree/gas_tree.h>
 
 #include <tests/support/counted_trace.h>
+#include <tests/support/ray_coherence.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/test_shader.h>
@@ -34,7 +35,7 @@ class WidePairs : public testing::TestWithParam<RayQuery> {
         support::fill_samples(tree, {boxes, boxes});
         shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
         calls.attach(tree);
-        calls.react = [this](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+        calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
             if (item % 4 == 0)
                 rays.set_hit(support::get_only_ray(rays));
             // A closest-hit ray comes to its end a bit at a time.
@@ -51,17 +52,15 @@ class WidePairs : public testing::TestWithParam<RayQuery> {
     /// Makes the slot one without a cached leaf, whose rays were `coherent`.
     void reset_slot(bool coherent) {
         GasTreeCtx& frame = shader.get_tree_ctx();
-        for (GasCachedLeaf* const slots : {frame.all_hits_cache, frame.nearest_cache}) {
+        for (GasCachedLeaf* const slots : {frame.all_hits_cache, frame.nearest_cache})
             slots[slot] = {};
-            for (unsigned node = 1; node <= 100; ++node)
-                slots[slot].coherence.end_ray(coherent ? 1 : node);
-        }
+        support::set_coherence(frame, coherent);
     }
     bool is_slot_coherent() const {
         const GasTreeCtx& frame = shader.get_tree_ctx();
         const GasCachedLeaf* const slots =
             support::is_nearest(GetParam()) ? frame.nearest_cache : frame.all_hits_cache;
-        return slots[slot].coherence.is_coherent(8);
+        return slots[slot].coherence.is_coherent();
     }
 
     /// Traces the ray of a number; those of neighbouring numbers have nothing in common.

@@ -7,6 +7,7 @@
 #include <gas/tree/gas_tree.h>
 
 #include <tests/support/hostile_rays.h>
+#include <tests/support/ray_coherence.h>
 #include <tests/support/ray_histories.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/test_shader.h>
@@ -88,8 +89,11 @@ class WideAndBinary {
         const RayQuery query = support::all_ray_queries[m_random.below(4)];
         const bool with_streams = m_random.below(2) != 0;
         const Handing handing = handings[m_random.below(with_streams ? 3 : 2)];
+        // So few rays would hardly ever expand two nodes at a time; every other round they do.
+        m_is_coherent = !m_is_coherent;
         const auto trace = [&](bool wide, TestShader& shader) {
             m_tree.set_wide_nodes(wide);
+            support::set_coherence(shader.get_tree_ctx(), m_is_coherent);
             return m_histories.trace(rays, 0, static_cast<int>(rays.size()) - 1, query, handing,
                                      shader);
         };
@@ -128,6 +132,7 @@ class WideAndBinary {
     std::vector<Box> m_boxes;
     TestShader m_binary;
     TestShader m_wide;
+    bool m_is_coherent = true;
 };
 
 class WideWalkOracle : public testing::TestWithParam<scenes::Kind> {};
