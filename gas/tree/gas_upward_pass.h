@@ -24,11 +24,11 @@ void gas_pass_upwards(const GasTreeNode* nodes, unsigned node_count,
         unsigned inner_count = 0;
         for (unsigned i = end; i-- > first;) {
             const unsigned is_leaf = nodes[i].flags & GasTreeNode::leaf_flag;
-            const GMathBbox3<float>& box = bboxes[is_leaf ? nodes[i].index : 0];
-            // Many boxes lie in two cache lines. An inner node's own place is at hand anyway.
-            const void* const here = &nodes[i];
-            gas_prefetch(is_leaf ? &box.min.x : here);
-            gas_prefetch(is_leaf ? &box.max.z : here);
+            // A mask, because compilers make a branch of a choice. The first box stands in for what
+            // an inner node does not have. Many boxes lie in two cache lines.
+            const GMathBbox3<float>& box = bboxes[nodes[i].index & (0u - is_leaf)];
+            gas_prefetch(&box.min.x);
+            gas_prefetch(&box.max.z);
             leaves[leaf_count] = i;
             inner_nodes[inner_count] = i;
             leaf_count += is_leaf;
