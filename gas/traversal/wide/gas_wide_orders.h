@@ -70,9 +70,10 @@ inline constexpr GasWideOrders gas_wide_orders;
 template <unsigned width> class GasWideLaneOrdersOf {
   public:
     constexpr GasWideLaneOrdersOf() : m_orders{} {
+        const GasWideOrdersOf<width> orders;
         for (unsigned index = 0; index < GasWideOrdersOf<width>::count; ++index)
             for (unsigned place = 0; place < width; ++place)
-                m_orders[index].lanes[place] = gas_wide_orders[index].lanes[place];
+                m_orders[index].lanes[place] = orders[index].lanes[place];
     }
 
     constexpr const GasWideLaneOrderOf<width>& operator[](unsigned index) const {
