@@ -79,7 +79,7 @@ void add_clutter(std::vector<Triangle>& triangles, unsigned count) {
     for (unsigned i = 0; i < count; ++i) {
         const Point& heap = heaps[random.below(heap_count)];
         const float distance = 0.6f * random.uniform();
-        const float angle = 6.2831853f * random.uniform();
+        const float angle = full_turn * random.uniform();
         const float height = heap.z * random.uniform() * (1.0f - distance / 0.7f);
         const Point center = {heap.x + distance * std::cos(angle),
                               heap.y + distance * std::sin(angle), 0.01f + height};

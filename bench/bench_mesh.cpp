@@ -15,8 +15,6 @@ namespace {
 
 using Point = GMathVec3<float>;
 
-constexpr float turn = 6.28318531f;
-
 /// Triangles that a subdivided mesh may have.
 constexpr std::size_t largest_mesh = 100'000'000;
 
@@ -28,14 +26,14 @@ Point get_knot_point(float angle) {
 
 /// A point of the tube; `along` runs from 0 to 1 around the knot, `around` around the tube.
 Point get_tube_point(float along, float around) {
-    const float angle = turn * along;
+    const float angle = full_turn * along;
     const Point middle = get_knot_point(angle);
     const Point forward = normalize(get_knot_point(angle + 0.01f) - middle);
     const Point right = normalize(cross(forward, {0.0f, 0.0f, 1.0f}));
     const Point up = cross(right, forward);
     const float radius = 0.45f + 0.1f * std::sin(7.0f * angle);
-    return middle + right * (radius * std::cos(turn * around)) +
-           up * (radius * std::sin(turn * around));
+    return middle + right * (radius * std::cos(full_turn * around)) +
+           up * (radius * std::sin(full_turn * around));
 }
 
 } // namespace

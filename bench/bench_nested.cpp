@@ -12,8 +12,6 @@ namespace {
 
 using Point = GMathVec3<float>;
 
-constexpr float circle = 6.28318531f;
-
 std::vector<Triangle> make_floor(unsigned triangle_count) {
     const auto side = std::max(
         1u, static_cast<unsigned>(std::lround(std::sqrt(static_cast<float>(triangle_count) / 2))));
@@ -37,8 +35,9 @@ std::vector<Triangle> make_ball(unsigned triangle_count, const Point& middle, fl
     std::vector<Triangle> triangles;
     add_sheet(triangles, rows, columns, [&](unsigned row, unsigned column) {
         const float longitude =
-            circle * static_cast<float>(column % columns) / static_cast<float>(columns);
-        const float latitude = 0.5f * circle * static_cast<float>(row) / static_cast<float>(rows);
+            full_turn * static_cast<float>(column % columns) / static_cast<float>(columns);
+        const float latitude =
+            0.5f * full_turn * static_cast<float>(row) / static_cast<float>(rows);
         const float sine = std::sin(latitude);
         const float reach = radius * (1.0f + 0.2f * sine * std::sin(bumps * longitude));
         return middle + Point{reach * sine * std::cos(longitude),

@@ -13,8 +13,6 @@ namespace {
 
 using Point = GMathVec3<float>;
 
-constexpr float full_turn = 6.28318531f;
-
 /// All rooms together.
 constexpr Point building = {24.0f, 12.0f, 6.0f};
 constexpr unsigned column_count = 20;

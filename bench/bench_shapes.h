@@ -7,6 +7,9 @@
 /// The parts that generated scenes are made of; each adds its triangles to a list.
 namespace gas_bench {
 
+/// The angle of a full turn.
+inline constexpr float full_turn = 6.28318531f;
+
 /// Triangles of `add_lump`.
 inline constexpr unsigned lump_triangle_count = 32;
 
