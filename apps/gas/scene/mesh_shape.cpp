@@ -27,18 +27,17 @@ void MeshShape::add_sample(const TriangleMesh& mesh, const std::vector<Vec3>& ve
 }
 
 Box MeshShape::get_item_box(unsigned item, unsigned sample) const {
-    Box box = empty_box();
-    for (const Vec3f& corner : at(m_corners, item, sample))
-        grow(box, to_double(corner));
-    return box;
+    return to_triangle(at(m_corners, item, sample)).get_box();
+}
+
+Triangle MeshShape::to_triangle(const Triple& triple) {
+    return {to_double(triple[0]), to_double(triple[1]), to_double(triple[2])};
 }
 
 Triangle MeshShape::get_corners(const std::vector<Triple>& triples, unsigned item,
                                 const Moment& moment) const {
-    if (m_sample_count < 2) {
-        const Triple& corners = triples[item];
-        return {to_double(corners[0]), to_double(corners[1]), to_double(corners[2])};
-    }
+    if (m_sample_count < 2)
+        return to_triangle(triples[item]);
     const Triple& before = at(triples, item, moment.sample);
     const Triple& after = at(triples, item, moment.sample + 1);
     const auto get = [&](unsigned corner) {

@@ -32,6 +32,7 @@ class MeshShape : public Shape {
     const Triple& at(const std::vector<Triple>& triples, unsigned item, unsigned sample) const {
         return triples[std::size_t{sample} * m_count + item];
     }
+    static Triangle to_triangle(const Triple& triple);
     Triangle get_corners(const std::vector<Triple>& triples, unsigned item,
                          const Moment& moment) const;
 

@@ -19,52 +19,52 @@ namespace gas_app {
 template <typename Items> struct ShapeCallbacks {
     static void find_any_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                              GeometryRaytraceCtx& ctx) {
+        const Items& items = *static_cast<const Items*>(user);
         const TraceState& state = TraceState::of(eval);
-        const auto meet = [&](const auto& placed, unsigned ray, double padding) {
+        for_each_ray(items, item, state, ctx, [&](const auto& placed, unsigned ray) {
             ItemHit hit;
-            if (!ctx.is_hit(ray) && is_hit(placed, state.local_rays[ray], ctx, ray, padding, hit) &&
+            if (!ctx.is_hit(ray) && is_hit(items, placed, state.local_rays[ray], ctx, ray, hit) &&
                 hit.distance < ctx.get_tfar(ray))
                 ctx.set_hit(ray);
-        };
-        for_each_ray(*static_cast<const Items*>(user), item, state, ctx, meet);
+        });
     }
 
     static void find_nearest_hit(void* user, const unsigned& item, const CtxEval& eval, CtxShader&,
                                  GeometryRaytraceCtx& ctx) {
+        const Items& items = *static_cast<const Items*>(user);
         TraceState& state = TraceState::of(eval);
-        const auto meet = [&](const auto& placed, unsigned ray, double padding) {
+        for_each_ray(items, item, state, ctx, [&](const auto& placed, unsigned ray) {
             ItemHit hit;
-            if (is_hit(placed, state.local_rays[ray], ctx, ray, padding, hit))
+            if (is_hit(items, placed, state.local_rays[ray], ctx, ray, hit))
                 record(state, item, hit, ctx, ray);
-        };
-        for_each_ray(*static_cast<const Items*>(user), item, state, ctx, meet);
+        });
     }
 
   private:
-    /// Calls `meet(the item at the ray's moment, ray, padding)`; an item that does not move is
+    /// Calls `meet(the item at the ray's moment, ray)`; an item that does not move is
     /// looked up once for all rays.
     template <typename Meet>
     static void for_each_ray(const Items& items, unsigned item, const TraceState& state,
                              const GeometryRaytraceCtx& ctx, const Meet& meet) {
-        const double padding = items.get_tree().get_padding();
         const unsigned first = static_cast<unsigned>(ctx.get_first_ray());
         const unsigned last = static_cast<unsigned>(ctx.get_last_ray());
         auto placed = items.get_item_at(item, state.local_rays[first].moment);
-        meet(placed, first, padding);
+        meet(placed, first);
         const bool moves = first < last && items.get_sample_count() > 1;
         for (unsigned ray = first + 1; ray <= last; ++ray) {
             if (moves)
                 placed = items.get_item_at(item, state.local_rays[ray].moment);
-            meet(placed, ray, padding);
+            meet(placed, ray);
         }
     }
 
     template <typename Item>
-    static bool is_hit(const Item& item, const LocalRay& ray, const GeometryRaytraceCtx& ctx,
-                       unsigned index, double padding, ItemHit& hit) {
+    static bool is_hit(const Items& items, const Item& item, const LocalRay& ray,
+                       const GeometryRaytraceCtx& ctx, unsigned index, ItemHit& hit) {
         const double near_distance = ctx.get_tnear(index);
         return item.intersect(ray, near_distance, hit) && hit.distance > near_distance &&
-               is_within(item.get_box(), ray.origin + ray.direction * hit.distance, padding);
+               is_within(item.get_box(), ray.origin + ray.direction * hit.distance,
+                         items.get_tree().get_padding());
     }
 
     /// At equal distance the lower instance, then the lower item is kept, in any order of calls;
