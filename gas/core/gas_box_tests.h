@@ -31,6 +31,10 @@ struct GasLaneRay {
     }
 };
 
+inline GasLaneRay gas_get_lane_ray(GeometryRaytraceCtx& rays, unsigned ray) {
+    return GasLaneRay(gas_host::get_line(gas_host::get_data(rays), ray), rays.get_tnear(ray));
+}
+
 /// The slab test (Kay and Kajiya 1986) of two boxes at once. Bit 0 of the result: the ray is inside
 /// the first box somewhere between its near distance and `far_distance` (in all lanes); bit 1: the
 /// second. Lanes 0 and 1 of `entries` are the distances at which it enters them.

@@ -28,7 +28,7 @@ struct GasGridAccess {
 /// Goes on in a cell's tree, with the query or stream of the same kind.
 template <GasRayCall call, GasRayWay way, typename Probe>
 void gas_trace_cell(const GasGridTree& grid, const unsigned& cell, const CtxEval& eval,
-                    CtxShader& shader, GeometryRaytraceCtx& rays, const Probe& probe) {
+                    CtxShader& shader, GeometryRaytraceCtx& rays, Probe probe) {
     const GasCompressedTree* const tree = GasGridAccess::get_sub_tree<call>(grid, shader, cell);
     if (!tree)
         return;
@@ -58,7 +58,7 @@ template <GasRayWay way> struct GasCellLeaves {
         const CtxEval& eval;
         CtxShader& shader;
         GeometryRaytraceCtx& rays;
-        const Probe& probe;
+        [[no_unique_address]] Probe probe;
 
         void operator()(const unsigned& cell) const {
             const void* const grid = GasTraversalAccess::get_callback_user(tree);
@@ -71,7 +71,7 @@ template <GasRayWay way> struct GasCellLeaves {
 /// A query or a stream of a grid.
 template <GasRayCall call, GasRayWay way, typename Probe = GasNoProbe>
 void gas_dispatch_grid_rays(const GasGridTree& grid, const CtxEval& eval, CtxShader& shader,
-                            GeometryRaytraceCtx& rays, const Probe& probe = Probe()) {
+                            GeometryRaytraceCtx& rays, Probe probe = Probe()) {
     gas_dispatch_rays<call, way, GasCellLeaves<way>>(grid.get_top_tree(), eval, shader, rays,
                                                      gas_calls_lone_leaf, probe);
 }

@@ -37,48 +37,81 @@ using GasNodeSource = std::conditional_t<is_motion, typename GasNodeSources<Tree
 template <bool is_motion>
 using GasWideBoxes = std::conditional_t<is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
 
-/// Traces one ray; `probe` hears of the nodes and leaves. The shader has frames, the tree a root.
-template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
-void gas_trace_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                   GeometryRaytraceCtx& rays, unsigned ray, const Probe& probe) {
+/// Traces one ray over wide nodes, `by_pairs` or by branches; `cache` is the ray's. The caller
+/// holds a lease, for the frame that is taken here. A function without a cleanup of its own, which
+/// takes no address of what the walk uses: GCC keeps nothing in registers beside a call that a
+/// cleanup may follow.
+template <GasRayCall call, GasRayWay way, typename Leaves, bool by_pairs, GasTraversable Tree,
+          typename Probe>
+GAS_NO_INLINE void gas_trace_wide_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                                      GeometryRaytraceCtx& rays, unsigned ray,
+                                      typename GasRayQuery<call, way>::Cache cache, Probe probe) {
     using Query = GasRayQuery<call, way>;
     using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
+    GasTreeCtx& ctx = GasTreeCtxLease::take(shader, 2 * std::size_t{tree.get_depth()});
     GeometryRaytraceData& data = gas_host::get_data(rays);
-    const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
-    GasTreeCtx& ctx = lease.get();
-    const GasLaneRay lane_ray(gas_host::get_line(data, ray), rays.get_tnear(ray));
-    const float time = gas_host::get_time(data, ray);
-    const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {tree, eval, shader, rays,
-                                                                           probe};
-    Query query(ctx, data, ray);
+    using CallLeaf = typename Leaves::template Caller<call, Tree, Probe>;
+    const CallLeaf call_leaf = {tree, eval, shader, rays, probe};
+    Query query(ctx, data, ray, cache);
     if (query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
         return;
+    // Leaves of its own, for those of the walk are to have no address.
+    const auto resume = [&](const auto& rest) GAS_FORCE_INLINE_LAMBDA {
+        gas_walk_binary_nodes<Nodes>(ctx, ray, rest, CallLeaf{tree, eval, shader, rays, probe});
+    };
+    const GasLaneRay lane_ray = gas_get_lane_ray(rays, ray);
+    if (!GasWideRay::can_trace(lane_ray)) [[unlikely]]
+        return resume(query);
+    const GasWideBoxes<gas_is_motion(call)> boxes(tree, shader, gas_host::get_time(data, ray));
+    if (!boxes.is_ready()) [[unlikely]]
+        return resume(query);
+    if constexpr (by_pairs)
+        gas_walk_wide_pairs(boxes, lane_ray, tree, ctx, query, call_leaf, resume, probe);
+    else
+        gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume, probe);
+}
+
+/// The same over the tree's own nodes.
+template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
+GAS_NO_INLINE void gas_trace_binary_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                                        GeometryRaytraceCtx& rays, unsigned ray,
+                                        typename GasRayQuery<call, way>::Cache cache, Probe probe) {
+    using Query = GasRayQuery<call, way>;
+    using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
+    GasTreeCtx& ctx = GasTreeCtxLease::take(shader, 2 * std::size_t{tree.get_depth()});
+    const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {tree, eval, shader, rays,
+                                                                           probe};
+    Query query(ctx, gas_host::get_data(rays), ray, cache);
+    if (!query.template try_cached_leaf<Nodes::checks_cached_leaf>(tree, ctx, call_leaf))
+        gas_walk_binary_nodes<Nodes>(ctx, ray, query, call_leaf);
+}
+
+/// Traces one ray; `probe` hears of the nodes and leaves. The shader has frames, the tree a root.
+template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
+GAS_FORCE_INLINE void gas_trace_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
+                                    GeometryRaytraceCtx& rays, unsigned ray, Probe probe) {
+    using Query = GasRayQuery<call, way>;
+    const GasTreeCtxLease lease(shader);
+    const auto cache = Query::get_cache(lease.get(), gas_host::get_data(rays), ray);
     if constexpr (GasWideTraversable<Tree>) {
-        if (GasTraversalAccess::get_wide_nodes(tree) && GasWideRay::can_trace(lane_ray)) {
-            const GasWideBoxes<gas_is_motion(call)> boxes(tree, shader, time);
-            const auto resume = [&](const GasResumedQuery<Query>& resumed) {
-                gas_walk_binary_nodes<Nodes>(lane_ray, time, tree, ctx, shader, resumed, call_leaf,
-                                             probe);
-            };
-            if (boxes.is_ready()) {
-                if (query.suits_branches())
-                    gas_walk_wide_nodes(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
-                                        probe);
-                else
-                    gas_walk_wide_pairs(boxes, lane_ray, tree, ctx, query, call_leaf, resume,
-                                        probe);
-                return;
-            }
+        if (GasTraversalAccess::get_wide_nodes(tree)) {
+            if (Query::suits_branches(cache))
+                gas_trace_wide_ray<call, way, Leaves, false>(tree, eval, shader, rays, ray, cache,
+                                                             probe);
+            else
+                gas_trace_wide_ray<call, way, Leaves, true>(tree, eval, shader, rays, ray, cache,
+                                                            probe);
+            return;
         }
     }
-    gas_walk_binary_nodes<Nodes>(lane_ray, time, tree, ctx, shader, query, call_leaf, probe);
+    gas_trace_binary_ray<call, way, Leaves>(tree, eval, shader, rays, ray, cache, probe);
 }
 
 /// Traces the rays of a range on their own, in ascending order or as a stream. A callback sees a
 /// context over a private copy of the batch's view, whose range is the one ray being traced.
 template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
 void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                        const GeometryRaytraceData& data, const Probe& probe) {
+                        const GeometryRaytraceData& data, Probe probe) {
     const GasRaytraceFrameLease lease(shader);
     GeometryRaytraceData& view = lease.get().data;
     view = data;
@@ -125,7 +158,7 @@ bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceDat
 /// The lines of the table between the shortcut and the single ray.
 template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, typename Probe>
 void gas_trace_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                     GeometryRaytraceCtx& rays, const Probe& probe) {
+                     GeometryRaytraceCtx& rays, Probe probe) {
     const GeometryRaytraceData& data = gas_host::get_data(rays);
     if (!gas_has_work<GasRayQuery<call, way>>(tree, shader, data))
         return;
@@ -148,8 +181,7 @@ void gas_trace_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
 template <GasRayCall call, GasRayWay way, typename Leaves = GasItemLeaves, GasTraversable Tree,
           typename Probe = GasNoProbe>
 void gas_dispatch_rays(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                       GeometryRaytraceCtx& rays, bool single_leaf_shortcut,
-                       const Probe& probe = Probe()) {
+                       GeometryRaytraceCtx& rays, bool single_leaf_shortcut, Probe probe = {}) {
     if (single_leaf_shortcut && tree.get_leaf_count() == 1) {
         const unsigned leaf = 0;
         typename Leaves::template Caller<call, Tree, Probe>{tree, eval, shader, rays, probe}(leaf);

@@ -29,7 +29,7 @@ static_assert(offsetof(GasStackEntry, extra) == 16, "the fifth word");
 class GasRayCoherence {
   public:
     /// Whether at least one of twenty rays ends where the ray before did.
-    bool is_coherent() const { return 20 * m_share >= whole; }
+    bool is_coherent() const { return m_share > whole / 20; }
 
     /// A ray ended at a leaf or wide node of `tree`, as the walk refers to it: the last one that it
     /// came to, or the one at which its walk began to look ahead. One that reaches nothing below
@@ -131,15 +131,25 @@ class GAS_EXPORT GasTreeCtx {
     void grow_slots();
 };
 
-/// Holds the next free frame of a shader's chain from construction to destruction, with a stack of
-/// at least `stack_entries`. The shader must have frames.
+/// Holds the next free frame of a shader's chain, from when it is taken until destruction. The
+/// shader must have frames.
 class GasTreeCtxLease {
   public:
-    GasTreeCtxLease(CtxShader& shader, std::size_t stack_entries)
-        : m_slot(gas_host::get_tree_ctx_slot(shader)), m_ctx(static_cast<GasTreeCtx*>(m_slot)) {
-        if (!m_ctx->next || stack_entries > m_ctx->stack_capacity)
-            m_ctx->grow(stack_entries);
-        m_slot = m_ctx->next;
+    /// Takes nothing yet, but gives back what is taken from here on.
+    explicit GasTreeCtxLease(CtxShader& shader)
+        : m_slot(gas_host::get_tree_ctx_slot(shader)), m_ctx(static_cast<GasTreeCtx*>(m_slot)) {}
+    GasTreeCtxLease(CtxShader& shader, std::size_t stack_entries) : GasTreeCtxLease(shader) {
+        take(shader, stack_entries);
+    }
+    /// Takes the frame, with a stack of at least `stack_entries`. For a function that has no
+    /// cleanup of its own: its caller holds the lease.
+    static GasTreeCtx& take(CtxShader& shader, std::size_t stack_entries) {
+        void*& slot = gas_host::get_tree_ctx_slot(shader);
+        GasTreeCtx& ctx = *static_cast<GasTreeCtx*>(slot);
+        if (!ctx.next || stack_entries > ctx.stack_capacity) [[unlikely]]
+            ctx.grow(stack_entries);
+        slot = ctx.next;
+        return ctx;
     }
     GasTreeCtxLease(const GasTreeCtxLease&) = delete;
     GasTreeCtxLease& operator=(const GasTreeCtxLease&) = delete;

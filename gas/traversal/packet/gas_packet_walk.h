@@ -63,7 +63,7 @@ class GasRangeRays {
 template <GasTraversable Tree, typename Rays, typename CallLeaf, typename Probe>
 GAS_NO_INLINE void gas_walk_range(const Tree& tree, CtxShader& shader, GasRaytraceFrame& frame,
                                   Rays& rays, int first, int last, const CallLeaf& call_leaf,
-                                  Probe& probe) {
+                                  Probe probe) {
     GeometryRaytraceData& data = frame.data;
     const GMathFrustum* frustum = gas_host::get_frustum(data);
     const GasTreeCtxLease lease(shader, 2 * std::size_t{tree.get_depth()});
@@ -116,7 +116,7 @@ inline constexpr unsigned gas_packet_depth = 4;
 /// range lies within the batch.
 template <typename Leaves, GasTraversable Tree, typename Probe>
 void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
-                      GeometryRaytraceCtx& caller, const Probe& probe) {
+                      GeometryRaytraceCtx& caller, Probe probe) {
     const GasRaytraceFrameLease lease(shader);
     GasRaytraceFrame& frame = lease.get();
     frame.data = gas_host::get_data(caller);

@@ -32,7 +32,7 @@ struct GasItemLeaves {
         const CtxEval& eval;
         CtxShader& shader;
         GeometryRaytraceCtx& rays;
-        const Probe& probe;
+        [[no_unique_address]] Probe probe;
 
         void operator()(const unsigned& leaf) const {
             probe.call_leaf();
@@ -45,6 +45,8 @@ struct GasItemLeaves {
 /// ray's hit flag.
 template <typename LeafCache> class GasAnyHit {
   public:
+    using Cache = LeafCache;
+
     /// Whether a walk that tests boxes early can follow a bound that comes nearer: only one that
     /// looks at the bound again before it goes on.
     static constexpr bool follows_bound = false;
@@ -54,8 +56,15 @@ template <typename LeafCache> class GasAnyHit {
 
     GasAnyHit() = default;
     GasAnyHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
-        : m_cache(ctx.all_hits_cache, data, ray), m_hit_flag(gas_host::get_hit_flags(data) + ray),
+        : GasAnyHit(ctx, data, ray, get_cache(ctx, data, ray)) {}
+    GasAnyHit(GasTreeCtx&, GeometryRaytraceData& data, unsigned ray, LeafCache cache)
+        : m_cache(cache), m_hit_flag(gas_host::get_hit_flags(data) + ray),
           m_far_distance(gas_host::get_far_distances(data) + ray) {}
+
+    /// The ray's place in the frame that is next or taken.
+    static LeafCache get_cache(GasTreeCtx& ctx, const GeometryRaytraceData& data, unsigned ray) {
+        return LeafCache(ctx.all_hits_cache, data, ray);
+    }
 
     /// The ray's bound; a callback may change it.
     double get_bound() const { return *m_far_distance; }
@@ -91,16 +100,13 @@ template <typename LeafCache> class GasAnyHit {
     }
 
     /// Whether rays like this one come to their end, as far as one can tell from those before.
-    bool is_stopped_rarely() const {
-        if constexpr (LeafCache::is_used)
-            return m_cache.get_unstopped_count() == unstopped_ray_count;
-        else
-            return false;
-    }
+    bool is_stopped_rarely() const { return is_stopped_rarely(m_cache); }
 
-    /// Whether the walk with branches suits the ray: it is like the ray before, or one for which
-    /// that walk looks ahead.
-    bool suits_branches() const { return m_cache.is_coherent() || is_stopped_rarely(); }
+    /// Whether the walk with branches suits a ray: it is like the ray before, or one for which that
+    /// walk looks ahead.
+    static bool suits_branches(const LeafCache& cache) {
+        return cache.is_coherent() || is_stopped_rarely(cache);
+    }
     /// The walk ends or looks ahead; the last leaf or wide node that it came to.
     void end_ray(const void* tree, unsigned last_reference) const {
         m_cache.end_ray(tree, last_reference);
@@ -116,6 +122,13 @@ template <typename LeafCache> class GasAnyHit {
     /// So many in a row, and none is expected to be stopped.
     static constexpr unsigned unstopped_ray_count = 32;
 
+    static bool is_stopped_rarely(const LeafCache& cache) {
+        if constexpr (LeafCache::is_used)
+            return cache.get_unstopped_count() == unstopped_ray_count;
+        else
+            return false;
+    }
+
     [[no_unique_address]] LeafCache m_cache;
     const unsigned char* m_hit_flag;
     const double* m_far_distance;
@@ -125,6 +138,8 @@ template <typename LeafCache> class GasAnyHit {
 /// callback that sets the hit flag and lowers the hit distance has found one.
 template <typename LeafCache> class GasClosestHit {
   public:
+    using Cache = LeafCache;
+
     static constexpr bool follows_bound = true;
 
     static bool can_trace(const GeometryRaytraceData& data) {
@@ -133,8 +148,14 @@ template <typename LeafCache> class GasClosestHit {
 
     GasClosestHit() = default;
     GasClosestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray)
-        : m_cache(ctx.nearest_cache, data, ray), m_cached(ctx, data, ray),
+        : GasClosestHit(ctx, data, ray, get_cache(ctx, data, ray)) {}
+    GasClosestHit(GasTreeCtx& ctx, GeometryRaytraceData& data, unsigned ray, LeafCache cache)
+        : m_cache(cache), m_cached(ctx, data, ray),
           m_path(&gas_host::get_intersection_map(data).get_path(ray)) {}
+
+    static LeafCache get_cache(GasTreeCtx& ctx, const GeometryRaytraceData& data, unsigned ray) {
+        return LeafCache(ctx.nearest_cache, data, ray);
+    }
 
     double get_bound() const { return gas_host::get_hit_distance(*m_path); }
 
@@ -192,7 +213,7 @@ template <typename LeafCache> class GasClosestHit {
         return false;
     }
 
-    bool suits_branches() const { return m_cache.is_coherent(); }
+    static bool suits_branches(const LeafCache& cache) { return cache.is_coherent(); }
     void end_ray(const void* tree, unsigned last_reference) const {
         m_cache.end_ray(tree, last_reference);
     }

@@ -69,7 +69,7 @@ GAS_FORCE_INLINE bool gas_descend(Nodes& nodes, const GasLaneRay& ray, const Sim
 /// what a hit means, `call_leaf` calls a leaf; `probe` hears of every expanded node.
 template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
 void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, GasTreeCtx& ctx,
-                    Query& query, const CallLeaf& call_leaf, Probe& probe) {
+                    Query& query, const CallLeaf& call_leaf, Probe probe) {
     GasWalkStack stack = {gas_view_stack<GasStackEntry>(ctx), 0};
     float entry_distance = lane_ray.near_distance.get_first();
     double bound = query.get_bound();
@@ -100,15 +100,16 @@ void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, 
     query.finish();
 }
 
-/// The walk of a ray that wide nodes cannot serve, or whose walk of them gave up; no other walk
-/// uses the frame any more. By value and out of line: what a caller keeps in registers is not
-/// looked at from elsewhere.
-template <typename Nodes, typename Query, GasTraversable Tree, typename CallLeaf, typename Probe>
-GAS_NO_INLINE void gas_walk_binary_nodes(GasLaneRay lane_ray, float time, const Tree& tree,
-                                         GasTreeCtx& ctx, const CtxShader& shader, Query query,
-                                         CallLeaf call_leaf, Probe& probe) {
-    Nodes nodes(tree, ctx, shader, time);
-    gas_walk_nodes(nodes, lane_ray, tree, ctx, query, call_leaf, probe);
+/// The walk of a ray of the rays that `call_leaf` is for, where wide nodes cannot serve it or a
+/// walk of them gave up; no other walk uses the frame any more. By value and out of line: what a
+/// caller keeps in registers is not looked at from elsewhere.
+template <typename Nodes, typename Query, typename CallLeaf>
+GAS_NO_INLINE void gas_walk_binary_nodes(GasTreeCtx& ctx, unsigned ray, Query query,
+                                         CallLeaf call_leaf) {
+    const float time = gas_host::get_time(gas_host::get_data(call_leaf.rays), ray);
+    Nodes nodes(call_leaf.tree, ctx, call_leaf.shader, time);
+    gas_walk_nodes(nodes, gas_get_lane_ray(call_leaf.rays, ray), call_leaf.tree, ctx, query,
+                   call_leaf, call_leaf.probe);
 }
 
 } // namespace gas_abi1

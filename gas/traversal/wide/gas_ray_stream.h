@@ -83,7 +83,7 @@ template <typename Query, typename Nodes, typename Boxes, GasTraversable Tree, t
 class GasRayStream {
   public:
     GasRayStream(const Tree& tree, CtxShader& shader, GeometryRaytraceData& view,
-                 const CallLeaf& call_leaf, const TraceAlone& trace_alone, const Probe& probe)
+                 const CallLeaf& call_leaf, const TraceAlone& trace_alone, Probe probe)
         : m_tree(tree), m_shader(shader), m_view(view), m_call_leaf(call_leaf),
           m_trace_alone(trace_alone), m_probe(probe) {}
 
@@ -147,8 +147,7 @@ class GasRayStream {
         };
         const auto resume = [&](unsigned ray, const GasResumedQuery<Query>& query) {
             const GasTreeCtxLease next(m_shader, 2 * std::size_t{m_tree.get_depth()});
-            gas_walk_binary_nodes<Nodes>(get_lane_ray(ray), gas_host::get_time(m_view, ray), m_tree,
-                                         next.get(), m_shader, query, m_call_leaf, m_probe);
+            gas_walk_binary_nodes<Nodes>(next.get(), ray, query, m_call_leaf);
         };
         gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_view_stack<GasWideEntry>(ctx), stack_size,
                                             start_next, visit_node, call_leaf, resume);
@@ -157,17 +156,12 @@ class GasRayStream {
     /// Gives the next ray to `slot`; a ray that wide nodes cannot serve is traced here and now.
     template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx) {
         const unsigned ray = m_next_ray++;
-        const GasLaneRay lane_ray = get_lane_ray(ray);
+        const GasLaneRay lane_ray = gas_get_lane_ray(gas_host::get_ctx(m_view), ray);
         const Boxes boxes(m_tree, m_shader, gas_host::get_time(m_view, ray));
         if (boxes.is_ready() && GasWideRay::can_trace(lane_ray))
             return slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
         m_trace_alone(ray);
         return GasStreamStep::take_next_ray;
-    }
-
-    GasLaneRay get_lane_ray(unsigned ray) const {
-        return GasLaneRay(gas_host::get_line(m_view, ray),
-                          gas_host::get_ctx(m_view).get_tnear(ray));
     }
 
     void select(unsigned ray) {
@@ -179,7 +173,7 @@ class GasRayStream {
     GeometryRaytraceData& m_view;
     const CallLeaf& m_call_leaf;
     const TraceAlone& m_trace_alone;
-    const Probe& m_probe;
+    [[no_unique_address]] Probe m_probe;
     unsigned m_next_ray = 0;
 };
 

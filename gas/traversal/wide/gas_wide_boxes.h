@@ -39,10 +39,13 @@ template <unsigned width> struct GasWideRayOf {
         inverse_direction[0] = ray.inverse_direction.broadcast<0>();
         inverse_direction[1] = ray.inverse_direction.broadcast<1>();
         inverse_direction[2] = ray.inverse_direction.broadcast<2>();
-        const int negative = (ray.inverse_direction < SimdF(0.0f)).get_mask();
+        const auto negative =
+            static_cast<unsigned>((ray.inverse_direction < SimdF(0.0f)).get_mask());
+        constexpr std::size_t size = width * sizeof(float);
         for (unsigned axis = 0; axis < 3; ++axis) {
-            constexpr std::size_t size = width * sizeof(float);
-            near_planes[axis] = size * (2 * axis + (static_cast<unsigned>(negative) >> axis & 1));
+            // The axis' bit as it stands in the mask: `size` of its value each.
+            const unsigned bit = negative & 1u << axis;
+            near_planes[axis] = 2 * axis * size + bit * (size >> axis);
             far_planes[axis] = near_planes[axis] ^ size;
         }
     }

@@ -18,7 +18,7 @@ inline namespace gas_abi1 {
 /// leave behind at most 2 more for each.
 template <typename Boxes, typename Probe>
 unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF& limit,
-                          GasWideEntry* entries, unsigned size, std::size_t depth, Probe& probe) {
+                          GasWideEntry* entries, unsigned size, std::size_t depth, Probe probe) {
     constexpr unsigned most_taken = 8;
     constexpr unsigned width = GasWideNode::width;
     constexpr unsigned spare = width; // written, but not counted
@@ -40,10 +40,10 @@ unsigned gas_expand_front(const Boxes& boxes, const GasWideRay& ray, const SimdF
 /// query is stopped; the rest is as in gas_walk_wide_nodes.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-GAS_NO_INLINE void gas_look_ahead(const Boxes& boxes, const GasWideRay& ray, const SimdF& limit,
-                                  GasWideEntry* entries, unsigned size, const Tree& tree,
-                                  Query query, GasBoundHistory<Query> history,
-                                  const CallLeaf& call_leaf, const Resume& resume, Probe& probe) {
+GAS_NO_INLINE void gas_look_ahead(Boxes boxes, GasWideRay ray, SimdF limit, GasWideEntry* entries,
+                                  unsigned size, const Tree& tree, Query query,
+                                  GasBoundHistory<Query> history, CallLeaf call_leaf, Resume resume,
+                                  Probe probe) {
     static_assert(!Query::follows_bound, "what is tested ahead stays as it is");
     while (size > 0) {
         const GasWideEntry top = entries[size - 1];

@@ -21,7 +21,7 @@ inline namespace gas_abi1 {
 template <typename Boxes, typename Probe>
 GAS_FORCE_INLINE unsigned gas_expand_two(const Boxes& boxes, const GasWideRay& ray,
                                          const SimdF& limit, GasWideEntry* entries, unsigned size,
-                                         std::size_t room, Probe& probe) {
+                                         std::size_t room, Probe probe) {
     const unsigned first = entries[size].reference;
     const GasWideEntry second = entries[size - 1];
     --size;
@@ -38,10 +38,10 @@ GAS_FORCE_INLINE unsigned gas_expand_two(const Boxes& boxes, const GasWideRay& r
 /// The same parameters as gas_walk_wide_nodes.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-GAS_NO_INLINE void gas_walk_wide_pairs(const Boxes& boxes, const GasLaneRay& lane_ray,
-                                       const Tree& tree, GasTreeCtx& ctx, Query& query,
-                                       const CallLeaf& call_leaf, const Resume& resume,
-                                       Probe& probe) {
+GAS_FORCE_INLINE void gas_walk_wide_pairs(const Boxes& boxes, const GasLaneRay& lane_ray,
+                                          const Tree& tree, GasTreeCtx& ctx, Query& query,
+                                          const CallLeaf& call_leaf, const Resume& resume,
+                                          Probe probe) {
     const GasWideRay ray(lane_ray);
     const double first_bound = query.get_bound();
     if (Query::is_beyond(ray.near_distance.get_first(), first_bound))

@@ -187,10 +187,10 @@ inline constexpr unsigned gas_leaves_before_look_ahead = 8;
 /// `resume(resumed query)`.
 template <typename Boxes, typename Query, typename Tree, typename CallLeaf, typename Resume,
           typename Probe>
-GAS_NO_INLINE void gas_walk_wide_nodes(const Boxes& tree_boxes, const GasLaneRay& lane_ray,
-                                       const Tree& tree, GasTreeCtx& ctx, Query& query,
-                                       const CallLeaf& call_leaf, const Resume& resume,
-                                       Probe& probe) {
+GAS_FORCE_INLINE void gas_walk_wide_nodes(const Boxes& tree_boxes, const GasLaneRay& lane_ray,
+                                          const Tree& tree, GasTreeCtx& ctx, Query& query,
+                                          const CallLeaf& call_leaf, const Resume& resume,
+                                          Probe probe) {
     // The address of the nodes in a register; what motion needs does not fit there.
     const std::conditional_t<Boxes::is_motion, const Boxes&, Boxes> boxes = tree_boxes;
     const GasWideRay ray(lane_ray);
