@@ -396,19 +396,24 @@ GasStreamTrial get_trial(unsigned first, unsigned shared_count, unsigned own_cou
     return trial;
 }
 
-TEST(StreamTrial, RaysAreCoherentUpToTwoThirdsOfDifference) {
+TEST(StreamTrial, RaysAreCoherentUpToAShareOfDifference) {
+    constexpr GasStreamShare two_thirds = {2, 3};
+    constexpr GasStreamShare half = {1, 2};
     for (const unsigned first : {0u, 5u, 2048u}) {
-        EXPECT_TRUE(get_trial(first, 1, 0).is_coherent(first));
-        EXPECT_TRUE(get_trial(first, 8, 4).is_coherent(first)) << "8 of 12";
-        EXPECT_FALSE(get_trial(first, 7, 4).is_coherent(first)) << "8 of 11";
-        EXPECT_FALSE(get_trial(first, 8, 5).is_coherent(first)) << "10 of 13";
-        EXPECT_FALSE(get_trial(first, 0, 12).is_coherent(first));
+        EXPECT_TRUE(get_trial(first, 1, 0).is_coherent(first, half));
+        EXPECT_TRUE(get_trial(first, 9, 3).is_coherent(first, half)) << "6 of 12";
+        EXPECT_FALSE(get_trial(first, 8, 3).is_coherent(first, half)) << "6 of 11";
+        EXPECT_TRUE(get_trial(first, 8, 4).is_coherent(first, two_thirds)) << "8 of 12";
+        EXPECT_FALSE(get_trial(first, 7, 4).is_coherent(first, two_thirds)) << "8 of 11";
+        EXPECT_FALSE(get_trial(first, 8, 5).is_coherent(first, two_thirds)) << "10 of 13";
+        EXPECT_FALSE(get_trial(first, 0, 12).is_coherent(first, two_thirds));
     }
 }
 
 TEST(StreamTrial, CountsWhatARayVisitsSinceItStarted) {
+    constexpr GasStreamShare half = {1, 2};
     GasStreamTrial trial = get_trial(0, 0, 12);
-    EXPECT_FALSE(trial.is_coherent(0));
+    EXPECT_FALSE(trial.is_coherent(0, half));
     for (unsigned ray = 0; ray < GasStreamTrial::ray_count; ++ray) {
         trial.start_ray(ray);
         // In any order, and once, however often it is visited.
@@ -416,7 +421,7 @@ TEST(StreamTrial, CountsWhatARayVisitsSinceItStarted) {
             for (unsigned visit = 0; visit <= ray % 5; ++visit)
                 trial.visit_node(ray, node);
     }
-    EXPECT_TRUE(trial.is_coherent(0));
+    EXPECT_TRUE(trial.is_coherent(0, half));
 }
 
 } // namespace
