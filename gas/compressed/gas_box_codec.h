@@ -27,34 +27,42 @@ inline SimdF gas_find_finite_lanes(const SimdF& min, const SimdF& max) {
     return (max - min) * zero <= zero;
 }
 
+/// Decodes a pair of boxes from its seven bytes, widened to integer lanes: the lower bounds and the
+/// owners, and the upper bounds. Lanes are those of one pair, or of two side by side.
+template <typename Integers, typename Floats, typename BoxPair>
+inline void gas_decode_steps(const Integers& min_steps, const Integers& max_steps,
+                             const Floats& parent_min, const Floats& parent_max,
+                             const Floats& finite, BoxPair& boxes) {
+    const Floats step_factor(0.003921568859368563f); // 1/255, 0x3B808081
+    const Integers min_owners(1, 2, 4, 0);
+    const Integers max_owners(8, 16, 32, 0);
+    const Integers none(0, 0, 0, 0);
+    const Integers owners = min_steps.template broadcast<3>();
+
+    // The operand order keeps a NaN bound of the parent; other lanes are not affected.
+    // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
+    const Floats step = ((parent_max - parent_min) * step_factor) & finite;
+    const Floats lower = Floats::min(parent_max, parent_min + min_steps.to_floats() * step);
+    const Floats upper = Floats::max(parent_min, parent_max - max_steps.to_floats() * step);
+
+    // Where the second child owns the stored bound, exchange it with the parent's.
+    const Floats min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);
+    const Floats max_exchange = (upper ^ parent_max) & ((owners & max_owners) == none);
+    boxes.first.min = lower ^ min_exchange;
+    boxes.second.min = parent_min ^ min_exchange;
+    boxes.first.max = upper ^ max_exchange;
+    boxes.second.max = parent_max ^ max_exchange;
+}
+
 /// Decodes the pair at the start of `bytes`, of which eight are read; the eighth may hold anything.
 /// The parent's box is in lanes x, y, z; its lanes w are 0. Children stay within their parent. In
 /// lanes that are not `finite` (gas_find_finite_lanes) both get the parent's bounds.
 inline void gas_decode_box_pair(const unsigned char* bytes, const SimdF& parent_min,
                                 const SimdF& parent_max, const SimdF& finite, GasBoxPair& boxes) {
-    const SimdF step_factor(0.003921568859368563f); // 1/255, 0x3B808081
-    const SimdI min_owners(1, 2, 4, 0);
-    const SimdI max_owners(8, 16, 32, 0);
-    const SimdI none(0, 0, 0, 0);
-
     SimdI min_steps;
     SimdI max_steps;
     SimdI::load_bytes(bytes, min_steps, max_steps);
-    const SimdI owners = min_steps.broadcast<3>();
-
-    // The operand order keeps a NaN bound of the parent; other lanes are not affected.
-    // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
-    const SimdF step = ((parent_max - parent_min) * step_factor) & finite;
-    const SimdF lower = SimdF::min(parent_max, parent_min + min_steps.to_floats() * step);
-    const SimdF upper = SimdF::max(parent_min, parent_max - max_steps.to_floats() * step);
-
-    // Where the second child owns the stored bound, exchange it with the parent's.
-    const SimdF min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);
-    const SimdF max_exchange = (upper ^ parent_max) & ((owners & max_owners) == none);
-    boxes.first.min = lower ^ min_exchange;
-    boxes.second.min = parent_min ^ min_exchange;
-    boxes.first.max = upper ^ max_exchange;
-    boxes.second.max = parent_max ^ max_exchange;
+    gas_decode_steps(min_steps, max_steps, parent_min, parent_max, finite, boxes);
 }
 
 /// The same where the finite lanes are not known yet.

@@ -91,7 +91,7 @@ class GasCompressedStaticNodes {
     GasCompressedStaticNodes(const GasCompressedTree& tree, GasTreeCtx& ctx, const CtxShader&,
                              float)
         : m_position(tree), m_boxes(tree.get_bbox()) {
-        ctx.reserve_decoded_boxes(ctx.stack_capacity);
+        ctx.reserve_decoded_boxes(2 * std::size_t{tree.get_depth()});
         m_stacked_boxes = ctx.decoded_boxes;
     }
 
@@ -140,7 +140,7 @@ class GasCompressedMotionNodes {
         m_earlier = GasDecodedBoxes(tree.get_blurred_bbox(m_blend.sample));
         m_later = GasDecodedBoxes(tree.get_blurred_bbox(m_blend.sample + 1));
         // Two boxes for each pending node.
-        ctx.reserve_decoded_boxes(2 * std::size_t{ctx.stack_capacity});
+        ctx.reserve_decoded_boxes(4 * std::size_t{tree.get_depth()});
         m_stacked_boxes = ctx.decoded_boxes;
     }
 

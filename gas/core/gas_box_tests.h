@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include <gas/core/gas_compiler.h>
 #include <gas/core/gas_lane_box.h>
 #include <gas/host/host.h>
 
@@ -14,6 +15,7 @@ struct GasLaneRay {
     /// The near distance in all lanes.
     SimdF near_distance;
 
+    GasLaneRay() = default;
     GasLaneRay(const GMathBasicRay& line, double near) {
         const GMathVec3<double>& from = gas_host::get_origin(line);
         const GMathVec3<double>& inverse = gas_host::get_inverse_direction(line);
@@ -35,39 +37,47 @@ inline GasLaneRay gas_get_lane_ray(GeometryRaytraceCtx& rays, unsigned ray) {
     return GasLaneRay(gas_host::get_line(gas_host::get_data(rays), ray), rays.get_tnear(ray));
 }
 
-/// The slab test (Kay and Kajiya 1986) of two boxes at once. Bit 0 of the result: the ray is inside
-/// the first box somewhere between its near distance and `far_distance` (in all lanes); bit 1: the
-/// second. Lanes 0 and 1 of `entries` are the distances at which it enters them.
+/// The slab test (Kay and Kajiya 1986) of two boxes at once. Lane 0 of the mask: the ray is inside
+/// the first box somewhere between its near distance and `far_distance` (in all lanes); lane 1: the
+/// second. Lanes 0 and 1 of `entries` are the distances at which it enters them. `Floats` are the
+/// lanes of one ray, or those of two.
 ///
 /// A ray in a face gives 0 x infinity = NaN. The near side is min(t1, t0), the far side
 /// max(t0, t1), and the running value is the second operand of the next operation, so that a NaN
 /// lane never culls. No NaN is left when lanes are combined, so any order of combining is right.
-inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
-                             const GasBoxPair& boxes, SimdF& entries) {
-    const auto get_near = [&](const SimdF& t0, const SimdF& t1) {
-        return SimdF::max(SimdF::min(t1, t0), ray.near_distance);
+template <typename Ray, typename Floats, typename BoxPair>
+GAS_FORCE_INLINE Floats gas_enter_box_pair(const Ray& ray, const Floats& far_distance,
+                                           const BoxPair& boxes, Floats& entries) {
+    const auto get_near = [&](const Floats& t0, const Floats& t1) {
+        return Floats::max(Floats::min(t1, t0), ray.near_distance);
     };
-    const auto get_far = [&](const SimdF& t0, const SimdF& t1) {
-        return SimdF::min(SimdF::max(t0, t1), far_distance);
+    const auto get_far = [&](const Floats& t0, const Floats& t1) {
+        return Floats::min(Floats::max(t0, t1), far_distance);
     };
-    const SimdF first_t0 = (boxes.first.min - ray.origin) * ray.inverse_direction;
-    const SimdF first_t1 = (boxes.first.max - ray.origin) * ray.inverse_direction;
-    const SimdF second_t0 = (boxes.second.min - ray.origin) * ray.inverse_direction;
-    const SimdF second_t1 = (boxes.second.max - ray.origin) * ray.inverse_direction;
+    const Floats first_t0 = (boxes.first.min - ray.origin) * ray.inverse_direction;
+    const Floats first_t1 = (boxes.first.max - ray.origin) * ray.inverse_direction;
+    const Floats second_t0 = (boxes.second.min - ray.origin) * ray.inverse_direction;
+    const Floats second_t1 = (boxes.second.max - ray.origin) * ray.inverse_direction;
 
-    const SimdF first_near = get_near(first_t0, first_t1);
-    const SimdF second_near = get_near(second_t0, second_t1);
-    const SimdF first_far = get_far(first_t0, first_t1);
-    const SimdF second_far = get_far(second_t0, second_t1);
+    const Floats first_near = get_near(first_t0, first_t1);
+    const Floats second_near = get_near(second_t0, second_t1);
+    const Floats first_far = get_far(first_t0, first_t1);
+    const Floats second_far = get_far(second_t0, second_t1);
 
     // Side by side the pair's lanes are (x, x, y, y) and (z, z, w, w): w never enters lanes 0, 1.
-    const SimdF near_xy = SimdF::interleave_low(first_near, second_near);
-    const SimdF near_zw = SimdF::interleave_high(first_near, second_near);
-    const SimdF far_xy = SimdF::interleave_low(first_far, second_far);
-    const SimdF far_zw = SimdF::interleave_high(first_far, second_far);
-    entries = SimdF::max(SimdF::max(near_xy, near_xy.move_high()), near_zw);
-    const SimdF exits = SimdF::min(SimdF::min(far_xy, far_xy.move_high()), far_zw);
-    return (entries <= exits).get_mask() & 3;
+    const Floats near_xy = Floats::interleave_low(first_near, second_near);
+    const Floats near_zw = Floats::interleave_high(first_near, second_near);
+    const Floats far_xy = Floats::interleave_low(first_far, second_far);
+    const Floats far_zw = Floats::interleave_high(first_far, second_far);
+    entries = Floats::max(Floats::max(near_xy, near_xy.move_high()), near_zw);
+    const Floats exits = Floats::min(Floats::min(far_xy, far_xy.move_high()), far_zw);
+    return entries <= exits;
+}
+
+/// The same for one ray, as bits.
+inline int gas_test_box_pair(const GasLaneRay& ray, const SimdF& far_distance,
+                             const GasBoxPair& boxes, SimdF& entries) {
+    return gas_enter_box_pair(ray, far_distance, boxes, entries).get_mask() & 3;
 }
 
 /// The slab test of one box: whether the ray is inside it somewhere between its near distance and

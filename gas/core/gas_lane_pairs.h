@@ -12,8 +12,8 @@
 inline namespace gas_abi1 {
 
 /// Moves of four pairs, each of a word from memory and the lane of the same number, to places that
-/// are known at run time only; and bits of two masks at once. This file alone tells AVX2 from the
-/// baseline: a file is compiled for one of them (see gas/rays/).
+/// are known at run time only; and bits of two masks at once. This file and gas_twin_lanes.h alone
+/// tell AVX2 from the baseline: a file is compiled for one of them (see gas/rays/).
 
 /// Whether four pairs are moved at once.
 #if defined(__AVX2__)

@@ -1,4 +1,5 @@
 #include <gas/compressed/gas_compressed_ray_nodes.h>
+#include <gas/compressed/gas_compressed_stream_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/diagnostics/gas_counted_dispatch.h>
 

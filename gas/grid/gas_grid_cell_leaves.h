@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include <gas/compressed/gas_compressed_ray_nodes.h>
+#include <gas/compressed/gas_compressed_stream_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gas/compressed/gas_compressed_ray_nodes.h>
+#include <gas/compressed/gas_compressed_stream_nodes.h>
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/grid/gas_grid_cell_leaves.h>

@@ -19,7 +19,7 @@ inline namespace gas_abi1 {
 ///
 ///   one leaf, and the shortcut is asked for      its callback, once for the whole range
 ///   no node, no frames, no ray in range          nowhere
-///   a stream, with wide nodes                    GasRayStream               wide/gas_ray_stream.h
+///   a stream, nodes that serve it                GasRayStream               wide/gas_ray_stream.h
 ///   a stream                                     one ray after the other, as below
 ///   several rays, closest hit, static            gas_walk_packets        packet/gas_packet_walk.h
 ///   several rays                                 one ray after the other, as below
@@ -29,11 +29,15 @@ inline namespace gas_abi1 {
 ///   one ray                                      gas_walk_nodes            single/gas_ray_walk.h
 ///
 /// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around
-/// its time have them. `Leaves` says what a leaf is: an item, or a cell of a grid.
+/// its time have them. Streams are served by wide nodes and by those of compressed trees
+/// (GasStreamSources). `Leaves` says what a leaf is: an item, or a cell of a grid.
 
 template <typename Tree, bool is_motion>
 using GasNodeSource = std::conditional_t<is_motion, typename GasNodeSources<Tree>::Motion,
                                          typename GasNodeSources<Tree>::Static>;
+template <typename Tree, bool is_motion>
+using GasStreamSource = std::conditional_t<is_motion, typename GasStreamSources<Tree>::Motion,
+                                           typename GasStreamSources<Tree>::Static>;
 template <bool is_motion>
 using GasWideBoxes = std::conditional_t<is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
 
@@ -121,13 +125,13 @@ void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader
         gas_host::set_range(view, static_cast<int>(ray), static_cast<int>(ray));
         gas_trace_ray<call, way, Leaves>(tree, eval, shader, gas_host::get_ctx(view), ray, probe);
     };
-    if constexpr (way == GasRayWay::stream && GasWideTraversable<Tree>) {
-        if (GasTraversalAccess::get_wide_nodes(tree)) {
+    if constexpr (way == GasRayWay::stream && GasStreamSources<Tree>::exist) {
+        if (GasStreamSources<Tree>::have(tree)) {
             using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
-            using Boxes = GasWideBoxes<gas_is_motion(call)>;
+            using StreamNodes = GasStreamSource<Tree, gas_is_motion(call)>;
             const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {
                 tree, eval, shader, gas_host::get_ctx(view), probe};
-            GasRayStream<GasRayQuery<call, way>, Nodes, Boxes, Tree, decltype(call_leaf),
+            GasRayStream<GasRayQuery<call, way>, Nodes, StreamNodes, Tree, decltype(call_leaf),
                          decltype(trace_alone), Probe>(tree, shader, view, call_leaf, trace_alone,
                                                        probe)
                 .trace(first, end);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include <tests/support/allocation_attempts.h>
 #include <tests/support/recording_callbacks.h>
 #include <tests/support/row_of_boxes.h>
@@ -52,4 +54,25 @@ TEST(CompressedRaysAllocation, ARayGrowsItsStackAndItsBoxesOnly) {
     EXPECT_EQ(frame.decoded_box_capacity, 2 * frame.stack_capacity);
     for (const RayQuery query : support::all_ray_queries)
         EXPECT_EQ(count_of_rays(deep, query, shader, 2), 0u);
+}
+
+TEST(CompressedRaysAllocation, AStreamAllocatesNothingOnceFramesHaveGrown) {
+    GasCompressedTree tree;
+    const std::vector<naive::Box> boxes = support::row_of_boxes(64);
+    support::build(tree, boxes);
+    support::fill_samples(tree, {boxes, boxes});
+    TestShader shader;
+    shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    for (const unsigned ray_count : {5u, 40u, 400u}) {
+        GeometryRayBatch batch(ray_count);
+        const auto count = [&](RayQuery query) {
+            for (unsigned ray = 0; ray < ray_count; ++ray)
+                batch.set_ray(ray, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0, 0.5f);
+            return count_allocations([&] { trace_stream(tree, query, shader, batch.get_ctx()); });
+        };
+        for (const RayQuery query : support::all_ray_queries)
+            count(query);
+        for (const RayQuery query : support::all_ray_queries)
+            EXPECT_EQ(count(query), 0u) << support::name(query) << ", " << ray_count << " rays";
+    }
 }

@@ -227,6 +227,21 @@ TEST_P(CountedRow, AStreamWithoutWideNodesCountsBinaryNodes) {
     EXPECT_EQ(stream(tree, 40).visited_nodes, 15u * 40);
 }
 
+TEST_P(CountedRow, AStreamOfACompressedTreeCountsEveryNodeOfARayOnce) {
+    GasCompressedTree tree;
+    const std::vector<Box> boxes = support::row_of_boxes(16);
+    support::build(tree, boxes);
+    support::fill_samples(tree, {boxes, boxes});
+    for (const unsigned ray_count : {1u, 5u, 12u, 33u, 300u}) {
+        GeometryRayBatch batch(ray_count);
+        aim(batch);
+        GasWalkCounts counts;
+        support::trace_counted_stream(tree, GetParam(), shader, batch.get_ctx(), counts);
+        EXPECT_EQ(counts.visited_nodes, 15u * ray_count);
+        EXPECT_EQ(counts.leaf_calls, 16u * ray_count);
+    }
+}
+
 TEST_P(CountedRow, AResumedWalkIsCountedToo) {
     GasTree tree;
     tree.set_wide_nodes(true);

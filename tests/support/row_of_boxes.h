@@ -18,6 +18,18 @@ inline std::vector<naive::Box> row_of_boxes(unsigned count, float offset = 0.0f)
     return boxes;
 }
 
+/// The same row first, then eight boxes for each gap that stand on both sides of it by turns: a ray
+/// along the row enters nodes between its leaves.
+inline std::vector<naive::Box> row_of_boxes_among_others(unsigned count) {
+    std::vector<naive::Box> boxes = row_of_boxes(count);
+    for (unsigned i = 0; i < 8 * count; ++i) {
+        const float x = boxes[i / 8].max[0] + 0.5f + static_cast<float>(i % 8);
+        const float y = i % 2 == 0 ? 4.0f : -4.0f;
+        boxes.push_back({{x, y, 0.0f}, {x + 0.5f, y + 1.0f, 1.0f}});
+    }
+    return boxes;
+}
+
 /// Gives `tree` these motion-blur samples, each with one box per leaf.
 template <typename Tree>
 void fill_samples(Tree& tree, const std::vector<std::vector<naive::Box>>& samples) {

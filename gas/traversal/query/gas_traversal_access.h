@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -17,6 +18,15 @@ template <typename Entry> Entry* gas_view_stack(const GasTreeCtx& ctx) {
     static_assert(std::is_trivial_v<Entry> && alignof(Entry) <= alignof(GasStackEntry));
     const std::size_t size = ctx.stack_capacity * sizeof(GasStackEntry);
     return ::new (static_cast<void*>(ctx.stack)) Entry[size / sizeof(Entry)];
+}
+
+/// The same from the first boundary of `alignment` bytes on, which the frame has room for.
+template <typename Entry> Entry* gas_view_stack(const GasTreeCtx& ctx, std::size_t alignment) {
+    static_assert(std::is_trivially_copyable_v<Entry>);
+    std::size_t size = ctx.stack_capacity * sizeof(GasStackEntry);
+    void* place = ctx.stack;
+    std::align(alignment, 0, place, size);
+    return ::new (place) Entry[size / sizeof(Entry)];
 }
 
 /// Counts nothing: the probe of the shipped engines. A probe hears of every node that a walk

@@ -6,14 +6,14 @@
 
 #include <gas/core/gas_compiler.h>
 #include <gas/traversal/single/gas_ray_walk.h>
-#include <gas/traversal/wide/gas_wide_stream.h>
+#include <gas/traversal/wide/gas_wide_stream_nodes.h>
 
 inline namespace gas_abi1 {
 
 /// Streams: batches of rays with no order between them, each answered as a single-ray query that
 /// knows no cached leaf.
 
-/// Which wide nodes the rays of a trial went through, and what rays in succession share of them.
+/// Which nodes the rays of a trial went through, and what rays in succession share of them.
 ///
 /// Counted alone, so that the same rays always suggest the same. Each ray has a set of bits, and a
 /// node the bit that a hash of its number gives; that nodes share bits blurs the shares of rays
@@ -25,51 +25,64 @@ class GasStreamTrial {
     /// A ray of the trial starts. One that goes alone, whatever the others do, visits nothing here.
     void start_ray(unsigned ray) { get_nodes(ray) = {}; }
     void visit_node(unsigned ray, unsigned node) {
+        ++m_node_count;
         const unsigned bit = node * 0x9E3779B1u >> 24;
         get_nodes(ray).words[bit / 64] |= std::uint64_t{1} << bit % 64;
+    }
+
+    void visit_leaf() { ++m_leaf_count; }
+
+    /// Whether more than the share `most_leaves` of what the rays visit is leaves. Such rays go
+    /// from leaf to leaf, with few nodes to wait for between. Alone a ray has its callbacks to
+    /// itself; in flight each callback is for another ray than the one before.
+    bool visits_leaves_mostly(GasStreamShare most_leaves) const {
+        return most_leaves.whole * m_leaf_count > most_leaves.part * (m_leaf_count + m_node_count);
     }
 
     /// Whether rays go through what the ray before went through, so that each is better traced
     /// alone. The trial was over `ray_count` rays from `first` on.
     ///
     /// Alone a ray costs less for each node, but waits at nodes that the ray before did not visit.
-    /// As measured it pays up to where the nodes that only one of two rays visits are two thirds of
-    /// what a ray visits.
-    bool is_coherent(unsigned first) const {
+    /// It pays while no more than the share `most_differing` of a ray's nodes is visited by only
+    /// one of two rays.
+    bool is_coherent(unsigned first, GasStreamShare most_differing) const {
         unsigned visited = 0;
         unsigned differing = 0;
         for (unsigned i = 1; i < ray_count; ++i) {
-            const Nodes& nodes = m_nodes[(first + i) % ray_count];
-            const Nodes& before = m_nodes[(first + i - 1) % ray_count];
-            for (unsigned word = 0; word < Nodes::word_count; ++word) {
+            const Visited& nodes = m_rays[(first + i) % ray_count];
+            const Visited& before = m_rays[(first + i - 1) % ray_count];
+            for (unsigned word = 0; word < Visited::word_count; ++word) {
                 visited += count(nodes.words[word]);
                 differing += count(nodes.words[word] ^ before.words[word]);
             }
         }
-        return 3 * differing <= 2 * visited;
+        return most_differing.whole * differing <= most_differing.part * visited;
     }
 
   private:
-    struct Nodes {
+    struct Visited {
         static constexpr unsigned word_count = 4;
         std::uint64_t words[word_count];
     };
 
     static unsigned count(std::uint64_t word) { return static_cast<unsigned>(std::popcount(word)); }
 
-    Nodes& get_nodes(unsigned ray) { return m_nodes[ray % ray_count]; }
+    Visited& get_nodes(unsigned ray) { return m_rays[ray % ray_count]; }
 
-    Nodes m_nodes[ray_count] = {};
+    Visited m_rays[ray_count] = {};
+    std::uint64_t m_node_count = 0;
+    std::uint64_t m_leaf_count = 0;
 };
 
 /// For rays that are in no trial.
 struct GasNoStreamTrial {
     static void start_ray(unsigned) {}
     static void visit_node(unsigned, unsigned) {}
+    static void visit_leaf() {}
 };
 
-/// One query over the rays of a batch in a tree with wide nodes: in flight together, or one by one
-/// where they are coherent.
+/// One query over the rays of a batch in a tree that has `Nodes` for streams: in flight together,
+/// or one by one where they are coherent, few, or go from leaf to leaf.
 ///
 /// In flight, no ray waits for memory or for a mispredicted branch. Coherent rays, which go where
 /// the ray before them went, wait for neither when they go alone, with half of the instructions: up
@@ -78,8 +91,8 @@ struct GasNoStreamTrial {
 /// others as those suggest. Which way rays go depends on the batch alone.
 ///
 /// `call_leaf` calls a leaf of the ray in the view's range; `trace_alone(ray)` traces one.
-template <typename Query, typename Nodes, typename Boxes, GasTraversable Tree, typename CallLeaf,
-          typename TraceAlone, typename Probe>
+template <typename Query, typename BinaryNodes, typename Nodes, GasTraversable Tree,
+          typename CallLeaf, typename TraceAlone, typename Probe>
 class GasRayStream {
   public:
     GasRayStream(const Tree& tree, CtxShader& shader, GeometryRaytraceData& view,
@@ -89,6 +102,10 @@ class GasRayStream {
 
     void trace(unsigned first, unsigned end) {
         m_next_ray = first;
+        if (end - m_next_ray < Nodes::least_together) {
+            trace_one_by_one(end);
+            return;
+        }
         if (end - m_next_ray >= least_for_trial)
             trace_as_trials_suggest(end);
         GasNoStreamTrial none;
@@ -98,19 +115,22 @@ class GasRayStream {
   private:
     static constexpr unsigned least_for_trial = 2 * GasStreamTrial::ray_count;
     static constexpr unsigned rays_between_trials = 2048;
+    /// At which stacks begin.
+    static constexpr std::size_t cache_line = 64;
 
     /// Until too few rays for a trial are left. Not in the frame of a small stream: a trial takes
     /// four kilobytes.
     GAS_NO_INLINE void trace_as_trials_suggest(unsigned end) {
-        GasStreamTrial trial;
         GasNoStreamTrial none;
         do {
+            GasStreamTrial trial;
             const unsigned first = m_next_ray;
             trace_together(first + GasStreamTrial::ray_count, trial);
             const unsigned left = end - m_next_ray;
             const unsigned next_trial =
                 m_next_ray + (left < rays_between_trials ? left : rays_between_trials);
-            if (trial.is_coherent(first))
+            if (trial.is_coherent(first, Nodes::most_differing) ||
+                trial.visits_leaves_mostly(Nodes::most_leaves))
                 trace_one_by_one(next_trial);
             else
                 trace_together(next_trial, none);
@@ -123,11 +143,11 @@ class GasRayStream {
     }
 
     template <typename Trial> void trace_together(unsigned end, Trial& trial) {
-        const std::size_t stack_size = gas_get_stream_stack_size(m_tree.get_depth());
-        constexpr std::size_t bytes_per_entry = sizeof(GasWideEntry);
-        const GasTreeCtxLease lease(
-            m_shader,
-            GasStreamLists::slot_count * stack_size * bytes_per_entry / sizeof(GasStackEntry) + 1);
+        using Entry = typename Nodes::Entry;
+        const std::size_t stack_size =
+            gas_get_stream_stack_size<Entry>(Nodes::get_stack_size(m_tree.get_depth()));
+        const std::size_t bytes = GasStreamLists::slot_count * stack_size * sizeof(Entry);
+        const GasTreeCtxLease lease(m_shader, (bytes + cache_line) / sizeof(GasStackEntry) + 1);
         GasTreeCtx& ctx = lease.get();
         const auto start_next = [&](auto& slot) {
             unsigned step = GasStreamStep::take_next_ray;
@@ -143,23 +163,25 @@ class GasRayStream {
         };
         const auto call_leaf = [&](unsigned leaf, unsigned ray) {
             select(ray);
+            trial.visit_leaf();
             m_call_leaf(leaf);
         };
         const auto resume = [&](unsigned ray, const GasResumedQuery<Query>& query) {
             const GasTreeCtxLease next(m_shader, 2 * std::size_t{m_tree.get_depth()});
-            gas_walk_binary_nodes<Nodes>(next.get(), ray, query, m_call_leaf);
+            gas_walk_binary_nodes<BinaryNodes>(next.get(), ray, query, m_call_leaf);
         };
-        gas_stream_wide_nodes<Boxes, Query>(m_tree, gas_view_stack<GasWideEntry>(ctx), stack_size,
-                                            start_next, visit_node, call_leaf, resume);
+        GasStreamRay<Nodes, Query> rays[GasStreamLists::slot_count];
+        gas_stream_nodes(rays, m_tree, gas_view_stack<Entry>(ctx, cache_line), stack_size,
+                         start_next, visit_node, call_leaf, resume);
     }
 
-    /// Gives the next ray to `slot`; a ray that wide nodes cannot serve is traced here and now.
+    /// Gives the next ray to `slot`; a ray that the nodes cannot serve is traced here and now.
     template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx) {
         const unsigned ray = m_next_ray++;
         const GasLaneRay lane_ray = gas_get_lane_ray(gas_host::get_ctx(m_view), ray);
-        const Boxes boxes(m_tree, m_shader, gas_host::get_time(m_view, ray));
-        if (boxes.is_ready() && GasWideRay::can_trace(lane_ray))
-            return slot.start(boxes, lane_ray, Query(ctx, m_view, ray), ray);
+        const Nodes nodes(m_tree, m_shader, gas_host::get_time(m_view, ray));
+        if (nodes.can_trace(lane_ray))
+            return slot.start(nodes, lane_ray, Query(ctx, m_view, ray), ray);
         m_trace_alone(ray);
         return GasStreamStep::take_next_ray;
     }

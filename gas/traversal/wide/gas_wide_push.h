@@ -24,13 +24,16 @@ struct GasWideEntry {
 inline constexpr GasWideEntry gas_wide_stack_end = {GasWideNode::no_reference,
                                                     -std::numeric_limits<float>::infinity()};
 
+inline float gas_get_entry_distance(const GasWideEntry& entry) { return entry.entry_distance; }
+
 /// Keeps those of the entries 1 to `size` that are within the limit, so that whatever is popped is.
 /// Returns how many.
-GAS_FORCE_INLINE unsigned gas_drop_far_entries(GasWideEntry* entries, unsigned size, float limit) {
+template <typename Entry>
+GAS_FORCE_INLINE unsigned gas_drop_far_entries(Entry* entries, unsigned size, float limit) {
     unsigned kept = 0;
     for (unsigned i = 1; i <= size; ++i) {
         entries[kept + 1] = entries[i];
-        kept += entries[i].entry_distance <= limit;
+        kept += gas_get_entry_distance(entries[i]) <= limit;
     }
     return kept;
 }

@@ -8,7 +8,8 @@
 
 inline namespace gas_abi1 {
 
-/// The stream over a tree's wide nodes: many rays in flight.
+/// The stream over a tree's nodes: many rays in flight. `Nodes` says what nodes there are and how a
+/// step goes through one or two of them.
 ///
 /// A lone ray waits: for each node's boxes to arrive, and for branches that no predictor guesses.
 /// Here rays take turns, a step each; the next node of each is on its way meanwhile, and within a
@@ -19,6 +20,12 @@ inline namespace gas_abi1 {
 /// guessed from ray to ray.
 struct GasStreamStep {
     enum Value : unsigned { expand_node, visit_leaf, take_next_ray = 3 };
+};
+
+/// Those of two rays.
+struct GasStreamSteps {
+    unsigned first;
+    unsigned second;
 };
 
 /// The rays of a stream that are in flight, as sets by what they do next.
@@ -47,16 +54,40 @@ class GasStreamLists {
             low_bits |= (next & 1) << slot;
             high_bits |= (next >> 1) << slot;
         }
-        set = 0;
-        m_nodes |= served & ~low_bits;
-        m_leaves |= low_bits & ~high_bits;
-        m_new_rays |= high_bits;
+        move(set, served, low_bits, high_bits);
+    }
+
+    /// The same by twos: `run(slot, other)` serves both. The last of an odd number comes along with
+    /// itself.
+    template <GasStreamStep::Value step, typename Run> void advance_by_twos(const Run& run) {
+        std::uint32_t& set = get_set<step>();
+        const std::uint32_t served = set;
+        std::uint32_t low_bits = 0;
+        std::uint32_t high_bits = 0;
+        for (std::uint32_t rest = served; rest != 0;) {
+            const auto slot = static_cast<unsigned>(std::countr_zero(rest));
+            rest &= rest - 1;
+            const auto other = rest == 0 ? slot : static_cast<unsigned>(std::countr_zero(rest));
+            rest &= rest - 1;
+            const GasStreamSteps next = run(slot, other);
+            low_bits |= (next.first & 1) << slot | (next.second & 1) << other;
+            high_bits |= next.first >> 1 << slot | next.second >> 1 << other;
+        }
+        move(set, served, low_bits, high_bits);
     }
 
     /// The slots at `take_next_ray` are no longer needed.
     void dismiss() { m_new_rays = 0; }
 
   private:
+    void move(std::uint32_t& set, std::uint32_t served, std::uint32_t low_bits,
+              std::uint32_t high_bits) {
+        set = 0;
+        m_nodes |= served & ~low_bits;
+        m_leaves |= low_bits & ~high_bits;
+        m_new_rays |= high_bits;
+    }
+
     template <GasStreamStep::Value step> std::uint32_t& get_set() {
         if constexpr (step == GasStreamStep::expand_node)
             return m_nodes;
@@ -75,34 +106,56 @@ static_assert(GasStreamStep::expand_node == 0 && GasStreamStep::visit_leaf == 1 
                   GasStreamStep::take_next_ray == 3,
               "a step is computed, and taken apart again, by its bits");
 
-/// Entries of the stack of each ray in flight: up to three for each level, one below them that says
-/// that nothing is pending any more, and four that may be written but do not count. Stacks lie an
+/// What refers to a node, a leaf, or neither: below the last pending node.
+struct GasStreamReference {
+    static constexpr unsigned leaf_flag = GasWideNode::leaf_flag;
+    static constexpr unsigned none = GasWideNode::no_reference;
+};
+
+/// A ray in flight at a node, which is on top of its stack.
+template <typename Nodes> struct GasStreamPlace {
+    const Nodes& nodes;
+    const typename Nodes::Ray& ray;
+    /// How far what it reaches may begin, in all lanes.
+    const SimdF& limit;
+    typename Nodes::Entry* top;
+};
+
+/// A part of a whole.
+struct GasStreamShare {
+    unsigned part;
+    unsigned whole;
+};
+
+/// How many entries of the stack of each ray in flight, of which `most` are in use. Stacks lie an
 /// odd number of cache lines apart, or they would compete for a few sets of the cache.
-inline std::size_t gas_get_stream_stack_size(unsigned depth) {
-    constexpr std::size_t entries_per_line = 64 / sizeof(GasWideEntry);
-    constexpr std::size_t width = GasWideNode::width;
-    const std::size_t lines = ((width - 1) * depth + 1 + width) / entries_per_line + 1;
-    return (lines | 1) * entries_per_line;
+template <typename Entry> std::size_t gas_get_stream_stack_size(std::size_t most) {
+    constexpr std::size_t line = 64;
+    static_assert(line % sizeof(Entry) == 0);
+    const std::size_t lines = (most * sizeof(Entry) + line - 1) / line;
+    return (lines | 1) * (line / sizeof(Entry));
 }
 
 /// A ray in flight.
-template <typename Boxes, typename Query> class GasStreamRay {
+template <typename Nodes, typename Query> class GasStreamRay {
   public:
+    using Entry = typename Nodes::Entry;
+
     /// Room for the entries of its walk.
-    void set_stack(GasWideEntry* entries) {
+    void set_stack(Entry* entries) {
         m_entries = entries;
-        m_entries[0] = gas_wide_stack_end;
+        m_entries[0] = Nodes::stack_end;
     }
 
     /// Starts at the root; the step that follows.
-    unsigned start(const Boxes& boxes, const GasLaneRay& ray, const Query& query,
+    unsigned start(const Nodes& nodes, const GasLaneRay& ray, const Query& query,
                    unsigned ray_index) {
-        m_boxes = boxes;
-        m_ray = GasWideRay(ray);
+        m_nodes = nodes;
+        m_ray = typename Nodes::Ray(ray);
         m_query = query;
         m_ray_index = ray_index;
-        m_size = 0;
-        m_reference = 0;
+        m_top = m_entries + 1;
+        m_nodes.put_root(*m_top);
         const double bound = query.get_bound();
         m_history = GasBoundHistory<Query>(bound);
         m_limit = SimdF(Query::get_limit(bound));
@@ -111,25 +164,37 @@ template <typename Boxes, typename Query> class GasStreamRay {
                    : GasStreamStep::expand_node;
     }
 
-    /// Tests the boxes of the node that it is at, puts those that it reaches on its stack and moves
-    /// to what is on top of that.
+    /// Tests the boxes of the node that it is at, puts those that it reaches on its stack in place
+    /// of the node and moves to what is on top then.
     template <typename VisitNode> unsigned expand(const VisitNode& visit_node) {
-        visit_node(m_reference, m_ray_index);
-        m_size += gas_push_wide(m_boxes, m_ray, m_limit, m_reference, m_entries + m_size + 1);
-        return pop();
+        visit_node(get_reference(), m_ray_index);
+        return move_to(m_top - 1 + Nodes::push(get_place()));
+    }
+    /// The same for two rays, or for one that is both.
+    template <typename VisitNode>
+    static GasStreamSteps expand(GasStreamRay& a, GasStreamRay& b, const VisitNode& visit_node) {
+        visit_node(a.get_reference(), a.m_ray_index);
+        if (&a != &b)
+            visit_node(b.get_reference(), b.m_ray_index);
+        typename Nodes::Entry* const top_a = a.m_top - 1;
+        typename Nodes::Entry* const top_b = b.m_top - 1;
+        const auto counts = Nodes::push(a.get_place(), b.get_place());
+        const unsigned step_a = a.move_to(top_a + counts.first);
+        return {step_a, b.move_to(top_b + counts.second)};
     }
 
     /// Visits the leaf that it is at. `resume(query)` goes on with it where this walk cannot.
     template <typename Tree, typename CallLeaf, typename Resume>
     unsigned visit(const Tree& tree, const CallLeaf& call_leaf, const Resume& resume) {
-        if (m_query.visit_leaf(tree, m_reference & ~GasWideNode::leaf_flag, call_leaf))
+        if (m_query.visit_leaf(tree, get_reference() & ~GasStreamReference::leaf_flag, call_leaf))
             return GasStreamStep::take_next_ray;
         const auto shorten = [&](double bound) {
             m_limit = SimdF(Query::get_limit(bound));
-            m_size = gas_drop_far_entries(m_entries, m_size, m_limit.get_first());
+            const auto size = static_cast<unsigned>(m_top - m_entries) - 1;
+            m_top = m_entries + 1 + gas_drop_far_entries(m_entries, size, m_limit.get_first());
         };
         return gas_follow_or_resume(m_query, m_history, shorten, resume)
-                   ? pop()
+                   ? move_to(m_top - 1)
                    : GasStreamStep::take_next_ray;
     }
 
@@ -137,36 +202,41 @@ template <typename Boxes, typename Query> class GasStreamRay {
     unsigned get_ray_index() const { return m_ray_index; }
 
   private:
-    /// Moves to the top of the stack. Below the last entry is one that stands for the next ray: a
-    /// size that wraps there is never used.
-    unsigned pop() {
-        m_reference = m_entries[m_size--].reference;
-        const unsigned is_leaf = m_reference / GasWideNode::leaf_flag;
-        m_boxes.prefetch(m_reference & (is_leaf - 1));
-        return is_leaf | (m_reference == GasWideNode::no_reference ? 2u : 0u);
+    unsigned get_reference() const { return Nodes::get_reference(*m_top); }
+    GasStreamPlace<Nodes> get_place() const { return {m_nodes, m_ray, m_limit, m_top}; }
+
+    /// Moves to what is on top of the stack now; the step that follows. Below the last entry is one
+    /// that stands for the next ray.
+    unsigned move_to(Entry* top) {
+        m_top = top;
+        const unsigned reference = get_reference();
+        const unsigned is_leaf = reference / GasStreamReference::leaf_flag;
+        m_nodes.prefetch(reference & (is_leaf - 1));
+        return is_leaf | (reference == GasStreamReference::none ? 2u : 0u);
     }
 
-    GasWideRay m_ray;
+    typename Nodes::Ray m_ray;
     SimdF m_limit;
-    Boxes m_boxes;
-    GasWideEntry* m_entries;
-    unsigned m_size;
-    unsigned m_reference;
+    Nodes m_nodes;
+    Entry* m_entries;
+    /// The entry that it is at; those below it are pending.
+    Entry* m_top;
     unsigned m_ray_index = 0;
     Query m_query;
     GasBoundHistory<Query> m_history;
 };
 
-/// Traces rays, each as gas_walk_wide_nodes does but turn by turn. `start_next(slot)` starts the
+/// Traces rays, each as a single-ray query walks, but turn by turn. `start_next(slot)` starts the
 /// next one there is and returns its step, `take_next_ray` when there is none; `visit_node(node,
 /// ray)` hears of every expanded node; `call_leaf(leaf, ray)` calls a leaf; `resume(ray, query)`
-/// takes over a ray whose bound was lost. `stacks` has room for `stack_size` entries for each slot.
-template <typename Boxes, typename Query, typename Tree, typename StartNext, typename VisitNode,
+/// takes over a ray whose bound was lost. `rays` are `GasStreamLists::slot_count`; the caller's, so
+/// that one register finds all of a ray. `stacks` has room for `stack_size` entries for each.
+template <typename Nodes, typename Query, typename Tree, typename StartNext, typename VisitNode,
           typename CallLeaf, typename Resume>
-void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t stack_size,
-                           const StartNext& start_next, const VisitNode& visit_node,
-                           const CallLeaf& call_leaf, const Resume& resume) {
-    GasStreamRay<Boxes, Query> rays[GasStreamLists::slot_count];
+GAS_NO_INLINE void gas_stream_nodes(GasStreamRay<Nodes, Query>* rays, const Tree& tree,
+                                    typename Nodes::Entry* stacks, std::size_t stack_size,
+                                    const StartNext& start_next, const VisitNode& visit_node,
+                                    const CallLeaf& call_leaf, const Resume& resume) {
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
         rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
@@ -174,8 +244,13 @@ void gas_stream_wide_nodes(const Tree& tree, GasWideEntry* stacks, std::size_t s
         lists.advance<GasStreamStep::take_next_ray>(
             [&](unsigned slot) { return start_next(rays[slot]); });
         lists.dismiss();
-        lists.advance<GasStreamStep::expand_node>(
-            [&](unsigned slot) { return rays[slot].expand(visit_node); });
+        if constexpr (Nodes::go_by_twos)
+            lists.advance_by_twos<GasStreamStep::expand_node>([&](unsigned a, unsigned b) {
+                return GasStreamRay<Nodes, Query>::expand(rays[a], rays[b], visit_node);
+            });
+        else
+            lists.advance<GasStreamStep::expand_node>(
+                [&](unsigned slot) { return rays[slot].expand(visit_node); });
         lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
             const unsigned ray = rays[slot].get_ray_index();
             return rays[slot].visit(

@@ -290,10 +290,13 @@ class StreamWay : public testing::TestWithParam<RayQuery> {
 
     StreamWay() : calls(tree), batch(batch_size) {
         tree.set_wide_nodes(true);
-        const std::vector<naive::Box> boxes = support::row_of_boxes(40);
+        build(support::row_of_boxes_among_others(40));
+        shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    }
+
+    void build(const std::vector<naive::Box>& boxes) {
         support::build(tree, boxes);
         support::fill_samples(tree, {boxes, boxes});
-        shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     }
 
     /// Each ray starts in the middle and meets twenty boxes: those upwards, or every other ray for
@@ -354,6 +357,15 @@ TEST_P(StreamWay, IncoherentRaysGoTogether) {
     EXPECT_GT(count_switches(order, 0), order.size() * 9 / 10);
 }
 
+TEST_P(StreamWay, IncoherentRaysFromLeafToLeafGoAloneAfterTheFirst) {
+    build(support::row_of_boxes(40));
+    aim([](unsigned) { return true; });
+    const auto order = run();
+    EXPECT_EQ(order.size(), batch_size * 20u);
+    const unsigned alone = 2048;
+    EXPECT_LT(count_switches(order, 0), (batch_size - alone) * 20 + alone + 1);
+}
+
 TEST_P(StreamWay, EachPartOfABatchGoesItsWay) {
     constexpr unsigned half = 2176; // a trial and the rays that follow it
     aim([](unsigned ray) { return ray < half; });
@@ -396,19 +408,24 @@ GasStreamTrial get_trial(unsigned first, unsigned shared_count, unsigned own_cou
     return trial;
 }
 
-TEST(StreamTrial, RaysAreCoherentUpToTwoThirdsOfDifference) {
+TEST(StreamTrial, RaysAreCoherentUpToAShareOfDifference) {
+    constexpr GasStreamShare two_thirds = {2, 3};
+    constexpr GasStreamShare half = {1, 2};
     for (const unsigned first : {0u, 5u, 2048u}) {
-        EXPECT_TRUE(get_trial(first, 1, 0).is_coherent(first));
-        EXPECT_TRUE(get_trial(first, 8, 4).is_coherent(first)) << "8 of 12";
-        EXPECT_FALSE(get_trial(first, 7, 4).is_coherent(first)) << "8 of 11";
-        EXPECT_FALSE(get_trial(first, 8, 5).is_coherent(first)) << "10 of 13";
-        EXPECT_FALSE(get_trial(first, 0, 12).is_coherent(first));
+        EXPECT_TRUE(get_trial(first, 1, 0).is_coherent(first, half));
+        EXPECT_TRUE(get_trial(first, 9, 3).is_coherent(first, half)) << "6 of 12";
+        EXPECT_FALSE(get_trial(first, 8, 3).is_coherent(first, half)) << "6 of 11";
+        EXPECT_TRUE(get_trial(first, 8, 4).is_coherent(first, two_thirds)) << "8 of 12";
+        EXPECT_FALSE(get_trial(first, 7, 4).is_coherent(first, two_thirds)) << "8 of 11";
+        EXPECT_FALSE(get_trial(first, 8, 5).is_coherent(first, two_thirds)) << "10 of 13";
+        EXPECT_FALSE(get_trial(first, 0, 12).is_coherent(first, two_thirds));
     }
 }
 
 TEST(StreamTrial, CountsWhatARayVisitsSinceItStarted) {
+    constexpr GasStreamShare half = {1, 2};
     GasStreamTrial trial = get_trial(0, 0, 12);
-    EXPECT_FALSE(trial.is_coherent(0));
+    EXPECT_FALSE(trial.is_coherent(0, half));
     for (unsigned ray = 0; ray < GasStreamTrial::ray_count; ++ray) {
         trial.start_ray(ray);
         // In any order, and once, however often it is visited.
@@ -416,7 +433,20 @@ TEST(StreamTrial, CountsWhatARayVisitsSinceItStarted) {
             for (unsigned visit = 0; visit <= ray % 5; ++visit)
                 trial.visit_node(ray, node);
     }
-    EXPECT_TRUE(trial.is_coherent(0));
+    EXPECT_TRUE(trial.is_coherent(0, half));
+}
+
+TEST(StreamTrial, CountsLeavesAmongWhatRaysVisit) {
+    constexpr GasStreamShare third = {1, 3};
+    GasStreamTrial trial;
+    EXPECT_FALSE(trial.visits_leaves_mostly(third)) << "of nothing";
+    for (unsigned node = 0; node < 200; ++node)
+        trial.visit_node(node % GasStreamTrial::ray_count, node / 7);
+    for (unsigned leaf = 0; leaf < 100; ++leaf)
+        trial.visit_leaf();
+    EXPECT_FALSE(trial.visits_leaves_mostly(third)) << "100 of 300";
+    trial.visit_leaf();
+    EXPECT_TRUE(trial.visits_leaves_mostly(third)) << "101 of 301";
 }
 
 } // namespace

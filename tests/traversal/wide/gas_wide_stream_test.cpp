@@ -46,6 +46,38 @@ TEST(StreamLists, EverySlotStartsOnceAndGoesWhereItIsSent) {
     EXPECT_TRUE(lists.is_empty());
 }
 
+TEST(StreamLists, ByTwosEverySlotIsServedOnceAndAnOddOneWithItself) {
+    for (unsigned odd = 0; odd < 2; ++odd) {
+        GasStreamLists lists;
+        lists.advance<GasStreamStep::take_next_ray>([&](unsigned slot) {
+            return slot < 10 + odd ? unsigned{GasStreamStep::expand_node}
+                                   : unsigned{GasStreamStep::take_next_ray};
+        });
+        lists.dismiss();
+        std::vector<unsigned> served;
+        lists.advance_by_twos<GasStreamStep::expand_node>([&](unsigned slot, unsigned other) {
+            served.push_back(slot);
+            EXPECT_EQ(other, slot == 10 ? slot : slot + 1);
+            if (other != slot)
+                served.push_back(other);
+            const auto next = [](unsigned of) {
+                return of % 3 == 0 ? unsigned{GasStreamStep::visit_leaf}
+                                   : unsigned{GasStreamStep::take_next_ray};
+            };
+            return GasStreamSteps{next(slot), next(other)};
+        });
+        ASSERT_EQ(served.size(), 10 + odd);
+        for (unsigned slot = 0; slot < served.size(); ++slot)
+            EXPECT_EQ(served[slot], slot);
+        std::vector<unsigned> leaves;
+        lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
+            leaves.push_back(slot);
+            return unsigned{GasStreamStep::take_next_ray};
+        });
+        EXPECT_EQ(leaves, (std::vector<unsigned>{0, 3, 6, 9}));
+    }
+}
+
 TEST(StreamLists, ASlotThatKeepsItsStepWaitsForTheNextTurn) {
     GasStreamLists lists;
     lists.advance<GasStreamStep::take_next_ray>(
