@@ -36,7 +36,7 @@ class GasCompressedStreamNodes : public GasCompressedStreamWay {
     }
 
     GasCompressedStreamNodes() = default;
-    GasCompressedStreamNodes(const GasCompressedTree& tree, const CtxShader&, float)
+    GasCompressedStreamNodes(const GasCompressedTree& tree, GasTreeCtx&, const CtxShader&, float)
         : m_nodes(tree.get_nodes()), m_root(&tree.get_bbox()) {
         const GasLaneBox root = GasLaneBox::load(*m_root);
         m_finite = gas_find_finite_lanes(root.min, root.max);
@@ -102,8 +102,8 @@ class GasCompressedMotionStreamNodes : public GasCompressedStreamWay {
     }
 
     GasCompressedMotionStreamNodes() = default;
-    GasCompressedMotionStreamNodes(const GasCompressedTree& tree, const CtxShader& shader,
-                                   float time)
+    GasCompressedMotionStreamNodes(const GasCompressedTree& tree, GasTreeCtx&,
+                                   const CtxShader& shader, float time)
         : m_blend(shader, time, tree.get_motion_blur_sample_count()), m_nodes(tree.get_nodes()),
           m_earlier(tree, m_blend.sample), m_later(tree, m_blend.sample + 1) {}
 
@@ -184,7 +184,7 @@ class GasCompressedMotionStreamNodes : public GasCompressedStreamWay {
     Sample m_later;
 };
 
-template <> struct GasStreamSources<GasCompressedTree> {
+template <> struct GasStreamSources<GasCompressedTree, GasItemLeaves> {
     using Static = GasCompressedStreamNodes;
     using Motion = GasCompressedMotionStreamNodes;
 

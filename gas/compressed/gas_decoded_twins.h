@@ -52,13 +52,11 @@ struct GasTwinBox {
     /// The boxes of two pending nodes.
     GasTwinBox(const GasBbox& a, const GasBbox& b)
         : GasTwinBox(GasLaneBox::load(a).mask_w(), GasLaneBox::load(b).mask_w()) {}
+    GasTwinBox(const GasLaneBox& a, const GasLaneBox& b) : min(a.min, b.min), max(a.max, b.max) {}
 
     template <unsigned half> void put(GasBbox& entry) const {
         GasDecodedEntry::put(min.get_half<half>(), max.get_half<half>(), entry);
     }
-
-  private:
-    GasTwinBox(const GasLaneBox& a, const GasLaneBox& b) : min(a.min, b.min), max(a.max, b.max) {}
 };
 struct GasTwinBoxPair {
     GasTwinBox first;
@@ -98,7 +96,7 @@ class GasTwinHits {
     struct OfRay {
         OfRay(unsigned reached, unsigned later, const SimdF& first, const SimdF& second)
             : count((reached & 1) + (reached >> 1 & 1)),
-              first_place(reached >> 1 & (later | ~reached) & 1), first_entry(first.get_first()),
+              first_place(gas_get_first_place(reached, later)), first_entry(first.get_first()),
               second_entry(second.get_first()) {}
 
         /// Names the children of a node in their entries.
@@ -113,8 +111,6 @@ class GasTwinHits {
         }
 
         unsigned count;
-        /// Above the entry that the node had, 0 or 1: the nearer child goes above the other, and
-        /// one that is not reached above the one that is.
         unsigned first_place;
         float first_entry;
         float second_entry;

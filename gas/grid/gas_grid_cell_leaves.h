@@ -5,7 +5,9 @@
 #include <gas/compressed/gas_compressed_ray_nodes.h>
 #include <gas/compressed/gas_compressed_stream_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>
+#include <gas/grid/gas_grid_cell_flight.h>
 #include <gas/grid/gas_grid_sub_tree.h>
+#include <gas/grid/gas_grid_top_nodes.h>
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/traversal/gas_ray_dispatch.h>
 #include <gas/tree/gas_tree_traversal.h>
@@ -61,12 +63,32 @@ template <GasRayWay way> struct GasCellLeaves {
         GeometryRaytraceCtx& rays;
         [[no_unique_address]] Probe probe;
 
+        /// Visits cells for a stream.
+        template <typename Query> using Flight = GasCellFlight<call, Query, Caller, Probe>;
+
         void operator()(const unsigned& cell) const {
+            gas_trace_cell<call, way>(get_grid(), cell, eval, shader, rays, probe);
+        }
+        const GasCompressedTree* get_cell_tree(const unsigned& cell) const {
+            return GasGridAccess::get_sub_tree<call>(get_grid(), shader, cell);
+        }
+
+      private:
+        const GasGridTree& get_grid() const {
             const void* const grid = GasTraversalAccess::get_callback_user(tree);
-            gas_trace_cell<call, way>(*static_cast<const GasGridTree*>(grid), cell, eval, shader,
-                                      rays, probe);
+            return *static_cast<const GasGridTree*>(grid);
         }
     };
+};
+
+template <GasRayWay way> struct GasStreamSources<GasTree, GasCellLeaves<way>> {
+    using Static = GasGridTopNodes<GasStaticBoxes>;
+    using Motion = GasGridTopNodes<GasMotionBoxes>;
+
+    static constexpr bool exist = true;
+    static bool have(const GasTree& tree) {
+        return tree.get_leaf_count() < GasStreamReference::leaf_flag;
+    }
 };
 
 /// A query or a stream of a grid.

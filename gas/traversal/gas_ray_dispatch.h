@@ -30,14 +30,15 @@ inline namespace gas_abi1 {
 ///
 /// Wide nodes serve a ray if its line is one that they can test and, in motion, the samples around
 /// its time have them. Streams are served by wide nodes and by those of compressed trees
-/// (GasStreamSources). `Leaves` says what a leaf is: an item, or a cell of a grid.
+/// and grids (GasStreamSources). `Leaves` says what a leaf is: an item, or a cell of a grid.
 
 template <typename Tree, bool is_motion>
 using GasNodeSource = std::conditional_t<is_motion, typename GasNodeSources<Tree>::Motion,
                                          typename GasNodeSources<Tree>::Static>;
-template <typename Tree, bool is_motion>
-using GasStreamSource = std::conditional_t<is_motion, typename GasStreamSources<Tree>::Motion,
-                                           typename GasStreamSources<Tree>::Static>;
+template <typename Tree, typename Leaves, bool is_motion>
+using GasStreamSource =
+    std::conditional_t<is_motion, typename GasStreamSources<Tree, Leaves>::Motion,
+                       typename GasStreamSources<Tree, Leaves>::Static>;
 template <bool is_motion>
 using GasWideBoxes = std::conditional_t<is_motion, GasWideMotionBoxes, GasWideStaticBoxes>;
 
@@ -125,10 +126,10 @@ void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader
         gas_host::set_range(view, static_cast<int>(ray), static_cast<int>(ray));
         gas_trace_ray<call, way, Leaves>(tree, eval, shader, gas_host::get_ctx(view), ray, probe);
     };
-    if constexpr (way == GasRayWay::stream && GasStreamSources<Tree>::exist) {
-        if (GasStreamSources<Tree>::have(tree)) {
+    if constexpr (way == GasRayWay::stream && GasStreamSources<Tree, Leaves>::exist) {
+        if (GasStreamSources<Tree, Leaves>::have(tree)) {
             using Nodes = GasNodeSource<Tree, gas_is_motion(call)>;
-            using StreamNodes = GasStreamSource<Tree, gas_is_motion(call)>;
+            using StreamNodes = GasStreamSource<Tree, Leaves, gas_is_motion(call)>;
             const typename Leaves::template Caller<call, Tree, Probe> call_leaf = {
                 tree, eval, shader, gas_host::get_ctx(view), probe};
             GasRayStream<GasRayQuery<call, way>, Nodes, StreamNodes, Tree, decltype(call_leaf),

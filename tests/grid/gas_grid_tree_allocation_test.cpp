@@ -232,3 +232,27 @@ TEST(GridAllocations, ACopyThatRunsOutOfMemoryMayBeRepeated) {
     fail_each_allocation([] {}, [&] { const GasGridTree copy(scene.grid); }, [](bool) {});
     EXPECT_EQ(scene.find_difference(scene.grid, RayQuery::nearest_motion), "");
 }
+
+TEST(GridAllocations, AStreamAllocatesNothingOnceFramesHaveGrownAndCellsAreBuilt) {
+    GridItems items(support::make_clusters(4, 20));
+    GasGridTree grid;
+    items.build(grid, support::get_cluster_target(4));
+    const CtxMotionBlur motion(0.0f, 1.0f, 2);
+    grid.update_motion_blur(motion);
+    TestShader shader;
+    shader.set_motion_blur(motion);
+    for (const unsigned ray_count : {5u, 40u, 400u}) {
+        GeometryRayBatch batch(ray_count);
+        const auto count = [&](RayQuery query) {
+            for (unsigned ray = 0; ray < ray_count; ++ray)
+                support::aim_at_cluster(batch, ray, ray % 4, 0.5f);
+            const std::uint64_t before = support::get_allocation_counts().allocations;
+            support::trace_stream(grid, query, shader, batch.get_ctx());
+            return support::get_allocation_counts().allocations - before;
+        };
+        for (const RayQuery query : support::all_ray_queries)
+            count(query);
+        for (const RayQuery query : support::all_ray_queries)
+            EXPECT_EQ(count(query), 0u) << support::name(query) << ", " << ray_count << " rays";
+    }
+}

@@ -93,6 +93,7 @@ template <GasTraversable Tree, typename Boxes> class GasTreeNodes {
 struct GasStaticBoxes {
     static constexpr bool is_motion = false;
 
+    GasStaticBoxes() = default;
     template <typename Tree> GasStaticBoxes(const Tree&, const CtxShader&, float) {}
 
     template <typename Tree> static bool is_ready(const Tree&) { return true; }
@@ -109,6 +110,7 @@ class GasMotionBoxes {
   public:
     static constexpr bool is_motion = true;
 
+    GasMotionBoxes() = default;
     template <typename Tree>
     GasMotionBoxes(const Tree& tree, const CtxShader& shader, float time)
         : m_blend(shader, time, tree.get_motion_blur_sample_count()) {}

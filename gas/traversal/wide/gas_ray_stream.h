@@ -90,7 +90,8 @@ struct GasNoStreamTrial {
 /// faster together. So the first rays of every couple of thousands, a trial, go together, and the
 /// others as those suggest. Which way rays go depends on the batch alone.
 ///
-/// `call_leaf` calls a leaf of the ray in the view's range; `trace_alone(ray)` traces one.
+/// `call_leaf` calls a leaf of the ray in the view's range; `trace_alone(ray)` traces one. Where a
+/// leaf is no item, `CallLeaf` may have a `Flight` that visits leaves, as GasStreamItems does.
 template <typename Query, typename BinaryNodes, typename Nodes, GasTraversable Tree,
           typename CallLeaf, typename TraceAlone, typename Probe>
 class GasRayStream {
@@ -161,25 +162,35 @@ class GasRayStream {
             m_probe.visit_node();
             trial.visit_node(ray, node);
         };
-        const auto call_leaf = [&](unsigned leaf, unsigned ray) {
-            select(ray);
-            trial.visit_leaf();
-            m_call_leaf(leaf);
-        };
         const auto resume = [&](unsigned ray, const GasResumedQuery<Query>& query) {
+            select(ray);
             const GasTreeCtxLease next(m_shader, 2 * std::size_t{m_tree.get_depth()});
             gas_walk_binary_nodes<BinaryNodes>(next.get(), ray, query, m_call_leaf);
         };
         GasStreamRay<Nodes, Query> rays[GasStreamLists::slot_count];
-        gas_stream_nodes(rays, m_tree, gas_view_stack<Entry>(ctx, cache_line), stack_size,
-                         start_next, visit_node, call_leaf, resume);
+        const auto stream = [&](auto& leaves) {
+            gas_stream_nodes(rays, m_tree, gas_view_stack<Entry>(ctx, cache_line), stack_size,
+                             start_next, visit_node, leaves, resume);
+        };
+        if constexpr (requires { typename CallLeaf::template Flight<Query>; }) {
+            typename CallLeaf::template Flight<Query> leaves(m_call_leaf, m_view);
+            stream(leaves);
+        } else {
+            const auto call_leaf = [&](unsigned leaf, unsigned ray) {
+                select(ray);
+                trial.visit_leaf();
+                m_call_leaf(leaf);
+            };
+            GasStreamItems leaves(call_leaf);
+            stream(leaves);
+        }
     }
 
     /// Gives the next ray to `slot`; a ray that the nodes cannot serve is traced here and now.
     template <typename Slot> unsigned start_ray(Slot& slot, GasTreeCtx& ctx) {
         const unsigned ray = m_next_ray++;
         const GasLaneRay lane_ray = gas_get_lane_ray(gas_host::get_ctx(m_view), ray);
-        const Nodes nodes(m_tree, m_shader, gas_host::get_time(m_view, ray));
+        const Nodes nodes(m_tree, ctx, m_shader, gas_host::get_time(m_view, ray));
         if (nodes.can_trace(lane_ray))
             return slot.start(nodes, lane_ray, Query(ctx, m_view, ray), ray);
         m_trace_alone(ray);

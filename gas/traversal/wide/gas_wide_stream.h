@@ -19,7 +19,8 @@ inline namespace gas_abi1 {
 /// What a ray does next. Rays that do the same are served in one run, so that no branch has to be
 /// guessed from ray to ray.
 struct GasStreamStep {
-    enum Value : unsigned { expand_node, visit_leaf, take_next_ray = 3 };
+    /// `wait`: nothing, until its step is put.
+    enum Value : unsigned { expand_node, visit_leaf, wait, take_next_ray };
 };
 
 /// Those of two rays.
@@ -35,8 +36,9 @@ class GasStreamLists {
     /// the nearest cache, and for a set of them to be a word.
     static constexpr unsigned slot_count = 32;
 
-    /// All slots are at `take_next_ray`.
-    GasStreamLists() : m_nodes(0), m_leaves(0), m_new_rays(~std::uint32_t{0}) {}
+    /// All slots are at `take_next_ray`, or wait.
+    explicit GasStreamLists(GasStreamStep::Value step = GasStreamStep::take_next_ray)
+        : m_new_rays(step == GasStreamStep::take_next_ray ? ~std::uint32_t{0} : 0) {}
 
     bool is_empty() const { return (m_nodes | m_leaves | m_new_rays) == 0; }
 
@@ -76,6 +78,12 @@ class GasStreamLists {
         move(set, served, low_bits, high_bits);
     }
 
+    /// The step of a slot that waits.
+    void put(unsigned slot, unsigned step) {
+        std::uint32_t none = 0;
+        move(none, std::uint32_t{1} << slot, (step & 1) << slot, (step >> 1) << slot);
+    }
+
     /// The slots at `take_next_ray` are no longer needed.
     void dismiss() { m_new_rays = 0; }
 
@@ -83,9 +91,9 @@ class GasStreamLists {
     void move(std::uint32_t& set, std::uint32_t served, std::uint32_t low_bits,
               std::uint32_t high_bits) {
         set = 0;
-        m_nodes |= served & ~low_bits;
+        m_nodes |= served & ~low_bits & ~high_bits;
         m_leaves |= low_bits & ~high_bits;
-        m_new_rays |= high_bits;
+        m_new_rays |= low_bits & high_bits;
     }
 
     template <GasStreamStep::Value step> std::uint32_t& get_set() {
@@ -97,13 +105,13 @@ class GasStreamLists {
             return m_new_rays;
     }
 
-    std::uint32_t m_nodes;
-    std::uint32_t m_leaves;
+    std::uint32_t m_nodes = 0;
+    std::uint32_t m_leaves = 0;
     std::uint32_t m_new_rays;
 };
 
 static_assert(GasStreamStep::expand_node == 0 && GasStreamStep::visit_leaf == 1 &&
-                  GasStreamStep::take_next_ray == 3,
+                  GasStreamStep::wait == 2 && GasStreamStep::take_next_ray == 3,
               "a step is computed, and taken apart again, by its bits");
 
 /// What refers to a node, a leaf, or neither: below the last pending node.
@@ -126,6 +134,12 @@ struct GasStreamShare {
     unsigned part;
     unsigned whole;
 };
+
+/// The place of a node's first child on the stack, 0 or 1; the second has the other. The nearer
+/// goes above the other, and one that is not reached above one that is.
+inline unsigned gas_get_first_place(unsigned reached, unsigned second_is_later) {
+    return reached >> 1 & (second_is_later | ~reached) & 1;
+}
 
 /// How many entries of the stack of each ray in flight, of which `most` are in use. Stacks lie an
 /// odd number of cache lines apart, or they would compete for a few sets of the cache.
@@ -186,7 +200,7 @@ template <typename Nodes, typename Query> class GasStreamRay {
     /// Visits the leaf that it is at. `resume(query)` goes on with it where this walk cannot.
     template <typename Tree, typename CallLeaf, typename Resume>
     unsigned visit(const Tree& tree, const CallLeaf& call_leaf, const Resume& resume) {
-        if (m_query.visit_leaf(tree, get_reference() & ~GasStreamReference::leaf_flag, call_leaf))
+        if (m_query.visit_leaf(tree, get_leaf(), call_leaf))
             return GasStreamStep::take_next_ray;
         const auto shorten = [&](double bound) {
             m_limit = SimdF(Query::get_limit(bound));
@@ -198,6 +212,8 @@ template <typename Nodes, typename Query> class GasStreamRay {
                    : GasStreamStep::take_next_ray;
     }
 
+    /// The leaf that it is at.
+    unsigned get_leaf() const { return get_reference() & ~GasStreamReference::leaf_flag; }
     /// Its ray, or the last one it had; 0 before the first.
     unsigned get_ray_index() const { return m_ray_index; }
 
@@ -226,21 +242,45 @@ template <typename Nodes, typename Query> class GasStreamRay {
     GasBoundHistory<Query> m_history;
 };
 
+/// Leaves that are items: a visit is a call. `call_leaf(leaf, ray)` calls one.
+template <typename CallLeaf> class GasStreamItems {
+  public:
+    explicit GasStreamItems(const CallLeaf& call_leaf) : m_call_leaf(call_leaf) {}
+
+    /// Whether rays of the stream wait for what goes on below its leaves.
+    static bool are_busy() { return false; }
+
+    /// Serves the rays at a leaf. `resume(ray, query)` takes over a ray whose bound was lost.
+    template <typename Ray, typename Tree, typename VisitNode, typename Resume>
+    void serve(GasStreamLists& lists, Ray* rays, const Tree& tree, const VisitNode&,
+               const Resume& resume) {
+        lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
+            const unsigned ray = rays[slot].get_ray_index();
+            return rays[slot].visit(
+                tree, [&](unsigned leaf) { m_call_leaf(leaf, ray); },
+                [&](const auto& query) { resume(ray, query); });
+        });
+    }
+
+  private:
+    const CallLeaf& m_call_leaf;
+};
+
 /// Traces rays, each as a single-ray query walks, but turn by turn. `start_next(slot)` starts the
 /// next one there is and returns its step, `take_next_ray` when there is none; `visit_node(node,
-/// ray)` hears of every expanded node; `call_leaf(leaf, ray)` calls a leaf; `resume(ray, query)`
-/// takes over a ray whose bound was lost. `rays` are `GasStreamLists::slot_count`; the caller's, so
+/// ray)` hears of every expanded node; `leaves` are as GasStreamItems; `resume(ray, query)` takes
+/// over a ray whose bound was lost. `rays` are `GasStreamLists::slot_count`; the caller's, so
 /// that one register finds all of a ray. `stacks` has room for `stack_size` entries for each.
 template <typename Nodes, typename Query, typename Tree, typename StartNext, typename VisitNode,
-          typename CallLeaf, typename Resume>
+          typename Leaves, typename Resume>
 GAS_NO_INLINE void gas_stream_nodes(GasStreamRay<Nodes, Query>* rays, const Tree& tree,
                                     typename Nodes::Entry* stacks, std::size_t stack_size,
                                     const StartNext& start_next, const VisitNode& visit_node,
-                                    const CallLeaf& call_leaf, const Resume& resume) {
+                                    Leaves& leaves, const Resume& resume) {
     for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
         rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
-    while (!lists.is_empty()) {
+    while (!lists.is_empty() || leaves.are_busy()) {
         lists.advance<GasStreamStep::take_next_ray>(
             [&](unsigned slot) { return start_next(rays[slot]); });
         lists.dismiss();
@@ -251,12 +291,7 @@ GAS_NO_INLINE void gas_stream_nodes(GasStreamRay<Nodes, Query>* rays, const Tree
         else
             lists.advance<GasStreamStep::expand_node>(
                 [&](unsigned slot) { return rays[slot].expand(visit_node); });
-        lists.advance<GasStreamStep::visit_leaf>([&](unsigned slot) {
-            const unsigned ray = rays[slot].get_ray_index();
-            return rays[slot].visit(
-                tree, [&](unsigned leaf) { call_leaf(leaf, ray); },
-                [&](const auto& query) { resume(ray, query); });
-        });
+        leaves.serve(lists, rays, tree, visit_node, resume);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gas/traversal/query/gas_ray_query.h>
 #include <gas/traversal/wide/gas_wide_stream.h>
 
 inline namespace gas_abi1 {
@@ -29,7 +30,7 @@ template <typename Boxes> class GasWideStreamNodes {
 
     GasWideStreamNodes() = default;
     template <typename Tree>
-    GasWideStreamNodes(const Tree& tree, const CtxShader& shader, float time)
+    GasWideStreamNodes(const Tree& tree, GasTreeCtx&, const CtxShader& shader, float time)
         : m_boxes(tree, shader, time) {}
 
     /// Whether they serve a ray.
@@ -49,8 +50,9 @@ template <typename Boxes> class GasWideStreamNodes {
     Boxes m_boxes;
 };
 
-/// What the streams of a tree class go through; a class may have nodes of its own for them.
-template <typename Tree> struct GasStreamSources {
+/// What the streams of a tree class go through, which may have nodes of its own for them. `Leaves`
+/// says what a leaf is.
+template <typename Tree, typename Leaves> struct GasStreamSources {
     using Static = GasWideStreamNodes<GasWideStaticBoxes>;
     using Motion = GasWideStreamNodes<GasWideMotionBoxes>;
 

@@ -78,6 +78,26 @@ TEST(StreamLists, ByTwosEverySlotIsServedOnceAndAnOddOneWithItself) {
     }
 }
 
+TEST(StreamLists, ASlotThatWaitsIsServedOnceItsStepIsPut) {
+    GasStreamLists lists(GasStreamStep::wait);
+    EXPECT_TRUE(lists.is_empty());
+    lists.put(3, GasStreamStep::expand_node);
+    lists.put(31, GasStreamStep::visit_leaf);
+    lists.put(0, GasStreamStep::take_next_ray);
+    std::vector<unsigned> served;
+    const auto serve = [&](unsigned slot) {
+        served.push_back(slot);
+        return unsigned{GasStreamStep::wait};
+    };
+    lists.advance<GasStreamStep::expand_node>(serve);
+    EXPECT_EQ(served, (std::vector<unsigned>{3}));
+    lists.advance<GasStreamStep::visit_leaf>(serve);
+    EXPECT_EQ(served, (std::vector<unsigned>{3, 31}));
+    lists.advance<GasStreamStep::take_next_ray>(serve);
+    EXPECT_EQ(served, (std::vector<unsigned>{3, 31, 0}));
+    EXPECT_TRUE(lists.is_empty());
+}
+
 TEST(StreamLists, ASlotThatKeepsItsStepWaitsForTheNextTurn) {
     GasStreamLists lists;
     lists.advance<GasStreamStep::take_next_ray>(
