@@ -58,7 +58,9 @@ SUPPORT_FOLDERS = (
     "tests/support/", "tests/naive/", "tests/mirror/", "tests/package/", "tests/seam/",
 )
 
-LANE_FILES = re.compile(r"gas/(host/(simd/\w+|simd_[fi])|core/gas_(lane_pairs|twin_lanes))\.h$")
+LANE_FILES = re.compile(
+    r"gas/(host/(simd/\w+|simd_[fi])|core/gas_(lane_pairs|twin_lanes|box_lanes))\.h$"
+)
 LANE_RULES = [
     (
         re.compile(r"#\s*include\s*[<\"](\w*intrin\.h|arm_neon\.h|arm_sve\.h)[>\"]"),

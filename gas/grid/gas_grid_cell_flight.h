@@ -80,7 +80,7 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
             return false;
         }
         const Nodes nodes(*tree, m_lease.get(), m_caller.shader, gas_host::get_time(m_view, ray));
-        const GasLaneRay lane_ray = get_lane_ray(ray);
+        const GasLaneRay lane_ray = gas_get_lane_ray(gas_host::get_ctx(m_view), ray);
         if (!nodes.can_trace(lane_ray)) {
             m_caller(cell);
             return false;
@@ -103,16 +103,10 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
         const auto resume = [&](const GasResumedQuery<Query>& query) {
             const GasTreeCtxLease next(m_caller.shader, 2 * std::size_t{tree.get_depth()});
             gas_walk_binary_nodes<GasNodeSource<GasCompressedTree, gas_is_motion(call)>>(
-                get_lane_ray(ray), gas_host::get_time(m_view, ray), tree, next.get(),
-                m_caller.shader, query, call_item, m_caller.probe);
+                next.get(), ray, query, call_item);
         };
         gas_host::set_range(m_view, static_cast<int>(ray), static_cast<int>(ray));
         return m_rays[slot].visit(tree, call_item, resume);
-    }
-
-    GasLaneRay get_lane_ray(unsigned ray) const {
-        return GasLaneRay(gas_host::get_line(m_view, ray),
-                          gas_host::get_ctx(m_view).get_tnear(ray));
     }
 
     const Caller& m_caller;

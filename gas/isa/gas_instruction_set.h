@@ -4,9 +4,10 @@
 
 inline namespace gas_abi1 {
 
-/// Rays run through code for the best instruction set that this machine has and the library was
-/// built with. Every set gives the same results to the bit: the same leaf calls in the same order.
-/// A program needs none of this unless it measures, or tests one set on a machine that has more.
+/// Rays and refits run through code for the best instruction set that this machine has and the
+/// library was built with. Every set gives the same results to the bit: the same leaf calls in the
+/// same order, the same boxes. A program needs none of this unless it measures, or tests one set on
+/// a machine that has more.
 
 enum class GasInstructionSet {
     /// What the library itself is compiled for: SSE2 on x86, NEON on ARM.
@@ -27,7 +28,7 @@ GAS_EXPORT bool gas_has_instruction_set(GasInstructionSet set);
 /// The one in use. Without a choice that is the best that the machine has.
 GAS_EXPORT GasInstructionSet gas_get_instruction_set();
 
-/// Uses `set` from the next query on, on all threads. False, and nothing changes, if
+/// Uses `set` from the next query or refit on, on all threads. False, and nothing changes, if
 /// gas_has_instruction_set does not hold for it. Any thread may call this at any time.
 GAS_EXPORT bool gas_set_instruction_set(GasInstructionSet set);
 

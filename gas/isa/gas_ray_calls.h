@@ -4,14 +4,16 @@
 
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
+#include <gas/isa/gas_refit_function.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 
 inline namespace gas_abi1 {
 
-/// The queries and streams of all trees as one instruction set has them. The sources of rays/ make
-/// one of these each, out of the same templates. All but the baseline's are objects of which
-/// nothing else can be seen from outside (see cmake/instruction_sets.cmake), so that no linker
-/// takes a function of theirs for a machine that lacks the instructions.
+/// The queries and streams of all trees, and the refits of a GasTree, as one instruction set has
+/// them. The sources of rays/ make one of these each, out of the same templates. All but the
+/// baseline's are objects of which nothing else can be seen from outside (see
+/// cmake/instruction_sets.cmake), so that no linker takes a function of theirs for a machine that
+/// lacks the instructions.
 
 template <typename Tree>
 using GasRayFunction = void (*)(const Tree& tree, const CtxEval& eval, CtxShader& shader,
@@ -24,7 +26,9 @@ template <typename Tree> struct GasTreeRayCalls {
 
 struct GasRayCalls : GasTreeRayCalls<GasTree>,
                      GasTreeRayCalls<GasCompressedTree>,
-                     GasTreeRayCalls<GasGridTree> {};
+                     GasTreeRayCalls<GasGridTree> {
+    GasRefitFunction refit_nodes;
+};
 
 extern "C" {
 extern const GasRayCalls gas_abi1_baseline_ray_calls;

@@ -7,6 +7,7 @@
 #include <gas/grid/gas_grid_cell_leaves.h>
 #include <gas/isa/gas_ray_calls.h>
 #include <gas/traversal/gas_ray_dispatch.h>
+#include <gas/tree/gas_node_pass.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/gas_tree_traversal.h>
 
@@ -40,7 +41,7 @@ template <typename Tree> constexpr GasTreeRayCalls<Tree> gas_make_tree_ray_calls
 
 constexpr GasRayCalls gas_make_ray_calls() {
     return {gas_make_tree_ray_calls<GasTree>(), gas_make_tree_ray_calls<GasCompressedTree>(),
-            gas_make_tree_ray_calls<GasGridTree>()};
+            gas_make_tree_ray_calls<GasGridTree>(), gas_refit_nodes};
 }
 
 } // namespace gas_abi1

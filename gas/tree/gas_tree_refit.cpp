@@ -1,11 +1,31 @@
 #include <gas/build/gas_record.h>
-#include <gas/core/gas_numeric.h>
+#include <gas/isa/gas_ray_calls.h>
+#include <gas/tree/gas_sample_pass.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/gas_tree.h>
-#include <gas/tree/gas_upward_pass.h>
 #include <gas/tree/wide/gas_wide_tree.h>
 
 inline namespace gas_abi1 {
+
+namespace {
+
+bool has_center(const GasLaneBox& box) {
+    const SimdF center = box.get_center();
+    return (center <= center).get_mask() == 15;
+}
+
+/// Whether no box has a NaN for its centre. Each has min <= max, so that only infinite ones can,
+/// and then their union, `root`, does.
+bool have_centers(const GMathBbox3<float>* bboxes, unsigned count, const GasTreeNode& root) {
+    if (has_center(gas_load_box(root)))
+        return true;
+    for (unsigned item = 0; item < count; ++item)
+        if (!has_center(GasLaneBox::load(bboxes[item])))
+            return false;
+    return true;
+}
+
+} // namespace
 
 void GasTree::compute_node_traversal_order(Node& node, const Node& first, const Node& second) {
     const unsigned previous = (node.flags & Node::order_mask) >> Node::order_shift;
@@ -57,38 +77,18 @@ bool GasTree::refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const un
         boxes = static_cast<GMathBbox3<float>*>(
             sys_malloc(std::size_t{m_node_count} * sizeof(GMathBbox3<float>) + sizeof(float)));
     }
-    GasWideTree::SampleRefit wide_refit = m_wide_tree->begin_sample(sample, boxes);
-    gas_pass_upwards(
-        m_nodes, m_node_count, bboxes, [&](unsigned i) { boxes[i] = bboxes[m_nodes[i].index]; },
-        [&](unsigned i) {
-            const unsigned child = m_nodes[i].index;
-            boxes[i] = boxes[child];
-            gas_unite(boxes[i], boxes[child + 1]);
-        },
-        [&](unsigned first_node) { wide_refit.advance(first_node); });
+    const GasSampleRefit refit =
+        m_wide_tree->get_sample_refit(m_nodes, m_node_count, bboxes, sample, boxes);
+    const bool are_ordered = gas_refit_sample(refit);
+    m_wide_tree->end_sample(refit, are_ordered);
     return true;
 }
 
 void GasTree::compute_bboxes(const GMathBbox3<float>* bboxes) {
-    SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
-    GasWideTree::Refit wide_refit = m_wide_tree->begin_refit(m_nodes);
-    gas_pass_upwards(
-        m_nodes, m_node_count, bboxes,
-        [&](unsigned i) {
-            Node& node = m_nodes[i];
-            const GasLaneBox box = GasLaneBox::load(bboxes[node.index]);
-            const SimdF center = box.get_center();
-            ordered = ordered & (box.min <= box.max) & (center <= center);
-            gas_store_node(node, box, node.index, node.flags);
-        },
-        [&](unsigned i) {
-            Node& node = m_nodes[i];
-            const unsigned previous_order = (node.flags & Node::order_mask) >> Node::order_shift;
-            gas_unite_nodes(node, m_nodes[node.index], m_nodes[node.index + 1], node.index,
-                            previous_order);
-        },
-        [&](unsigned first_node) { wide_refit.advance(first_node); });
-    m_wide_tree->set_boxes_ordered(ordered.get_mask() == 15);
+    const bool are_ordered =
+        gas_get_ray_calls().refit_nodes(m_wide_tree->get_refit(m_nodes, m_node_count, bboxes));
+    m_wide_tree->end_refit(are_ordered,
+                           are_ordered && have_centers(bboxes, m_leaf_count, m_nodes[0]));
 }
 
 GMathBbox3<float> GasTree::get_bbox() const {

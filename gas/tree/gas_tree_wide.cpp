@@ -1,3 +1,4 @@
+#include <gas/tree/gas_sample_pass.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/wide/gas_wide_tree.h>
 
@@ -14,9 +15,11 @@ void GasTree::set_wide_nodes(bool wanted) {
     try {
         m_wide_tree->make_nodes(m_nodes, m_node_count, nullptr);
         for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample) {
-            if (const GMathBbox3<float>* const boxes = m_motion_blur_bboxes[sample]) {
+            if (GMathBbox3<float>* const boxes = m_motion_blur_bboxes[sample]) {
                 m_wide_tree->reserve_samples(m_motion_blur_sample_count);
-                m_wide_tree->begin_sample(sample, boxes).advance(0);
+                const GasSampleRefit refit =
+                    m_wide_tree->get_sample_refit(m_nodes, m_node_count, nullptr, sample, boxes);
+                m_wide_tree->end_sample(refit, gas_fill_sample_records(refit));
             }
         }
     } catch (...) {

@@ -15,7 +15,7 @@ using scenes::Kind;
 using support::to_boxes;
 
 /// Counts of items whose nodes fill no block, just about one or two, and many.
-constexpr unsigned item_counts[] = {2, 3, 255, 256, 257, 258, 512, 513, 514, 3000};
+constexpr unsigned item_counts[] = {2, 3, 63, 64, 65, 66, 128, 129, 130, 3000};
 
 TEST(UpwardPass, ComesToEveryNodeOnceAfterItsChildrenAndTellsHowFarItIs) {
     for (const unsigned item_count : item_counts) {

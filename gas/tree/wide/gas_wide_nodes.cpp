@@ -1,19 +1,14 @@
 #include <gas/tree/wide/gas_wide_nodes.h>
 
-#include <limits>
 #include <memory>
 
 #include <gas/build/gas_parallel_build.h>
+#include <gas/build/gas_record.h>
 #include <gas/tree/wide/gas_wide_collapse.h>
 #include <gas/tree/wide/gas_wide_lane_boxes.h>
+#include <gas/tree/wide/gas_wide_pass.h>
 
 inline namespace gas_abi1 {
-
-namespace {
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
-} // namespace
 
 /// A binary node that becomes a wide one.
 struct GasWideNodes::Pending {
@@ -48,7 +43,7 @@ class GasWideNodes::Placing {
         unsigned no_reference;
         pending[0] = {subtree.node, &no_reference};
         unsigned pending_count = 1;
-        GasWideLaneBoxes boxes;
+        SimdF ordered = SimdF(0.0f) <= SimdF(0.0f);
         for (unsigned i = subtree.first; i < subtree.first + subtree.count;) {
             const Pending next = pending[--pending_count];
             *next.reference = i;
@@ -56,15 +51,16 @@ class GasWideNodes::Placing {
                 i += count;
                 continue;
             }
-            pending_count = fill(m_wide_nodes[i++], next.node, pending, pending_count, boxes);
+            pending_count = fill(m_wide_nodes[i++], next.node, pending, pending_count, ordered);
         }
-        subtree.are_boxes_ordered = boxes.are_ordered();
+        subtree.are_boxes_ordered = (ordered.get_mask() & 7) == 7;
     }
 
   private:
     /// Returns how many are pending then.
     unsigned fill(GasWideNode& wide, unsigned node, Pending* pending, unsigned pending_count,
-                  GasWideLaneBoxes& boxes) const {
+                  SimdF& ordered) const {
+        GasWideLaneBoxes boxes;
         wide.binary_node = node;
         wide.first_child = m_nodes[node].index;
         const unsigned skips = m_collapse.get_skips(wide.first_child);
@@ -76,6 +72,8 @@ class GasWideNodes::Placing {
                 m_nodes[lane_node].index | GasWideNode::leaf_flag | (is_there - 1);
             pending[pending_count] = {lane_node, &wide.references[lane]};
             pending_count += is_there & ~m_nodes[lane_node].flags;
+            const GasLaneBox box = gas_load_raw_box(m_nodes[lane_node]);
+            ordered = ordered & (box.min <= box.max);
         };
         for (unsigned half = 2; half-- > 0;) {
             const unsigned is_skipped = skips >> half & 1;
@@ -84,9 +82,9 @@ class GasWideNodes::Placing {
             wide.lane_nodes[half] = lane_node;
             refer_to(2 * half + 1, lane_node + is_skipped, is_skipped);
             refer_to(2 * half, lane_node, 1);
-            boxes.gather_half(half, lane_node, is_skipped, GasNodeBoxes{m_nodes}, infinity);
+            boxes.gather_half(half, lane_node, is_skipped, GasNodeBoxes{m_nodes});
         }
-        boxes.store(wide.planes);
+        boxes.store(wide.planes[0]);
         return pending_count;
     }
 
@@ -133,17 +131,6 @@ GasWideNodes::GasWideNodes(const GasTreeNode* nodes, unsigned node_count,
 }
 
 GasWideNodes::~GasWideNodes() { sys_aligned_free(m_memory); }
-
-void GasWideNodes::refit(GasWideCursor& cursor, const GasTreeNode* nodes, unsigned first_node) {
-    GasWideLaneBoxes boxes;
-    gas_advance_wide(cursor, m_nodes, first_node, [&](unsigned i) {
-        boxes.gather(m_nodes[i], GasNodeBoxes{nodes}, infinity);
-        boxes.store(m_nodes[i].planes);
-    });
-    cursor.are_boxes_ordered = cursor.are_boxes_ordered && boxes.are_ordered();
-    if (first_node == 0)
-        m_are_boxes_ordered = cursor.are_boxes_ordered;
-}
 
 std::size_t GasWideNodes::get_memory_size() const {
     return sizeof(GasWideNodes) + std::size_t{m_count} * sizeof(GasWideNode) + alignof(GasWideNode);

@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include <gas/build/gas_tree_node.h>
-#include <gas/tree/wide/gas_wide_pass.h>
+#include <gas/traversal/wide/gas_wide_node.h>
 
 inline namespace gas_abi1 {
 
@@ -21,17 +21,14 @@ class GasWideNodes {
     GasWideNodes& operator=(const GasWideNodes&) = delete;
     ~GasWideNodes();
 
-    /// A step of a pass that takes the changed boxes of the same nodes, as far as they are there:
-    /// those of `first_node` and the nodes behind. Called for blocks of nodes from the last to the
-    /// first, while each is still in the cache; the step with `first_node` 0 ends the pass.
-    void refit(GasWideCursor& cursor, const GasTreeNode* nodes, unsigned first_node);
-
     /// The root first, every node before those below it.
-    const GasWideNode* get_nodes() const { return m_nodes; }
+    GasWideNode* get_nodes() const { return m_nodes; }
     unsigned get_count() const { return m_count; }
     /// Whether every box has min <= max (no NaN): only then is the entry distance of a skipped
     /// parent the nearest of its children's, which walks of wide nodes rely on.
     bool are_boxes_ordered() const { return m_are_boxes_ordered; }
+    /// After a refit.
+    void set_boxes_ordered(bool ordered) { m_are_boxes_ordered = ordered; }
 
     std::size_t get_memory_size() const;
 

@@ -9,33 +9,27 @@
 
 inline namespace gas_abi1 {
 
-/// A pass over wide nodes, from the last to the first, that follows one over the binary nodes.
-struct GasWideCursor {
-    /// Wide nodes whose turn is still to come.
-    unsigned remaining = 0;
-    /// Whether all boxes of those that had theirs are in order.
-    bool are_boxes_ordered = true;
-};
-
-/// Asks for the record of `record_size` bytes that such a pass writes a while after record `i`.
-GAS_FORCE_INLINE void gas_prefetch_ahead(const void* records, std::size_t record_size, unsigned i) {
+/// The record that a pass from the last to the first should ask for when it comes to record `i`.
+GAS_FORCE_INLINE unsigned gas_get_ahead(unsigned i) {
     constexpr unsigned distance = 32;
-    const auto* const ahead =
-        static_cast<const char*>(records) + (i > distance ? i - distance : 0) * record_size;
-    for (std::size_t offset = 0; offset < record_size; offset += 64)
-        gas_prefetch(ahead + offset);
+    return i > distance ? i - distance : 0;
 }
 
-/// The step of a pass that follows one over the binary nodes, which has come to `first_node`: calls
-/// `take(i)` for the wide nodes whose boxes are there, from the last on.
+/// Asks for a wide node, which lies in two cache lines.
+GAS_FORCE_INLINE void gas_fetch_node(const GasWideNode& node) {
+    gas_prefetch(&node.planes);
+    gas_prefetch(&node.references);
+}
+
+/// The step of a pass over wide nodes, from the last to the first, that follows one over the binary
+/// nodes, which has come to `first_node`: calls `take(i)` for the wide nodes whose boxes are there.
+/// `remaining` are those whose turn is still to come.
 template <typename Take>
-void gas_advance_wide(GasWideCursor& cursor, const GasWideNode* nodes, unsigned first_node,
-                      const Take& take) {
+GAS_FORCE_INLINE void gas_advance_wide(unsigned& remaining, const GasWideNode* nodes,
+                                       unsigned first_node, const Take& take) {
     // Wide nodes are in the order of their first children.
-    while (cursor.remaining > 0 && nodes[cursor.remaining - 1].first_child > first_node) {
-        gas_prefetch_ahead(nodes, sizeof(GasWideNode), cursor.remaining);
-        take(--cursor.remaining);
-    }
+    while (remaining > 0 && nodes[remaining - 1].first_child > first_node)
+        take(--remaining);
 }
 
 /// Memory for `size` bytes at `alignment`, which may be more than the host's has. `memory` is what

@@ -1,10 +1,10 @@
 #include <gas/tree/wide/gas_wide_samples.h>
 
-#include <cfloat>
 #include <cstring>
 #include <limits>
 
-#include <gas/tree/wide/gas_wide_lane_boxes.h>
+#include <gas/core/gas_lane_box.h>
+#include <gas/tree/wide/gas_wide_pass.h>
 
 inline namespace gas_abi1 {
 
@@ -22,6 +22,7 @@ void GasWideSamples::take(const GasWideSamples& other) {
     for (unsigned node = 0; node < m_node_count; ++node)
         std::memcpy(m_records.get_references(node), other.m_records.get_references(node),
                     GasWideNode::width * sizeof(unsigned));
+    m_has_references = other.m_has_references;
     for (unsigned sample = 0; sample < get_sample_count(); ++sample) {
         if (sample >= other.get_sample_count() || !other.m_sources[sample].boxes)
             continue;
@@ -47,42 +48,13 @@ bool GasWideSamples::drop(unsigned count) {
     return is_any_left;
 }
 
-void GasWideSamples::fill(unsigned sample, GasWideCursor& cursor, const GasWideNodes& wide_nodes,
-                          const GMathBbox3<float>* sample_boxes, unsigned first_node) {
-    constexpr float unbounded = std::numeric_limits<float>::infinity();
-    const GasSampleBoxes source = {sample_boxes};
-    GasWideLaneBoxes lanes;
-    SimdF finite = lanes.ordered;
-    gas_advance_wide(cursor, wide_nodes.get_nodes(), first_node, [&](unsigned i) {
-        const GasWideNode& wide = wide_nodes.get_nodes()[i];
-        gas_prefetch_ahead(m_records.get_record(0), m_records.get_record_size(), i);
-        const unsigned half = wide.first_child;
-        const SimdF first_min = source.get_min(half);
-        const SimdF first_max = source.get_max(half);
-        const SimdF second_min = source.get_min(half + 1);
-        const SimdF second_max = source.get_max(half + 1);
-        const SimdF min_xy = SimdF::interleave_low(first_min, second_min);
-        const SimdF max_xy = SimdF::interleave_low(first_max, second_max);
-        // Each store but the last is half covered by the next; behind the last lie other samples.
-        float half_planes[4][GasWideNode::width];
-        min_xy.store(half_planes[0]);
-        max_xy.store(half_planes[0] + 2);
-        min_xy.move_high().store(half_planes[1]);
-        max_xy.move_high().store(half_planes[1] + 2);
-        SimdF::interleave_high(first_min, second_min).store(half_planes[2]);
-        SimdF::interleave_high(first_max, second_max).store(half_planes[2] + 2);
-        std::memcpy(m_records.get_half_planes(i, sample), half_planes,
-                    GasWideSampleRecords::half_planes_size);
-        lanes.gather(wide, source, FLT_MAX);
-        lanes.store(m_records.get_planes(i, sample));
-        std::memcpy(m_records.get_references(i), wide.references, sizeof wide.references);
-        finite = finite & (first_max < SimdF(unbounded)) & (second_max < SimdF(unbounded)) &
-                 (SimdF(-unbounded) < first_min) & (SimdF(-unbounded) < second_min);
-    });
-    cursor.are_boxes_ordered =
-        cursor.are_boxes_ordered && lanes.are_ordered() && (finite.get_mask() & 7) == 7;
-    if (first_node == 0)
-        m_sources[sample] = {sample_boxes, cursor.are_boxes_ordered};
+void GasWideSamples::set(unsigned sample, const GMathBbox3<float>* boxes, bool are_boxes_ordered) {
+    // Boxes in order are finite where their union is.
+    const SimdF infinity(std::numeric_limits<float>::infinity());
+    const GasLaneBox root = GasLaneBox::load(boxes[0]);
+    const SimdF is_finite = (SimdF(0.0f) - infinity < root.min) & (root.max < infinity);
+    m_has_references = true;
+    m_sources[sample] = {boxes, are_boxes_ordered && is_finite.get_mask() == 15};
 }
 
 std::size_t GasWideSamples::get_memory_size() const {

@@ -6,6 +6,23 @@
 
 inline namespace gas_abi1 {
 
+/// What filling a motion-blur sample takes and where it goes.
+struct GasSampleRefit {
+    const GasTreeNode* nodes;
+    unsigned node_count;
+    /// The items' boxes; null where the nodes have theirs.
+    const GMathBbox3<float>* bboxes;
+    /// One for each node, and a float that is read behind them.
+    GMathBbox3<float>* boxes;
+    /// Null where there are none, and then there are no records.
+    const GasWideNode* wide_nodes;
+    unsigned wide_count;
+    GasWideSampleRecords records;
+    /// Whether the records have their references, from another sample.
+    bool has_references;
+    unsigned sample;
+};
+
 /// The boxes of a GasTree's wide nodes in its motion-blur samples.
 class GasWideSamples {
   public:
@@ -16,6 +33,8 @@ class GasWideSamples {
     ~GasWideSamples();
 
     const GasWideSampleRecords& get_records() const { return m_records; }
+    /// Whether the records have their references, which all samples share.
+    bool has_references() const { return m_has_references; }
     unsigned get_sample_count() const { return m_records.get_sample_count(); }
 
     /// Whether a sample was filled from `boxes`, and each of these is finite and has min <= max, as
@@ -30,21 +49,21 @@ class GasWideSamples {
     /// Forgets the samples from `count` on. False: none is left.
     bool drop(unsigned count);
 
-    /// A step of a pass that takes the boxes of a sample, one for each of the tree's nodes, as
-    /// GasWideNodes::refit does.
-    void fill(unsigned sample, GasWideCursor& cursor, const GasWideNodes& wide_nodes,
-              const GMathBbox3<float>* sample_boxes, unsigned first_node);
+    /// The sample's records are filled from `boxes`, one for each of the tree's nodes, the root's
+    /// first; whether each item's has min <= max.
+    void set(unsigned sample, const GMathBbox3<float>* boxes, bool are_boxes_ordered);
 
     std::size_t get_memory_size() const;
 
   private:
     struct Source {
-        /// Null until the first pass is through.
+        /// Null until the sample is filled.
         const GMathBbox3<float>* boxes = nullptr;
         bool are_boxes_ordered = false;
     };
 
     unsigned m_node_count;
+    bool m_has_references = false;
     std::unique_ptr<Source[]> m_sources;
     void* m_memory = nullptr;
     GasWideSampleRecords m_records;

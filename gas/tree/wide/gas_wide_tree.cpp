@@ -15,6 +15,38 @@ void GasWideTree::drop_nodes() {
     find_walked_nodes();
 }
 
+GasNodeRefit GasWideTree::get_refit(GasTreeNode* nodes, unsigned node_count,
+                                    const GMathBbox3<float>* bboxes) const {
+    if (!m_nodes)
+        return {nodes, node_count, bboxes, nullptr, 0};
+    return {nodes, node_count, bboxes, m_nodes->get_nodes(), m_nodes->get_count()};
+}
+
+void GasWideTree::end_refit(bool are_boxes_ordered, bool have_boxes_centers) {
+    m_are_boxes_ordered = are_boxes_ordered && have_boxes_centers;
+    if (m_nodes)
+        m_nodes->set_boxes_ordered(are_boxes_ordered);
+    find_walked_nodes();
+}
+
+GasSampleRefit GasWideTree::get_sample_refit(const GasTreeNode* nodes, unsigned node_count,
+                                             const GMathBbox3<float>* bboxes, unsigned sample,
+                                             GMathBbox3<float>* boxes) const {
+    GasSampleRefit refit = {nodes, node_count, bboxes, boxes, nullptr, 0, {}, false, sample};
+    if (m_nodes) {
+        refit.wide_nodes = m_nodes->get_nodes();
+        refit.wide_count = m_nodes->get_count();
+        refit.records = m_samples->get_records();
+        refit.has_references = m_samples->has_references();
+    }
+    return refit;
+}
+
+void GasWideTree::end_sample(const GasSampleRefit& refit, bool are_boxes_ordered) {
+    if (m_nodes)
+        m_samples->set(refit.sample, refit.boxes, are_boxes_ordered);
+}
+
 void GasWideTree::reserve_samples(unsigned count) {
     if (!m_nodes || (m_samples && m_samples->get_sample_count() == count))
         return;

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include <gas/isa/gas_refit_function.h>
 #include <gas/tree/wide/gas_wide_samples.h>
 
 inline namespace gas_abi1 {
@@ -29,55 +30,19 @@ class GasWideTree {
     }
     const GasWideSampleRecords& get_samples() const { return m_samples->get_records(); }
 
-    /// A pass over the tree's nodes from the last to the first, after which wide nodes have their
-    /// boxes: nothing to do where there are none.
-    class Refit {
-      public:
-        Refit(GasWideTree& wide_tree, const GasTreeNode* nodes)
-            : m_wide_tree(wide_tree),
-              m_nodes(nodes), m_cursor{wide_tree.m_nodes ? wide_tree.m_nodes->get_count() : 0,
-                                       true} {}
+    /// A refit of the tree's nodes, wide ones included, and what follows it: whether every item's
+    /// box has min <= max, and then whether no centre is a NaN.
+    GasNodeRefit get_refit(GasTreeNode* nodes, unsigned node_count,
+                           const GMathBbox3<float>* bboxes) const;
+    void end_refit(bool are_boxes_ordered, bool have_boxes_centers);
 
-        /// The nodes from `first_node` on have their boxes; 0 ends the pass.
-        void advance(unsigned first_node) {
-            if (m_wide_tree.m_nodes)
-                m_wide_tree.m_nodes->refit(m_cursor, m_nodes, first_node);
-            if (first_node == 0)
-                m_wide_tree.find_walked_nodes();
-        }
-
-      private:
-        GasWideTree& m_wide_tree;
-        const GasTreeNode* m_nodes;
-        GasWideCursor m_cursor;
-    };
-    Refit begin_refit(const GasTreeNode* nodes) { return Refit(*this, nodes); }
-
-    /// The same for the boxes of a sample.
-    class SampleRefit {
-      public:
-        SampleRefit(const GasWideNodes* wide_nodes, GasWideSamples* samples, unsigned sample,
-                    const GMathBbox3<float>* boxes)
-            : m_wide_nodes(wide_nodes), m_samples(samples), m_sample(sample),
-              m_boxes(boxes), m_cursor{wide_nodes ? wide_nodes->get_count() : 0, true} {}
-
-        void advance(unsigned first_node) {
-            if (m_wide_nodes)
-                m_samples->fill(m_sample, m_cursor, *m_wide_nodes, m_boxes, first_node);
-        }
-
-      private:
-        const GasWideNodes* m_wide_nodes;
-        GasWideSamples* m_samples;
-        unsigned m_sample;
-        const GMathBbox3<float>* m_boxes;
-        GasWideCursor m_cursor;
-    };
     /// Makes room for `count` samples; all that can fail of filling one.
     void reserve_samples(unsigned count);
-    SampleRefit begin_sample(unsigned sample, const GMathBbox3<float>* boxes) {
-        return SampleRefit(m_nodes.get(), m_samples.get(), sample, boxes);
-    }
+    /// The same for the boxes of a sample.
+    GasSampleRefit get_sample_refit(const GasTreeNode* nodes, unsigned node_count,
+                                    const GMathBbox3<float>* bboxes, unsigned sample,
+                                    GMathBbox3<float>* boxes) const;
+    void end_sample(const GasSampleRefit& refit, bool are_boxes_ordered);
     /// Drops the samples from `count` on; their memory goes with the last one, or when another is
     /// filled.
     void drop_samples(unsigned count) {
