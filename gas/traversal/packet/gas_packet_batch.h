@@ -47,6 +47,9 @@ class GasPacketBatch {
     /// Whether GasOctantBox serves the batch.
     bool is_in_octant() const { return m_is_in_octant; }
     const SimdF& get_signs() const { return m_signs; }
+    /// Whether it serves the batch with one origin, and where that is.
+    bool has_one_origin() const { return m_has_one_origin; }
+    const SimdF& get_origin() const { return m_origin; }
     /// The bounds of sixteen packets, from 16 * group on; for batches of several packets in one
     /// octant.
     const GasPacketBounds& get_bounds(unsigned group) const { return m_bounds[group]; }
@@ -55,22 +58,37 @@ class GasPacketBatch {
     void read_hit_distances(int first, int last) {
         const unsigned first_packet = static_cast<unsigned>(first) / 4;
         const unsigned last_packet = static_cast<unsigned>(last) / 4;
+        const bool is_bounded = m_is_in_octant && has_bounds();
         bool is_changed = false;
         for (unsigned packet = first_packet; packet <= last_packet; ++packet) {
             SimdF& lanes = m_packets[packet].tfar;
-            const SimdF distances = PacketLanes(packet, first, last).gather(lanes, read_far());
+            const SimdF distances = read_distances(packet, first, last);
             // A NaN is a change.
             is_changed |= ((lanes <= distances) & (distances <= lanes)).get_mask() != 15;
             lanes = distances;
+            const bool ends_block =
+                packet % GasPacketBounds::block_size == GasPacketBounds::block_size - 1;
+            if (is_changed && (ends_block || packet == last_packet)) {
+                is_changed = false;
+                if (is_bounded)
+                    GasPacketBounder(m_packets, m_first_packet, m_last_packet)
+                        .bound_far_distance(packet, m_bounds[get_group(packet)]);
+            }
         }
-        if (!is_changed || !m_is_in_octant || !has_bounds())
-            return;
-        const GasPacketBounder bounder(m_packets, m_first_packet, m_last_packet);
-        for (unsigned group = get_group(first_packet); group <= get_group(last_packet); ++group)
-            bounder.bound_far_distance(group, m_bounds[group]);
     }
 
   private:
+    /// The hit distances of a packet's rays, older ones for those outside of the range.
+    SimdF read_distances(unsigned packet, int first, int last) const {
+        const auto read = read_far();
+        const int start = static_cast<int>(packet * 4);
+        if (first <= start && start + 3 <= last) {
+            const unsigned ray = packet * 4;
+            return {read(ray), read(ray + 1), read(ray + 2), read(ray + 3)};
+        }
+        return PacketLanes(packet, first, last).gather(m_packets[packet].tfar, read);
+    }
+
     /// The rays of a packet that lie in a range.
     class PacketLanes {
       public:
@@ -91,10 +109,34 @@ class GasPacketBatch {
         /// `read(ray)` in the lanes of those rays, `old` in the others.
         template <typename Read> SimdF gather(const SimdF& old, const Read& read) const {
             const SimdF lanes(read(m_rays[0]), read(m_rays[1]), read(m_rays[2]), read(m_rays[3]));
-            return m_is_whole ? lanes : SimdF::select(m_mask, lanes, old);
+            return merge(lanes, old);
+        }
+
+        /// The coordinates of `read(ray)`, a point, in the lanes of those rays; others stay.
+        template <typename Read>
+        void gather_points(SimdF& x, SimdF& y, SimdF& z, const Read& read) const {
+            const auto narrow = [&](unsigned ray) {
+                const GMathVec3<double> point = read(ray);
+                return SimdF::narrow(point.x, point.y, point.z);
+            };
+            const SimdF first = narrow(m_rays[0]);
+            const SimdF second = narrow(m_rays[1]);
+            const SimdF third = narrow(m_rays[2]);
+            const SimdF fourth = narrow(m_rays[3]);
+            const SimdF even_xy = SimdF::interleave_low(first, third);
+            const SimdF odd_xy = SimdF::interleave_low(second, fourth);
+            const SimdF even_z = SimdF::interleave_high(first, third);
+            const SimdF odd_z = SimdF::interleave_high(second, fourth);
+            x = merge(SimdF::interleave_low(even_xy, odd_xy), x);
+            y = merge(SimdF::interleave_high(even_xy, odd_xy), y);
+            z = merge(SimdF::interleave_low(even_z, odd_z), z);
         }
 
       private:
+        SimdF merge(const SimdF& lanes, const SimdF& old) const {
+            return m_is_whole ? lanes : SimdF::select(m_mask, lanes, old);
+        }
+
         unsigned m_rays[4];
         bool m_is_whole;
         SimdF m_mask;
@@ -118,34 +160,27 @@ class GasPacketBatch {
     void fill(unsigned index, int first, int last) {
         GasSimdRays& packet = m_packets[index];
         const PacketLanes lanes(index, first, last);
-        const auto gather_origin = [&](SimdF& target, double GMathVec3<double>::*axis) {
-            target = lanes.gather(target, [&](unsigned ray) {
-                return static_cast<float>(gas_host::get_origin(gas_host::get_line(m_data, ray)).*
-                                          axis);
-            });
-        };
-        gather_origin(packet.origin_x, &GMathVec3<double>::x);
-        gather_origin(packet.origin_y, &GMathVec3<double>::y);
-        gather_origin(packet.origin_z, &GMathVec3<double>::z);
+        lanes.gather_points(packet.origin_x, packet.origin_y, packet.origin_z, [&](unsigned ray) {
+            return GMathVec3<double>(gas_host::get_origin(gas_host::get_line(m_data, ray)));
+        });
+        lanes.gather_points(packet.inverse_direction_x, packet.inverse_direction_y,
+                            packet.inverse_direction_z, [&](unsigned ray) {
+                                return GMathVec3<double>(gas_host::get_inverse_direction(
+                                    gas_host::get_line(m_data, ray)));
+                            });
         const SimdF infinity(std::numeric_limits<float>::infinity());
-        const auto gather_inverse = [&](SimdF& target, double GMathVec3<double>::*axis) {
-            const SimdF inverse = lanes.gather(target, [&](unsigned ray) {
-                return static_cast<float>(
-                    gas_host::get_inverse_direction(gas_host::get_line(m_data, ray)).*axis);
-            });
-            // As GasLaneRay::load_inverse; older lanes have no -infinity.
-            target = SimdF::select(inverse <= SimdF(0.0f) - infinity, infinity, inverse);
-        };
-        gather_inverse(packet.inverse_direction_x, &GMathVec3<double>::x);
-        gather_inverse(packet.inverse_direction_y, &GMathVec3<double>::y);
-        gather_inverse(packet.inverse_direction_z, &GMathVec3<double>::z);
+        // As GasLaneRay::load_inverse; older lanes have no -infinity.
+        for (SimdF* const inverse : {&packet.inverse_direction_x, &packet.inverse_direction_y,
+                                     &packet.inverse_direction_z})
+            *inverse = SimdF::select(*inverse <= SimdF(0.0f) - infinity, infinity, *inverse);
         packet.tnear = lanes.gather(packet.tnear, [&](unsigned ray) {
             return static_cast<float>(gas_host::get_ctx(m_data).get_tnear(ray));
         });
         packet.tfar = lanes.gather(packet.tfar, read_far());
     }
 
-    /// Sets the signs of the first ray's directions, and whether the batch is in one octant.
+    /// Sets the signs of the first ray's directions, whether the batch is in one octant, and
+    /// whether all rays have one origin.
     void find_signs(int first) {
         const GasSimdRays& start = m_packets[m_first_packet];
         const unsigned lane = static_cast<unsigned>(first) % 4;
@@ -163,14 +198,24 @@ class GasPacketBatch {
             return (SimdF(0.0f) < size) & (size <= largest) & (origin <= largest) &
                    (SimdF(0.0f) - largest <= origin);
         };
+        m_origin = SimdF(start.origin_x.get(lane), start.origin_y.get(lane),
+                         start.origin_z.get(lane), 0.0f);
+        const SimdF x = m_origin.broadcast<0>();
+        const SimdF y = m_origin.broadcast<1>();
+        const SimdF z = m_origin.broadcast<2>();
+        const auto is_same = [](const SimdF& a, const SimdF& b) { return (a <= b) & (b <= a); };
         SimdF in_octant = SimdF(0.0f) <= SimdF(0.0f);
+        SimdF at_origin = in_octant;
         for (unsigned i = m_first_packet; i <= m_last_packet; ++i) {
             const GasSimdRays& packet = m_packets[i];
             in_octant = in_octant & check(packet.origin_x, packet.inverse_direction_x, sign_x) &
                         check(packet.origin_y, packet.inverse_direction_y, sign_y) &
                         check(packet.origin_z, packet.inverse_direction_z, sign_z);
+            at_origin = at_origin & is_same(packet.origin_x, x) & is_same(packet.origin_y, y) &
+                        is_same(packet.origin_z, z);
         }
         m_is_in_octant = in_octant.get_mask() == 15;
+        m_has_one_origin = at_origin.get_mask() == 15;
     }
 
     GeometryRaytraceData& m_data;
@@ -180,7 +225,9 @@ class GasPacketBatch {
     GasSimdRays* m_packets;
     GasPacketBounds* m_bounds;
     SimdF m_signs;
+    SimdF m_origin;
     bool m_is_in_octant;
+    bool m_has_one_origin;
 };
 
 } // namespace gas_abi1

@@ -24,12 +24,12 @@ struct GasPacketBounds {
     /// The blocks that may hit the box, as a mask. Rounding is monotone, so no ray enters earlier
     /// or leaves later than the ends of the intervals. The only NaN here comes from a box's plane,
     /// and it is ignored as in a ray's own test.
-    int test(const GasOctantBox& box) const {
+    template <bool one_origin> int test(const GasOctantBox<one_origin>& box) const {
         SimdF entry = near_distance;
         SimdF exit = far_distance;
         for (unsigned axis = 0; axis < 3; ++axis) {
-            const SimdF near = box.near[axis] - near_origin[axis];
-            const SimdF far = box.far[axis] - far_origin[axis];
+            const SimdF near = box.measure(near_origin[axis], box.near[axis]);
+            const SimdF far = box.measure(far_origin[axis], box.far[axis]);
             entry = SimdF::max(SimdF::min(near * least_inverse[axis], near * largest_inverse[axis]),
                                entry);
             exit = SimdF::min(SimdF::max(far * least_inverse[axis], far * largest_inverse[axis]),
@@ -57,11 +57,20 @@ class GasPacketBounder {
         bound_axis<&GasSimdRays::origin_z, &GasSimdRays::inverse_direction_z>(
             group, 2, (negative & 4) != 0, bounds);
         bounds.near_distance = get_least<&GasSimdRays::tnear>(group);
-        bound_far_distance(group, bounds);
+        bounds.far_distance = get_largest<&GasSimdRays::tfar>(group);
     }
 
-    void bound_far_distance(unsigned group, GasPacketBounds& bounds) const {
-        bounds.far_distance = get_largest<&GasSimdRays::tfar>(group);
+    /// Of the packet's block alone.
+    void bound_far_distance(unsigned packet, GasPacketBounds& bounds) const {
+        const unsigned block = packet / GasPacketBounds::block_size;
+        const SimdF lanes = reduce_block<&GasSimdRays::tfar>(
+            block, -std::numeric_limits<float>::infinity(), SimdF::max);
+        const SimdF pairs = SimdF::max(lanes, lanes.move_high());
+        const SimdF largest = SimdF::max(pairs, pairs.move_down()).broadcast<0>();
+        const SimdF lane(static_cast<float>(block % 4));
+        const SimdF lane_numbers(0.0f, 1.0f, 2.0f, 3.0f);
+        const SimdF is_lane = (lane <= lane_numbers) & (lane_numbers <= lane);
+        bounds.far_distance = SimdF::select(is_lane, largest, bounds.far_distance);
     }
 
   private:
@@ -85,23 +94,29 @@ class GasPacketBounder {
         return reduce<lanes>(group, -std::numeric_limits<float>::infinity(), SimdF::max);
     }
 
-    /// Lane j: the least or the largest of block j. A NaN (a near or far distance, whose ray hits
-    /// nothing) is left out, because the running value is the second operand.
+    /// Lane j: the least or the largest of block j.
     template <Lanes lanes, typename Pick>
     SimdF reduce(unsigned group, float start, const Pick& pick) const {
         SimdF blocks[4];
-        unsigned packet = group * GasPacketBounds::packet_count;
-        for (SimdF& block : blocks) {
-            block = SimdF(start);
-            for (unsigned i = 0; i < GasPacketBounds::block_size; ++i, ++packet) {
-                if (m_first <= packet && packet <= m_last)
-                    block = pick(m_packets[packet].*lanes, block);
-            }
-        }
+        for (unsigned i = 0; i < 4; ++i)
+            blocks[i] = reduce_block<lanes>(4 * group + i, start, pick);
         const auto fold = [&](const SimdF& a, const SimdF& b) {
             return pick(SimdF::interleave_low(a, b), SimdF::interleave_high(a, b));
         };
         return fold(fold(blocks[0], blocks[2]), fold(blocks[1], blocks[3]));
+    }
+
+    /// Lane by lane the least or the largest of a block's packets. A NaN (a near or far distance,
+    /// whose ray hits nothing) is left out, because the running value is the second operand.
+    template <Lanes lanes, typename Pick>
+    SimdF reduce_block(unsigned block, float start, const Pick& pick) const {
+        SimdF result(start);
+        const unsigned packet = block * GasPacketBounds::block_size;
+        for (unsigned i = packet; i < packet + GasPacketBounds::block_size; ++i) {
+            if (m_first <= i && i <= m_last)
+                result = pick(m_packets[i].*lanes, result);
+        }
+        return result;
     }
 
     const GasSimdRays* m_packets;

@@ -130,8 +130,13 @@ void gas_walk_packets(const Tree& tree, const CtxEval& eval, CtxShader& shader,
     } else {
         GasPacketBatch batch(frame, first, last);
         if (batch.is_in_octant()) {
-            GasOctantPackets rays(batch);
-            gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
+            const auto walk = [&](auto rays) {
+                gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);
+            };
+            if (batch.has_one_origin())
+                walk(GasOctantPackets<true>(batch));
+            else
+                walk(GasOctantPackets<false>(batch));
         } else {
             GasMixedPackets rays(batch);
             gas_walk_range(tree, shader, frame, rays, first, last, call_leaf, probe);

@@ -8,8 +8,9 @@
 
 #include <tests/support/seeded_random.h>
 
-// The two ways to narrow a range of active rays, against each other: planes by the rays' signs and
-// blocks left out by their bounds, and every packet by itself.
+// The ways to narrow a range of active rays, against each other: planes by the rays' signs,
+// measured from each ray's origin or from the origin of all, and blocks left out by their bounds;
+// and every packet by itself.
 
 namespace {
 
@@ -101,8 +102,14 @@ Range narrow(Packets& packets, const Corners& box, int first, int last, bool is_
     return {is_hit, first, last};
 }
 
+/// Where no ray hits, the range does not matter.
+bool is_same(const Range& a, const Range& b) {
+    return a.is_hit == b.is_hit && (!a.is_hit || (a.first == b.first && a.last == b.last));
+}
+
 struct Totals {
     unsigned even_batches = 0;
+    unsigned batches_of_one_origin = 0;
     unsigned hits = 0;
     unsigned narrowed = 0;
     unsigned misses = 0;
@@ -111,7 +118,8 @@ struct Totals {
 /// Narrows ranges within first..last by both ways.
 void compare(GasPacketBatch& batch, const Beam& beam, SeededRandom& random, int first, int last,
              Totals& totals) {
-    GasOctantPackets octant(batch);
+    GasOctantPackets<false> octant(batch);
+    GasOctantPackets<true> one_origin(batch);
     GasMixedPackets mixed(batch);
     for (unsigned i = 0; i < 40; ++i) {
         const Corners box = make_box(random, beam);
@@ -121,16 +129,16 @@ void compare(GasPacketBatch& batch, const Beam& beam, SeededRandom& random, int 
         const int to = random.below(2) ? last : from + static_cast<int>(random.below(rest));
         const bool is_outside = random.below(4) == 0;
         const Range expected = narrow(mixed, box, from, to, is_outside);
-        const Range found = narrow(octant, box, from, to, is_outside);
-        ASSERT_EQ(found.is_hit, expected.is_hit);
+        ASSERT_TRUE(is_same(narrow(octant, box, from, to, is_outside), expected));
+        if (batch.has_one_origin()) {
+            ASSERT_TRUE(is_same(narrow(one_origin, box, from, to, is_outside), expected));
+        }
         if (!expected.is_hit) {
             ++totals.misses;
             continue;
         }
-        ASSERT_EQ(found.first, expected.first);
-        ASSERT_EQ(found.last, expected.last);
         ++totals.hits;
-        totals.narrowed += found.first > from || found.last < to;
+        totals.narrowed += expected.first > from || expected.last < to;
     }
 }
 
@@ -151,6 +159,7 @@ TEST(PacketRays, BatchesInOneOctantNarrowAsAnyBatchDoes) {
         if (!batch.is_in_octant())
             continue; // lanes of former batches
         ++totals.even_batches;
+        totals.batches_of_one_origin += batch.has_one_origin();
         compare(batch, beam, random, static_cast<int>(first), static_cast<int>(last), totals);
         // Distances that callbacks shorten or lengthen.
         const unsigned from = first + random.below(last - first + 1);
@@ -167,6 +176,7 @@ TEST(PacketRays, BatchesInOneOctantNarrowAsAnyBatchDoes) {
         "%u batches in one octant: %u boxes hit, %u of them by a part of the range, %u missed\n",
         totals.even_batches, totals.hits, totals.narrowed, totals.misses);
     EXPECT_GT(totals.even_batches, 500u);
+    EXPECT_GT(totals.batches_of_one_origin, 200u);
     EXPECT_GT(totals.narrowed, 1000u);
     EXPECT_GT(totals.misses, 1000u);
 }
@@ -193,4 +203,93 @@ TEST(PacketRays, BatchesOfSeveralSignsAreInNoOctant) {
     // Lanes that nobody has filled since are those of a former batch.
     EXPECT_TRUE(is_in_octant({{1.0, 1.0, 1.0}, {2.0, 1.0, 1.0}}));
     EXPECT_FALSE(is_in_octant({{-1.0, 1.0, 1.0}, {-2.0, 1.0, 1.0}}));
+}
+
+TEST(PacketRays, BatchesHaveOneOriginWhereAllLanesDo) {
+    GasRaytraceFrame frame;
+    const auto has_one_origin = [&frame](const std::vector<GMathVec3<double>>& origins) {
+        GeometryRayBatch rays(static_cast<unsigned>(origins.size()));
+        for (unsigned ray = 0; ray < rays.get_ray_count(); ++ray)
+            rays.set_ray(ray, origins[ray], {1.0, -2.0, 3.0}, 0.0, 1.0);
+        frame.data = rays.get_data();
+        return GasPacketBatch(frame, 0, static_cast<int>(origins.size()) - 1).has_one_origin();
+    };
+    std::vector<GMathVec3<double>> origins(8, {4.0, 0.0, -5.0});
+    EXPECT_TRUE(has_one_origin(origins));
+    for (unsigned ray = 0; ray < 8; ++ray) {
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            std::vector<GMathVec3<double>> changed = origins;
+            changed[ray][axis] += 0.5;
+            EXPECT_FALSE(has_one_origin(changed)) << ray << ", " << axis;
+        }
+    }
+    // Zeros of both signs are one place, and what no float tells apart is, too.
+    origins[3].y = -0.0;
+    origins[5].x = 4.0 + 1e-12;
+    EXPECT_TRUE(has_one_origin(origins));
+    // Lanes that nobody has filled since are those of a former batch.
+    EXPECT_TRUE(has_one_origin({{4.0, 0.0, -5.0}, {4.0, 0.0, -5.0}}));
+    EXPECT_FALSE(has_one_origin({{1.0, 0.0, 0.0}, {1.0, 0.0, 0.0}}));
+}
+
+TEST(PacketRays, AnOriginOfAllRaysIsMeasuredFrom) {
+    // From (1, 2, 3) towards (1, 1, 1): rays 0 to 3 reach 1, 2, 3 and 4 far.
+    GeometryRayBatch rays(4);
+    for (unsigned ray = 0; ray < 4; ++ray)
+        rays.set_ray(ray, {1.0, 2.0, 3.0}, {1.0, 1.0, 1.0}, 0.0, 1.0 + ray);
+    GasRaytraceFrame frame;
+    frame.data = rays.get_data();
+    GasPacketBatch batch(frame, 0, 3);
+    ASSERT_TRUE(batch.is_in_octant() && batch.has_one_origin());
+    const auto get_mask = [&](const SimdF& min, const SimdF& max) {
+        GasOctantBox<true> box;
+        box.init(min, max, batch.get_signs(), batch.get_origin());
+        return box.test(*batch.get_packets());
+    };
+    // Entered at 3, where x is 4, y is 5 and z is 6.
+    const SimdF max(9.0f, 9.0f, 9.0f, 0.0f);
+    EXPECT_EQ(get_mask(SimdF(4.0f, 2.0f, 3.0f, 0.0f), max), 12);
+    EXPECT_EQ(get_mask(SimdF(1.0f, 5.0f, 3.0f, 0.0f), max), 12);
+    EXPECT_EQ(get_mask(SimdF(1.0f, 2.0f, 6.0f, 0.0f), max), 12);
+    // Behind, and around the origin.
+    EXPECT_EQ(get_mask(SimdF(0.0f, 0.0f, 0.0f, 0.0f), SimdF(2.0f, 2.5f, 2.5f, 0.0f)), 0);
+    EXPECT_EQ(get_mask(SimdF(0.0f, 0.0f, 0.0f, 0.0f), max), 15);
+}
+
+TEST(PacketRays, DistancesReadAgainBoundTheirBlocks) {
+    // Forty rays along (1, 1, 1) in three blocks; the box begins 2 far.
+    constexpr unsigned count = 40;
+    GeometryRayBatch rays(count);
+    for (unsigned ray = 0; ray < count; ++ray)
+        rays.set_ray(ray, {0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}, 0.0, 9.0);
+    GasRaytraceFrame frame;
+    frame.data = rays.get_data();
+    GasPacketBatch batch(frame, 0, static_cast<int>(count) - 1);
+    GasOctantPackets<true> packets(batch);
+    const Corners box = {SimdF(2.0f, 2.0f, 2.0f, 0.0f), SimdF(3.0f, 3.0f, 3.0f, 0.0f)};
+    const auto set_distances = [&](int first, int last, double distance) {
+        for (int ray = first; ray <= last; ++ray)
+            rays.get_ctx()
+                .get_intersection_path(static_cast<unsigned>(ray))
+                .set_hit_distance(distance);
+        batch.read_hit_distances(first, last);
+    };
+    const auto expect = [&](int first, int last) {
+        const Range range = narrow(packets, box, 0, static_cast<int>(count) - 1, false);
+        EXPECT_TRUE(range.is_hit);
+        EXPECT_EQ(range.first, first);
+        EXPECT_EQ(range.last, last);
+    };
+    expect(0, 39);
+    set_distances(0, 16, 1.0);
+    expect(17, 39);
+    set_distances(30, 39, 1.0);
+    expect(17, 29);
+    set_distances(17, 24, 1.0);
+    expect(25, 29);
+    // A callback may move a distance away again, also of one ray in a block that nothing reached.
+    set_distances(6, 6, 5.0);
+    expect(6, 29);
+    set_distances(38, 38, 5.0);
+    expect(6, 38);
 }
