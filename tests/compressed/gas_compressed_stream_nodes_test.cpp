@@ -39,7 +39,7 @@ class CompressedStreams : public testing::TestWithParam<RayQuery> {
         GeometryRayBatch batch(ray_count);
         for (unsigned ray = 0; ray < ray_count; ++ray) {
             const double sign = are_incoherent && ray % 2 != 0 ? -1.0 : 1.0;
-            batch.set_ray(ray, {199.0, 0.5, 0.5}, {sign, 0.0, 0.0}, 0.0, 1000.0, 0.5f);
+            batch.set_ray(ray, {195.5, 0.5, 0.5}, {sign, 0.0, 0.0}, 0.0, 1000.0, 0.5f);
         }
         support::trace_stream(tree, GetParam(), shader, batch.get_ctx());
         Calls order;
