@@ -8,6 +8,7 @@
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
+#include <gas/tree/gas_node_share.h>
 
 inline namespace gas_abi1 {
 
@@ -63,6 +64,9 @@ class GAS_EXPORT GasCompressedTree {
     /// samples. Assignment releases nothing of what the target held but its tables of samples.
     GasCompressedTree(const GasCompressedTree& other);
     GasCompressedTree& operator=(const GasCompressedTree& other);
+    /// Moves, as GasTree's.
+    GasCompressedTree(GasCompressedTree&& other) noexcept;
+    GasCompressedTree& operator=(GasCompressedTree&& other) noexcept;
     virtual ~GasCompressedTree();
 
     /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Motion-blur
@@ -263,6 +267,11 @@ class GAS_EXPORT GasCompressedTree {
                                      const unsigned& sample, const unsigned& node,
                                      const GMathBbox3<float>& node_decoded_box);
 
+    // Steps of life.
+    void release_arrays();
+    void forget_arrays();
+    void take(GasCompressedTree& other) noexcept;
+
     unsigned take_slot(GasTreeCtx& ctx) const;
     const unsigned* find_item(const unsigned& leaf) const;
     void call_leaf(GasRayCall call, const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
@@ -281,6 +290,7 @@ class GAS_EXPORT GasCompressedTree {
     unsigned m_depth;
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
+    GasNodeShare m_share;
 };
 
 } // namespace gas_abi1

@@ -42,6 +42,11 @@ class GAS_EXPORT GasGridTree {
     /// cells releases them: copies may be cleared, rebuilt and destroyed in any order.
     GasGridTree(const GasGridTree& other);
     GasGridTree& operator=(const GasGridTree& other);
+    /// A move takes everything, and copies share the cells with the target from then on; the source
+    /// is as newly constructed. Assignment first gives up the target's share. A grid moved to
+    /// itself stays as it is.
+    GasGridTree(GasGridTree&& other) noexcept;
+    GasGridTree& operator=(GasGridTree&& other) noexcept;
     virtual ~GasGridTree();
 
     /// Bytes held: the object, the trees of the cells built so far, a lock per cell, and the tree
@@ -171,7 +176,9 @@ class GAS_EXPORT GasGridTree {
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
     void detach();
+    void take(GasGridTree& other) noexcept;
     void look_at_top_tree();
+    void set_cell_callbacks();
     static void look_at_top_trees(GasGridCells& cells);
 
     // Boxes from the host, in tasks where there are many.
