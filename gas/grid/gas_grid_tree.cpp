@@ -89,7 +89,7 @@ void GasGridTree::take(GasGridTree& other) noexcept {
 
 void GasGridTree::look_at_top_tree() {
     if (m_cells)
-        m_top_tree = m_cells->top_tree;
+        m_top_tree = m_cells->sampled_tree.tree;
     set_cell_callbacks();
 }
 
@@ -97,12 +97,6 @@ void GasGridTree::set_cell_callbacks() {
     m_top_tree.set_leaf_raytrace_callbacks(
         grid_cell_ray_hit_static_callback, grid_cell_ray_hit_motion_callback,
         grid_cell_ray_hit_nearest_static_callback, grid_cell_ray_hit_nearest_motion_callback, this);
-}
-
-void GasGridTree::look_at_top_trees(GasGridCells& cells) {
-    const std::lock_guard<std::mutex> guard(cells.grids_mutex);
-    for (GasGridTree* grid : cells.grids)
-        grid->look_at_top_tree();
 }
 
 unsigned GasGridTree::get_cell_count() const { return m_cells ? m_cells->cell_count : 0; }
