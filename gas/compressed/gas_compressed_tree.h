@@ -61,7 +61,8 @@ class GAS_EXPORT GasCompressedTree {
     GasCompressedTree();
     /// Copies are shallow: the copy shares the nodes, the index copy and the sample records with
     /// its source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
-    /// samples. Assignment releases nothing of what the target held but its tables of samples.
+    /// samples. Assignment releases nothing of what the target held but its tables of samples. A
+    /// second release is caught as that of a GasTree.
     GasCompressedTree(const GasCompressedTree& other);
     GasCompressedTree& operator=(const GasCompressedTree& other);
     /// Moves, as GasTree's.

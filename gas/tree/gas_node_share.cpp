@@ -1,5 +1,6 @@
 #include <gas/tree/gas_node_share.h>
 
+#include <cassert>
 #include <memory>
 
 inline namespace gas_abi1 {
@@ -44,6 +45,8 @@ bool GasNodeShare::release() noexcept {
     Record* const record = m_record.load(std::memory_order_acquire);
     const bool is_first = !record || !record->is_released.exchange(true, std::memory_order_acq_rel);
     leave();
+    assert(is_first && "shared nodes are released once: of a tree and its copies only one may be "
+                       "cleared, rebuilt or destroyed; assign an empty tree to the others");
     return is_first;
 }
 

@@ -22,7 +22,7 @@ class GasNodeShare {
     /// release, for no other tree shares them and none has released them.
     bool leave() noexcept;
     /// Gives the part up to release the nodes, whichever trees share them still. False: another
-    /// tree has released them.
+    /// tree has released them, which breaks the contract of copies; a debug build asserts.
     bool release() noexcept;
 
   private:

@@ -32,7 +32,8 @@ class GAS_EXPORT GasTree {
     GasTree();
     /// Copies are shallow: the copy shares nodes, index copy and sample boxes with its source. Only
     /// one of the two may be cleared, rebuilt or destroyed, or lower its number of samples.
-    /// Assignment releases nothing of what the target held but its table of samples.
+    /// Assignment releases nothing of what the target held but its table of samples. A second
+    /// release is an assert in debug builds and left out in others; `copy = GasTree()` is none.
     GasTree(const GasTree& other);
     GasTree& operator=(const GasTree& other);
     /// A move leaves its source as newly constructed. Assignment first releases what the target
