@@ -30,7 +30,7 @@ GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) 
     auto records = gas_make_sample_table(other.m_motion_blur_records, sample_count, sample_count);
     auto bboxes = gas_make_sample_table(other.m_blurred_bboxes, bbox_count, bbox_count);
     if (other.m_nodes)
-        m_share.join(other.m_share);
+        m_share.join(other.m_share, sample_count);
     else
         m_share.leave();
     gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, std::move(records),
@@ -56,8 +56,11 @@ GasCompressedTree::GasCompressedTree(GasCompressedTree&& other) noexcept : GasCo
 GasCompressedTree& GasCompressedTree::operator=(GasCompressedTree&& other) noexcept {
     if (this == &other)
         return *this;
+    const unsigned shared_sample_count = m_share.get_sample_count();
     if (m_share.leave())
         release_arrays();
+    else
+        release_samples(shared_sample_count);
     forget_arrays();
     take(other);
     return *this;
@@ -69,17 +72,24 @@ GasCompressedTree::~GasCompressedTree() {
 }
 
 void GasCompressedTree::clear() {
+    const unsigned shared_sample_count = m_share.get_sample_count();
     if (m_share.release())
         release_arrays();
+    else
+        release_samples(shared_sample_count);
     forget_arrays();
 }
 
 /// Releases all that copies may share.
 void GasCompressedTree::release_arrays() {
-    for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_records[sample]);
+    release_samples(0);
     sys_free(m_items);
     sys_aligned_free(m_nodes);
+}
+
+void GasCompressedTree::release_samples(unsigned first) {
+    for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
+        sys_free(m_motion_blur_records[sample]);
 }
 
 /// Leaves an empty tree with the samples' root boxes, and what copies may share as it is.

@@ -270,6 +270,7 @@ class GAS_EXPORT GasCompressedTree {
 
     // Steps of life.
     void release_arrays();
+    void release_samples(unsigned first);
     void forget_arrays();
     void take(GasCompressedTree& other) noexcept;
 

@@ -24,8 +24,8 @@ void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
     auto records =
         gas_make_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
     auto bboxes = gas_make_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
-    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_records[sample]);
+    release_samples(new_count);
+    m_share.drop_samples(new_count);
     gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, std::move(records),
                              new_count);
     gas_replace_sample_table(m_blurred_bboxes, m_blurred_bbox_count, std::move(bboxes), new_count);

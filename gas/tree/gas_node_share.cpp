@@ -11,7 +11,7 @@ struct GasNodeShare::Record {
     std::atomic<bool> is_released{false};
 };
 
-void GasNodeShare::join(const GasNodeShare& other) {
+void GasNodeShare::join(const GasNodeShare& other, unsigned sample_count) {
     Record* record = other.m_record.load(std::memory_order_acquire);
     if (!record) {
         auto made = std::make_unique<Record>();
@@ -23,14 +23,24 @@ void GasNodeShare::join(const GasNodeShare& other) {
     record->tree_count.fetch_add(1, std::memory_order_relaxed);
     leave();
     m_record.store(record, std::memory_order_release);
+    m_sample_count.store(sample_count, std::memory_order_relaxed);
+    other.m_sample_count.store(sample_count, std::memory_order_relaxed);
 }
 
 void GasNodeShare::take(GasNodeShare& other) noexcept {
     m_record.store(other.m_record.exchange(nullptr, std::memory_order_acq_rel),
                    std::memory_order_release);
+    m_sample_count.store(other.m_sample_count.exchange(0, std::memory_order_relaxed),
+                         std::memory_order_relaxed);
+}
+
+void GasNodeShare::drop_samples(unsigned count) noexcept {
+    if (count < get_sample_count())
+        m_sample_count.store(count, std::memory_order_relaxed);
 }
 
 bool GasNodeShare::leave() noexcept {
+    m_sample_count.store(0, std::memory_order_relaxed);
     std::unique_ptr<Record> record(m_record.exchange(nullptr, std::memory_order_acq_rel));
     if (!record)
         return true;

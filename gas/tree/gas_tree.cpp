@@ -28,7 +28,7 @@ GasTree& GasTree::operator=(const GasTree& other) {
     const unsigned sample_count = other.m_motion_blur_sample_count;
     auto samples = gas_make_sample_table(other.m_motion_blur_bboxes, sample_count, sample_count);
     if (other.m_nodes)
-        m_share.join(other.m_share);
+        m_share.join(other.m_share, sample_count);
     else
         m_share.leave();
     gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, std::move(samples),
@@ -51,8 +51,11 @@ GasTree::GasTree(GasTree&& other) noexcept : GasTree() { take(other); }
 GasTree& GasTree::operator=(GasTree&& other) noexcept {
     if (this == &other)
         return *this;
+    const unsigned shared_sample_count = m_share.get_sample_count();
     if (m_share.leave())
         release_arrays();
+    else
+        release_samples(shared_sample_count);
     forget_arrays();
     take(other);
     return *this;
@@ -61,8 +64,11 @@ GasTree& GasTree::operator=(GasTree&& other) noexcept {
 GasTree::~GasTree() { clear(); }
 
 void GasTree::clear() {
+    const unsigned shared_sample_count = m_share.get_sample_count();
     if (m_share.release())
         release_arrays();
+    else
+        release_samples(shared_sample_count);
     forget_arrays();
 }
 
@@ -70,9 +76,13 @@ void GasTree::clear() {
 void GasTree::release_arrays() {
     delete m_wide_tree;
     sys_aligned_free(m_nodes);
-    for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_bboxes[sample]);
+    release_samples(0);
     sys_free(m_items);
+}
+
+void GasTree::release_samples(unsigned first) {
+    for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
+        sys_free(m_motion_blur_bboxes[sample]);
 }
 
 /// Leaves an empty tree, and what copies may share as it is.

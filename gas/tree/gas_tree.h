@@ -221,6 +221,7 @@ class GAS_EXPORT GasTree {
 
     // Steps of life, and of the build.
     void release_arrays();
+    void release_samples(unsigned first);
     void forget_arrays();
     void take(GasTree& other) noexcept;
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,

@@ -123,6 +123,21 @@ TYPED_TEST(TreesMoves, AssignmentLeavesCopiesOfTheTargetWhatTheyShare) {
     this->expect_whole(target, 20);
 }
 
+TYPED_TEST(TreesMoves, AssignmentReleasesTheSamplesThatTheTargetAloneHeld) {
+    TypeParam source = this->make_tree(30);
+    TypeParam copy(source);
+    copy.set_motion_blur_sample_count(3);
+    ASSERT_TRUE(copy.refit_motion_blur_sample(support::to_boxes(make(30)), 2));
+    TypeParam second(copy);
+    second.set_motion_blur_sample_count(5);
+    ASSERT_TRUE(second.refit_motion_blur_sample(support::to_boxes(make(30)), 4));
+    second = TypeParam();
+    ASSERT_TRUE(source.refit_motion_blur_sample(support::to_boxes(make(30)), 1));
+    this->expect_whole(source, 30);
+    source = TypeParam();
+    EXPECT_EQ(copy.get_blurred_bbox(2), copy.get_bbox());
+}
+
 TYPED_TEST(TreesMoves, TheLastOfSeveralCopiesToBeAssignedReleases) {
     TypeParam trees[3] = {this->make_tree(30), TypeParam(), TypeParam()};
     trees[1] = trees[0];
