@@ -143,9 +143,9 @@ class GAS_EXPORT GasCompressedTree {
     /// frames.
     ///
     /// A shader's cached leaf is looked up by the tree's address alone. After a rebuild with fewer
-    /// items, or of another tree at the same address, a ray may first be offered a leaf position of
-    /// the former tree: a callback that takes positions (no index array) checks them, or the
-    /// shader's frames are made anew.
+    /// items, or with another tree at the same address (a move, a swap, a vector that grew), a ray
+    /// may first be offered a leaf position of the former tree: a callback that takes positions (no
+    /// index array) checks them, or the shader's frames are made anew.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
