@@ -2,7 +2,7 @@
 
 #include <cassert>
 #include <cstddef>
-#include <memory>
+#include <utility>
 
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
@@ -24,17 +24,18 @@ GasCompressedTree::GasCompressedTree(const GasCompressedTree& other) : GasCompre
 GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) {
     if (this == &other)
         return *this;
-    // Both tables before anything changes: memory may run out.
-    std::unique_ptr<unsigned char*[]> records(
-        gas_copy_sample_table(other.m_motion_blur_records, other.m_motion_blur_sample_count));
-    GMathBbox3<float>* const bboxes =
-        gas_copy_sample_table(other.m_blurred_bboxes, other.m_blurred_bbox_count);
-    delete[] m_motion_blur_records;
-    m_motion_blur_records = records.release();
-    m_motion_blur_sample_count = other.m_motion_blur_sample_count;
-    delete[] m_blurred_bboxes;
-    m_blurred_bboxes = bboxes;
-    m_blurred_bbox_count = other.m_blurred_bbox_count;
+    // What may fail comes before anything changes.
+    const unsigned sample_count = other.m_motion_blur_sample_count;
+    const unsigned bbox_count = other.m_blurred_bbox_count;
+    auto records = gas_make_sample_table(other.m_motion_blur_records, sample_count, sample_count);
+    auto bboxes = gas_make_sample_table(other.m_blurred_bboxes, bbox_count, bbox_count);
+    if (other.m_nodes)
+        m_share.join(other.m_share, sample_count);
+    else
+        m_share.leave();
+    gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, std::move(records),
+                             sample_count);
+    gas_replace_sample_table(m_blurred_bboxes, m_blurred_bbox_count, std::move(bboxes), bbox_count);
 
     m_nodes = other.m_nodes;
     m_bbox = other.m_bbox;
@@ -48,25 +49,76 @@ GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) 
     return *this;
 }
 
+GasCompressedTree::GasCompressedTree(GasCompressedTree&& other) noexcept : GasCompressedTree() {
+    take(other);
+}
+
+GasCompressedTree& GasCompressedTree::operator=(GasCompressedTree&& other) noexcept {
+    if (this == &other)
+        return *this;
+    const unsigned shared_sample_count = m_share.get_sample_count();
+    if (m_share.leave())
+        release_arrays();
+    else
+        release_samples(shared_sample_count);
+    forget_arrays();
+    take(other);
+    return *this;
+}
+
 GasCompressedTree::~GasCompressedTree() {
     clear();
     delete[] m_blurred_bboxes;
 }
 
 void GasCompressedTree::clear() {
-    if (m_node_count != 0) {
-        m_root_index = no_root;
-        m_leaf_count = 0;
-        m_node_count = 0;
-        m_depth = 0;
-    }
-    for (unsigned sample = 0; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_records[sample]);
-    gas_resize_sample_table(m_motion_blur_records, m_motion_blur_sample_count, 0);
+    const unsigned shared_sample_count = m_share.get_sample_count();
+    if (m_share.release())
+        release_arrays();
+    else
+        release_samples(shared_sample_count);
+    forget_arrays();
+}
+
+/// Releases all that copies may share.
+void GasCompressedTree::release_arrays() {
+    release_samples(0);
     sys_free(m_items);
-    m_items = nullptr;
     sys_aligned_free(m_nodes);
+}
+
+void GasCompressedTree::release_samples(unsigned first) {
+    for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
+        sys_free(m_motion_blur_records[sample]);
+}
+
+/// Leaves an empty tree with the samples' root boxes, and what copies may share as it is.
+void GasCompressedTree::forget_arrays() {
+    gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, {}, 0);
     m_nodes = nullptr;
+    m_items = nullptr;
+    m_root_index = no_root;
+    m_leaf_count = 0;
+    m_node_count = 0;
+    m_depth = 0;
+}
+
+/// Takes everything from `other`, which is then as newly constructed. This tree is empty.
+void GasCompressedTree::take(GasCompressedTree& other) noexcept {
+    m_nodes = std::exchange(other.m_nodes, nullptr);
+    m_motion_blur_sample_count = std::exchange(other.m_motion_blur_sample_count, 0);
+    m_motion_blur_records = std::exchange(other.m_motion_blur_records, nullptr);
+    m_bbox = std::exchange(other.m_bbox, GMathBbox3<float>());
+    m_blurred_bbox_count = std::exchange(other.m_blurred_bbox_count, 0);
+    delete[] std::exchange(m_blurred_bboxes, std::exchange(other.m_blurred_bboxes, nullptr));
+    m_root_index = std::exchange(other.m_root_index, no_root);
+    m_items = std::exchange(other.m_items, nullptr);
+    m_leaf_count = std::exchange(other.m_leaf_count, 0);
+    m_node_count = std::exchange(other.m_node_count, 0);
+    m_depth = std::exchange(other.m_depth, 0);
+    m_split_callback = std::exchange(other.m_split_callback, split_sah_bins_fast);
+    m_leaf_callbacks = std::exchange(other.m_leaf_callbacks, GasLeafCallbacks());
+    m_share.take(other.m_share);
 }
 
 const GMathBbox3<float>& GasCompressedTree::get_blurred_bbox(const unsigned& sample) const {

@@ -8,6 +8,7 @@
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
+#include <gas/tree/gas_node_share.h>
 
 inline namespace gas_abi1 {
 
@@ -60,9 +61,13 @@ class GAS_EXPORT GasCompressedTree {
     GasCompressedTree();
     /// Copies are shallow: the copy shares the nodes, the index copy and the sample records with
     /// its source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
-    /// samples. Assignment releases nothing of what the target held but its tables of samples.
+    /// samples. Assignment releases nothing of what the target held but its tables of samples. A
+    /// second release is caught as that of a GasTree.
     GasCompressedTree(const GasCompressedTree& other);
     GasCompressedTree& operator=(const GasCompressedTree& other);
+    /// Moves, as GasTree's.
+    GasCompressedTree(GasCompressedTree&& other) noexcept;
+    GasCompressedTree& operator=(GasCompressedTree&& other) noexcept;
     virtual ~GasCompressedTree();
 
     /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Motion-blur
@@ -138,9 +143,9 @@ class GAS_EXPORT GasCompressedTree {
     /// frames.
     ///
     /// A shader's cached leaf is looked up by the tree's address alone. After a rebuild with fewer
-    /// items, or of another tree at the same address, a ray may first be offered a leaf position of
-    /// the former tree: a callback that takes positions (no index array) checks them, or the
-    /// shader's frames are made anew.
+    /// items, or with another tree at the same address (a move, a swap, a vector that grew), a ray
+    /// may first be offered a leaf position of the former tree: a callback that takes positions (no
+    /// index array) checks them, or the shader's frames are made anew.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader,
@@ -263,6 +268,12 @@ class GAS_EXPORT GasCompressedTree {
                                      const unsigned& sample, const unsigned& node,
                                      const GMathBbox3<float>& node_decoded_box);
 
+    // Steps of life.
+    void release_arrays();
+    void release_samples(unsigned first);
+    void forget_arrays();
+    void take(GasCompressedTree& other) noexcept;
+
     unsigned take_slot(GasTreeCtx& ctx) const;
     const unsigned* find_item(const unsigned& leaf) const;
     void call_leaf(GasRayCall call, const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
@@ -281,6 +292,7 @@ class GAS_EXPORT GasCompressedTree {
     unsigned m_depth;
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
+    GasNodeShare m_share;
 };
 
 } // namespace gas_abi1

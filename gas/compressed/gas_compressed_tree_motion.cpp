@@ -1,5 +1,6 @@
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include <gas/build/gas_build_input.h>
 #include <gas/compressed/gas_compressed_build_steps.h>
@@ -17,17 +18,17 @@ constexpr std::size_t record_slack = 9;
 
 void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
     const unsigned new_count = count;
-    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
-        sys_free(m_motion_blur_records[sample]);
-        m_motion_blur_records[sample] = nullptr;
-    }
-    // Every sample has a box, also when memory runs out between the two tables.
-    if (new_count > m_blurred_bbox_count)
-        gas_resize_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
-    if (new_count != m_motion_blur_sample_count)
-        gas_resize_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
-    if (new_count < m_blurred_bbox_count)
-        gas_resize_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
+    if (new_count == m_motion_blur_sample_count && new_count == m_blurred_bbox_count)
+        return;
+    // Both tables before anything changes: memory may run out.
+    auto records =
+        gas_make_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
+    auto bboxes = gas_make_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
+    release_samples(new_count);
+    m_share.drop_samples(new_count);
+    gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, std::move(records),
+                             new_count);
+    gas_replace_sample_table(m_blurred_bboxes, m_blurred_bbox_count, std::move(bboxes), new_count);
 }
 
 bool GasCompressedTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,

@@ -10,6 +10,23 @@
 
 inline namespace gas_abi1 {
 
+/// A tree that shares the nodes and the samples of another, and releases neither.
+struct GasTreeView {
+    GasTreeView() = default;
+    explicit GasTreeView(const GasTree& owner) : tree(owner) {}
+    GasTreeView(const GasTreeView&) = delete;
+    GasTreeView& operator=(const GasTreeView&) = delete;
+    ~GasTreeView() { tree = GasTree(); }
+
+    GasTree tree;
+};
+
+/// The same with samples of its own over those nodes, which it releases.
+struct GasSampledView : GasTreeView {
+    using GasTreeView::GasTreeView;
+    ~GasSampledView() { tree.set_motion_blur_sample_count(0); }
+};
+
 /// An occupied cell: its tree, null until a ray first reaches it, and its share of the items.
 struct GasGridCell {
     std::atomic<GasGridSubTree*> sub_tree{nullptr};
@@ -40,8 +57,10 @@ struct GasGridCells {
     const std::unique_ptr<SysThreadLock[]> locks;
     /// Grouped by cell.
     const std::unique_ptr<unsigned[]> items;
-    /// Owns the nodes and samples that the grids' own top trees view.
+    /// Owns the nodes of the tree over the cells, and has no samples.
     GasTree top_tree;
+    /// Has its samples. The grids' own top trees view this one.
+    GasSampledView sampled_tree;
 
     /// The grids that share this; the mutex guards the list.
     std::mutex grids_mutex;
@@ -59,6 +78,12 @@ class GasGridCellGuard {
     /// Whether this thread already holds the cell's lock, so that locking again is a deadlock: a
     /// box callback traced into the cell that it was called for, which breaks the contract.
     static bool is_held(const GasGridCells& cells, unsigned cell);
+
+    /// The newest guard of this thread, behind which the others stand; null for none.
+    static const GasGridCellGuard* get_newest();
+    /// Makes this thread's guards those of a thread that waits for it, or its own again; returns
+    /// those that it had.
+    static const GasGridCellGuard* exchange_newest(const GasGridCellGuard* guard);
 
   private:
     SysThreadLock& m_lock;

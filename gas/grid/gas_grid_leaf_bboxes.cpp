@@ -22,19 +22,14 @@ bool run_in_pieces(unsigned count, const Prepare& prepare) {
         return false;
     const std::uint64_t size = (std::uint64_t{count} + task_count - 1) / task_count;
     const std::unique_ptr<GasBboxTask<Task>[]> tasks(new GasBboxTask<Task>[task_count]);
-    SysThreadTaskManager manager(nullptr);
-    for (unsigned i = 0; i < task_count; ++i) {
-        const std::uint64_t first = i * size;
-        if (first >= count) // rounding up leaves nothing for the last pieces
-            break;
+    unsigned used_count = 0; // rounding up leaves nothing for the last pieces
+    for (std::uint64_t first = 0; first < count; first += size) {
         const std::uint64_t rest = count - first;
-        prepare(tasks[i], static_cast<unsigned>(first),
+        prepare(tasks[used_count++], static_cast<unsigned>(first),
                 static_cast<unsigned>(size < rest ? size : rest));
-        manager.add_task(tasks[i], false, true);
     }
-    manager.wait_until_completed();
-    for (unsigned i = 0; i < task_count; ++i)
-        tasks[i].rethrow();
+    SysThreadTaskManager manager(nullptr);
+    gas_run_bbox_tasks(manager, tasks.get(), used_count);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include <gas/grid/gas_grid_bbox_callbacks.h>
+#include <gas/grid/gas_grid_cells.h>
 
 inline namespace gas_abi1 {
 
@@ -47,16 +48,19 @@ class GetLeavesBboxAtTask : public SysThreadTask {
     GMathBbox3<float>* bbox = nullptr;
 };
 
-/// One of several tasks of a request. Tasks let no exception out: what a box callback throws is
-/// kept for the thread that made the request.
+/// One of several tasks of a request, made by the thread that waits for them. Tasks let no
+/// exception out: what a box callback throws is kept for that thread. While a task runs, the cells
+/// that the waiting thread has locked count as locked by the thread that runs it.
 template <typename Task> class GasBboxTask final : public Task {
   public:
     void run() override {
+        const GasGridCellGuard* const own = GasGridCellGuard::exchange_newest(m_guards);
         try {
             Task::run();
         } catch (...) {
             m_exception = std::current_exception();
         }
+        GasGridCellGuard::exchange_newest(own);
     }
 
     /// Throws what was kept, if anything was. The task has run.
@@ -66,7 +70,24 @@ template <typename Task> class GasBboxTask final : public Task {
     }
 
   private:
+    const GasGridCellGuard* const m_guards = GasGridCellGuard::get_newest();
     std::exception_ptr m_exception;
 };
+
+/// Runs the tasks of a request on the host's task threads. Throws, when all are done, what the
+/// first of them threw.
+template <typename Task>
+void gas_run_bbox_tasks(SysThreadTaskManager& manager, GasBboxTask<Task>* tasks, unsigned count) {
+    try {
+        for (unsigned i = 0; i < count; ++i)
+            manager.add_task(tasks[i], false, true);
+    } catch (...) {
+        manager.wait_until_completed();
+        throw;
+    }
+    manager.wait_until_completed();
+    for (unsigned i = 0; i < count; ++i)
+        tasks[i].rethrow();
+}
 
 } // namespace gas_abi1

@@ -8,7 +8,7 @@
 
 inline namespace gas_abi1 {
 
-GasGridTree::GasGridTree() : m_progress_owner(nullptr) { look_at_top_tree(); }
+GasGridTree::GasGridTree() : m_progress_owner(nullptr) { set_cell_callbacks(); }
 
 GasGridTree::GasGridTree(const GasGridTree& other) : GasGridTree() { *this = other; }
 
@@ -24,6 +24,16 @@ GasGridTree& GasGridTree::operator=(const GasGridTree& other) {
         attach(other.m_cells);
     else
         m_top_tree.set_motion_blur_sample_count(other.get_motion_blur_sample_count());
+    return *this;
+}
+
+GasGridTree::GasGridTree(GasGridTree&& other) noexcept : GasGridTree() { take(other); }
+
+GasGridTree& GasGridTree::operator=(GasGridTree&& other) noexcept {
+    if (this == &other)
+        return *this;
+    detach();
+    take(other);
     return *this;
 }
 
@@ -51,26 +61,42 @@ void GasGridTree::detach() {
         std::vector<GasGridTree*>& grids = m_cells->grids;
         grids.erase(std::find(grids.begin(), grids.end(), this));
     }
-    if (m_cells)
-        m_top_tree = GasTree(); // releases the view of the shared tree
-    else
-        m_top_tree.clear();
+    m_top_tree = GasTree(); // the nodes are those of the shared tree
     m_cells.reset();
-    look_at_top_tree();
+    set_cell_callbacks();
+}
+
+/// Takes everything from `other`, which is then as newly constructed. This grid is empty.
+void GasGridTree::take(GasGridTree& other) noexcept {
+    m_cells = std::move(other.m_cells);
+    if (m_cells) {
+        const std::lock_guard<std::mutex> guard(m_cells->grids_mutex);
+        std::replace(m_cells->grids.begin(), m_cells->grids.end(), &other, this);
+    }
+    m_top_tree = std::move(other.m_top_tree);
+    set_cell_callbacks();
+    other.set_cell_callbacks();
+    m_progress_owner = std::exchange(other.m_progress_owner, nullptr);
+    try {
+        m_progress_label = std::move(other.m_progress_label);
+        other.m_progress_label = CoreString();
+    } catch (...) {
+        // A host's text may be copied in a move. Without memory for that, bars of cells lack it.
+    }
+    m_bbox_callbacks = std::exchange(other.m_bbox_callbacks, GasGridBboxCallbacks());
+    m_leaf_callbacks = std::exchange(other.m_leaf_callbacks, GasLeafCallbacks());
 }
 
 void GasGridTree::look_at_top_tree() {
     if (m_cells)
-        m_top_tree = m_cells->top_tree;
+        m_top_tree = m_cells->sampled_tree.tree;
+    set_cell_callbacks();
+}
+
+void GasGridTree::set_cell_callbacks() {
     m_top_tree.set_leaf_raytrace_callbacks(
         grid_cell_ray_hit_static_callback, grid_cell_ray_hit_motion_callback,
         grid_cell_ray_hit_nearest_static_callback, grid_cell_ray_hit_nearest_motion_callback, this);
-}
-
-void GasGridTree::look_at_top_trees(GasGridCells& cells) {
-    const std::lock_guard<std::mutex> guard(cells.grids_mutex);
-    for (GasGridTree* grid : cells.grids)
-        grid->look_at_top_tree();
 }
 
 unsigned GasGridTree::get_cell_count() const { return m_cells ? m_cells->cell_count : 0; }

@@ -13,6 +13,7 @@
 inline namespace gas_abi1 {
 
 struct GasGridCells;
+struct GasSampledView;
 
 /// A two-level bounding-volume hierarchy (BVH), built lazily, for very many items (primitives)
 /// whose boxes (AABBs) are expensive. `create` sorts the items into the cells of a uniform grid by
@@ -30,8 +31,10 @@ struct GasGridCells;
 /// passes through the function that asked for the boxes; a cell that a ray reached stays as it was,
 /// and the next ray asks again. They may start tasks and wait for them, and trace rays elsewhere,
 /// but not rays that lead, through whichever cells and threads, to a cell that is waiting for a
-/// callback: that would be a deadlock. On one thread a debug build asserts and a release build
-/// skips the cell for that ray; across threads it is not detected.
+/// callback: that would be a deadlock. Where a callback's own rays, or those of callbacks that they
+/// cause, lead back to its cell, a debug build asserts and a release build skips the cell for that
+/// ray. Through threads or tasks of the callback's own, and where two tracing threads wait for each
+/// other's cells, it is not detected.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.
@@ -42,6 +45,11 @@ class GAS_EXPORT GasGridTree {
     /// cells releases them: copies may be cleared, rebuilt and destroyed in any order.
     GasGridTree(const GasGridTree& other);
     GasGridTree& operator=(const GasGridTree& other);
+    /// A move takes everything, and copies share the cells with the target from then on; the source
+    /// is as newly constructed. Assignment first gives up the target's share. A grid moved to
+    /// itself stays as it is.
+    GasGridTree(GasGridTree&& other) noexcept;
+    GasGridTree& operator=(GasGridTree&& other) noexcept;
     virtual ~GasGridTree();
 
     /// Bytes held: the object, the trees of the cells built so far, a lock per cell, and the tree
@@ -133,7 +141,7 @@ class GAS_EXPORT GasGridTree {
     /// reaches their cell. Both callbacks must be set: a motion ray misses cells and items whose
     /// boxes are left as zeros. Copies follow. Sample times start at the first and add the step.
     /// What is thrown, std::bad_alloc or by a callback, passes through; the grid and its copies are
-    /// then as they were or, once a callback was called, without samples.
+    /// then as they were. Until the new boxes are complete the former ones stay in memory.
     void update_motion_blur(const CtxMotionBlur& motion);
 
     /// Ray queries, as GasTree's of these names with the shortcut for a single leaf: first through
@@ -171,8 +179,11 @@ class GAS_EXPORT GasGridTree {
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
     void detach();
+    void take(GasGridTree& other) noexcept;
     void look_at_top_tree();
-    static void look_at_top_trees(GasGridCells& cells);
+    void set_cell_callbacks();
+    void fill_samples(const CtxMotionBlur& motion, GasTree& top_tree) const;
+    static void replace_samples(GasGridCells& cells, GasSampledView& samples);
 
     // Boxes from the host, in tasks where there are many.
     void get_leaf_bboxes(const unsigned& count, const unsigned* items,

@@ -114,6 +114,7 @@ void GasGridTree::build(const GMathBbox3<float>* bboxes, unsigned item_count,
                                 *task_manager, thread_count);
     else
         shared->top_tree.create(cell_boxes, shared->cell_count, nullptr, progress_bar, whole_bar);
+    shared->sampled_tree.tree = shared->top_tree;
     attach(std::move(shared));
 }
 

@@ -1,5 +1,6 @@
 #include <cassert>
 #include <memory>
+#include <utility>
 
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_tree.h>
@@ -11,12 +12,32 @@ namespace {
 /// Value 1: the lock is held while a tree is built or filled.
 constexpr auto long_hint = static_cast<SysThreadLock::DurationHint>(1);
 
-/// Finishes and releases a cell's progress bar, also when the build throws.
-struct FinishBar {
-    void operator()(AppProgressBar* bar) const {
-        bar->finish();
-        gas_host::release_progress_bar(*bar);
+/// A cell's progress bar, or none. It is finished and released also when the build throws.
+class CellBar {
+  public:
+    explicit CellBar(AppProgressBar* bar) : m_bar(bar) {}
+    CellBar(const CellBar&) = delete;
+    CellBar& operator=(const CellBar&) = delete;
+    ~CellBar() {
+        if (!m_bar)
+            return;
+        try {
+            finish();
+        } catch (...) {
+            // Something else is being thrown already.
+        }
+        gas_host::release_progress_bar(*m_bar);
     }
+
+    AppProgressBar* get() const { return m_bar; }
+    void finish() {
+        if (m_bar && !std::exchange(m_is_finished, true))
+            m_bar->finish();
+    }
+
+  private:
+    AppProgressBar* m_bar;
+    bool m_is_finished = false;
 };
 
 /// The guards of this thread, the newest first.
@@ -42,6 +63,12 @@ bool GasGridCellGuard::is_held(const GasGridCells& cells, unsigned cell) {
     return guard != nullptr;
 }
 
+const GasGridCellGuard* GasGridCellGuard::get_newest() { return newest_guard; }
+
+const GasGridCellGuard* GasGridCellGuard::exchange_newest(const GasGridCellGuard* guard) {
+    return std::exchange(newest_guard, guard);
+}
+
 GasGridSubTree* GasGridTree::get_sub_tree(const unsigned& cell) const {
     std::atomic<GasGridSubTree*>& sub_tree = m_cells->cells[cell].sub_tree;
     if (GasGridSubTree* const built = sub_tree.load(std::memory_order_acquire))
@@ -61,12 +88,10 @@ GasGridSubTree* GasGridTree::get_sub_tree(const unsigned& cell) const {
 }
 
 GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
-    std::unique_ptr<AppProgressBar, FinishBar> progress_bar;
-    if (m_progress_owner) {
-        const bool visible = false;
-        progress_bar.reset(
-            m_progress_owner->create_progress_bar(m_progress_label + " (" + cell + ")", visible));
-    }
+    const bool visible = false;
+    CellBar progress_bar(m_progress_owner ? m_progress_owner->create_progress_bar(
+                                                m_progress_label + " (" + cell + ")", visible)
+                                          : nullptr);
     const unsigned count = m_cells->cells[cell].item_count;
     const unsigned* items = m_cells->get_items(cell);
     const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[count]());
@@ -74,7 +99,7 @@ GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
 
     auto sub_tree = std::make_unique<GasGridSubTree>();
     sub_tree->create(bboxes.get(), count, items, progress_bar.get());
-    progress_bar.reset();
+    progress_bar.finish();
     sub_tree->set_leaf_raytrace_callbacks(m_leaf_callbacks.hit_static, m_leaf_callbacks.hit_motion,
                                           m_leaf_callbacks.hit_nearest_static,
                                           m_leaf_callbacks.hit_nearest_motion,

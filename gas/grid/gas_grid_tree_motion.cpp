@@ -1,4 +1,6 @@
 #include <memory>
+#include <mutex>
+#include <utility>
 
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_leaf_bboxes.h>
@@ -14,48 +16,56 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
     }
 
     GasGridCells& shared = *m_cells;
-    const unsigned cell_count = shared.cell_count;
+    GasSampledView samples(shared.top_tree);
+    samples.tree.set_motion_blur_sample_count(sample_count);
+    fill_samples(motion, samples.tree);
+    replace_samples(shared, samples);
+    for (unsigned cell = 0; cell < shared.cell_count; ++cell) {
+        const GasGridCell& record = shared.cells[cell];
+        if (GasGridSubTree* const sub_tree = record.sub_tree.load(std::memory_order_acquire))
+            sub_tree->set_motion_update_pending(true);
+    }
+}
+
+/// Fills all samples of a tree over the cells.
+void GasGridTree::fill_samples(const CtxMotionBlur& motion, GasTree& top_tree) const {
+    const unsigned cell_count = m_cells->cell_count;
     const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[cell_count]());
     using Task = GasBboxTask<GetLeavesBboxAtTask>;
     const std::unique_ptr<Task[]> tasks(new Task[cell_count]);
     for (unsigned cell = 0; cell < cell_count; ++cell) {
-        const GasGridCell& record = shared.cells[cell];
-        if (GasGridSubTree* const sub_tree = record.sub_tree.load(std::memory_order_acquire))
-            sub_tree->set_motion_update_pending(true);
         Task& task = tasks[cell];
         task.callback = m_bbox_callbacks.leaves_bbox_at;
         task.user = m_bbox_callbacks.user;
-        task.items = shared.get_items(cell);
-        task.count = record.item_count;
+        task.items = m_cells->get_items(cell);
+        task.count = m_cells->cells[cell].item_count;
         task.bbox = &bboxes[cell];
     }
 
-    // All grids are without samples while they are filled, and remain so when something is thrown.
-    struct DropSamples {
-        void operator()(GasGridCells* cells_) const {
-            cells_->top_tree.set_motion_blur_sample_count(0);
-            look_at_top_trees(*cells_);
-        }
-    };
-    DropSamples()(&shared);
-    std::unique_ptr<GasGridCells, DropSamples> unfinished(&shared);
-    shared.top_tree.set_motion_blur_sample_count(sample_count);
-    SysThreadTaskManager manager(nullptr);
     double time = gas_host::get_first_time(motion);
-    for (unsigned sample = 0; sample < sample_count; ++sample) {
-        for (unsigned cell = 0; cell < cell_count; ++cell) {
-            tasks[cell].time = time;
-            manager.add_task(tasks[cell], false, true);
-        }
-        manager.wait_until_completed();
+    SysThreadTaskManager manager(nullptr);
+    for (unsigned sample = 0; sample < top_tree.get_motion_blur_sample_count(); ++sample) {
         for (unsigned cell = 0; cell < cell_count; ++cell)
-            tasks[cell].rethrow();
-        shared.top_tree.refit_motion_blur_sample(bboxes.get(), cell_count, sample);
+            tasks[cell].time = time;
+        gas_run_bbox_tasks(manager, tasks.get(), cell_count);
+        top_tree.refit_motion_blur_sample(bboxes.get(), cell_count, sample);
         time += gas_host::get_time_step(motion);
     }
+}
 
-    look_at_top_trees(shared);
-    static_cast<void>(unfinished.release());
+/// Exchanges the cells' samples, which all of their grids have, for others. Whatever is thrown is
+/// thrown before anything changes.
+void GasGridTree::replace_samples(GasGridCells& cells, GasSampledView& samples) {
+    const std::lock_guard<std::mutex> guard(cells.grids_mutex);
+    const std::size_t grid_count = cells.grids.size();
+    const std::unique_ptr<GasTreeView[]> views(new GasTreeView[grid_count]);
+    for (std::size_t i = 0; i < grid_count; ++i)
+        views[i].tree = samples.tree;
+    std::swap(cells.sampled_tree.tree, samples.tree);
+    for (std::size_t i = 0; i < grid_count; ++i) {
+        cells.grids[i]->m_top_tree = std::move(views[i].tree);
+        cells.grids[i]->set_cell_callbacks();
+    }
 }
 
 } // namespace gas_abi1

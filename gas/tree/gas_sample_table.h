@@ -1,32 +1,32 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
 
 inline namespace gas_abi1 {
 
-/// Changes a table with an entry per motion-blur sample from `count` to `new_count` entries: the
-/// first min(old, new) entries stay, new ones are null or zero, and no entries means no table. What
-/// dropped entries point at is the caller's to release, beforehand.
+/// A table with an entry per motion-blur sample, made from one of `count` entries: the first
+/// min(count, new_count) entries are the same, new ones are null or zero, and no entries means no
+/// table. What entries point at is shared.
 template <typename Entry>
-void gas_resize_sample_table(Entry*& table, unsigned& count, unsigned new_count) {
-    Entry* resized = nullptr;
+std::unique_ptr<Entry[]> gas_make_sample_table(const Entry* table, unsigned count,
+                                               unsigned new_count) {
+    std::unique_ptr<Entry[]> made;
     if (new_count) {
-        resized = new Entry[new_count]();
-        std::copy(table, table + (count < new_count ? count : new_count), resized);
+        made.reset(new Entry[new_count]());
+        std::copy(table, table + (count < new_count ? count : new_count), made.get());
     }
-    delete[] table;
-    table = resized;
-    count = new_count;
+    return made;
 }
 
-/// A copy of a table; what its entries point at is shared.
-template <typename Entry> Entry* gas_copy_sample_table(Entry* table, unsigned count) {
-    Entry* copy = nullptr;
-    if (count) {
-        copy = new Entry[count];
-        std::copy(table, table + count, copy);
-    }
-    return copy;
+/// Puts `made`, of `new_count` entries, in the place of a table. What dropped entries point at is
+/// the caller's to release.
+template <typename Entry>
+void gas_replace_sample_table(Entry*& table, unsigned& count, std::unique_ptr<Entry[]> made,
+                              unsigned new_count) noexcept {
+    delete[] table;
+    table = made.release();
+    count = new_count;
 }
 
 } // namespace gas_abi1

@@ -1,7 +1,7 @@
 #include <gas/tree/gas_tree.h>
 
 #include <cstddef>
-#include <memory>
+#include <utility>
 
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
@@ -24,11 +24,15 @@ GasTree::GasTree(const GasTree& other) : GasTree() { *this = other; }
 GasTree& GasTree::operator=(const GasTree& other) {
     if (this == &other)
         return *this;
-    std::unique_ptr<GMathBbox3<float>*[]> samples(
-        gas_copy_sample_table(other.m_motion_blur_bboxes, other.m_motion_blur_sample_count));
-    delete[] m_motion_blur_bboxes;
-    m_motion_blur_bboxes = samples.release();
-    m_motion_blur_sample_count = other.m_motion_blur_sample_count;
+    // What may fail comes before anything changes.
+    const unsigned sample_count = other.m_motion_blur_sample_count;
+    auto samples = gas_make_sample_table(other.m_motion_blur_bboxes, sample_count, sample_count);
+    if (other.m_nodes)
+        m_share.join(other.m_share, sample_count);
+    else
+        m_share.leave();
+    gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, std::move(samples),
+                             sample_count);
 
     m_nodes = other.m_nodes;
     m_items = other.m_items;
@@ -42,21 +46,70 @@ GasTree& GasTree::operator=(const GasTree& other) {
     return *this;
 }
 
+GasTree::GasTree(GasTree&& other) noexcept : GasTree() { take(other); }
+
+GasTree& GasTree::operator=(GasTree&& other) noexcept {
+    if (this == &other)
+        return *this;
+    const unsigned shared_sample_count = m_share.get_sample_count();
+    if (m_share.leave())
+        release_arrays();
+    else
+        release_samples(shared_sample_count);
+    forget_arrays();
+    take(other);
+    return *this;
+}
+
 GasTree::~GasTree() { clear(); }
 
 void GasTree::clear() {
+    const unsigned shared_sample_count = m_share.get_sample_count();
+    if (m_share.release())
+        release_arrays();
+    else
+        release_samples(shared_sample_count);
+    forget_arrays();
+}
+
+/// Releases all that copies may share.
+void GasTree::release_arrays() {
     delete m_wide_tree;
-    m_wide_tree = nullptr;
-    if (m_nodes) {
-        sys_aligned_free(m_nodes);
-        m_nodes = nullptr;
-        m_leaf_count = 0;
-        m_node_count = 0;
-        m_depth = 0;
-    }
-    set_motion_blur_sample_count(0);
+    sys_aligned_free(m_nodes);
+    release_samples(0);
     sys_free(m_items);
+}
+
+void GasTree::release_samples(unsigned first) {
+    for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
+        sys_free(m_motion_blur_bboxes[sample]);
+}
+
+/// Leaves an empty tree, and what copies may share as it is.
+void GasTree::forget_arrays() {
+    gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, {}, 0);
+    m_nodes = nullptr;
     m_items = nullptr;
+    m_wide_tree = nullptr;
+    m_leaf_count = 0;
+    m_node_count = 0;
+    m_depth = 0;
+}
+
+/// Takes everything from `other`, which is then as newly constructed. This tree is empty.
+void GasTree::take(GasTree& other) noexcept {
+    m_nodes = std::exchange(other.m_nodes, nullptr);
+    m_motion_blur_sample_count = std::exchange(other.m_motion_blur_sample_count, 0);
+    m_motion_blur_bboxes = std::exchange(other.m_motion_blur_bboxes, nullptr);
+    m_items = std::exchange(other.m_items, nullptr);
+    m_leaf_count = std::exchange(other.m_leaf_count, 0);
+    m_node_count = std::exchange(other.m_node_count, 0);
+    m_depth = std::exchange(other.m_depth, 0);
+    m_split_callback = std::exchange(other.m_split_callback, split_sah_bins_fast);
+    m_leaf_callbacks = std::exchange(other.m_leaf_callbacks, GasLeafCallbacks());
+    m_wide_tree = std::exchange(other.m_wide_tree, nullptr);
+    m_wants_wide_nodes = std::exchange(other.m_wants_wide_nodes, false);
+    m_share.take(other.m_share);
 }
 
 void GasTree::set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest,

@@ -8,6 +8,7 @@
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
+#include <gas/tree/gas_node_share.h>
 #include <gas/tree/gas_tree_split_context.h>
 
 inline namespace gas_abi1 {
@@ -25,20 +26,20 @@ class GasWideTree;
 class GAS_EXPORT GasTree {
   public:
     using Node = GasTreeNode;
-
-    /// Divides the `count` (3 or more) items of a node: reorders `items` in place and always sets
-    /// `left_count`; the first `left_count` entries go to the first child. 0 or `count` cuts the
-    /// list in half instead.
-    using SplitCallback = void (*)(const GasTreeSplitContext& context, unsigned* items,
-                                   unsigned count, unsigned& left_count);
+    using SplitCallback = GasTreeSplitCallback;
 
     /// An empty tree. Its leaf callbacks do nothing until they are set.
     GasTree();
-    /// Copies are shallow: the copy shares the nodes, the index copy and the sample boxes with its
-    /// source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
-    /// samples. Assignment releases nothing of what the target held but its table of samples.
+    /// Copies are shallow: the copy shares nodes, index copy and sample boxes with its source. Only
+    /// one of the two may be cleared, rebuilt or destroyed, or lower its number of samples.
+    /// Assignment releases nothing of what the target held but its table of samples. A second
+    /// release is an assert in debug builds and left out in others; `copy = GasTree()` is none.
     GasTree(const GasTree& other);
     GasTree& operator=(const GasTree& other);
+    /// A move leaves its source as newly constructed. Assignment first releases what the target
+    /// alone held; what copies of it share stays theirs. A tree moved to itself stays as it is.
+    GasTree(GasTree&& other) noexcept;
+    GasTree& operator=(GasTree&& other) noexcept;
     virtual ~GasTree();
 
     /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Sample boxes
@@ -86,14 +87,12 @@ class GAS_EXPORT GasTree {
     bool has_wide_nodes() const;
     /// Bytes of the wide nodes and their samples, which `get_memory_size` leaves out.
     std::size_t get_wide_nodes_size() const;
-
     bool is_empty() const { return !m_nodes; }
     const unsigned& get_leaf_count() const { return m_leaf_count; }
     const unsigned& get_node_count() const { return m_node_count; }
     /// Levels of nodes; 1 for a lone root.
     const unsigned& get_depth() const { return m_depth; }
     unsigned get_motion_blur_sample_count() const { return m_motion_blur_sample_count; }
-
     /// The `get_node_count()` nodes, children after their parent; null when empty.
     const Node* get_nodes() const { return m_nodes; }
 
@@ -121,10 +120,8 @@ class GAS_EXPORT GasTree {
     /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
     /// box the ray crosses between its near and far distance, until the callback sets the ray's
     /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
-    /// the tree has fewer than two samples: then they are traced as static rays.
-    ///
-    /// What a callback may do to a ray, and what follows, is said at GasLeafCallback.
-    ///
+    /// the tree has fewer than two samples: then they are traced as static rays. What a callback
+    /// may do to a ray, and what follows, is said at GasLeafCallback.
     /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
     /// no box test and no need of frames. Otherwise an empty tree, or a shader without frames,
     /// makes the query a silent no-op.
@@ -137,7 +134,6 @@ class GAS_EXPORT GasTree {
     /// The batch has an intersection map whose hit distances were set to the far distances
     /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that); one without a map breaks the
     /// contract, and a release build then traces nothing.
-    ///
     /// Several static rays go through the tree together: each leaf is called at most once, for a
     /// range of rays that holds all that reach its box and may hold others that miss it. A frustum
     /// of the batch lets boxes be dropped for all rays at once.
@@ -202,7 +198,6 @@ class GAS_EXPORT GasTree {
 
     /// Writes bounds, counts and memory use to the host's log.
     void print() const;
-
     /// Sets the traversal order code of `node` from its two children and leaves the other flags
     /// alone. When no separation of the children compares (NaN boxes) the code stays as it was.
     static void compute_node_traversal_order(Node& node, const Node& first, const Node& second);
@@ -224,7 +219,11 @@ class GAS_EXPORT GasTree {
   private:
     friend struct GasTraversalAccess;
 
-    // Steps of the build.
+    // Steps of life, and of the build.
+    void release_arrays();
+    void release_samples(unsigned first);
+    void forget_arrays();
+    void take(GasTree& other) noexcept;
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
                        const unsigned& count);
     template <typename Box>
@@ -295,6 +294,7 @@ class GAS_EXPORT GasTree {
     /// What is kept beside the nodes, and shared with them; null when empty.
     GasWideTree* m_wide_tree;
     bool m_wants_wide_nodes;
+    GasNodeShare m_share;
 };
 
 } // namespace gas_abi1

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <gas/build/gas_record.h>
 #include <gas/isa/gas_ray_calls.h>
 #include <gas/tree/gas_sample_pass.h>
@@ -46,13 +48,14 @@ void GasTree::set_motion_blur_sample_count(const unsigned& count) {
     const unsigned new_count = count;
     if (new_count == m_motion_blur_sample_count)
         return;
+    auto resized =
+        gas_make_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, new_count);
     if (m_wide_tree)
         m_wide_tree->drop_samples(new_count);
-    for (unsigned sample = new_count; sample < m_motion_blur_sample_count; ++sample) {
-        sys_free(m_motion_blur_bboxes[sample]);
-        m_motion_blur_bboxes[sample] = nullptr;
-    }
-    gas_resize_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, new_count);
+    release_samples(new_count);
+    m_share.drop_samples(new_count);
+    gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, std::move(resized),
+                             new_count);
 }
 
 bool GasTree::refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,

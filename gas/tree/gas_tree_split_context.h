@@ -19,4 +19,10 @@ struct GasTreeSplitContext {
     unsigned built_leaf_count;
 };
 
+/// Divides the `count` (3 or more) items of a node: reorders `items` in place and always sets
+/// `left_count`; the first `left_count` entries go to the first child. 0 or `count` cuts the list
+/// in half instead.
+using GasTreeSplitCallback = void (*)(const GasTreeSplitContext& context, unsigned* items,
+                                      unsigned count, unsigned& left_count);
+
 } // namespace gas_abi1

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <gas/tree/gas_sample_pass.h>
 #include <gas/tree/gas_tree.h>
 #include <gas/tree/wide/gas_wide_tree.h>
@@ -5,7 +7,7 @@
 inline namespace gas_abi1 {
 
 void GasTree::set_wide_nodes(bool wanted) {
-    m_wants_wide_nodes = wanted;
+    const bool was_wanted = std::exchange(m_wants_wide_nodes, wanted);
     if (!m_wide_tree)
         return;
     if (!wanted)
@@ -24,6 +26,7 @@ void GasTree::set_wide_nodes(bool wanted) {
         }
     } catch (...) {
         m_wide_tree->drop_nodes();
+        m_wants_wide_nodes = was_wanted;
         throw;
     }
 }

@@ -265,14 +265,16 @@ TEST(GridCells, ABoxCallbackMayTraceElsewhereAndStartTasks) {
 
 namespace {
 
-/// A grid of two cells. Requests for boxes of cell 0 through `callback` trace into `cluster`.
+/// A grid of two cells. Requests for boxes of cell 0 through `callback` trace into `cluster`, on
+/// whichever thread they come.
 struct Reentry {
-    Reentry(BoxCallback callback, unsigned cluster) : items(support::make_clusters(2, 30)) {
+    Reentry(BoxCallback callback, unsigned cluster, unsigned item_count)
+        : items(support::make_clusters(2, item_count)) {
         calls.attach(grid);
         items.build(grid, 1);
         grid.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
-        items.react = [this, callback, cluster](const BoxRequest& request) {
-            if (request.callback == callback && request.items[0] == 0)
+        items.react = [this, callback, cluster, item_count](const BoxRequest& request) {
+            if (request.callback == callback && request.items[0] < item_count)
                 trace_cluster(grid, cluster, RayQuery::hit_motion);
         };
     }
@@ -283,6 +285,8 @@ struct Reentry {
 };
 
 constexpr BoxCallback reentry_callbacks[] = {BoxCallback::leaf_bboxes, BoxCallback::leaf_bboxes_at};
+/// In one call, and in tasks.
+constexpr unsigned reentry_item_counts[] = {30, 2000};
 
 } // namespace
 
@@ -290,11 +294,13 @@ constexpr BoxCallback reentry_callbacks[] = {BoxCallback::leaf_bboxes, BoxCallba
 
 TEST(GridCells, TracingIntoOnesOwnCellSkipsIt) {
     for (const BoxCallback callback : reentry_callbacks) {
-        Reentry scene(callback, 0);
-        trace_cluster(scene.grid, 0, RayQuery::hit_motion);
-        EXPECT_EQ(get_built_cells(scene.grid), std::vector<unsigned>{0});
-        EXPECT_FALSE(scene.grid.find_sub_tree(0)->is_motion_update_pending());
-        EXPECT_FALSE(scene.calls.calls.empty());
+        for (const unsigned item_count : reentry_item_counts) {
+            Reentry scene(callback, 0, item_count);
+            trace_cluster(scene.grid, 0, RayQuery::hit_motion);
+            EXPECT_EQ(get_built_cells(scene.grid), std::vector<unsigned>{0});
+            EXPECT_FALSE(scene.grid.find_sub_tree(0)->is_motion_update_pending());
+            EXPECT_FALSE(scene.calls.calls.empty());
+        }
     }
 }
 
@@ -303,8 +309,10 @@ TEST(GridCells, TracingIntoOnesOwnCellSkipsIt) {
 TEST(GridCellsDeathTest, TracingIntoOnesOwnCellAsserts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // there are task threads
     for (const BoxCallback callback : reentry_callbacks) {
-        Reentry scene(callback, 0);
-        EXPECT_DEATH(trace_cluster(scene.grid, 0, RayQuery::hit_motion), "does not trace into");
+        for (const unsigned item_count : reentry_item_counts) {
+            Reentry scene(callback, 0, item_count);
+            EXPECT_DEATH(trace_cluster(scene.grid, 0, RayQuery::hit_motion), "does not trace into");
+        }
     }
 }
 
@@ -312,10 +320,12 @@ TEST(GridCellsDeathTest, TracingIntoOnesOwnCellAsserts) {
 
 TEST(GridCells, TracingIntoAnotherCellBuildsIt) {
     for (const BoxCallback callback : reentry_callbacks) {
-        Reentry scene(callback, 1);
-        trace_cluster(scene.grid, 0, RayQuery::hit_motion);
-        EXPECT_EQ(get_built_cells(scene.grid), support::list_items(2));
-        for (unsigned cell = 0; cell < 2; ++cell)
-            EXPECT_FALSE(scene.grid.find_sub_tree(cell)->is_motion_update_pending());
+        for (const unsigned item_count : reentry_item_counts) {
+            Reentry scene(callback, 1, item_count);
+            trace_cluster(scene.grid, 0, RayQuery::hit_motion);
+            EXPECT_EQ(get_built_cells(scene.grid), support::list_items(2));
+            for (unsigned cell = 0; cell < 2; ++cell)
+                EXPECT_FALSE(scene.grid.find_sub_tree(cell)->is_motion_update_pending());
+        }
     }
 }

@@ -38,6 +38,14 @@ class GridThrow : public testing::TestWithParam<unsigned> {
         support::aim_at_cluster(batch, 0, last_cell);
         support::trace(grid, query, shader, batch.get_ctx());
     }
+    /// Into both cells.
+    void trace_stream(RayQuery query) {
+        shader.set_motion_blur(motion);
+        GeometryRayBatch batch(40);
+        for (unsigned ray = 0; ray < 40; ++ray)
+            support::aim_at_cluster(batch, ray, ray % 2);
+        support::trace_stream(grid, query, shader, batch.get_ctx());
+    }
 
     static constexpr unsigned last_cell = 1;
 
@@ -72,17 +80,72 @@ TEST_P(GridThrow, ARayLeavesTheCellForTheNext) {
     EXPECT_FALSE(calls.calls.empty());
 }
 
-TEST_P(GridThrow, AMotionUpdateLeavesNoSamples) {
+TEST_P(GridThrow, AStreamLeavesTheCellForTheNext) {
+    for (const RayQuery query : support::all_ray_queries) {
+        build();
+        throw_from(BoxCallback::leaf_bboxes);
+        for (unsigned stream = 0; stream < 2; ++stream)
+            EXPECT_THROW(trace_stream(query), std::runtime_error) << support::name(query);
+        EXPECT_FALSE(grid.find_sub_tree(last_cell));
+        throw_no_more();
+        calls.calls.clear();
+        trace_stream(query);
+        EXPECT_TRUE(grid.find_sub_tree(last_cell));
+        EXPECT_GE(calls.take_ray_count(), 40u);
+    }
+}
+
+TEST_P(GridThrow, AMotionUpdateLeavesTheGridAndItsCopiesAsTheyWere) {
+    items.speeds.assign(items.get_count(), 1.0f);
     build();
     grid.update_motion_blur(motion);
+    trace(RayQuery::hit_motion);
     const GasGridTree copy = grid;
+    const GMathBbox3<float> box = grid.get_blurred_bbox(2);
     throw_from(BoxCallback::leaves_bbox_at);
-    EXPECT_THROW(grid.update_motion_blur(motion), std::runtime_error);
-    EXPECT_EQ(grid.get_motion_blur_sample_count(), 0u);
-    EXPECT_EQ(copy.get_motion_blur_sample_count(), 0u);
+    for (const unsigned sample_count : {3u, 1u, 7u}) {
+        const CtxMotionBlur other(0.0f, 9.0f, sample_count);
+        EXPECT_THROW(grid.update_motion_blur(other), std::runtime_error);
+        for (const GasGridTree* each : {static_cast<const GasGridTree*>(&grid), &copy}) {
+            EXPECT_EQ(each->get_motion_blur_sample_count(), 3u);
+            EXPECT_EQ(each->get_blurred_bbox(2), box);
+        }
+        EXPECT_FALSE(grid.find_sub_tree(last_cell)->is_motion_update_pending());
+        calls.calls.clear();
+        trace(RayQuery::hit_motion);
+        EXPECT_FALSE(calls.calls.empty());
+    }
     throw_no_more();
+    grid.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 5));
+    EXPECT_EQ(grid.get_motion_blur_sample_count(), 5u);
+    EXPECT_EQ(copy.get_motion_blur_sample_count(), 5u);
+    EXPECT_TRUE(grid.find_sub_tree(last_cell)->is_motion_update_pending());
+}
+
+TEST_P(GridThrow, ALeafCallbackLeavesTheGridAndTheFrames) {
+    build();
     grid.update_motion_blur(motion);
-    EXPECT_EQ(grid.get_motion_blur_sample_count(), 3u);
+    trace_stream(RayQuery::hit_motion);
+    calls.calls.clear();
+    const void* const tree_ctx = shader.tree_ctx_slot;
+    const void* const ray_frame = shader.ray_frame_slot;
+    for (const RayQuery query : support::all_ray_queries) {
+        for (const bool as_stream : {false, true}) {
+            const auto run = [&] { as_stream ? trace_stream(query) : trace(query); };
+            run();
+            const std::vector<unsigned> expected = calls.take_items();
+            ASSERT_FALSE(expected.empty());
+            calls.react = [](unsigned, CtxShader&, GeometryRaytraceCtx&) { throw 1; };
+            EXPECT_THROW(run(), int);
+            EXPECT_EQ(calls.calls.size(), 1u);
+            EXPECT_EQ(shader.tree_ctx_slot, tree_ctx);
+            EXPECT_EQ(shader.ray_frame_slot, ray_frame);
+            calls.calls.clear();
+            calls.react = nullptr;
+            run();
+            EXPECT_EQ(calls.take_items(), expected);
+        }
+    }
 }
 
 TEST_P(GridThrow, AMotionRayLeavesTheSamplesForTheNext) {

@@ -128,7 +128,12 @@ class AppProgressBar {
             throw BarThrows();
         fraction = value;
     }
-    void finish() { fraction = 1.0f; }
+    void finish() {
+        ++finish_count;
+        if (throws_at_finish)
+            throw BarThrows();
+        fraction = 1.0f;
+    }
 
     class AppBase* owner;
     float increment;
@@ -142,16 +147,21 @@ class AppProgressBar {
     unsigned throws_at = 0xFFFFFFFFu;
     /// So does a value from this on.
     float throws_at_value = 2.0f;
+    bool throws_at_finish = false;
+    unsigned finish_count = 0;
 };
 class AppBase {
   public:
     AppProgressBar* create_progress_bar(const CoreString& title, const bool& visible) {
+        if (throws)
+            throw BarThrows();
         titles.push_back(title.get() + (visible ? ", visible" : ", hidden"));
         return &bar;
     }
     AppProgressBar bar = {this, 0.0f, 0.0f, 1, "", false};
     std::vector<std::string> titles;
     short build_method = 2;
+    bool throws = false;
 };
 
 /// Threads: there are none but the caller's.

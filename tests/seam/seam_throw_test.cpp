@@ -112,4 +112,46 @@ TEST(SeamThrow, ABarThatThrowsLeavesAGridEmpty) {
     }
 }
 
+// The bar is finished once and handed back all the same, and the next ray builds the cell.
+TEST(SeamThrow, ABarOfACellThatThrowsLeavesTheCellForTheNextRay) {
+    const Boxes boxes = seam::make_boxes(300, 0.0f);
+    const auto give = [](void* user, const unsigned& count, const unsigned* items,
+                         GMathBbox3<float>* bboxes) {
+        for (unsigned i = 0; i < count; ++i)
+            bboxes[i] = static_cast<const Boxes*>(user)->items[items[i]];
+    };
+    for (unsigned cause = 0; cause < 4; ++cause) {
+        AppBase app;
+        GasGridTree grid;
+        grid.set_leaf_bbox_callbacks(give, nullptr, const_cast<Boxes*>(&boxes));
+        grid.create(boxes, 1, nullptr, &app.bar);
+        ASSERT_EQ(grid.get_cell_count(), 1u);
+        const auto trace = [&grid] {
+            CtxShader shader;
+            SeamRays no_rays(0);
+            GeometryRaytraceData data;
+            data.rays = &no_rays;
+            gas_host::set_range(data, 0, -1);
+            grid.ray_hit_static(CtxEval(), shader, data.ctx);
+        };
+        app.bar.done = false;
+        app.bar.throws_at = cause == 0 ? 100u : 0xFFFFFFFFu;
+        app.bar.throws_at_value = cause == 1 ? 0.0f : 2.0f;
+        app.bar.throws_at_finish = cause != 2; // while something else is thrown, too
+        app.throws = cause == 2;
+        EXPECT_THROW(trace(), BarThrows) << cause;
+        EXPECT_FALSE(grid.find_sub_tree(0)) << cause;
+        EXPECT_EQ(app.bar.done, cause != 2) << cause;
+        EXPECT_EQ(app.bar.finish_count, cause != 2 ? 1u : 0u) << cause;
+
+        app.bar.throws_at = 0xFFFFFFFFu;
+        app.bar.throws_at_value = 2.0f;
+        app.bar.throws_at_finish = false;
+        app.throws = false;
+        trace();
+        ASSERT_TRUE(grid.find_sub_tree(0)) << cause;
+        EXPECT_EQ(grid.find_sub_tree(0)->get_leaf_count(), 300u);
+    }
+}
+
 } // namespace

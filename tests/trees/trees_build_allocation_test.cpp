@@ -195,7 +195,7 @@ TYPED_TEST(TreeAllocations, ASampleThatRunsOutOfMemoryStaysUnfilled) {
     EXPECT_EQ(tree.get_blurred_bbox(1), tree.get_bbox());
 }
 
-TYPED_TEST(TreeAllocations, ACountThatRunsOutOfMemoryLeavesABoxForEachSample) {
+TYPED_TEST(TreeAllocations, ACountThatRunsOutOfMemoryLeavesTheSamplesAsTheyWere) {
     for (unsigned nth = 0; nth < blocks<TypeParam>.sample_tables; ++nth) {
         TypeParam tree;
         create(tree, get_boxes());
@@ -204,8 +204,11 @@ TYPED_TEST(TreeAllocations, ACountThatRunsOutOfMemoryLeavesABoxForEachSample) {
         tree.set_motion_blur_sample_count(3);
         ASSERT_TRUE(tree.refit_motion_blur_sample(get_boxes(), 2));
 
-        EXPECT_TRUE(attempt(nth, [&] { tree.set_motion_blur_sample_count(1); }).thrown);
-        tree.set_motion_blur_sample_count(3);
+        for (const unsigned count : {1u, 5u}) {
+            EXPECT_TRUE(attempt(nth, [&] { tree.set_motion_blur_sample_count(count); }).thrown);
+            EXPECT_EQ(tree.get_motion_blur_sample_count(), 3u) << nth;
+            EXPECT_EQ(tree.get_blurred_bbox(2), tree.get_bbox()) << nth;
+        }
         for (unsigned sample = 0; sample < 3; ++sample)
             EXPECT_TRUE(tree.refit_motion_blur_sample(get_boxes(), sample));
         EXPECT_EQ(tree.get_blurred_bbox(2), tree.get_bbox());

@@ -2,15 +2,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
+#include <tests/support/allocation_attempts.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
 #include <tests/support/tree_kinds.h>
 #include <tests/support/virtual_slot.h>
 
-// Empty trees, memory, clearing, rebuilding, copies and assignment.
+// Empty trees, memory, clearing, rebuilding, copies, assignment, and releasing what is shared.
 
 namespace {
 
@@ -296,4 +298,60 @@ TYPED_TEST(TreesLife, OnlyTheLastOfTwoSharingTreesReleases) {
     delete source;
     EXPECT_EQ(this->find_flaw(copy, 6, 0), "");
     EXPECT_NE(copy.get_blurred_bbox(0), no_box);
+}
+
+// Of trees that share nodes only one may release them.
+
+#ifdef NDEBUG
+
+TYPED_TEST(TreesLife, ASecondReleaseIsLeftOut) {
+    const std::int64_t before = support::count_live_blocks();
+    {
+        TypeParam source;
+        this->build_with_samples(source, 20, 2);
+        TypeParam first(source);
+        TypeParam second(first);
+        source.clear();
+        support::build(first, scenes::make(Kind::random, 9, 1));
+        first.clear();
+        TypeParam third(second);
+        TypeParam moved(std::move(third));
+        moved.clear();
+        this->expect_empty(moved);
+    }
+    EXPECT_EQ(support::count_live_blocks(), before);
+}
+
+#else
+
+template <typename Tree> class TreesLifeDeathTest : public TreesLife<Tree> {};
+TYPED_TEST_SUITE(TreesLifeDeathTest, support::BothTrees, support::TreeNames);
+
+TYPED_TEST(TreesLifeDeathTest, ASecondReleaseIsCaught) {
+    TypeParam source;
+    this->build_with_samples(source, 20, 2);
+    TypeParam copy(source);
+    TypeParam* const destroyed = new TypeParam(copy);
+    delete destroyed;
+    EXPECT_DEATH(copy.clear(), "shared nodes are released once");
+    EXPECT_DEATH(support::build(source, scenes::make(Kind::random, 9, 1)),
+                 "shared nodes are released once");
+    EXPECT_DEATH({ const TypeParam moved(std::move(source)); }, "shared nodes are released once");
+    this->let_go(copy);
+    this->let_go(source);
+}
+
+#endif
+
+TYPED_TEST(TreesLife, TreesLetGoOfNodesThatAnotherHasReleased) {
+    TypeParam source;
+    this->build_with_samples(source, 20, 2);
+    TypeParam copy(source);
+    TypeParam assigned(source);
+    source.clear();
+    this->let_go(copy);
+    this->expect_empty(copy);
+    const TypeParam empty;
+    assigned = empty;
+    this->expect_empty(assigned);
 }
