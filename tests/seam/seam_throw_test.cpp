@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/tree/gas_tree.h>
 #include <tests/seam/seam_scene.h>

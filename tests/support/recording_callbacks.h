@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -133,14 +134,21 @@ class RecordingCallbacks {
     static void record(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                        GeometryRaytraceCtx& rays) {
         RecordingCallbacks& self = *static_cast<RecordingCallbacks*>(user);
-        self.calls.push_back(
-            {callback, item, rays.get_first_ray(), rays.get_last_ray(), &eval, &shader, &rays});
+        {
+            const std::lock_guard<std::mutex> guard(self.m_mutex);
+            self.calls.push_back(
+                {callback, item, rays.get_first_ray(), rays.get_last_ray(), &eval, &shader, &rays});
+        }
         if (self.react)
             self.react(item, shader, rays);
     }
 
     std::vector<LeafCall> calls;
     React react;
+
+  private:
+    /// Threads may trace at the same time, as tasks of a cell do whose box callbacks trace.
+    std::mutex m_mutex;
 };
 
 /// Calls `visit(ray)` for each ray that a callback is asked about.
