@@ -18,11 +18,9 @@ inline namespace gas_abi1 {
 template <GasRayCall call, typename Query, typename Caller, typename Probe> class GasCellFlight {
   public:
     GasCellFlight(const Caller& caller, GeometryRaytraceData& view)
-        : m_caller(caller), m_view(view), m_lease(caller.shader, stack_entries),
+        : m_caller(caller), m_view(view), m_stacks(caller.shader, most_depth),
           m_lists(GasStreamStep::wait) {
-        Entry* const stacks = gas_view_stack<Entry>(m_lease.get(), cache_line);
-        for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
-            m_rays[slot].set_stack(stacks + slot * get_stack_size());
+        m_stacks.give_to(m_rays);
     }
 
     bool are_busy() const { return !m_lists.is_empty(); }
@@ -52,19 +50,10 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
 
   private:
     using Nodes = GasStreamSource<GasCompressedTree, GasItemLeaves, gas_is_motion(call)>;
-    using Entry = typename Nodes::Entry;
     using CellRay = GasStreamRay<Nodes, Query>;
 
-    static constexpr std::size_t cache_line = 64;
     /// Deeper trees than this are walked one by one: a cell holds few items.
     static constexpr unsigned most_depth = 48;
-    static std::size_t get_stack_size() {
-        return gas_get_stream_stack_size<Entry>(Nodes::get_stack_size(most_depth));
-    }
-    static constexpr std::size_t stack_entries =
-        (GasStreamLists::slot_count * (most_depth + 6) * sizeof(Entry) + cache_line) /
-            sizeof(GasStackEntry) +
-        1;
 
     /// Starts a ray in a cell's tree. False: it has been there, or there is nothing to wait for.
     bool enter(unsigned slot, unsigned cell, unsigned ray) {
@@ -79,7 +68,8 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
             m_caller(cell);
             return false;
         }
-        const Nodes nodes(*tree, m_lease.get(), m_caller.shader, gas_host::get_time(m_view, ray));
+        const Nodes nodes(*tree, m_stacks.get_ctx(), m_caller.shader,
+                          gas_host::get_time(m_view, ray));
         const GasLaneRay lane_ray = gas_get_lane_ray(gas_host::get_ctx(m_view), ray);
         if (!nodes.can_trace(lane_ray)) {
             m_caller(cell);
@@ -88,7 +78,7 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
         m_trees[slot] = tree;
         nodes.prefetch(0);
         const unsigned step =
-            m_rays[slot].start(nodes, lane_ray, Query(m_lease.get(), m_view, ray), ray);
+            m_rays[slot].start(nodes, lane_ray, Query(m_stacks.get_ctx(), m_view, ray), ray);
         if (step == GasStreamStep::take_next_ray)
             return false;
         m_lists.put(slot, step);
@@ -111,7 +101,7 @@ template <GasRayCall call, typename Query, typename Caller, typename Probe> clas
 
     const Caller& m_caller;
     GeometryRaytraceData& m_view;
-    const GasTreeCtxLease m_lease;
+    const GasStreamStacks<Nodes> m_stacks;
     GasStreamLists m_lists;
     const GasCompressedTree* m_trees[GasStreamLists::slot_count];
     CellRay m_rays[GasStreamLists::slot_count];

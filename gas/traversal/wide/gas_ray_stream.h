@@ -25,18 +25,25 @@ class GasStreamTrial {
     /// A ray of the trial starts. One that goes alone, whatever the others do, visits nothing here.
     void start_ray(unsigned ray) { get_nodes(ray) = {}; }
     void visit_node(unsigned ray, unsigned node) {
-        ++m_node_count;
         const unsigned bit = node * 0x9E3779B1u >> 24;
-        get_nodes(ray).words[bit / 64] |= std::uint64_t{1} << bit % 64;
+        Visited& visited = get_nodes(ray);
+        visited.words[bit / 64] |= std::uint64_t{1} << bit % 64;
+        ++visited.node_count;
     }
 
-    void visit_leaf() { ++m_leaf_count; }
+    void visit_leaf(unsigned ray) { ++get_nodes(ray).leaf_count; }
 
     /// Whether more than the share `most_leaves` of what the rays visit is leaves. Such rays go
     /// from leaf to leaf, with few nodes to wait for between. Alone a ray has its callbacks to
     /// itself; in flight each callback is for another ray than the one before.
     bool visits_leaves_mostly(GasStreamShare most_leaves) const {
-        return most_leaves.whole * m_leaf_count > most_leaves.part * (m_leaf_count + m_node_count);
+        std::uint64_t leaf_count = 0;
+        std::uint64_t count = 0;
+        for (const Visited& visited : m_rays) {
+            leaf_count += visited.leaf_count;
+            count += visited.leaf_count + visited.node_count;
+        }
+        return most_leaves.whole * leaf_count > most_leaves.part * count;
     }
 
     /// Whether rays go through what the ray before went through, so that each is better traced
@@ -63,6 +70,8 @@ class GasStreamTrial {
     struct Visited {
         static constexpr unsigned word_count = 4;
         std::uint64_t words[word_count];
+        std::uint64_t node_count;
+        std::uint64_t leaf_count;
     };
 
     static unsigned count(std::uint64_t word) { return static_cast<unsigned>(std::popcount(word)); }
@@ -70,15 +79,13 @@ class GasStreamTrial {
     Visited& get_nodes(unsigned ray) { return m_rays[ray % ray_count]; }
 
     Visited m_rays[ray_count] = {};
-    std::uint64_t m_node_count = 0;
-    std::uint64_t m_leaf_count = 0;
 };
 
 /// For rays that are in no trial.
 struct GasNoStreamTrial {
     static void start_ray(unsigned) {}
     static void visit_node(unsigned, unsigned) {}
-    static void visit_leaf() {}
+    static void visit_leaf(unsigned) {}
 };
 
 /// One query over the rays of a batch in a tree that has `Nodes` for streams: in flight together,
@@ -116,15 +123,13 @@ class GasRayStream {
   private:
     static constexpr unsigned least_for_trial = 2 * GasStreamTrial::ray_count;
     static constexpr unsigned rays_between_trials = 2048;
-    /// At which stacks begin.
-    static constexpr std::size_t cache_line = 64;
 
     /// Until too few rays for a trial are left. Not in the frame of a small stream: a trial takes
     /// four kilobytes.
     GAS_NO_INLINE void trace_as_trials_suggest(unsigned end) {
+        GasStreamTrial trial;
         GasNoStreamTrial none;
         do {
-            GasStreamTrial trial;
             const unsigned first = m_next_ray;
             trace_together(first + GasStreamTrial::ray_count, trial);
             const unsigned left = end - m_next_ray;
@@ -144,12 +149,8 @@ class GasRayStream {
     }
 
     template <typename Trial> void trace_together(unsigned end, Trial& trial) {
-        using Entry = typename Nodes::Entry;
-        const std::size_t stack_size =
-            gas_get_stream_stack_size<Entry>(Nodes::get_stack_size(m_tree.get_depth()));
-        const std::size_t bytes = GasStreamLists::slot_count * stack_size * sizeof(Entry);
-        const GasTreeCtxLease lease(m_shader, (bytes + cache_line) / sizeof(GasStackEntry) + 1);
-        GasTreeCtx& ctx = lease.get();
+        const GasStreamStacks<Nodes> stacks(m_shader, m_tree.get_depth());
+        GasTreeCtx& ctx = stacks.get_ctx();
         const auto start_next = [&](auto& slot) {
             unsigned step = GasStreamStep::take_next_ray;
             while (step == GasStreamStep::take_next_ray && m_next_ray < end) {
@@ -168,9 +169,9 @@ class GasRayStream {
             gas_walk_binary_nodes<BinaryNodes>(next.get(), ray, query, m_call_leaf);
         };
         GasStreamRay<Nodes, Query> rays[GasStreamLists::slot_count];
+        stacks.give_to(rays);
         const auto stream = [&](auto& leaves) {
-            gas_stream_nodes(rays, m_tree, gas_view_stack<Entry>(ctx, cache_line), stack_size,
-                             start_next, visit_node, leaves, resume);
+            gas_stream_nodes(rays, m_tree, start_next, visit_node, leaves, resume);
         };
         if constexpr (requires { typename CallLeaf::template Flight<Query>; }) {
             typename CallLeaf::template Flight<Query> leaves(m_call_leaf, m_view);
@@ -178,7 +179,7 @@ class GasRayStream {
         } else {
             const auto call_leaf = [&](unsigned leaf, unsigned ray) {
                 select(ray);
-                trial.visit_leaf();
+                trial.visit_leaf(ray);
                 m_call_leaf(leaf);
             };
             GasStreamItems leaves(call_leaf);

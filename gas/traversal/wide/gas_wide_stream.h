@@ -1,9 +1,9 @@
 #pragma once
 
-#include <bit>
-#include <cstdint>
+#include <cstddef>
 
 #include <gas/traversal/query/gas_bound_history.h>
+#include <gas/traversal/wide/gas_stream_lists.h>
 #include <gas/traversal/wide/gas_wide_push.h>
 
 inline namespace gas_abi1 {
@@ -15,104 +15,6 @@ inline namespace gas_abi1 {
 /// Here rays take turns, a step each; the next node of each is on its way meanwhile, and within a
 /// step nothing branches on what the boxes are. Each ray visits what its own walk visits, in that
 /// order.
-
-/// What a ray does next. Rays that do the same are served in one run, so that no branch has to be
-/// guessed from ray to ray.
-struct GasStreamStep {
-    /// `wait`: nothing, until its step is put.
-    enum Value : unsigned { expand_node, visit_leaf, wait, take_next_ray };
-};
-
-/// Those of two rays.
-struct GasStreamSteps {
-    unsigned first;
-    unsigned second;
-};
-
-/// The rays of a stream that are in flight, as sets by what they do next.
-class GasStreamLists {
-  public:
-    /// Rays in flight. Enough to hide the wait for memory; few enough for their state to stay in
-    /// the nearest cache, and for a set of them to be a word.
-    static constexpr unsigned slot_count = 32;
-
-    /// All slots are at `take_next_ray`, or wait.
-    explicit GasStreamLists(GasStreamStep::Value step = GasStreamStep::take_next_ray)
-        : m_new_rays(step == GasStreamStep::take_next_ray ? ~std::uint32_t{0} : 0) {}
-
-    bool is_empty() const { return (m_nodes | m_leaves | m_new_rays) == 0; }
-
-    /// Calls `run(slot)` for the slots at `step`; it returns the step of each that follows. The
-    /// sets are computed from the two bits of a step: where a ray went to decides over no address
-    /// that the next ray's run depends on.
-    template <GasStreamStep::Value step, typename Run> void advance(const Run& run) {
-        std::uint32_t& set = get_set<step>();
-        const std::uint32_t served = set;
-        std::uint32_t low_bits = 0;
-        std::uint32_t high_bits = 0;
-        for (std::uint32_t rest = served; rest != 0; rest &= rest - 1) {
-            const auto slot = static_cast<unsigned>(std::countr_zero(rest));
-            const unsigned next = run(slot);
-            low_bits |= (next & 1) << slot;
-            high_bits |= (next >> 1) << slot;
-        }
-        move(set, served, low_bits, high_bits);
-    }
-
-    /// The same by twos: `run(slot, other)` serves both. The last of an odd number comes along with
-    /// itself.
-    template <GasStreamStep::Value step, typename Run> void advance_by_twos(const Run& run) {
-        std::uint32_t& set = get_set<step>();
-        const std::uint32_t served = set;
-        std::uint32_t low_bits = 0;
-        std::uint32_t high_bits = 0;
-        for (std::uint32_t rest = served; rest != 0;) {
-            const auto slot = static_cast<unsigned>(std::countr_zero(rest));
-            rest &= rest - 1;
-            const auto other = rest == 0 ? slot : static_cast<unsigned>(std::countr_zero(rest));
-            rest &= rest - 1;
-            const GasStreamSteps next = run(slot, other);
-            low_bits |= (next.first & 1) << slot | (next.second & 1) << other;
-            high_bits |= next.first >> 1 << slot | next.second >> 1 << other;
-        }
-        move(set, served, low_bits, high_bits);
-    }
-
-    /// The step of a slot that waits.
-    void put(unsigned slot, unsigned step) {
-        std::uint32_t none = 0;
-        move(none, std::uint32_t{1} << slot, (step & 1) << slot, (step >> 1) << slot);
-    }
-
-    /// The slots at `take_next_ray` are no longer needed.
-    void dismiss() { m_new_rays = 0; }
-
-  private:
-    void move(std::uint32_t& set, std::uint32_t served, std::uint32_t low_bits,
-              std::uint32_t high_bits) {
-        set = 0;
-        m_nodes |= served & ~low_bits & ~high_bits;
-        m_leaves |= low_bits & ~high_bits;
-        m_new_rays |= low_bits & high_bits;
-    }
-
-    template <GasStreamStep::Value step> std::uint32_t& get_set() {
-        if constexpr (step == GasStreamStep::expand_node)
-            return m_nodes;
-        else if constexpr (step == GasStreamStep::visit_leaf)
-            return m_leaves;
-        else
-            return m_new_rays;
-    }
-
-    std::uint32_t m_nodes = 0;
-    std::uint32_t m_leaves = 0;
-    std::uint32_t m_new_rays;
-};
-
-static_assert(GasStreamStep::expand_node == 0 && GasStreamStep::visit_leaf == 1 &&
-                  GasStreamStep::wait == 2 && GasStreamStep::take_next_ray == 3,
-              "a step is computed, and taken apart again, by its bits");
 
 /// What refers to a node, a leaf, or neither: below the last pending node.
 struct GasStreamReference {
@@ -139,15 +41,6 @@ struct GasStreamShare {
 /// goes above the other, and one that is not reached above one that is.
 inline unsigned gas_get_first_place(unsigned reached, unsigned second_is_later) {
     return reached >> 1 & (second_is_later | ~reached) & 1;
-}
-
-/// How many entries of the stack of each ray in flight, of which `most` are in use. Stacks lie an
-/// odd number of cache lines apart, or they would compete for a few sets of the cache.
-template <typename Entry> std::size_t gas_get_stream_stack_size(std::size_t most) {
-    constexpr std::size_t line = 64;
-    static_assert(line % sizeof(Entry) == 0);
-    const std::size_t lines = (most * sizeof(Entry) + line - 1) / line;
-    return (lines | 1) * (line / sizeof(Entry));
 }
 
 /// A ray in flight.
@@ -266,19 +159,53 @@ template <typename CallLeaf> class GasStreamItems {
     const CallLeaf& m_call_leaf;
 };
 
+/// The stacks of all rays in flight, in a frame of a shader's.
+template <typename Nodes> class GasStreamStacks {
+  public:
+    /// For trees of up to `depth` levels.
+    GasStreamStacks(CtxShader& shader, unsigned depth)
+        : m_size(get_size(depth)), m_lease(shader, get_frame_size(m_size)),
+          m_entries(gas_view_stack<Entry>(m_lease.get(), cache_line)) {}
+
+    GasTreeCtx& get_ctx() const { return m_lease.get(); }
+
+    template <typename Query> void give_to(GasStreamRay<Nodes, Query>* rays) const {
+        for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
+            rays[slot].set_stack(m_entries + slot * m_size);
+    }
+
+  private:
+    using Entry = typename Nodes::Entry;
+    static constexpr std::size_t cache_line = 64;
+    static_assert(cache_line % sizeof(Entry) == 0);
+
+    /// Stacks lie an odd number of cache lines apart, or they would compete for a few sets of the
+    /// cache.
+    static std::size_t get_size(unsigned depth) {
+        const std::size_t bytes = Nodes::get_stack_size(depth) * sizeof(Entry);
+        const std::size_t lines = (bytes + cache_line - 1) / cache_line;
+        return (lines | 1) * (cache_line / sizeof(Entry));
+    }
+    static std::size_t get_frame_size(std::size_t size) {
+        const std::size_t bytes = GasStreamLists::slot_count * size * sizeof(Entry);
+        return (bytes + cache_line) / sizeof(GasStackEntry) + 1;
+    }
+
+    std::size_t m_size;
+    const GasTreeCtxLease m_lease;
+    Entry* m_entries;
+};
+
 /// Traces rays, each as a single-ray query walks, but turn by turn. `start_next(slot)` starts the
 /// next one there is and returns its step, `take_next_ray` when there is none; `visit_node(node,
 /// ray)` hears of every expanded node; `leaves` are as GasStreamItems; `resume(ray, query)` takes
-/// over a ray whose bound was lost. `rays` are `GasStreamLists::slot_count`; the caller's, so
-/// that one register finds all of a ray. `stacks` has room for `stack_size` entries for each.
+/// over a ray whose bound was lost. `rays` are `GasStreamLists::slot_count`, with their stacks; the
+/// caller's, so that one register finds all of a ray.
 template <typename Nodes, typename Query, typename Tree, typename StartNext, typename VisitNode,
           typename Leaves, typename Resume>
 GAS_NO_INLINE void gas_stream_nodes(GasStreamRay<Nodes, Query>* rays, const Tree& tree,
-                                    typename Nodes::Entry* stacks, std::size_t stack_size,
                                     const StartNext& start_next, const VisitNode& visit_node,
                                     Leaves& leaves, const Resume& resume) {
-    for (unsigned slot = 0; slot < GasStreamLists::slot_count; ++slot)
-        rays[slot].set_stack(stacks + slot * stack_size);
     GasStreamLists lists;
     while (!lists.is_empty() || leaves.are_busy()) {
         lists.advance<GasStreamStep::take_next_ray>(

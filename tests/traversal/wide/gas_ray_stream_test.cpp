@@ -443,9 +443,9 @@ TEST(StreamTrial, CountsLeavesAmongWhatRaysVisit) {
     for (unsigned node = 0; node < 200; ++node)
         trial.visit_node(node % GasStreamTrial::ray_count, node / 7);
     for (unsigned leaf = 0; leaf < 100; ++leaf)
-        trial.visit_leaf();
+        trial.visit_leaf(leaf);
     EXPECT_FALSE(trial.visits_leaves_mostly(third)) << "100 of 300";
-    trial.visit_leaf();
+    trial.visit_leaf(0);
     EXPECT_TRUE(trial.visits_leaves_mostly(third)) << "101 of 301";
 }
 
