@@ -7,11 +7,12 @@
 #include <gas/gas_export.h>
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
+#include <gas/split/gas_build_method.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 
 inline namespace gas_abi1 {
 
-enum class GasBuildMethod;
+struct GasBuildSettings;
 struct GasCompressedTreeComputeBboxContext;
 struct GasCompressedTreeQuantizeBboxContext;
 class GasParallelBuild;
@@ -96,6 +97,19 @@ class GAS_EXPORT GasCompressedTree {
     void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
                 const unsigned& thread_count);
+
+    /// The same tree as with a bar whose application is set to `method`, without a bar.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
 
     /// Releases everything but the samples' root boxes and leaves an empty tree. Callbacks stay.
     void clear();
@@ -244,16 +258,15 @@ class GAS_EXPORT GasCompressedTree {
                        unsigned* items, const unsigned& count);
     template <typename Box>
     void build(const Box* bboxes, unsigned count, const unsigned* indices,
-               AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
-               unsigned thread_count);
+               const GasBuildSettings& settings);
     template <typename Box>
     void split_items(const Box* bboxes, GasTreeNode* records, unsigned* numbers,
-                     AppProgressBar* progress_bar, GasParallelBuild* parallel);
+                     const GasBuildSettings& settings, GasParallelBuild* parallel);
     template <typename Box>
     void split_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
     template <typename Box>
     void quantize_boxes(const Box* bboxes, GMathBbox3<float>* boxes, GasParallelBuild* parallel);
-    GasBuildMethod choose_split(AppProgressBar* progress_bar);
+    GasBuildMethod choose_split(const GasBuildSettings& settings);
     void create_single_leaf(const GMathBbox3<float>& bbox);
     void compute_bboxes(GasCompressedTreeComputeBboxContext& context, const unsigned& node,
                         GMathBbox3<float>& out) const;

@@ -8,7 +8,9 @@
 
 inline namespace gas_abi1 {
 
-GasGridTree::GasGridTree() : m_progress_owner(nullptr) { look_at_top_tree(); }
+GasGridTree::GasGridTree() : m_progress_owner(nullptr), m_build_method(GasBuildMethod::sah_fast) {
+    look_at_top_tree();
+}
 
 GasGridTree::GasGridTree(const GasGridTree& other) : GasGridTree() { *this = other; }
 
@@ -20,6 +22,7 @@ GasGridTree& GasGridTree::operator=(const GasGridTree& other) {
     m_progress_label = other.m_progress_label;
     m_bbox_callbacks = other.m_bbox_callbacks;
     m_leaf_callbacks = other.m_leaf_callbacks;
+    m_build_method = other.m_build_method;
     if (other.m_cells)
         attach(other.m_cells);
     else

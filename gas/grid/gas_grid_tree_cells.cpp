@@ -73,7 +73,10 @@ GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
     get_leaf_bboxes(count, items, bboxes.get());
 
     auto sub_tree = std::make_unique<GasGridSubTree>();
-    sub_tree->create(bboxes.get(), count, items, progress_bar.get());
+    if (progress_bar)
+        sub_tree->create(bboxes.get(), count, items, progress_bar.get());
+    else
+        sub_tree->create(bboxes.get(), count, items, m_build_method);
     progress_bar.reset();
     sub_tree->set_leaf_raytrace_callbacks(m_leaf_callbacks.hit_static, m_leaf_callbacks.hit_motion,
                                           m_leaf_callbacks.hit_nearest_static,

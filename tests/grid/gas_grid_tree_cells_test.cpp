@@ -146,6 +146,28 @@ TEST(GridCells, WithoutABarCellsSplitByTheFastHeuristic) {
     }
 }
 
+TEST(GridCells, WithoutABarCellsSplitByTheMethodOfTheBuild) {
+    for (const GasBuildMethod method : support::all_build_methods) {
+        GridItems items(support::make_clusters(2, 300));
+        GasGridTree grid;
+        items.attach(grid);
+        grid.create(items.get_count(), support::get_cluster_target(2), nullptr, method);
+        // A copy, and what an assignment overwrites, follow too.
+        GasGridTree copy;
+        copy.create(items.get_count(), 1, nullptr, GasBuildMethod::median);
+        copy = grid;
+        trace_cluster(grid, 0, RayQuery::nearest_static);
+        trace_cluster(copy, 1, RayQuery::nearest_static);
+        ASSERT_EQ(get_built_cells(grid).size(), 2u);
+        for (unsigned cell = 0; cell < 2; ++cell) {
+            support::QuietProgress progress(static_cast<unsigned>(method));
+            GasCompressedTree expected;
+            build_expected(expected, items, grid, cell, &progress.bar);
+            EXPECT_EQ(support::find_difference(*grid.find_sub_tree(cell), expected), "");
+        }
+    }
+}
+
 TEST(GridCells, AnEmptyBuildForgetsTheApplicationAsWell) {
     GridItems items(scenes::make(scenes::Kind::random, 500, 7));
     GasGridTree grid;

@@ -34,6 +34,9 @@ struct QuietProgress {
     AppProgressBar bar;
 };
 
+inline constexpr GasBuildMethod all_build_methods[] = {
+    GasBuildMethod::median, GasBuildMethod::hybrid, GasBuildMethod::sah_fast, GasBuildMethod::sah};
+
 /// `create` of either class; a bar, if any, is filled whole.
 template <typename Boxes>
 void create(GasTree& tree, const Boxes& boxes, const unsigned* indices = nullptr,
