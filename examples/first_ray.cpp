@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 // The renderer's side: here the items are unit spheres, of which we keep the centres.
@@ -43,13 +43,12 @@ int main() {
 
     CtxEval eval;
     CtxShader shader; // one per thread
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
     GeometryRayBatch batch(1);
     batch.set_ray(0, {42.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
     tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
     std::printf("sphere %u at distance %g\n", batch.get_item(0), batch.get_hit_distance(0));
 
-    GasObject::destroy_ctx(shader);
     return batch.is_hit(0) && batch.get_item(0) == 11 && batch.get_hit_distance(0) == 1.0 ? 0 : 1;
 }

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -127,7 +127,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     constexpr unsigned side = 32;
     constexpr double far_distance = 1000.0;
     GeometryRayBatch batch(side * side);
@@ -135,7 +135,6 @@ int main() {
         batch.set_ray(ray, {2.5 * (ray % side), 2.5 * (ray / side), 40.0}, {0.05, 0.02, -1.0}, 0.0,
                       far_distance);
     tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
-    GasObject::destroy_ctx(shader);
 
     unsigned hit_count = 0;
     unsigned wrong_count = 0;

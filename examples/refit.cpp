@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -43,7 +43,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     GeometryRayBatch batch;
     GeometryRayBatch expected;
     bool right = true;
@@ -73,7 +73,6 @@ int main() {
                     frame, hit_count, static_cast<double>(refit_calls) / batch.get_ray_count(),
                     static_cast<double>(scene.call_count) / batch.get_ray_count());
     }
-    GasObject::destroy_ctx(shader);
 
     // New or removed items need a new build: another number of boxes is refused.
     scene.spheres.pop_back();

@@ -9,6 +9,7 @@ inline namespace gas_abi1 {
 
 class GasObject;
 class GasObjectEmpty;
+class GasShaderFrames;
 
 class GasTree;
 struct GasTreeNode;
