@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 
@@ -49,6 +50,7 @@ GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) 
 }
 
 GasCompressedTree::~GasCompressedTree() {
+    gas_forget_reports(this);
     clear();
     delete[] m_blurred_bboxes;
 }

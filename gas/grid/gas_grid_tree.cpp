@@ -4,6 +4,7 @@
 #include <cassert>
 #include <utility>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/grid/gas_grid_cells.h>
 
 inline namespace gas_abi1 {
@@ -30,7 +31,10 @@ GasGridTree& GasGridTree::operator=(const GasGridTree& other) {
     return *this;
 }
 
-GasGridTree::~GasGridTree() { detach(); }
+GasGridTree::~GasGridTree() {
+    gas_forget_reports(this);
+    detach();
+}
 
 void GasGridTree::clear() { detach(); }
 

@@ -19,6 +19,14 @@ struct FinishBar {
     }
 };
 
+/// Does nothing, where the grid's does not: the grid is reported, its cells' trees are not.
+void ignore_in_cell(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
+
+GasLeafCallback get_cell_callback(const GasLeafCallbacks& callbacks, GasRayCall call) {
+    const GasLeafCallback callback = callbacks.get(call);
+    return callback == GasLeafCallbacks::ignore ? ignore_in_cell : callback;
+}
+
 /// The guards of this thread, the newest first.
 thread_local const GasGridCellGuard* newest_guard = nullptr;
 
@@ -78,10 +86,11 @@ GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
     else
         sub_tree->create(bboxes.get(), count, items, m_build_method);
     progress_bar.reset();
-    sub_tree->set_leaf_raytrace_callbacks(m_leaf_callbacks.hit_static, m_leaf_callbacks.hit_motion,
-                                          m_leaf_callbacks.hit_nearest_static,
-                                          m_leaf_callbacks.hit_nearest_motion,
-                                          m_leaf_callbacks.user);
+    sub_tree->set_leaf_raytrace_callbacks(
+        get_cell_callback(m_leaf_callbacks, GasRayCall::hit_static),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::hit_motion),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::nearest_static),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::nearest_motion), m_leaf_callbacks.user);
     return sub_tree.release();
 }
 

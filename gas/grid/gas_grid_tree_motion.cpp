@@ -1,5 +1,6 @@
 #include <memory>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_leaf_bboxes.h>
 #include <gas/grid/gas_grid_tree.h>
@@ -13,6 +14,8 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         return;
     }
 
+    if (m_bbox_callbacks.leaves_bbox_at == GasGridBboxCallbacks::ignore_bbox_at)
+        gas_report(GasReportCause::no_bbox_callback, this);
     GasGridCells& shared = *m_cells;
     const unsigned cell_count = shared.cell_count;
     const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[cell_count]());

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/wide/gas_wide_tree.h>
@@ -42,7 +43,10 @@ GasTree& GasTree::operator=(const GasTree& other) {
     return *this;
 }
 
-GasTree::~GasTree() { clear(); }
+GasTree::~GasTree() {
+    gas_forget_reports(this);
+    clear();
+}
 
 void GasTree::clear() {
     delete m_wide_tree;

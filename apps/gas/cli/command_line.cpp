@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <gas/core/gas_report.h>
+
 #include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
 #include <apps/gas/cli/commands.h>
@@ -29,6 +31,9 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
         return unknown.front() + ": there is no such subcommand or option";
     return error.what();
 }
+
+/// What a tree could not do goes to standard error, and the program goes on.
+void print_report(void*, const GasReport& told) { report(exit_failed, told.text); }
 
 int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, says what the trees are like, "
@@ -57,6 +62,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
 } // namespace
 
 int run_command_line(int argument_count, const char* const* arguments) {
+    gas_set_report(print_report);
     try {
         const int exit_code = parse_and_run(argument_count, arguments);
         if (std::fflush(stdout) != 0 || std::ferror(stdout))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gas/gas_export.h>
 #include <gas/host/host.h>
 
 inline namespace gas_abi1 {
@@ -82,7 +83,9 @@ struct GasLeafCallbacks {
         return ignore;
     }
 
-    static void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
+    /// Out of line: queries of all instruction sets compare with its one address.
+    GAS_EXPORT static void ignore(void* user, const unsigned& item, const CtxEval& eval,
+                                  CtxShader& shader, GeometryRaytraceCtx& ctx);
 };
 
 } // namespace gas_abi1

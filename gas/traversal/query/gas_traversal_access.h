@@ -95,6 +95,11 @@ struct GasTraversalAccess {
     template <typename Tree> static bool are_boxes_ordered(const Tree& tree) {
         return tree.are_boxes_ordered();
     }
+    /// The tree's leaf callback for a query.
+    template <GasRayCall call, typename Tree>
+    static GasLeafCallback get_callback(const Tree& tree) {
+        return tree.m_leaf_callbacks.get(call);
+    }
     /// What the tree's leaf callbacks are called with.
     template <typename Tree> static void* get_callback_user(const Tree& tree) {
         return tree.m_leaf_callbacks.user;
