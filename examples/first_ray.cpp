@@ -45,10 +45,9 @@ int main() {
     CtxShader shader; // one per thread
     const GasShaderFrames frames(shader);
 
-    GeometryRayBatch batch(1);
-    batch.set_ray(0, {42.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
-    tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
-    std::printf("sphere %u at distance %g\n", batch.get_item(0), batch.get_hit_distance(0));
+    GeometrySingleRay ray({42.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
+    tree.ray_hit_nearest_static(eval, shader, ray.get_ctx(), false);
+    std::printf("sphere %u at distance %g\n", ray.get_item(), ray.get_hit_distance());
 
-    return batch.is_hit(0) && batch.get_item(0) == 11 && batch.get_hit_distance(0) == 1.0 ? 0 : 1;
+    return ray.is_hit() && ray.get_item() == 11 && ray.get_hit_distance() == 1.0 ? 0 : 1;
 }

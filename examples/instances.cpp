@@ -24,9 +24,6 @@ struct Instance {
 struct Scene {
     Cluster cluster;
     std::vector<Instance> instances;
-    /// The ray of the inner query. Each tracing thread has one, as it has its shader, so that
-    /// nothing is allocated on a ray's path.
-    GeometryRayBatch inner_ray{1};
 };
 
 void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
@@ -55,20 +52,19 @@ GMathBasicRay to_cluster(const Instance& instance, const GMathBasicRay& line) {
 /// A query inside a query: the inner one uses the next frame of the shader.
 void hit_instance(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                   GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
+    const Scene& scene = *static_cast<const Scene*>(user);
     const auto sphere_count = static_cast<unsigned>(scene.cluster.spheres.size());
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
         const GMathBasicRay line = to_cluster(scene.instances[item], ctx.get_ray(ray).line);
         // The hit that the outer ray has found so far bounds the inner one.
         const double bound = ctx.get_intersection_path(ray).get_hit_distance();
-        GeometryRayBatch& inner = scene.inner_ray;
-        inner.set_ray(0, line.get_origin(), line.get_direction(), ctx.get_tnear(ray), bound);
+        GeometrySingleRay inner(line.get_origin(), line.get_direction(), ctx.get_tnear(ray), bound);
         scene.cluster.tree.ray_hit_nearest_static(eval, shader, inner.get_ctx(), false);
         // One number for instance and sphere; a renderer would keep what it needs for shading.
-        if (inner.is_hit(0))
-            ctx.record_nearest_hit(ray, inner.get_hit_distance(0),
-                                   item * sphere_count + inner.get_item(0));
+        if (inner.is_hit())
+            ctx.record_nearest_hit(ray, inner.get_hit_distance(),
+                                   item * sphere_count + inner.get_item());
     }
 }
 

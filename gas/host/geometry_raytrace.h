@@ -21,6 +21,18 @@ struct GeometryRay {
     int cache_slot = 0;
 };
 
+/// Between which distances of its line queries look at a ray.
+struct GeometryDistances {
+    double near_distance;
+    double far_distance;
+};
+
+/// The distances as they are given. Where any of the arguments holds a NaN, which would drop no
+/// box, the empty span from +infinity to -infinity: such a ray hits nothing.
+GAS_HOST_EXPORT GeometryDistances geometry_get_distances(const GMathVec3<double>& origin,
+                                                         const GMathVec3<double>& direction,
+                                                         double near_distance, double far_distance);
+
 /// The nearest (closest) hit of one ray.
 class GeometryIntersectionPath {
   public:
@@ -47,20 +59,28 @@ class GeometryIntersectionPath {
 /// The nearest hits of a batch, a path per ray.
 class GAS_HOST_EXPORT GeometryIntersectionMap {
   public:
-    /// Resets `count` paths, each to its value of `distances` and no item. Allocates only when
-    /// there were fewer paths before.
+    GeometryIntersectionMap() = default;
+    GeometryIntersectionMap(const GeometryIntersectionMap& other);
+    GeometryIntersectionMap& operator=(const GeometryIntersectionMap& other);
+
+    /// Resets `count` paths, each to its value of `distances` and no item. Allocates only for
+    /// several paths, when there were fewer before.
     void init(const unsigned& count, const double* distances);
 
     GeometryIntersectionPath& get_path(const unsigned& ray) { return m_paths[ray]; }
     const GeometryIntersectionPath& get_path(const unsigned& ray) const { return m_paths[ray]; }
-    unsigned get_count() const { return static_cast<unsigned>(m_paths.size()); }
+    unsigned get_count() const { return m_count; }
 
     /// Settings of the query's `CtxShader`, for the host's callbacks.
     unsigned intersection_flags = 0;
     float intersection_bias = 0.0f;
 
   private:
-    std::vector<GeometryIntersectionPath> m_paths;
+    GeometryIntersectionPath m_single_path;
+    std::vector<GeometryIntersectionPath> m_path_array;
+    /// Either of the two.
+    GeometryIntersectionPath* m_paths = &m_single_path;
+    unsigned m_count = 0;
 };
 
 /// What a callback sees of a ray batch: the rays first..last, inclusive, that it is called for.

@@ -29,6 +29,7 @@ static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 #include <gas/host/ctx_shader.h>
 #include <gas/host/geometry_ray_batch.h>
 #include <gas/host/geometry_raytrace.h>
+#include <gas/host/geometry_single_ray.h>
 #include <gas/host/gmath_basic_ray.h>
 #include <gas/host/gmath_bbox3.h>
 #include <gas/host/gmath_frustum.h>

@@ -130,8 +130,8 @@ class GAS_EXPORT GasTree {
     /// the tree has fewer than two samples: then they are traced as static rays.
     ///
     /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
-    /// no box test and no need of frames. Otherwise an empty tree makes the query a silent no-op, as
-    /// a shader without frames does, of which gas_set_report tells.
+    /// no box test and no need of frames. Otherwise an empty tree makes the query a silent no-op,
+    /// as a shader without frames does, of which gas_set_report tells.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                         const bool& single_leaf_shortcut) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
