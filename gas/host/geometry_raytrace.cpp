@@ -62,6 +62,7 @@ GeometryRaytraceData& GeometryRaytraceData::operator=(const GeometryRaytraceData
     m_nearest_map = other.m_nearest_map;
     m_intersection_map = other.m_intersection_map;
     m_frustum = other.m_frustum;
+    m_query_data = other.m_query_data;
     return *this;
 }
 

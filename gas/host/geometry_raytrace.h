@@ -92,6 +92,9 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
 
     GeometryRaytraceData& get_data() const { return *m_data; }
 
+    /// The pointer that the batch was given for its query (GeometryRaytraceData::set_query_data).
+    inline void* get_query_data() const;
+
     /// The range of rays to intersect, both ends included; empty when first > last.
     inline int get_first_ray() const;
     inline int get_last_ray() const;
@@ -122,8 +125,8 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
 };
 
 /// A ray batch as a view over per-ray arrays that it does not own (GeometryRayBatch owns them). A
-/// copy shares the arrays, the intersection map, the frustum and the ray count: hits written
-/// through it reach the same rays. Its range and its context are its own.
+/// copy shares the arrays, the intersection map, the frustum, the ray count and the query's
+/// pointer: hits written through it reach the same rays. Its range and its context are its own.
 class GAS_HOST_EXPORT GeometryRaytraceData {
   public:
     /// An empty batch.
@@ -152,6 +155,11 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     /// A region that holds every ray of the batch between its near and far distance; null: unknown.
     void set_frustum(const GMathFrustum* frustum) { m_frustum = frustum; }
 
+    /// A pointer of the caller's for the query's callbacks, beside the tree's user pointer: to what
+    /// belongs to these rays alone, such as their hit records. Never followed; null at first.
+    void set_query_data(void* data) { m_query_data = data; }
+    void* get_query_data() const { return m_query_data; }
+
     int get_first_ray() const { return m_first_ray; }
     int get_last_ray() const { return m_last_ray; }
     unsigned get_ray_count() const { return m_ray_count; }
@@ -173,7 +181,10 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     GeometryIntersectionMap* m_nearest_map = nullptr;
     GeometryIntersectionMap* m_intersection_map = nullptr;
     const GMathFrustum* m_frustum = nullptr;
+    void* m_query_data = nullptr;
 };
+
+inline void* GeometryRaytraceCtx::get_query_data() const { return m_data->get_query_data(); }
 
 inline int GeometryRaytraceCtx::get_first_ray() const { return m_data->get_first_ray(); }
 

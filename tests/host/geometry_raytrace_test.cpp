@@ -96,6 +96,21 @@ TEST(GeometryRaytraceData, ACopySharesMapAndFrustum) {
     EXPECT_EQ(copy.get_frustum(), &rays.frustum);
 }
 
+TEST(GeometryRaytraceData, TheQuerysPointerGoesWithCopiesAndContexts) {
+    Rays rays;
+    EXPECT_EQ(rays.data.get_query_data(), nullptr);
+    int hits = 0;
+    rays.data.set_query_data(&hits);
+    EXPECT_EQ(rays.data.get_ctx().get_query_data(), &hits);
+    GeometryRaytraceData copy(rays.data);
+    GeometryRaytraceData assigned;
+    assigned = rays.data;
+    EXPECT_EQ(copy.get_ctx().get_query_data(), &hits);
+    EXPECT_EQ(assigned.get_ctx().get_query_data(), &hits);
+    copy.set_query_data(nullptr);
+    EXPECT_EQ(rays.data.get_query_data(), &hits);
+}
+
 TEST(GeometryRaytraceData, AssigningToItselfChangesNothing) {
     Rays rays;
     rays.data.set_range(1, 3);

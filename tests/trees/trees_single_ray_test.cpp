@@ -4,7 +4,7 @@
 #include <tests/support/row_ray.h>
 #include <tests/support/tree_kinds.h>
 
-// Queries for one ray on the stack, nested.
+// Queries for one ray on the stack, nested; a query's own pointer.
 
 namespace {
 
@@ -69,6 +69,40 @@ TYPED_TEST(TreesSingleRay, FindsWhatABatchOfOneRayFinds) {
             EXPECT_EQ(ray.get_item(), batch.get_item(0));
         });
     }
+}
+
+TYPED_TEST(TreesSingleRay, EveryCallbackFindsTheQuerysPointer) {
+    TypeParam tree;
+    support::build(tree, row_of_boxes(30));
+    support::fill_samples(tree, {row_of_boxes(30), row_of_boxes(30)});
+    support::RecordingCallbacks calls(tree);
+    unsigned found = 0;
+    unsigned missed = 0;
+    calls.react = [&](unsigned, CtxShader&, GeometryRaytraceCtx& rays) {
+        ++(rays.get_query_data() == &found ? found : missed);
+    };
+    TestShader shader;
+    shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    for (const support::RayQuery query : support::all_ray_queries) {
+        support::for_each_walk(tree, [&] {
+            GeometryRayBatch batch(300);
+            batch.get_data().set_query_data(&found);
+            for (unsigned ray = 0; ray < 300; ++ray)
+                batch.set_ray(ray, {-1.0, 0.1 + 0.002 * ray, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
+            found = 0;
+            trace(tree, query, shader, batch.get_ctx());
+            EXPECT_GT(found, 0u) << support::name(query);
+            found = 0;
+            trace_stream(tree, query, shader, batch.get_ctx());
+            EXPECT_GT(found, 0u) << support::name(query);
+            GeometrySingleRay ray({-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
+            ray.get_data().set_query_data(&found);
+            found = 0;
+            trace(tree, query, shader, ray.get_ctx());
+            EXPECT_GT(found, 0u) << support::name(query);
+        });
+    }
+    EXPECT_EQ(missed, 0u);
 }
 
 TYPED_TEST(TreesSingleRay, NestsDeepWithoutAnAllocation) {
