@@ -18,8 +18,8 @@ GeometryDistances geometry_get_distances(const GMathVec3<double>& origin,
                                          double far_distance) {
     if (has_nan(origin) || has_nan(direction) || std::isnan(near_distance) ||
         std::isnan(far_distance)) {
-        constexpr double infinity = std::numeric_limits<double>::infinity();
-        return {infinity, -infinity};
+        constexpr double farthest = std::numeric_limits<double>::infinity();
+        return {farthest, -farthest};
     }
     return {near_distance, far_distance};
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include <tests/support/recorded_reports.h>
 #include <tests/support/row_ray.h>
 #include <tests/support/tree_kinds.h>
@@ -77,18 +79,18 @@ TYPED_TEST(TreesReports, ALeafCallbackThatWasNeverSet) {
 
 TYPED_TEST(TreesReports, OnlyTheQueryThatLacksItsCallback) {
     for (const RayQuery set : support::all_ray_queries) {
-        TypeParam tree;
-        support::build(tree, row_of_boxes(20));
-        support::fill_samples(tree, {row_of_boxes(20), row_of_boxes(20)});
+        TypeParam partly_set;
+        support::build(partly_set, row_of_boxes(20));
+        support::fill_samples(partly_set, {row_of_boxes(20), row_of_boxes(20)});
         GasLeafCallback callbacks[4] = {};
         callbacks[static_cast<unsigned>(set)] = hit_nothing;
-        tree.set_leaf_raytrace_callbacks(callbacks[0], callbacks[1], callbacks[2], callbacks[3],
-                                         nullptr);
+        partly_set.set_leaf_raytrace_callbacks(callbacks[0], callbacks[1], callbacks[2],
+                                               callbacks[3], nullptr);
         for (const RayQuery query : support::all_ray_queries) {
             RecordedReports reports;
             GeometryRayBatch batch(1);
             this->aim(batch);
-            trace(tree, query, this->shader, batch.get_ctx());
+            trace(partly_set, query, this->shader, batch.get_ctx());
             EXPECT_EQ(reports.take().size(), query == set ? 0u : 1u)
                 << support::name(set) << ' ' << support::name(query);
         }
@@ -129,13 +131,13 @@ TYPED_TEST(TreesReports, ATreeAtTheAddressOfAnotherIsToldOfAgain) {
     RecordedReports reports;
     alignas(TypeParam) unsigned char place[sizeof(TypeParam)];
     for (unsigned i = 0; i < 3; ++i) {
-        auto* const tree = new (place) TypeParam;
-        support::build(*tree, row_of_boxes(20));
+        auto* const placed = new (place) TypeParam;
+        support::build(*placed, row_of_boxes(20));
         GeometryRayBatch batch(1);
         this->aim(batch);
-        trace(*tree, RayQuery::hit_static, this->shader, batch.get_ctx());
-        EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_leaf_callback, tree}}));
-        tree->~TypeParam();
+        trace(*placed, RayQuery::hit_static, this->shader, batch.get_ctx());
+        EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_leaf_callback, placed}}));
+        placed->~TypeParam();
     }
 }
 
