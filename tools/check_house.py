@@ -14,8 +14,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # A folder of gas/ may include itself and the folders before it.
 FLOORS = [
-    "host", "object", "core", "traversal", "isa", "split", "build", "tree", "compressed", "grid",
-    "rays", "diagnostics",
+    "host", "object", "core", "scene", "traversal", "isa", "split", "build", "tree", "compressed",
+    "grid", "rays", "diagnostics",
 ]
 # The rooms of a folder, likewise; files that stand in the folder itself are above its rooms.
 ROOMS = {

@@ -41,7 +41,7 @@ struct GasCompressedTreeSplitContext {
 /// coordinates and extents stay below 82 units, with detail of 1e-2 units and more: there every
 /// decoded box contains the boxes below it (in practice up to about 200 units; see
 /// gas_box_codec.h). A small scene far from the origin is outside. Scale other scenes, boxes and
-/// rays alike, by a power of two.
+/// rays alike, by a power of two (gas_scene_scale.h).
 ///
 /// A built tree is read-only during queries and may be traced by many threads at once, each with
 /// its own CtxShader. Everything that changes the tree needs exclusive access. The same boxes and
