@@ -76,14 +76,6 @@ inline Vec3 get_corner(const Box& box, unsigned index) {
             index & 4 ? box.max.z : box.min.z};
 }
 
-/// The largest coordinate of a box, without its sign.
-inline double get_reach(const Box& box) {
-    double reach = 0.0;
-    for (unsigned axis = 0; axis < 3; ++axis)
-        reach = std::max({reach, std::abs(box.min[axis]), std::abs(box.max[axis])});
-    return reach;
-}
-
 /// Two unit vectors that stand upright on `normal` (length 1) and on each other.
 inline void get_tangents(const Vec3& normal, Vec3& tangent, Vec3& bitangent) {
     const Vec3 helper = std::abs(normal.x) > 0.7 ? Vec3{0.0, 1.0, 0.0} : Vec3{1.0, 0.0, 0.0};

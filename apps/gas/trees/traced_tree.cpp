@@ -3,11 +3,12 @@
 #include <chrono>
 #include <type_traits>
 
+#include <gas/scene/gas_scene_scale.h>
+
 #include <apps/common/tree_calls.h>
 #include <apps/gas/report/compressed_statistics.h>
 #include <apps/gas/report/memory_peak.h>
 #include <apps/gas/report/tree_statistics.h>
-#include <apps/gas/trees/tree_scale.h>
 
 namespace gas_app {
 
@@ -90,7 +91,7 @@ void TracedTree::build(const Items& items, const TreeSettings& settings,
                        AppProgressBar& progress_bar, float progress_share) {
     m_items.describe(items);
     const bool is_plain = settings.kind == TreeKind::plain;
-    m_items.set_scale(is_plain ? 1.0 : get_tree_scale(m_items.get_padded_bounds()));
+    m_items.set_scale(is_plain ? 1.0 : gas_get_scene_scale(m_items.get_padded_bounds()));
     choose_tree(settings);
     std::visit([&](auto& tree) { build_tree(tree, settings, progress_bar, progress_share); },
                m_tree);
@@ -166,8 +167,7 @@ Box TracedTree::get_box(unsigned sample) const {
             const Box box =
                 to_double(tree.get_motion_blur_sample_count() >= 2 ? tree.get_blurred_bbox(sample)
                                                                    : tree.get_bbox());
-            const double inverse = 1.0 / m_items.get_scale();
-            return Box{box.min * inverse, box.max * inverse};
+            return gas_scale_box(box, 1.0 / m_items.get_scale());
         },
         m_tree);
 }

@@ -49,7 +49,7 @@ class TracedTree {
     TreeKind get_kind() const { return static_cast<TreeKind>(m_tree.index()); }
     unsigned get_item_count() const { return m_items.get().item_count; }
     double get_padding() const { return m_items.get().padding; }
-    /// The scale of boxes and rays in the tree: a power of two (see tree_scale.h), 1 for plain
+    /// The scale of boxes and rays in the tree: a power of two (gas_scene_scale.h), 1 for plain
     /// trees.
     double get_scale() const { return m_items.get_scale(); }
     double get_build_seconds() const { return m_build_seconds; }

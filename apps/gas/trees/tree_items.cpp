@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include <apps/gas/trees/box_padding.h>
+#include <gas/scene/gas_box_padding.h>
 
 namespace gas_app {
 
@@ -43,7 +43,7 @@ Box TreeItems::get_padded_bounds() const {
 }
 
 GMathBbox3<float> TreeItems::get_box(unsigned item, unsigned sample) const {
-    return pad_box(m_description.get_box(item, sample), m_description.padding, m_scale);
+    return gas_pad_box(m_description.get_box(item, sample), m_description.padding, m_scale);
 }
 
 void TreeItems::fill(unsigned sample, Boxes& boxes) const {
@@ -79,7 +79,7 @@ GMathBbox3<float> TreeItems::unite(unsigned sample, unsigned count, const unsign
     for (unsigned index = 0; index < count; ++index)
         grow(bounds, m_description.get_box(items[index], sample));
     m_asked_count.fetch_add(count, std::memory_order_relaxed);
-    return pad_box(bounds, m_description.padding, m_scale);
+    return gas_pad_box(bounds, m_description.padding, m_scale);
 }
 
 void TreeItems::serve(GasGridTree& grid) {
