@@ -3,6 +3,7 @@
 #include <vector>
 
 #include <gas/object/gas_object.h>
+#include <gas/scene/gas_box_padding.h>
 #include <gas/tree/gas_tree.h>
 
 // The renderer's side: here the items are unit spheres, of which we keep the centres.
@@ -32,10 +33,13 @@ void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
 int main() {
     Spheres spheres;
     std::vector<GMathBbox3<float>> boxes;
+    // Boxes so large that rays from up to 1000 units away lose no hit to rounding.
+    const double padding = gas_get_box_padding(1000.0);
     for (int i = 0; i < 25; ++i) {
-        const float x = 4.0f * static_cast<float>(i);
-        spheres.push_back({4.0 * i, 0.0, 0.0});
-        boxes.push_back({{x - 1.0f, -1.0f, -1.0f}, {x + 1.0f, 1.0f, 1.0f}});
+        const double x = 4.0 * i;
+        const GMathBbox3<double> box = {{x - 1.0, -1.0, -1.0}, {x + 1.0, 1.0, 1.0}};
+        spheres.push_back({x, 0.0, 0.0});
+        boxes.push_back(gas_pad_box(box, padding));
     }
     GasTree tree;
     tree.create(boxes.data(), static_cast<unsigned>(boxes.size()), nullptr, nullptr, 1.0f);
