@@ -171,6 +171,15 @@ TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
     expect_failure(folder, {"stats", mesh_path, "--tree", "tall"}, bad_usage, "--tree tall: ");
 }
 
+TEST_F(MainBadInput, NamesAnUnknownOptionBeforeOneThatIsMissing) {
+    expect_failure(folder, {"render", "--foo"}, bad_usage, "--foo: gas render has no such option");
+    expect_failure(folder, {"render", "--foo", mesh_path}, bad_usage, "--foo: gas render");
+    expect_failure(folder, {"render", mesh_path, "--foo=3", "-q"}, bad_usage, "--foo: gas render");
+    expect_failure(folder, {"query", mesh_path, "--boxes", "1"}, bad_usage, "--boxes: gas query");
+    expect_failure(folder, {"stats", mesh_path, "-z"}, bad_usage, "-z: gas stats");
+    expect_failure(folder, {"render", mesh_path, mesh_path}, bad_usage, "--output");
+}
+
 TEST_F(MainBadInput, ReportsAFullStandardOutput) {
     const std::string shell = std::string(GAS_APP_PROGRAM) + " stats --quiet --json " + mesh_path;
     EXPECT_EQ(WEXITSTATUS(std::system((shell + " >/dev/full 2>/dev/null").c_str())), 1);
@@ -185,6 +194,8 @@ TEST_F(MainBadInput, HelpsWhenAsked) {
         EXPECT_EQ(result.exit_code, 0);
         EXPECT_THAT(result.output, HasSubstr("Options:"));
     }
+    EXPECT_THAT(run_program({"render", "--help"}).output,
+                HasSubstr("each from 1 to 16384, at most 67108864 pixels"));
 }
 
 } // namespace

@@ -22,11 +22,18 @@ int report_usage(const std::string& message) {
     return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
 }
 
-/// What is wrong with the command line. An unknown subcommand is named.
+/// What is wrong with the command line. A subcommand or option that there is not comes before all
+/// else that may be wrong.
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> unknown = app.remaining();
-    if (app.get_subcommands().empty() && !unknown.empty())
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    if (chosen.empty() && !unknown.empty())
         return unknown.front() + ": there is no such subcommand or option";
+    for (const CLI::App* command : chosen)
+        for (const std::string& argument : command->remaining())
+            if (argument.size() > 1 && argument.front() == '-' && argument != "--")
+                return argument.substr(0, argument.find('=')) + ": gas " + command->get_name() +
+                       " has no such option";
     return error.what();
 }
 

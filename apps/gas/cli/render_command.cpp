@@ -42,7 +42,8 @@ RenderCommand::RenderCommand(CLI::App& app)
     : Command(app, "render", "Render a picture of a mesh or of the procedural scene") {
     m_scene.add_to(*m_command);
     m_command->add_option("-o,--output", m_output_path, "The picture, a PNG file")->required();
-    m_command->add_option("--size", m_size, "Size of the picture")->capture_default_str();
+    m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
+        ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
         ->check(whole_number(1, 65536))
         ->capture_default_str();
