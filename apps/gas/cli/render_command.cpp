@@ -111,7 +111,7 @@ void RenderCommand::choose_walks(RenderSettings& settings) const {
 }
 
 void RenderCommand::run() const {
-    AppBase application(m_scene.json ? stderr : stdout);
+    AppBase application(stderr);
     const RenderSettings settings = get_render_settings();
     StageSettings stage_settings;
     m_scene.apply(stage_settings, application);

@@ -57,7 +57,8 @@ void SceneOptions::add_to(CLI::App& command) {
         ->capture_default_str()
         ->excludes(items);
     command.add_flag("--json", json, "Write results to standard output as JSON");
-    command.add_flag("--quiet", quiet, "Show no progress, and no results unless as JSON");
+    command.add_flag("--quiet", quiet,
+                     "Show no progress on standard error, and no results unless as JSON");
 }
 
 void SceneOptions::apply(StageSettings& settings, AppBase& application) const {

@@ -39,7 +39,7 @@ struct SceneOptions {
     unsigned get_thread_count() const;
     /// The stage, without its trees.
     Stage make_stage(const StageSettings& settings) const;
-    /// Whether progress may be shown; with `json` it goes to standard error.
+    /// Whether progress is shown, on standard error.
     bool shows_progress() const { return !quiet; }
 };
 

@@ -25,7 +25,7 @@ StatsCommand::StatsCommand(CLI::App& app)
 }
 
 void StatsCommand::run() const {
-    AppBase application(m_scene.json ? stderr : stdout);
+    AppBase application(stderr);
     StageSettings settings;
     m_scene.apply(settings, application);
     settings.width = picture_width;

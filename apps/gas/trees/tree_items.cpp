@@ -23,6 +23,7 @@ class FillTask : public SysThreadTask {
     void run() override {
         for (unsigned item = m_first; item < m_last; ++item)
             (*m_boxes)[item] = m_items->get_box(item, m_sample);
+        m_items->report(m_last - m_first);
     }
 
   private:
@@ -61,6 +62,11 @@ void TreeItems::fill(unsigned sample, Boxes& boxes) const {
     manager.wait_until_completed();
 }
 
+void TreeItems::report(unsigned count) const {
+    if (m_progress)
+        m_progress->add(count);
+}
+
 unsigned TreeItems::get_sample(double time) const {
     const unsigned last = m_description.sample_count - 1;
     const long nearest = std::lround(time * last);
@@ -72,6 +78,7 @@ void TreeItems::give(unsigned sample, unsigned count, const unsigned* items,
     for (unsigned index = 0; index < count; ++index)
         boxes[index] = get_box(items[index], sample);
     m_asked_count.fetch_add(count, std::memory_order_relaxed);
+    report(count);
 }
 
 GMathBbox3<float> TreeItems::unite(unsigned sample, unsigned count, const unsigned* items) {
@@ -79,6 +86,7 @@ GMathBbox3<float> TreeItems::unite(unsigned sample, unsigned count, const unsign
     for (unsigned index = 0; index < count; ++index)
         grow(bounds, m_description.get_box(items[index], sample));
     m_asked_count.fetch_add(count, std::memory_order_relaxed);
+    report(count);
     return pad_box(bounds, m_description.padding, m_scale);
 }
 
