@@ -187,4 +187,11 @@ TEST_F(MainBadInput, HelpsWhenAsked) {
     }
 }
 
+TEST_F(MainBadInput, TellsItsVersionWhenAsked) {
+    const ProgramResult result = run_program({"--version"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output, testing::MatchesRegex("gas [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_EQ(result.errors, "");
+}
+
 } // namespace

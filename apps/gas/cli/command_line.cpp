@@ -34,6 +34,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, says what the trees are like, "
                  "searches them, and verifies them.",
                  "gas");
+    app.set_version_flag("--version", "gas " GAS_PROGRAM_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     RenderCommand render(app);
     StatsCommand stats(app);
@@ -43,7 +44,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-            return app.exit(error); // help was requested
+            return app.exit(error); // help or version was requested
         return report_usage(describe(app, error));
     }
     choose_instruction_set();
