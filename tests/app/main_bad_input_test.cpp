@@ -78,14 +78,20 @@ TEST_F(MainBadInput, NamesVerticesThatAreNotFinite) {
 
 TEST_F(MainBadInput, NamesTheLineWhereAFileWasCut) {
     expect_bad_mesh(folder.write("cut.obj", "v 0 0 0\nv 1 0"), "cut.obj, line 2: vertex 2 has");
-    expect_bad_mesh(folder.write("cut.obj", triangle + "f 1 2"), "cut.obj, line 5: a face needs");
+    expect_bad_mesh(folder.write("cut.obj", triangle + "f 1 2/"), "cut.obj, line 5: '2/' is no");
     expect_bad_mesh(folder.write("cut.obj", "f 1 2 3\nv 0 0 0\n"),
                     "cut.obj, line 1: a face refers to vertex 3");
 }
 
-TEST_F(MainBadInput, RefusesACutInsideTheLastNumber) {
-    expect_bad_mesh(folder.write("cut.obj", triangle + "f 3 2 1"),
-                    "cut.obj: the last line does not end");
+TEST_F(MainBadInput, TellsHowManyFacesAreTooShort) {
+    const std::string mesh = folder.write("short.obj", triangle + "f 1 2\nf 1\nf 1 2 3");
+    const ProgramResult result =
+        run_program({"render", mesh, "-o", picture, "--size", "8x8", "--quiet"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "gas: " + mesh + ": faces of fewer than three corners are left out: " +
+                                 "2, the first in line 5\n");
+    expect_bad_mesh(folder.write("lines.obj", "v 0 0 0\nv 1 0 0\nf 1 2\n"),
+                    "lines.obj: holds no faces");
 }
 
 TEST_F(MainBadInput, NamesAMeshWithoutSize) {

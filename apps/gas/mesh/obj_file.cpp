@@ -43,11 +43,12 @@ void print_warnings(const std::string& path, const std::string& warnings) {
     }
 }
 
-/// A file that was cut inside its last number would be read as complete, with a wrong triangle.
-void check_last_line_ends(const std::string& text, const std::string& path) {
-    if (text.back() != '\n' && text.back() != '\r')
-        throw UserError(path + ": the last line does not end, so the file may have been cut; " +
-                        "if it is whole, end it with a new line");
+void print_short_faces(const std::string& path, const ShortFaces& faces) {
+    if (faces.count > 0)
+        std::fprintf(stderr,
+                     "gas: %s: faces of fewer than three corners are left out: %zu, the first in "
+                     "line %zu\n",
+                     path.c_str(), faces.count, faces.first_line);
 }
 
 void add_triangles(TriangleMesh& mesh, const tinyobj::shape_t& shape, const std::string& path) {
@@ -151,11 +152,11 @@ TriangleMesh load_obj_file(const std::string& path) {
     std::string text = read_file(path);
     if (text.empty())
         throw UserError(path + ": the file is empty");
-    prepare_obj_text(text, path);
+    const ShortFaces short_faces = prepare_obj_text(text, path);
     TriangleMesh mesh = parse(text, path);
     if (mesh.triangles.empty())
         throw UserError(path + ": holds no faces, so there is nothing to build a tree over");
-    check_last_line_ends(text, path);
+    print_short_faces(path, short_faces);
     merge_equal_vertices(mesh);
     drop_unused_vertices(mesh);
     return mesh;

@@ -7,8 +7,8 @@
 namespace gas_app {
 
 /// Reads a Wavefront OBJ file: its vertices and its faces, polygons cut into triangles. Throws a
-/// UserError that names the file when it cannot be read, is malformed, or holds no triangle; the
-/// parser's warnings go to standard error.
+/// UserError that names the file when it cannot be read, is malformed, or holds no triangle. Faces
+/// of one or two corners are left out; how many, and the parser's warnings, go to standard error.
 TriangleMesh load_obj_file(const std::string& path);
 
 /// The whole file as bytes; throws a UserError.
