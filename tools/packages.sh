@@ -3,7 +3,7 @@
 
 build_packages=(
     g++ cmake ninja-build python3
-    libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev
+    libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev libopenexr-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)

@@ -38,6 +38,14 @@ TEST(OutputFile, LeavesDevicesInPlace) {
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
+TEST(OutputFile, TellsDevicesFromFiles) {
+    const TemporaryFolder folder;
+    EXPECT_TRUE(is_special_file("/dev/null"));
+    EXPECT_FALSE(is_special_file(folder.get_path("")));
+    EXPECT_FALSE(is_special_file(folder.get_path("none")));
+    EXPECT_FALSE(is_special_file(folder.write("a", "")));
+}
+
 TEST(OutputFile, LeavesNothingBehindWhenItFails) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder.get_path("folder.png"));

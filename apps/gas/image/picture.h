@@ -50,4 +50,7 @@ Color8 encode_light(const Vec3& light, double noise);
 /// out.
 std::vector<unsigned char> encode_png(const Picture& picture);
 
+/// The picture as the bytes of a binary PPM file.
+std::vector<unsigned char> encode_ppm(const Picture& picture);
+
 } // namespace gas_app
