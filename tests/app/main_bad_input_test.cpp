@@ -89,9 +89,21 @@ TEST_F(MainBadInput, TellsHowManyFacesAreTooShort) {
         run_program({"render", mesh, "-o", picture, "--size", "8x8", "--quiet"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.errors, "gas: " + mesh + ": faces of fewer than three corners are left out: " +
-                                 "2, the first in line 5\n");
+                                 "2, the first at line 5\n");
     expect_bad_mesh(folder.write("lines.obj", "v 0 0 0\nv 1 0 0\nf 1 2\n"),
                     "lines.obj: holds no faces");
+}
+
+TEST_F(MainBadInput, NamesWhatIsWrongWithPlyAndStlFiles) {
+    const std::string header = "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
+                               "property float y\nproperty float z\nend_header\n";
+    expect_bad_mesh(folder.write("none.ply", "v 0 0 0\n"), "none.ply, line 1: a PLY file begins");
+    expect_bad_mesh(folder.write("cut.ply", header + "1 2"), "cut.ply: ends in 'vertex' 0");
+    expect_bad_mesh(folder.write("word.ply", header + "1 2 x"),
+                    "word.ply, line 8: 'vertex' 0: 'x'");
+    expect_bad_mesh(folder.write("points.ply", header + "1 2 3\n"), "points.ply: holds no faces");
+    expect_bad_mesh(folder.write("none.stl", "v 0 0 0\n"), "none.stl: is neither");
+    expect_bad_mesh(folder.write("cut.stl", "solid a\nfacet"), "cut.stl, line 2: the file ends");
 }
 
 TEST_F(MainBadInput, NamesAMeshWithoutSize) {

@@ -1,4 +1,4 @@
-#include <apps/gas/mesh/obj_file.h>
+#include <apps/gas/mesh/mesh_file.h>
 
 #include <gmock/gmock.h>
 
@@ -8,14 +8,14 @@
 
 namespace {
 
-using gas_app::load_obj_file;
+using gas_app::load_mesh_file;
 using gas_app::TriangleMesh;
 using testing::AllOf;
 using testing::HasSubstr;
 
 std::string get_complaint(const std::string& path) {
     try {
-        load_obj_file(path);
+        load_mesh_file(path);
     } catch (const gas_app::UserError& error) {
         return error.what();
     }
@@ -24,7 +24,7 @@ std::string get_complaint(const std::string& path) {
 
 TriangleMesh load(const std::string& text) {
     const TemporaryFolder folder;
-    return load_obj_file(folder.write("mesh.obj", text));
+    return load_mesh_file(folder.write("mesh.obj", text));
 }
 
 TEST(ObjFile, ReadsTrianglesAndCutsPolygons) {

@@ -11,7 +11,7 @@ namespace gas_app {
 
 void SceneOptions::add_to(CLI::App& command) {
     CLI::Option* mesh = command.add_option(
-        "mesh", mesh_path, "A Wavefront OBJ file; without one the procedural scene");
+        "mesh", mesh_path, "A Wavefront OBJ, PLY or STL file; without one the procedural scene");
     CLI::Option* items =
         command
             .add_option("--items", item_count,

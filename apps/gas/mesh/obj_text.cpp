@@ -4,17 +4,16 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <string_view>
 
 #include <apps/common/user_error.h>
+#include <apps/gas/mesh/mesh_text.h>
 
 namespace gas_app {
 
 namespace {
 
 constexpr std::string_view blanks = " \t";
-constexpr std::size_t longest_quote = 40;
 
 /// Removes the next word from the front of `line`; empty when there is none.
 std::string_view take_word(std::string_view& line) {
@@ -23,14 +22,6 @@ std::string_view take_word(std::string_view& line) {
     const std::string_view word = line.substr(start, end - start);
     line.remove_prefix(end);
     return word;
-}
-
-/// The word for a message: short, and without bytes that a terminal might act on.
-std::string quote(std::string_view word) {
-    std::string text = "'";
-    for (const char character : word.substr(0, longest_quote))
-        text += character >= ' ' && character <= '~' ? character : '?';
-    return text + (word.size() > longest_quote ? "...'" : "'");
 }
 
 class ObjTextCheck {
@@ -117,15 +108,12 @@ class ObjTextCheck {
 
     void check_number(std::string_view word) const {
         const std::string name = "vertex " + std::to_string(m_vertex_count);
-        const std::string number(word);
-        char* end = nullptr;
-        const double value = std::strtod(number.c_str(), &end);
-        const bool hexadecimal = word.find_first_of("xX") != std::string_view::npos;
-        if (end != number.c_str() + number.size() || hexadecimal)
+        double value = 0.0;
+        if (!parse_number(word, value))
             fail(name + ": " + quote(word) + " is not a number");
         if (!std::isfinite(value))
             fail(name + " is not finite: " + quote(word));
-        if (std::abs(value) > static_cast<double>(std::numeric_limits<float>::max()))
+        if (!is_coordinate(value))
             fail(name + ": " + quote(word) + " is too large for a coordinate");
     }
 

@@ -1,5 +1,5 @@
 #include <apps/common/user_error.h>
-#include <apps/gas/mesh/obj_file.h>
+#include <apps/gas/mesh/mesh_file.h>
 #include <apps/gas/mesh/procedural_mesh.h>
 #include <apps/gas/scene/mesh_shape.h>
 #include <apps/gas/scene/stage.h>
@@ -45,7 +45,7 @@ std::vector<Vec3> move(const std::vector<Vec3>& vertices, double time) {
 } // namespace
 
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path) {
-    TriangleMesh mesh = load_obj_file(path);
+    TriangleMesh mesh = load_mesh_file(path);
     normalize(mesh, settings.up_axis, path);
 
     const unsigned sample_count = settings.motion ? motion_sample_count : 1;

@@ -44,7 +44,7 @@ Stage make_default_stage(const StageSettings& settings);
 /// A forest of `item_count` (at least 1) leaves that are not stored.
 Stage make_forest_stage(const StageSettings& settings, unsigned item_count);
 
-/// The mesh of an OBJ file, brought to a common size, on a floor. Throws a UserError.
+/// The mesh of an OBJ, PLY or STL file, brought to a common size, on a floor. Throws a UserError.
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path);
 
 } // namespace gas_app
