@@ -83,6 +83,21 @@ TEST(MainOutput, ReportsAFullStandardOutput) {
     EXPECT_EQ(WEXITSTATUS(std::system((shell + " >/dev/full 2>/dev/null").c_str())), 1);
 }
 
+TEST(MainOutput, PointsOutAMeshThatLiesOnItsBack) {
+    const TemporaryFolder folder;
+    const std::string tent = folder.write("tent.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
+                                                      "v 0.5 0.5 2\nf 4 3 2 1\nf 1 2 5\n"
+                                                      "f 2 3 5\nf 3 4 5\nf 4 1 5\n");
+    const auto get_errors = [&](const Words& options) {
+        const Words words = {"render", tent, "--size", "8x8", "-o", folder.get_path("a.png")};
+        return run_program(join(words, options)).errors;
+    };
+    EXPECT_THAT(get_errors({}),
+                StartsWith("gas: " + tent + ": its z axis may point up; if so, add --up z\n"));
+    for (const Words& options : {Words{"--up", "z"}, Words{"--up", "y"}, Words{"--quiet"}})
+        EXPECT_THAT(get_errors(options), testing::Not(HasSubstr("may point up")));
+}
+
 TEST(MainOutput, HoldsTheLightThatColoursAreMadeOf) {
     const TemporaryFolder folder;
     for (const char* name : {"a.ppm", "a.pfm"})

@@ -128,6 +128,7 @@ void RenderCommand::run() const {
     stage_settings.has_view = !m_view.empty();
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
+    stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
     const TreeSettings tree_settings = m_scene.get_tree_settings();
     const PictureOutput output = get_output();
 

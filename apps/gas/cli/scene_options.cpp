@@ -48,8 +48,13 @@ void SceneOptions::add_to(CLI::App& command) {
         ->check(whole_number(0, 1024))
         ->capture_default_str();
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
-    command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
+    command
+        .add_option("--up", up_axis,
+                    "The mesh's axis that points up: x, y or z; without it a "
+                    "picture's mesh with a flat foot along another axis is "
+                    "pointed out")
         ->capture_default_str()
+        ->each([this](const std::string&) { has_up_axis = true; })
         ->excludes(items);
     command
         .add_option("--detail", detail,

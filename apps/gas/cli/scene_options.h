@@ -26,6 +26,8 @@ struct SceneOptions {
     unsigned cell_count = 0;
     /// 0: one for each processor.
     unsigned threads = 0;
+    /// Whether the axis was chosen.
+    bool has_up_axis = false;
     bool cell_bars = false;
     bool motion = false;
     bool json = false;

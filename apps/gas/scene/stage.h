@@ -33,6 +33,8 @@ struct StageSettings {
     double detail = 1.0;
     /// Of a mesh file: the axis that points up, 0 to 2.
     unsigned up_axis = 1;
+    /// Of a mesh file: whether to say on standard error that another axis may point up.
+    bool hints_at_up_axis = false;
 };
 
 /// Motion samples of a scene that moves.
