@@ -86,3 +86,35 @@ function(gas_add_header_check name standard header_set_property)
     # Two builds in one folder would get in each other's way.
     set_tests_properties(${name} PROPERTIES RESOURCE_LOCK gas_build_folder)
 endfunction()
+
+# Compiles all public headers together as a program without exceptions and type information does,
+# their templates for a type or two.
+function(gas_add_headers_without_exceptions)
+    set(includes)
+    foreach(library IN ITEMS gas_host gas)
+        get_target_property(headers ${library} HEADER_SET)
+        get_target_property(folder ${library} SOURCE_DIR)
+        foreach(header IN LISTS headers)
+            cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY "${folder}" NORMALIZE)
+            cmake_path(RELATIVE_PATH header BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
+            if(NOT header IN_LIST gas_foreign_headers)
+                string(APPEND includes "#include <${header}>\n")
+            endif()
+        endforeach()
+    endforeach()
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/headers_without_exceptions.cpp")
+    file(CONFIGURE OUTPUT "${source}" @ONLY CONTENT "@includes@
+template class CoreArray<int>;
+template class CoreVector<int>;
+template struct GMathVec3<float>;
+template struct GMathBbox3<double>;
+")
+    add_library(gas_headers_without_exceptions OBJECT "${source}")
+    target_link_libraries(gas_headers_without_exceptions PRIVATE gas::gas gas_warnings)
+    target_compile_options(gas_headers_without_exceptions PRIVATE
+        -O0 -fno-exceptions -fno-rtti)
+    set_target_properties(gas_headers_without_exceptions PROPERTIES
+        CXX_STANDARD 17
+        CXX_STANDARD_REQUIRED ON
+        CXX_EXTENSIONS OFF)
+endfunction()
