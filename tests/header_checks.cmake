@@ -1,12 +1,3 @@
-# Lane back ends compile only on their machines.
-set(gas_foreign_headers)
-if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
-    list(APPEND gas_foreign_headers gas/host/simd/simd_sse2.h)
-endif()
-if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
-    list(APPEND gas_foreign_headers gas/host/simd/simd_neon.h)
-endif()
-
 # Sets `result` to whether a header, directly or not, includes the host.
 function(gas_includes_host header result)
     set(headers "${header}")
@@ -56,9 +47,6 @@ function(gas_add_header_check name standard header_set_property)
             cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY "${folder}" NORMALIZE)
             cmake_path(RELATIVE_PATH header BASE_DIRECTORY "${PROJECT_SOURCE_DIR}"
                 OUTPUT_VARIABLE include_path)
-            if(include_path IN_LIST gas_foreign_headers)
-                continue()
-            endif()
             set(source "${CMAKE_CURRENT_BINARY_DIR}/${name}/${include_path}.cpp")
             file(CONFIGURE OUTPUT "${source}"
                 CONTENT "#include <@include_path@>\n#include <@include_path@>\n" @ONLY)
@@ -97,9 +85,7 @@ function(gas_add_headers_without_exceptions)
         foreach(header IN LISTS headers)
             cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY "${folder}" NORMALIZE)
             cmake_path(RELATIVE_PATH header BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
-            if(NOT header IN_LIST gas_foreign_headers)
-                string(APPEND includes "#include <${header}>\n")
-            endif()
+            string(APPEND includes "#include <${header}>\n")
         endforeach()
     endforeach()
     set(source "${CMAKE_CURRENT_BINARY_DIR}/headers_without_exceptions.cpp")
