@@ -4,8 +4,6 @@
 
 inline namespace gas_abi1 {
 
-void core_throw_bad_length() {
-    throw std::bad_array_new_length();
-}
+void core_throw_bad_length() { throw std::bad_array_new_length(); }
 
 } // namespace gas_abi1

@@ -9,6 +9,8 @@
 #endif
 static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 
+#include <gas/host/simd/rounded_product.h>
+
 /// The one door to the renderer's side. A renderer that brings its own types defines
 /// GAS_HOST_HEADER as the name of a header that declares them (docs/host.md); without it the
 /// reference host of this folder is used.
