@@ -29,3 +29,5 @@ install(FILES
     "${PROJECT_BINARY_DIR}/gasConfig.cmake"
     "${PROJECT_BINARY_DIR}/gasConfigVersion.cmake"
     DESTINATION "${gas_package_dir}")
+
+include(pkg_config)
