@@ -31,3 +31,14 @@ install(FILES
     DESTINATION "${gas_package_dir}")
 
 include(pkg_config)
+
+# Pages lie to each other as in the source tree, so that their links hold.
+install(FILES
+        "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+        "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
+        "${PROJECT_SOURCE_DIR}/LICENSE"
+        "${PROJECT_SOURCE_DIR}/README.md"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp" PATTERN "*.h")
