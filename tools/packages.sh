@@ -7,7 +7,9 @@ build_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
-full_check_packages=(clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest)
+full_check_packages=(
+    clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev
+)
 
 # Installs those of the named packages that are missing; touches nothing when none is.
 install_packages() {
