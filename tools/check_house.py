@@ -5,6 +5,7 @@ Prints one line per finding, `file:line: message`, and exits with 1 if there is 
 """
 
 import bisect
+import json
 import os
 import re
 import subprocess
@@ -46,6 +47,11 @@ MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
 # those of a renderer.
 FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
 OTHER_FILES = {"gas_export.h", "gas_host.h"}
+
+# The one version, and the recipe that has to repeat it.
+VERSION_LIST = "CMakeLists.txt"
+VERSION = re.compile(r"^\s*VERSION (\d+\.\d+\.\d+)$", re.M)
+VERSION_COPY = "packaging/vcpkg/gas/vcpkg.json"
 
 # The program that README.md shows.
 README_PROGRAM = "examples/first_ray.cpp"
@@ -431,6 +437,16 @@ def check_readme(report):
             report.add("README.md", 1, f"its first program is not {README_PROGRAM}")
 
 
+def check_version(report):
+    """Recipes of packages name the project's version."""
+    with open(os.path.join(ROOT, VERSION_LIST), encoding="utf-8") as file:
+        version = VERSION.search(file.read()).group(1)
+    with open(os.path.join(ROOT, VERSION_COPY), encoding="utf-8") as file:
+        copied = json.load(file)["version-semver"]
+    if copied != version:
+        report.add(VERSION_COPY, 1, f"has version {copied}, the project {version}")
+
+
 def main():
     paths = tree_files()
     known = {os.path.basename(path) for path in paths}
@@ -452,6 +468,7 @@ def main():
     check_listed(paths, report)
     check_map(paths, report)
     check_readme(report)
+    check_version(report)
 
     for path, line, message in sorted(report.findings):
         print(f"{path}:{line}: {message}")
