@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Results are the same bits everywhere only if every multiply and add is rounded by itself. The flag
 # is for this project's own sources, which may rely on it; inline bodies of public headers, compiled
 # in users' files as well, keep their products apart themselves (gas_rounded).

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What every target of this project shares: sources in C++20, exact floating point, hidden symbols,
 # our warnings, and the sanitizers that were asked for. Nothing of it reaches a user of the installed
 # library.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A Debian package by `cpack -G DEB`, of what `cmake --install` installs. With /usr as prefix when the
 # build is configured, libraries go where the machine's own do.
 set(GAS_PACKAGE_CONTACT "The developers of Gas" CACHE STRING

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # gas.pc, for builds that ask pkg-config. It finds its folders from where it lies, so that an
 # installed tree can be moved.
 set(gas_pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A quarter of the memory: GasCompressedTree answers the ray queries of GasTree with the same
 /// callbacks. Decoded boxes are a little larger than the items' own, so a few more items are
 /// tried; the hits are the same.

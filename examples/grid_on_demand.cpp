@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Very many items: GasGridTree asks for each item's box once to sort it into a cell, and builds a
 /// cell's tree when a ray first reaches it. The items here are computed from their numbers and not
 /// stored.

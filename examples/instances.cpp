@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Instances: one tree over a cluster of spheres (BLAS), many placements of that cluster, and a
 /// tree over the placements (TLAS) whose leaf callback traces the cluster's tree.
 

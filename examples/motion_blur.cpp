@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Motion blur: a tree holds the boxes of several moments, and each ray sees them blended to its
 /// own time.
 

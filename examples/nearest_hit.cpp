@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The nearest (closest) hit of a ray: a tree is built over boxes, the tree calls back for the
 /// items that a ray may meet, and the callback intersects them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Rays in packets: a camera's rays through one tile of the picture are coherent, so they walk the
 /// tree together as one batch. A frustum around them lets the walk drop boxes for all at once.
 

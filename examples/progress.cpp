@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Long builds: the application chooses how trees are built, and a progress bar shows how far the
 /// build is.
 

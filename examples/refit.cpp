@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Items that move between frames: a refit keeps the tree's topology and recomputes its boxes,
 /// which takes a small part of the time of a build. The tree stays right, and stays good while
 /// neighbours stay neighbours.

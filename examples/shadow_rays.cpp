@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Shadow rays (any hit, occluded): is there anything between a point and the light? An all-hits
 /// query answers it when its callback sets the ray's hit flag, which ends the ray's walk.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Streams: incoherent rays, here from the spheres of a cloud in all directions, are traced as one
 /// batch in any order. A callback finds its data of a ray through the ray's number.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Forward declarations of the library's classes. Include this in place of declaring them: their

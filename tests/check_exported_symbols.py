@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Compares what shared libraries export with a list: usage: ... [--update] --nm NM LIST LIBRARY...
 
 The list holds the library's own functions and data, one a line. Weak symbols are left out: whether

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Sets `result` to whether a header, directly or not, includes the host.
 function(gas_includes_host header result)
     set(headers "${header}")

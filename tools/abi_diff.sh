@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Compares the binary interface with that of an older commit, by abidiff of libabigail.
 #
 #   tools/abi_diff.sh [<commit>]    against the commit, or the latest tag before this one

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks the rules of the house that a compiler does not: floors, sizes, names, the map of files.
 
-Prints one line per finding, `file:line: message`, and exits with 1 if there is any.
+Prints one line per finding, `file:line: message`, and exits with 1 if there is any. With
+--add-licence it first writes the line of the licence into sources that lack it.
 """
 
 import bisect
@@ -47,6 +49,15 @@ MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
 # those of a renderer.
 FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
 OTHER_FILES = {"gas_export.h", "gas_host.h"}
+
+# The line of the licence: the first of a source, or the second after #!. Golden hashes and the second
+# implementation stay as they were written.
+LICENCE = "SPDX-License-" + "Identifier: Apache-2.0"
+LICENCE_MARKS = {
+    "// ": (".h", ".cpp", ".h.in"),
+    "# ": (".py", ".sh", ".cmake", ".cmake.in", "CMakeLists.txt", "/run", "check", "demo"),
+}
+UNCHANGED_FOLDERS = ("tests/golden/", "tests/naive/")
 
 # The one version, and the recipe that has to repeat it.
 VERSION_LIST = "CMakeLists.txt"
@@ -141,7 +152,8 @@ class Source:
         return bisect.bisect_right(self.line_starts, offset)
 
     def line_count(self):
-        return self.text.count("\n")
+        """Lines but for that of the licence."""
+        return self.text.count("\n") - (licence_line(self.path) in self.text.split("\n", 2)[:2])
 
 
 class Report:
@@ -175,6 +187,40 @@ def blank_comments_and_strings(text):
         return re.sub(r"[^\n]", " ", match.group(0))
 
     return COMMENT_OR_STRING.sub(blank, text)
+
+
+def licence_line(path):
+    """The line as a file has to have it, or None."""
+    if path.startswith(UNCHANGED_FOLDERS):
+        return None
+    for mark, endings in LICENCE_MARKS.items():
+        if path.endswith(endings):
+            return mark + LICENCE
+    return None
+
+
+def add_licence(paths):
+    """Writes the line of the licence into files that lack it."""
+    for path in paths:
+        line = licence_line(path)
+        if line is None:
+            continue
+        with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+            lines = file.read().split("\n")
+        first = 1 if lines[0].startswith("#!") else 0
+        if lines[first] != line:
+            lines.insert(first, line)
+            with open(os.path.join(ROOT, path), "w", encoding="utf-8") as file:
+                file.write("\n".join(lines))
+
+
+def check_licence(source, report):
+    line = licence_line(source.path)
+    if line is None:
+        return
+    lines = source.text.split("\n", 2)
+    if lines[1 if lines[0].startswith("#!") else 0] != line:
+        report.add(source.path, 1, f"lacks the line {line} (tools/check_house.py --add-licence)")
 
 
 def tree_files():
@@ -433,7 +479,7 @@ def check_readme(report):
     with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
         shown = re.search(r"```cpp\n(.*?)```", readme.read(), re.DOTALL)
     with open(os.path.join(ROOT, README_PROGRAM), encoding="utf-8") as program:
-        if not shown or shown.group(1) != program.read():
+        if not shown or f"// {LICENCE}\n{shown.group(1)}" != program.read():
             report.add("README.md", 1, f"its first program is not {README_PROGRAM}")
 
 
@@ -449,6 +495,11 @@ def check_version(report):
 
 def main():
     paths = tree_files()
+    if sys.argv[1:] == ["--add-licence"]:
+        add_licence(paths)
+    elif sys.argv[1:]:
+        print("usage: tools/check_house.py [--add-licence]", file=sys.stderr)
+        return 2
     known = {os.path.basename(path) for path in paths}
     report = Report()
     for path in paths:
@@ -457,6 +508,7 @@ def main():
             continue
         source = Source(path)
         check_text(source, report)
+        check_licence(source, report)
         # The changelog lists old names, too.
         if source.is_code or (path.endswith(".md") and path != "CHANGELOG.md"):
             check_file_names(source, known, report)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Sourced by the scripts at the root: the Debian packages that they need, and their installation.
 # shellcheck shell=bash
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/geometry_ray_batch.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Four float lanes x, y, z, w with one meaning on every back end; `simd/` holds the back ends.

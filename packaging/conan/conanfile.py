@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Builds the checkout in which this recipe lies, for Conan 2."""
 
 import os

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/common/output_file.h>
 
 #include <gmock/gmock.h>

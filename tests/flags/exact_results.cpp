@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A user's program that is compiled with flags of its own: other optimisation, this machine's
 // instructions, products fused with sums. Trees that the library builds, boxes that public headers
 // decode and expressions in lanes have to be the same bits all the same.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/obj_file.h>
 
 #include <cerrno>

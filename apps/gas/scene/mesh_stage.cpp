@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/common/user_error.h>
 #include <apps/gas/mesh/obj_file.h>
 #include <apps/gas/mesh/procedural_mesh.h>
