@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <bench/bench_grid.h>
 
 #include <bench/bench_triangle.h>

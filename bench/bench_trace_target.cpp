@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <bench/bench_trace_target.h>
 
 #include <algorithm>

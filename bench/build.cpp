@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How fast is a tree built, and how good is it?
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How many pairs of boxes a second are encoded, and decoded?
 
 #include <benchmark/benchmark.h>

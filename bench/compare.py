@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the benchmarks and prints how many times as fast as GasTree the other tree classes are.
 
 All take turns within one run, so that a change of the machine's speed meets all of them. A ratio is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What does a grid's cell cost the first ray that reaches it, from one thread and from several?
 
 #include <memory>

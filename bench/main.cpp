@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Benchmarks of the library. Beside the options of Google Benchmark:
 ///
 ///     --items=1000,100000    item counts of the generated scenes (or GAS_BENCH_ITEMS)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How fast are leaves found in a box, and near a point? Beside the same by looking at every box.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How fast does a tree follow items that move?
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What do rays gain by being traced together, as one batch?
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How many rays a second does a tree serve, each ray by a call of its own?
 
 #include <benchmark/benchmark.h>

@@ -1,6 +1,10 @@
-# Results are the same bits everywhere only if every multiply and add is rounded by itself. The
-# flag is public, because inline code of the headers is compiled in users' files too.
+# SPDX-License-Identifier: Apache-2.0
+# Results are the same bits everywhere only if every multiply and add is rounded by itself. The flag
+# is for this project's own sources, which may rely on it; inline bodies of public headers, compiled
+# in users' files as well, keep their products apart themselves (gas_rounded).
 function(gas_exact_floating_point target)
-    target_compile_options(${target} PUBLIC
+    target_compile_options(${target} PRIVATE
         $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-ffp-contract=off>)
+    target_compile_definitions(${target} PRIVATE
+        $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:GAS_NOTHING_FUSES>)
 endfunction()

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 include(CMakePackageConfigHelpers)
 
 install(TARGETS gas_host gas
@@ -29,3 +30,21 @@ install(FILES
     "${PROJECT_BINARY_DIR}/gasConfig.cmake"
     "${PROJECT_BINARY_DIR}/gasConfigVersion.cmake"
     DESTINATION "${gas_package_dir}")
+
+include(pkg_config)
+
+# Pages lie to each other as in the source tree, so that their links hold.
+install(FILES
+        "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+        "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
+        "${PROJECT_SOURCE_DIR}/LICENSE"
+        "${PROJECT_SOURCE_DIR}/README.md"
+        "${PROJECT_SOURCE_DIR}/SECURITY.md"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp" PATTERN "*.h")
+
+if(PROJECT_IS_TOP_LEVEL)
+    include(package)
+endif()

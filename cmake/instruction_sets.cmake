@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The walks of rays for instruction sets beyond the one that a build is for; which to use is chosen
 # at run time (gas/isa/).
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What makes a build quick that is made once, to be tested, and thrown away.
 option(GAS_JOIN_SOURCES "Compile the sources of a target together, several files at a time" OFF)
 if(GAS_JOIN_SOURCES)

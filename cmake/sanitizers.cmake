@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 add_library(gas_sanitizers INTERFACE)
 
 if(GAS_SANITIZE)

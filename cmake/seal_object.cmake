@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Makes of an object, in a build step, one of which `symbol` alone can be seen from outside.
 # Variables: linker, objcopy, objdump, object, symbol, sanitized, sealed.
 execute_process(

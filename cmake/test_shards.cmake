@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs a program of tests in shards, each a process, and has each report what it ran:
 # tools/run_tests.py counts the single tests from the reports.
 set(GAS_TEST_SHARDS 4 CACHE STRING "Processes that share the tests of a program")

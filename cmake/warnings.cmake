@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 add_library(gas_warnings INTERFACE)
 target_compile_options(gas_warnings INTERFACE
     -Wall

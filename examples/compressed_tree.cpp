@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A quarter of the memory: GasCompressedTree answers the ray queries of GasTree with the same
 /// callbacks. Decoded boxes are a little larger than the items' own, so a few more items are
 /// tried; the hits are the same.
@@ -5,7 +6,7 @@
 #include <cstdio>
 
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -29,7 +30,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     constexpr unsigned ray_count = 2000;
     unsigned hit_count = 0;
     unsigned difference_count = 0;
@@ -51,7 +52,6 @@ int main() {
         hit_count += batches[0].is_hit(0) ? 1 : 0;
         difference_count += batches[0].get_hit_distance(0) != batches[1].get_hit_distance(0);
     }
-    GasObject::destroy_ctx(shader);
 
     const double item_count = static_cast<double>(scene.spheres.size());
     std::printf("plain tree       %5.1f bytes per item, %5.2f items tried per ray\n",

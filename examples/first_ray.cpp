@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cmath>
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
+#include <gas/scene/gas_box_padding.h>
 #include <gas/tree/gas_tree.h>
 
 // The renderer's side: here the items are unit spheres, of which we keep the centres.
@@ -32,10 +34,13 @@ void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
 int main() {
     Spheres spheres;
     std::vector<GMathBbox3<float>> boxes;
+    // Boxes so large that rays from up to 1000 units away lose no hit to rounding.
+    const double padding = gas_get_box_padding(1000.0);
     for (int i = 0; i < 25; ++i) {
-        const float x = 4.0f * static_cast<float>(i);
-        spheres.push_back({4.0 * i, 0.0, 0.0});
-        boxes.push_back({{x - 1.0f, -1.0f, -1.0f}, {x + 1.0f, 1.0f, 1.0f}});
+        const double x = 4.0 * i;
+        const GMathBbox3<double> box = {{x - 1.0, -1.0, -1.0}, {x + 1.0, 1.0, 1.0}};
+        spheres.push_back({x, 0.0, 0.0});
+        boxes.push_back(gas_pad_box(box, padding));
     }
     GasTree tree;
     tree.create(boxes.data(), static_cast<unsigned>(boxes.size()), nullptr, nullptr, 1.0f);
@@ -43,13 +48,11 @@ int main() {
 
     CtxEval eval;
     CtxShader shader; // one per thread
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
-    GeometryRayBatch batch(1);
-    batch.set_ray(0, {42.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
-    tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
-    std::printf("sphere %u at distance %g\n", batch.get_item(0), batch.get_hit_distance(0));
+    GeometrySingleRay ray({42.0, 0.0, 0.0}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
+    tree.ray_hit_nearest_static(eval, shader, ray.get_ctx(), false);
+    std::printf("sphere %u at distance %g\n", ray.get_item(), ray.get_hit_distance());
 
-    GasObject::destroy_ctx(shader);
-    return batch.is_hit(0) && batch.get_item(0) == 11 && batch.get_hit_distance(0) == 1.0 ? 0 : 1;
+    return ray.is_hit() && ray.get_item() == 11 && ray.get_hit_distance() == 1.0 ? 0 : 1;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Very many items: GasGridTree asks for each item's box once to sort it into a cell, and builds a
 /// cell's tree when a ray first reaches it. The items here are computed from their numbers and not
 /// stored.
@@ -6,7 +7,7 @@
 #include <cstdio>
 
 #include <gas/grid/gas_grid_tree.h>
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 
 #include "sphere.h"
 
@@ -56,14 +57,13 @@ int main() {
     // A thin bundle of rays through one corner of the block.
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     GeometryRayBatch batch(64);
     for (unsigned ray = 0; ray < batch.get_ray_count(); ++ray) {
         const GMathVec3<double> from = {2.0 + 0.1 * (ray % 8), 3.0 + 0.1 * (ray / 8), -10.0};
         batch.set_ray(ray, from, {0.001, 0.002, 1.0}, 0.0, 1000.0);
     }
     grid.ray_hit_nearest_static(eval, shader, batch.get_ctx());
-    GasObject::destroy_ctx(shader);
 
     unsigned built_count = 0;
     for (unsigned cell = 0; cell < grid.get_cell_count(); ++cell)

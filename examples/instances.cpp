@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Instances: one tree over a cluster of spheres (BLAS), many placements of that cluster, and a
 /// tree over the placements (TLAS) whose leaf callback traces the cluster's tree.
 
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -24,9 +25,12 @@ struct Instance {
 struct Scene {
     Cluster cluster;
     std::vector<Instance> instances;
-    /// The ray of the inner query. Each tracing thread has one, as it has its shader, so that
-    /// nothing is allocated on a ray's path.
-    GeometryRayBatch inner_ray{1};
+};
+
+/// What a renderer keeps of a hit for shading, beside its distance.
+struct Hit {
+    unsigned instance = 0;
+    unsigned sphere = 0;
 };
 
 void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
@@ -52,23 +56,21 @@ GMathBasicRay to_cluster(const Instance& instance, const GMathBasicRay& line) {
     return {(line.get_origin() - offset) * inverse_scale, line.get_direction() * inverse_scale};
 }
 
-/// A query inside a query: the inner one uses the next frame of the shader.
+/// A query inside a query: the inner one uses the next frame of the shader. The hits are the
+/// query's own, so any number of threads may trace the scene.
 void hit_instance(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                   GeometryRaytraceCtx& ctx) {
-    Scene& scene = *static_cast<Scene*>(user);
-    const auto sphere_count = static_cast<unsigned>(scene.cluster.spheres.size());
+    const Scene& scene = *static_cast<const Scene*>(user);
+    auto* const hits = static_cast<Hit*>(ctx.get_query_data());
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         const auto ray = static_cast<unsigned>(i);
         const GMathBasicRay line = to_cluster(scene.instances[item], ctx.get_ray(ray).line);
         // The hit that the outer ray has found so far bounds the inner one.
         const double bound = ctx.get_intersection_path(ray).get_hit_distance();
-        GeometryRayBatch& inner = scene.inner_ray;
-        inner.set_ray(0, line.get_origin(), line.get_direction(), ctx.get_tnear(ray), bound);
+        GeometrySingleRay inner(line.get_origin(), line.get_direction(), ctx.get_tnear(ray), bound);
         scene.cluster.tree.ray_hit_nearest_static(eval, shader, inner.get_ctx(), false);
-        // One number for instance and sphere; a renderer would keep what it needs for shading.
-        if (inner.is_hit(0))
-            ctx.record_nearest_hit(ray, inner.get_hit_distance(0),
-                                   item * sphere_count + inner.get_item(0));
+        if (inner.is_hit() && ctx.record_nearest_hit(ray, inner.get_hit_distance(), item))
+            hits[ray] = {item, inner.get_item()};
     }
 }
 
@@ -127,23 +129,31 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     constexpr unsigned side = 32;
     constexpr double far_distance = 1000.0;
     GeometryRayBatch batch(side * side);
+    std::vector<Hit> hits(batch.get_ray_count());
+    batch.get_data().set_query_data(hits.data());
     for (unsigned ray = 0; ray < batch.get_ray_count(); ++ray)
         batch.set_ray(ray, {2.5 * (ray % side), 2.5 * (ray / side), 40.0}, {0.05, 0.02, -1.0}, 0.0,
                       far_distance);
     tree.ray_hit_nearest_static(eval, shader, batch.get_ctx(), false);
-    GasObject::destroy_ctx(shader);
 
     unsigned hit_count = 0;
     unsigned wrong_count = 0;
     for (unsigned ray = 0; ray < batch.get_ray_count(); ++ray) {
         hit_count += batch.is_hit(ray) ? 1 : 0;
-        const double expected =
-            find_nearest(scene, batch.get_ctx().get_ray(ray).line, far_distance);
+        const GMathBasicRay& line = batch.get_ctx().get_ray(ray).line;
+        const double expected = find_nearest(scene, line, far_distance);
         wrong_count += batch.get_hit_distance(ray) != expected ? 1 : 0;
+        if (!batch.is_hit(ray))
+            continue;
+        const Sphere& sphere = scene.cluster.spheres[hits[ray].sphere];
+        const GMathBasicRay inner = to_cluster(scene.instances[hits[ray].instance], line);
+        double distance = 0.0;
+        wrong_count +=
+            !meets(sphere, inner, 0.0, far_distance, distance) || distance != expected ? 1 : 0;
     }
     const std::size_t placed = scene.instances.size() * scene.cluster.spheres.size();
     std::printf("%zu spheres stand in %zu bytes of trees\n", placed,

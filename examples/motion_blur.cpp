@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Motion blur: a tree holds the boxes of several moments, and each ray sees them blended to its
 /// own time.
 
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -79,7 +80,7 @@ int main() {
     // The shader maps the shutter to those moments.
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     shader.set_motion_blur(scene.motion_blur);
 
     // A camera below shoots straight through each column at many times and heights, and counts how
@@ -112,7 +113,6 @@ int main() {
         }
         std::puts("");
     }
-    GasObject::destroy_ctx(shader);
 
     std::printf("%u answers differ from testing the spheres themselves\n", wrong_count);
     return wrong_count == 0 ? 0 : 1;

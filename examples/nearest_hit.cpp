@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The nearest (closest) hit of a ray: a tree is built over boxes, the tree calls back for the
 /// items that a ray may meet, and the callback intersects them.
 
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -46,7 +47,7 @@ int main() {
     // Every thread that traces has a shader of its own, with scratch memory for the walk.
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
     // Three rays: along the row, from between two spheres, and past all of them.
     GeometryRayBatch batch(3);
@@ -62,7 +63,6 @@ int main() {
         else
             std::printf("ray %u meets nothing\n", ray);
     }
-    GasObject::destroy_ctx(shader);
 
     const bool right = batch.is_hit(0) && batch.get_item(0) == 0 &&
                        batch.get_hit_distance(0) == 4.0 && batch.is_hit(1) &&

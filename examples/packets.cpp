@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Rays in packets: a camera's rays through one tile of the picture are coherent, so they walk the
 /// tree together as one batch. A frustum around them lets the walk drop boxes for all at once.
 
 #include <cstdio>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -70,7 +71,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
     // Every tile twice: as one batch, and ray by ray. A batch of one ray walks the tree alone.
     GeometryRayBatch packet(tile_side * tile_side);
@@ -97,7 +98,6 @@ int main() {
             }
         }
     }
-    GasObject::destroy_ctx(shader);
 
     const unsigned single_calls = scene.call_count - packet_calls;
     std::printf("%u of %u rays meet a sphere\n", hit_count, picture_side * picture_side);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Items that move between frames: a refit keeps the tree's topology and recomputes its boxes,
 /// which takes a small part of the time of a build. The tree stays right, and stays good while
 /// neighbours stay neighbours.
@@ -5,7 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -43,7 +44,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     GeometryRayBatch batch;
     GeometryRayBatch expected;
     bool right = true;
@@ -73,7 +74,6 @@ int main() {
                     frame, hit_count, static_cast<double>(refit_calls) / batch.get_ray_count(),
                     static_cast<double>(scene.call_count) / batch.get_ray_count());
     }
-    GasObject::destroy_ctx(shader);
 
     // New or removed items need a new build: another number of boxes is refused.
     scene.spheres.pop_back();

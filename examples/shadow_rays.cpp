@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Shadow rays (any hit, occluded): is there anything between a point and the light? An all-hits
 /// query answers it when its callback sets the ray's hit flag, which ends the ray's walk.
 
 #include <cstdio>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -51,7 +52,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
     // One batch of rays from the ground to the light. With the whole way as direction the light is
     // at distance 1. All of them share a cache slot: the tree first tries the item that stopped the
@@ -66,7 +67,6 @@ int main() {
         batch.set_ray(ray, ground, light - ground, 0.0, 1.0, 0.0f, light_slot);
     }
     tree.ray_hit_static(eval, shader, batch.get_ctx(), false);
-    GasObject::destroy_ctx(shader);
 
     // The same by trying every sphere.
     unsigned shadowed_count = 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Queries without rays: which items lie in a box, and which are nearest to a point? The results
 /// are leaf positions; in a tree that was built without an index array these are the items.
 

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cmath>
 #include <vector>
 
 #include <gas/host/host.h>
+#include <gas/scene/gas_box_padding.h>
 
 /// The item (primitive) of these examples. The library does not know it: it takes its box, and
 /// calls back when a ray reaches that box.
@@ -12,13 +14,26 @@ struct Sphere {
     float radius;
 };
 
-/// The sphere's box, a little too large: it is made of floats, and rays are tested against it in
-/// floats, so both may round the wrong way. A box that is too large costs a callback now and then;
-/// one that is too small loses hits.
+inline GMathVec3<double> to_double(const GMathVec3<float>& vector) {
+    return {static_cast<double>(vector.x), static_cast<double>(vector.y),
+            static_cast<double>(vector.z)};
+}
+
+/// No coordinate of a sphere, nor of a point that a ray starts from, is larger than this.
+inline constexpr double scene_reach = 1000.0;
+
+inline GMathBbox3<double> get_bounds(const Sphere& sphere) {
+    const auto radius = static_cast<double>(sphere.radius);
+    const GMathVec3<double> center = to_double(sphere.center);
+    const GMathVec3<double> corner = {radius, radius, radius};
+    return {center - corner, center + corner};
+}
+
+/// The sphere's box, padded: it is made of floats, and rays are tested against it in floats, so
+/// both may round the wrong way. A box that is too large costs a callback now and then; one that is
+/// too small loses hits.
 inline GMathBbox3<float> get_box(const Sphere& sphere) {
-    const float reach = sphere.radius * 1.0001f;
-    const GMathVec3<float> corner = {reach, reach, reach};
-    return {sphere.center - corner, sphere.center + corner};
+    return gas_pad_box(get_bounds(sphere), gas_get_box_padding(scene_reach));
 }
 
 inline double dot(const GMathVec3<double>& a, const GMathVec3<double>& b) {
@@ -28,9 +43,7 @@ inline double dot(const GMathVec3<double>& a, const GMathVec3<double>& b) {
 /// Whether the line meets the sphere between the two distances, and at which `distance` first.
 inline bool meets(const Sphere& sphere, const GMathBasicRay& line, double near_distance,
                   double far_distance, double& distance) {
-    const GMathVec3<double> center = {static_cast<double>(sphere.center.x),
-                                      static_cast<double>(sphere.center.y),
-                                      static_cast<double>(sphere.center.z)};
+    const GMathVec3<double> center = to_double(sphere.center);
     const auto radius = static_cast<double>(sphere.radius);
     const GMathVec3<double> offset = line.get_origin() - center;
     const GMathVec3<double>& direction = line.get_direction();

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Streams: incoherent rays, here from the spheres of a cloud in all directions, are traced as one
 /// batch in any order. A callback finds its data of a ray through the ray's number.
 
 #include <cstdio>
 #include <vector>
 
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/tree/gas_tree.h>
 
 #include "sphere.h"
@@ -93,7 +94,7 @@ int main() {
 
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
 
     // The nearest sphere, and whether there is any at all; each as one stream.
     constexpr unsigned ray_count = 512;
@@ -119,7 +120,6 @@ int main() {
                              any.is_hit(ray) == single.is_hit(ray);
         wrong_count += is_same ? 0 : 1;
     }
-    GasObject::destroy_ctx(shader);
 
     std::printf("%u of %u rays meet a sphere\n", hit_count, ray_count);
     std::printf("%u answers differ between streams and single rays\n", wrong_count);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Forward declarations of the library's classes. Include this in place of declaring them: their
@@ -9,6 +10,7 @@ inline namespace gas_abi1 {
 
 class GasObject;
 class GasObjectEmpty;
+class GasShaderFrames;
 
 class GasTree;
 struct GasTreeNode;

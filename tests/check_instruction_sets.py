@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that code for a further instruction set cannot reach a machine that lacks it.
 
     check_instruction_sets.py --nm NM --objdump OBJDUMP

@@ -1,12 +1,4 @@
-# Lane back ends compile only on their machines.
-set(gas_foreign_headers)
-if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
-    list(APPEND gas_foreign_headers gas/host/simd/simd_sse2.h)
-endif()
-if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
-    list(APPEND gas_foreign_headers gas/host/simd/simd_neon.h)
-endif()
-
+# SPDX-License-Identifier: Apache-2.0
 # Sets `result` to whether a header, directly or not, includes the host.
 function(gas_includes_host header result)
     set(headers "${header}")
@@ -56,9 +48,6 @@ function(gas_add_header_check name standard header_set_property)
             cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY "${folder}" NORMALIZE)
             cmake_path(RELATIVE_PATH header BASE_DIRECTORY "${PROJECT_SOURCE_DIR}"
                 OUTPUT_VARIABLE include_path)
-            if(include_path IN_LIST gas_foreign_headers)
-                continue()
-            endif()
             set(source "${CMAKE_CURRENT_BINARY_DIR}/${name}/${include_path}.cpp")
             file(CONFIGURE OUTPUT "${source}"
                 CONTENT "#include <@include_path@>\n#include <@include_path@>\n" @ONLY)
@@ -85,4 +74,34 @@ function(gas_add_header_check name standard header_set_property)
         COMMAND "${CMAKE_COMMAND}" --build "${PROJECT_BINARY_DIR}" --target ${libraries})
     # Two builds in one folder would get in each other's way.
     set_tests_properties(${name} PROPERTIES RESOURCE_LOCK gas_build_folder)
+endfunction()
+
+# Compiles all public headers together as a program without exceptions and type information does,
+# their templates for a type or two.
+function(gas_add_headers_without_exceptions)
+    set(includes)
+    foreach(library IN ITEMS gas_host gas)
+        get_target_property(headers ${library} HEADER_SET)
+        get_target_property(folder ${library} SOURCE_DIR)
+        foreach(header IN LISTS headers)
+            cmake_path(ABSOLUTE_PATH header BASE_DIRECTORY "${folder}" NORMALIZE)
+            cmake_path(RELATIVE_PATH header BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
+            string(APPEND includes "#include <${header}>\n")
+        endforeach()
+    endforeach()
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/headers_without_exceptions.cpp")
+    file(CONFIGURE OUTPUT "${source}" @ONLY CONTENT "@includes@
+template class CoreArray<int>;
+template class CoreVector<int>;
+template struct GMathVec3<float>;
+template struct GMathBbox3<double>;
+")
+    add_library(gas_headers_without_exceptions OBJECT "${source}")
+    target_link_libraries(gas_headers_without_exceptions PRIVATE gas::gas gas_warnings)
+    target_compile_options(gas_headers_without_exceptions PRIVATE
+        -O0 -fno-exceptions -fno-rtti)
+    set_target_properties(gas_headers_without_exceptions PROPERTIES
+        CXX_STANDARD 17
+        CXX_STANDARD_REQUIRED ON
+        CXX_EXTENSIONS OFF)
 endfunction()

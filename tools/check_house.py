@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks the rules of the house that a compiler does not: floors, sizes, names, the map of files.
 
-Prints one line per finding, `file:line: message`, and exits with 1 if there is any.
+Prints one line per finding, `file:line: message`, and exits with 1 if there is any. With
+--add-licence it first writes the line of the licence into sources that lack it.
 """
 
 import bisect
+import json
 import os
 import re
 import subprocess
@@ -14,8 +17,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # A folder of gas/ may include itself and the folders before it.
 FLOORS = [
-    "host", "object", "core", "traversal", "isa", "split", "build", "tree", "compressed", "grid",
-    "rays", "diagnostics",
+    "host", "object", "core", "scene", "traversal", "isa", "split", "build", "tree", "compressed",
+    "grid", "rays", "diagnostics",
 ]
 # The rooms of a folder, likewise; files that stand in the folder itself are above its rooms.
 ROOMS = {
@@ -47,6 +50,20 @@ MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
 FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
 OTHER_FILES = {"gas_export.h", "gas_host.h"}
 
+# The line of the licence: the first of a source, or the second after #!. Golden hashes and the second
+# implementation stay as they were written.
+LICENCE = "SPDX-License-" + "Identifier: Apache-2.0"
+LICENCE_MARKS = {
+    "// ": (".h", ".cpp", ".h.in"),
+    "# ": (".py", ".sh", ".cmake", ".cmake.in", "CMakeLists.txt", "/run", "check", "demo"),
+}
+UNCHANGED_FOLDERS = ("tests/golden/", "tests/naive/")
+
+# The one version, and the recipe that has to repeat it.
+VERSION_LIST = "CMakeLists.txt"
+VERSION = re.compile(r"^\s*VERSION (\d+\.\d+\.\d+)$", re.M)
+VERSION_COPY = "packaging/vcpkg/gas/vcpkg.json"
+
 # The program that README.md shows.
 README_PROGRAM = "examples/first_ray.cpp"
 
@@ -55,7 +72,7 @@ LONG_FILES: dict[str, str] = {}
 
 # Files of tests/ that are not `<name>_test.cpp` beside a file of the library.
 SUPPORT_FOLDERS = (
-    "tests/support/", "tests/naive/", "tests/mirror/", "tests/package/", "tests/seam/",
+    "tests/support/", "tests/naive/", "tests/mirror/", "tests/package/", "tests/seam/", "tests/flags/",
 )
 
 LANE_FILES = re.compile(
@@ -135,7 +152,8 @@ class Source:
         return bisect.bisect_right(self.line_starts, offset)
 
     def line_count(self):
-        return self.text.count("\n")
+        """Lines but for that of the licence."""
+        return self.text.count("\n") - (licence_line(self.path) in self.text.split("\n", 2)[:2])
 
 
 class Report:
@@ -169,6 +187,40 @@ def blank_comments_and_strings(text):
         return re.sub(r"[^\n]", " ", match.group(0))
 
     return COMMENT_OR_STRING.sub(blank, text)
+
+
+def licence_line(path):
+    """The line as a file has to have it, or None."""
+    if path.startswith(UNCHANGED_FOLDERS):
+        return None
+    for mark, endings in LICENCE_MARKS.items():
+        if path.endswith(endings):
+            return mark + LICENCE
+    return None
+
+
+def add_licence(paths):
+    """Writes the line of the licence into files that lack it."""
+    for path in paths:
+        line = licence_line(path)
+        if line is None:
+            continue
+        with open(os.path.join(ROOT, path), encoding="utf-8") as file:
+            lines = file.read().split("\n")
+        first = 1 if lines[0].startswith("#!") else 0
+        if lines[first] != line:
+            lines.insert(first, line)
+            with open(os.path.join(ROOT, path), "w", encoding="utf-8") as file:
+                file.write("\n".join(lines))
+
+
+def check_licence(source, report):
+    line = licence_line(source.path)
+    if line is None:
+        return
+    lines = source.text.split("\n", 2)
+    if lines[1 if lines[0].startswith("#!") else 0] != line:
+        report.add(source.path, 1, f"lacks the line {line} (tools/check_house.py --add-licence)")
 
 
 def tree_files():
@@ -427,12 +479,27 @@ def check_readme(report):
     with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
         shown = re.search(r"```cpp\n(.*?)```", readme.read(), re.DOTALL)
     with open(os.path.join(ROOT, README_PROGRAM), encoding="utf-8") as program:
-        if not shown or shown.group(1) != program.read():
+        if not shown or f"// {LICENCE}\n{shown.group(1)}" != program.read():
             report.add("README.md", 1, f"its first program is not {README_PROGRAM}")
+
+
+def check_version(report):
+    """Recipes of packages name the project's version."""
+    with open(os.path.join(ROOT, VERSION_LIST), encoding="utf-8") as file:
+        version = VERSION.search(file.read()).group(1)
+    with open(os.path.join(ROOT, VERSION_COPY), encoding="utf-8") as file:
+        copied = json.load(file)["version-semver"]
+    if copied != version:
+        report.add(VERSION_COPY, 1, f"has version {copied}, the project {version}")
 
 
 def main():
     paths = tree_files()
+    if sys.argv[1:] == ["--add-licence"]:
+        add_licence(paths)
+    elif sys.argv[1:]:
+        print("usage: tools/check_house.py [--add-licence]", file=sys.stderr)
+        return 2
     known = {os.path.basename(path) for path in paths}
     report = Report()
     for path in paths:
@@ -441,6 +508,7 @@ def main():
             continue
         source = Source(path)
         check_text(source, report)
+        check_licence(source, report)
         # The changelog lists old names, too.
         if source.is_code or (path.endswith(".md") and path != "CHANGELOG.md"):
             check_file_names(source, known, report)
@@ -452,6 +520,7 @@ def main():
     check_listed(paths, report)
     check_map(paths, report)
     check_readme(report)
+    check_version(report)
 
     for path, line, message in sorted(report.findings):
         print(f"{path}:{line}: {message}")

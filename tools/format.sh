@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Formats the C++ files of the tree in place; with --check only reports what would change.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -1,13 +1,16 @@
+# SPDX-License-Identifier: Apache-2.0
 # Sourced by the scripts at the root: the Debian packages that they need, and their installation.
 # shellcheck shell=bash
 
 build_packages=(
     g++ cmake ninja-build python3
-    libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev
+    libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev libopenexr-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
-full_check_packages=(clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest)
+full_check_packages=(
+    clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev
+)
 
 # Installs those of the named packages that are missing; touches nothing when none is.
 install_packages() {

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the tests of a build folder and counts them one by one.
 
     tools/run_tests.py [--jobs N] [--only REGEX] FOLDER

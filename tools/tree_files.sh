@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Sourced: lists the files of the tree, tracked or new, but neither ignored nor deleted.
 # shellcheck shell=bash
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/common/output_file.h>
 
 #include <cerrno>
@@ -57,6 +58,15 @@ int write_and_close(int file, const std::vector<unsigned char>& bytes) {
 }
 
 } // namespace
+
+bool is_special_file(const std::string& path) {
+    return is_special(path) && !fs::is_directory(path);
+}
+
+void write_standard_output(const std::vector<unsigned char>& bytes) {
+    if (const int error = write_all(STDOUT_FILENO, bytes))
+        fail("standard output", error);
+}
 
 void check_output_path(const std::string& path, const std::string& input) {
     std::error_code error;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/command_line.h>
 
 int main(int argument_count, char** arguments) {

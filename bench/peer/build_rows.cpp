@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Builds, refits, memory and the quality of trees.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Compares the library with Embree 3: both do the same jobs over the same boxes and rays in one
 /// process, in turns, and must give the same answers. See docs/benchmarks.md.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// How many nodes do spatial queries visit, and how many must they?
 
 #include <cmath>

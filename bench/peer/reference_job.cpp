@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <bench/peer/reference_job.h>
 
 #include <bench/bench_scene.h>

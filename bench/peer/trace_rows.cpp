@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Rays one by one, in streams and in packets.
 
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The library's tree classes side by side.
 
 #include <limits>

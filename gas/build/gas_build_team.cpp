@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/build/gas_build_team.h>
 
 inline namespace gas_abi1 {

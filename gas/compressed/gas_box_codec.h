@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <gas/compressed/gas_compressed_node.h>
@@ -42,8 +43,10 @@ inline void gas_decode_steps(const Integers& min_steps, const Integers& max_step
     // The operand order keeps a NaN bound of the parent; other lanes are not affected.
     // Lanes w: the parent's 0, plus the owner bits or the eighth byte times a step of 0.
     const Floats step = ((parent_max - parent_min) * step_factor) & finite;
-    const Floats lower = Floats::min(parent_max, parent_min + min_steps.to_floats() * step);
-    const Floats upper = Floats::max(parent_min, parent_max - max_steps.to_floats() * step);
+    const Floats up = gas_rounded(min_steps.to_floats() * step);
+    const Floats down = gas_rounded(max_steps.to_floats() * step);
+    const Floats lower = Floats::min(parent_max, parent_min + up);
+    const Floats upper = Floats::max(parent_min, parent_max - down);
 
     // Where the second child owns the stored bound, exchange it with the parent's.
     const Floats min_exchange = (lower ^ parent_min) & ((owners & min_owners) == none);

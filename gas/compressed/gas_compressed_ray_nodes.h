@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cassert>
@@ -144,11 +145,7 @@ class GasCompressedMotionNodes {
         m_stacked_boxes = ctx.decoded_boxes;
     }
 
-    bool is_ready() const {
-        const bool filled = m_earlier_records && m_later_records;
-        assert(filled && "a motion-blur sample was never filled");
-        return filled;
-    }
+    bool is_ready() const { return m_earlier_records && m_later_records; }
     bool is_leaf() const { return m_position.is_leaf(); }
     unsigned get_leaf() const { return m_position.get_node(); }
 

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/compressed/gas_compressed_tree.h>
 
 #include <cassert>
 #include <cstddef>
 #include <utility>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 
@@ -57,34 +59,20 @@ GasCompressedTree& GasCompressedTree::operator=(GasCompressedTree&& other) noexc
     if (this == &other)
         return *this;
     const unsigned shared_sample_count = m_share.get_sample_count();
-    if (m_share.leave())
-        release_arrays();
-    else
-        release_samples(shared_sample_count);
-    forget_arrays();
+    release_arrays(m_share.leave(), shared_sample_count);
     take(other);
     return *this;
 }
 
 GasCompressedTree::~GasCompressedTree() {
+    gas_forget_reports(this);
     clear();
     delete[] m_blurred_bboxes;
 }
 
 void GasCompressedTree::clear() {
     const unsigned shared_sample_count = m_share.get_sample_count();
-    if (m_share.release())
-        release_arrays();
-    else
-        release_samples(shared_sample_count);
-    forget_arrays();
-}
-
-/// Releases all that copies may share.
-void GasCompressedTree::release_arrays() {
-    release_samples(0);
-    sys_free(m_items);
-    sys_aligned_free(m_nodes);
+    release_arrays(m_share.release(), shared_sample_count);
 }
 
 void GasCompressedTree::release_samples(unsigned first) {
@@ -92,8 +80,14 @@ void GasCompressedTree::release_samples(unsigned first) {
         sys_free(m_motion_blur_records[sample]);
 }
 
-/// Leaves an empty tree with the samples' root boxes, and what copies may share as it is.
-void GasCompressedTree::forget_arrays() {
+/// Releases the samples from `shared_sample_count` on, and what copies may share where this tree
+/// `owns_shared`. Leaves an empty tree with the samples' root boxes.
+void GasCompressedTree::release_arrays(bool owns_shared, unsigned shared_sample_count) {
+    release_samples(owns_shared ? 0 : shared_sample_count);
+    if (owns_shared) {
+        sys_free(m_items);
+        sys_aligned_free(m_nodes);
+    }
     gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, {}, 0);
     m_nodes = nullptr;
     m_items = nullptr;

@@ -1,35 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstddef>
 
 #include <gas/compressed/gas_compressed_node.h>
+#include <gas/compressed/gas_compressed_tree_split_context.h>
 #include <gas/core/gas_bbox.h>
 #include <gas/gas_export.h>
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
+#include <gas/split/gas_build_method.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_node_share.h>
 
 inline namespace gas_abi1 {
 
-enum class GasBuildMethod;
+struct GasBuildSettings;
 struct GasCompressedTreeComputeBboxContext;
 struct GasCompressedTreeQuantizeBboxContext;
 class GasParallelBuild;
-
-/// What a split function sees of the build of a GasCompressedTree.
-struct GasCompressedTreeSplitContext {
-    /// The item boxes being built over, indexed by item.
-    const GMathBbox3<float>* bboxes;
-    /// The centres of those boxes, indexed by item.
-    const GMathVec3<float>* centers;
-    /// Scratch of the binned SAH splits; null when the build splits by the median.
-    GasSahWorkspace* sah_workspace;
-    /// The bar given to `create`, or null.
-    AppProgressBar* progress_bar;
-    /// Leaves created so far; counted only with a progress bar.
-    unsigned built_leaf_count;
-};
 
 /// A binary bounding-volume hierarchy (BVH) with quantized boxes over the boxes (AABBs) of items
 /// (primitives), in 16 bytes per item, and 7 per motion-blur sample: a node keeps the boxes of its
@@ -42,7 +31,7 @@ struct GasCompressedTreeSplitContext {
 /// coordinates and extents stay below 82 units, with detail of 1e-2 units and more: there every
 /// decoded box contains the boxes below it (in practice up to about 200 units; see
 /// gas_box_codec.h). A small scene far from the origin is outside. Scale other scenes, boxes and
-/// rays alike, by a power of two.
+/// rays alike, by a power of two (gas_scene_scale.h).
 ///
 /// A built tree is read-only during queries and may be traced by many threads at once, each with
 /// its own CtxShader. Everything that changes the tree needs exclusive access. The same boxes and
@@ -101,6 +90,19 @@ class GAS_EXPORT GasCompressedTree {
     void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
                 const unsigned& thread_count);
+
+    /// The same tree as with a bar whose application is set to `method`, without a bar.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
 
     /// Releases everything but the samples' root boxes and leaves an empty tree. Callbacks stay.
     void clear();
@@ -249,16 +251,15 @@ class GAS_EXPORT GasCompressedTree {
                        unsigned* items, const unsigned& count);
     template <typename Box>
     void build(const Box* bboxes, unsigned count, const unsigned* indices,
-               AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
-               unsigned thread_count);
+               const GasBuildSettings& settings);
     template <typename Box>
     void split_items(const Box* bboxes, GasTreeNode* records, unsigned* numbers,
-                     AppProgressBar* progress_bar, GasParallelBuild* parallel);
+                     const GasBuildSettings& settings, GasParallelBuild* parallel);
     template <typename Box>
     void split_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
     template <typename Box>
     void quantize_boxes(const Box* bboxes, GMathBbox3<float>* boxes, GasParallelBuild* parallel);
-    GasBuildMethod choose_split(AppProgressBar* progress_bar);
+    GasBuildMethod choose_split(const GasBuildSettings& settings);
     void create_single_leaf(const GMathBbox3<float>& bbox);
     void compute_bboxes(GasCompressedTreeComputeBboxContext& context, const unsigned& node,
                         GMathBbox3<float>& out) const;
@@ -269,9 +270,8 @@ class GAS_EXPORT GasCompressedTree {
                                      const GMathBbox3<float>& node_decoded_box);
 
     // Steps of life.
-    void release_arrays();
+    void release_arrays(bool owns_shared, unsigned shared_sample_count);
     void release_samples(unsigned first);
-    void forget_arrays();
     void take(GasCompressedTree& other) noexcept;
 
     unsigned take_slot(GasTreeCtx& ctx) const;

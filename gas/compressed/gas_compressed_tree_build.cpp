@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cassert>
 #include <new>
 #include <optional>
 
 #include <gas/build/gas_build_input.h>
+#include <gas/build/gas_build_settings.h>
 #include <gas/build/gas_list_build.h>
 #include <gas/build/gas_parallel_build.h>
 #include <gas/compressed/gas_compressed_boxes.h>
@@ -13,8 +15,7 @@ inline namespace gas_abi1 {
 
 template <typename Box>
 void GasCompressedTree::build(const Box* bboxes, unsigned item_count, const unsigned* indices,
-                              AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
-                              unsigned thread_count) {
+                              const GasBuildSettings& settings) {
     clear();
     assert(item_count > 0 && "a tree is built over at least one box");
     if (item_count == 0)
@@ -33,28 +34,30 @@ void GasCompressedTree::build(const Box* bboxes, unsigned item_count, const unsi
         create_single_leaf(GasLaneBox::load(bboxes[0]).to_box());
     } else {
         std::optional<GasParallelBuild> parallel;
-        if (task_manager && thread_count > 1 && item_count > GasParallelBuild::default_part_size)
-            parallel.emplace(*task_manager, thread_count);
+        if (settings.task_manager && settings.thread_count > 1 &&
+            item_count > GasParallelBuild::default_part_size)
+            parallel.emplace(*settings.task_manager, settings.thread_count);
         GasParallelBuild* const threads = parallel ? &*parallel : nullptr;
         const GasScratchArray<GasRecord> records = gas_allocate_scratch<GasRecord>(item_count);
         {
             const GasScratchArray<unsigned> numbers = gas_allocate_scratch<unsigned>(item_count);
-            split_items(bboxes, records.get(), numbers.get(), progress_bar, threads);
+            split_items(bboxes, records.get(), numbers.get(), settings, threads);
         }
         // The records are done with: the nodes' boxes take their place.
         static_assert(sizeof(GMathBbox3<float>) <= sizeof(GasRecord));
         void* const memory = records.get();
         quantize_boxes(bboxes, new (memory) GMathBbox3<float>[node_count], threads);
     }
-    if (progress_bar)
-        progress_bar->set_value(1.0f);
+    if (settings.progress_bar)
+        settings.progress_bar->set_value(1.0f);
     guard.finish();
 }
 
 template <typename Box>
 void GasCompressedTree::split_items(const Box* bboxes, GasRecord* records, unsigned* numbers,
-                                    AppProgressBar* progress_bar, GasParallelBuild* parallel) {
-    const GasBuildMethod method = choose_split(progress_bar);
+                                    const GasBuildSettings& settings, GasParallelBuild* parallel) {
+    const GasBuildMethod method = choose_split(settings);
+    AppProgressBar* const progress_bar = settings.progress_bar;
     if (!gas_build_from_records<GasInnerNumbering>(m_nodes, bboxes, m_leaf_count, method, records,
                                                    numbers, progress_bar, parallel, m_depth)
              .is_comparable)
@@ -115,9 +118,9 @@ void GasCompressedTree::quantize_boxes(const Box* bboxes, GMathBbox3<float>* box
     });
 }
 
-GasBuildMethod GasCompressedTree::choose_split(AppProgressBar* progress_bar) {
-    GasBuildMethod method = GasBuildMethod::sah_fast;
-    if (progress_bar) {
+GasBuildMethod GasCompressedTree::choose_split(const GasBuildSettings& settings) {
+    GasBuildMethod method = settings.method;
+    if (AppProgressBar* const progress_bar = settings.progress_bar) {
         const unsigned step = m_leaf_count <= 100 ? 1 : m_leaf_count / 100;
         progress_bar->set_value(0.0f);
         gas_host::set_progress_steps(*progress_bar, step,
@@ -137,13 +140,16 @@ void GasCompressedTree::create_single_leaf(const GMathBbox3<float>& bbox) {
 
 void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                                const unsigned* indices, AppProgressBar* progress_bar) {
-    build(bboxes, count, indices, progress_bar, nullptr, 1);
+    build(bboxes, count, indices, {.progress_bar = progress_bar});
 }
 
 void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                                const unsigned* indices, AppProgressBar* progress_bar,
                                SysThreadTaskManager& task_manager, const unsigned& thread_count) {
-    build(bboxes, count, indices, progress_bar, &task_manager, thread_count);
+    build(bboxes, count, indices,
+          {.progress_bar = progress_bar,
+           .task_manager = &task_manager,
+           .thread_count = thread_count});
 }
 
 void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
@@ -167,7 +173,39 @@ void GasCompressedTree::create(const CoreArray<GMathBbox3<double>>& bboxes, cons
     const unsigned count = gas_host::get_count(bboxes);
     if (count == 0)
         return clear();
-    build(gas_host::get_items(bboxes), count, indices, progress_bar, nullptr, 1);
+    build(gas_host::get_items(bboxes), count, indices, {.progress_bar = progress_bar});
+}
+
+// By a method of the caller's.
+
+void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                               const unsigned* indices, GasBuildMethod method) {
+    build(bboxes, count, indices, {.method = method});
+}
+
+void GasCompressedTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                               const unsigned* indices, GasBuildMethod method,
+                               SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    build(bboxes, count, indices,
+          {.method = method, .task_manager = &task_manager, .thread_count = thread_count});
+}
+
+void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               GasBuildMethod method) {
+    gas_create_over(*this, bboxes, indices, method);
+}
+
+void GasCompressedTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               GasBuildMethod method) {
+    gas_create_over(*this, bboxes, indices, method);
+}
+
+void GasCompressedTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                               GasBuildMethod method) {
+    const unsigned count = gas_host::get_count(bboxes);
+    if (count == 0)
+        return clear();
+    build(gas_host::get_items(bboxes), count, indices, {.method = method});
 }
 
 } // namespace gas_abi1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/isa/gas_ray_calls.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/compressed/gas_compressed_ray_nodes.h>
 #include <gas/compressed/gas_compressed_stream_nodes.h>
 #include <gas/compressed/gas_compressed_tree_traversal.h>

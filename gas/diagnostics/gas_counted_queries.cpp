@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/diagnostics/gas_counted_queries.h>
 
 #include <gas/diagnostics/gas_counting_probe.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/diagnostics/gas_counted_dispatch.h>
 #include <gas/tree/gas_tree_traversal.h>
 

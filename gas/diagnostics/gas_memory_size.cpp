@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/compressed/gas_compressed_tree.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_tree.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <type_traits>
@@ -14,8 +15,12 @@
 
 inline namespace gas_abi1 {
 
-/// The key of queries to a grid's cells.
+/// The key of queries to a grid's callbacks and cells.
 struct GasGridAccess {
+    template <GasRayCall call> static GasLeafCallback get_callback(const GasGridTree& grid) {
+        return grid.m_leaf_callbacks.get(call);
+    }
+
     /// A cell's tree, built and with its samples filled as the query needs them; null where a
     /// thread would wait for itself.
     template <GasRayCall call>
@@ -56,6 +61,15 @@ void gas_trace_cell(const GasGridTree& grid, const unsigned& cell, const CtxEval
 /// The leaves of a grid's top tree: each is a cell. The top tree names its grid as the user of its
 /// callbacks. A probe hears of the cells' nodes and leaves; a cell is no leaf to it.
 template <GasRayWay way> struct GasCellLeaves {
+    static const GasGridTree& get_grid(const GasTree& top_tree) {
+        const void* const grid = GasTraversalAccess::get_callback_user(top_tree);
+        return *static_cast<const GasGridTree*>(grid);
+    }
+    static const void* get_asked(const GasTree& top_tree) { return &get_grid(top_tree); }
+    template <GasRayCall call> static GasLeafCallback get_callback(const GasTree& top_tree) {
+        return GasGridAccess::get_callback<call>(get_grid(top_tree));
+    }
+
     template <GasRayCall call, typename Tree, typename Probe> struct Caller {
         const Tree& tree;
         const CtxEval& eval;
@@ -67,16 +81,10 @@ template <GasRayWay way> struct GasCellLeaves {
         template <typename Query> using Flight = GasCellFlight<call, Query, Caller, Probe>;
 
         void operator()(const unsigned& cell) const {
-            gas_trace_cell<call, way>(get_grid(), cell, eval, shader, rays, probe);
+            gas_trace_cell<call, way>(get_grid(tree), cell, eval, shader, rays, probe);
         }
         const GasCompressedTree* get_cell_tree(const unsigned& cell) const {
-            return GasGridAccess::get_sub_tree<call>(get_grid(), shader, cell);
-        }
-
-      private:
-        const GasGridTree& get_grid() const {
-            const void* const grid = GasTraversalAccess::get_callback_user(tree);
-            return *static_cast<const GasGridTree*>(grid);
+            return GasGridAccess::get_sub_tree<call>(get_grid(tree), shader, cell);
         }
     };
 };

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/grid/gas_grid_leaf_bboxes.h>
 
 #include <cstdint>
 #include <memory>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/grid/gas_grid_tree.h>
 
 inline namespace gas_abi1 {
@@ -49,6 +51,8 @@ void GetLeavesBboxAtTask::run() { callback(user, time, count, items, *bbox); }
 
 void GasGridTree::get_leaf_bboxes(const unsigned& count, const unsigned* items,
                                   GMathBbox3<float>* bboxes) const {
+    if (m_bbox_callbacks.leaf_bboxes == GasGridBboxCallbacks::ignore_bboxes)
+        gas_report(GasReportCause::no_bbox_callback, this);
     const auto prepare = [&](GetLeafBboxesTask& task, unsigned first, unsigned piece_count) {
         task.callback = m_bbox_callbacks.leaf_bboxes;
         task.user = m_bbox_callbacks.user;
@@ -62,6 +66,8 @@ void GasGridTree::get_leaf_bboxes(const unsigned& count, const unsigned* items,
 
 void GasGridTree::get_leaf_bboxes_at(const double& time, const unsigned& count,
                                      const unsigned* items, GMathBbox3<float>* bboxes) const {
+    if (m_bbox_callbacks.leaf_bboxes_at == GasGridBboxCallbacks::ignore_bboxes_at)
+        gas_report(GasReportCause::no_bbox_callback, this);
     const auto prepare = [&](GetLeafBboxesAtTask& task, unsigned first, unsigned piece_count) {
         task.callback = m_bbox_callbacks.leaf_bboxes_at;
         task.user = m_bbox_callbacks.user;

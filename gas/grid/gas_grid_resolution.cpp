@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/grid/gas_grid_resolution.h>
 
 #include <cmath>

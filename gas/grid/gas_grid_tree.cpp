@@ -1,14 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/grid/gas_grid_tree.h>
 
 #include <algorithm>
 #include <cassert>
 #include <utility>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/grid/gas_grid_cells.h>
 
 inline namespace gas_abi1 {
 
-GasGridTree::GasGridTree() : m_progress_owner(nullptr) { set_cell_callbacks(); }
+GasGridTree::GasGridTree() : m_progress_owner(nullptr), m_build_method(GasBuildMethod::sah_fast) {
+    set_cell_callbacks();
+}
 
 GasGridTree::GasGridTree(const GasGridTree& other) : GasGridTree() { *this = other; }
 
@@ -20,6 +24,7 @@ GasGridTree& GasGridTree::operator=(const GasGridTree& other) {
     m_progress_label = other.m_progress_label;
     m_bbox_callbacks = other.m_bbox_callbacks;
     m_leaf_callbacks = other.m_leaf_callbacks;
+    m_build_method = other.m_build_method;
     if (other.m_cells)
         attach(other.m_cells);
     else
@@ -37,7 +42,10 @@ GasGridTree& GasGridTree::operator=(GasGridTree&& other) noexcept {
     return *this;
 }
 
-GasGridTree::~GasGridTree() { detach(); }
+GasGridTree::~GasGridTree() {
+    gas_forget_reports(this);
+    detach();
+}
 
 void GasGridTree::clear() { detach(); }
 
@@ -85,6 +93,7 @@ void GasGridTree::take(GasGridTree& other) noexcept {
     }
     m_bbox_callbacks = std::exchange(other.m_bbox_callbacks, GasGridBboxCallbacks());
     m_leaf_callbacks = std::exchange(other.m_leaf_callbacks, GasLeafCallbacks());
+    m_build_method = std::exchange(other.m_build_method, GasBuildMethod::sah_fast);
 }
 
 void GasGridTree::look_at_top_tree() {

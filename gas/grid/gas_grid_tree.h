@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstddef>
@@ -12,6 +13,7 @@
 
 inline namespace gas_abi1 {
 
+struct GasBuildSettings;
 struct GasGridCells;
 struct GasSampledView;
 
@@ -94,6 +96,23 @@ class GAS_EXPORT GasGridTree {
                 AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
                 const unsigned& thread_count);
 
+    /// As the ones above of these arguments, without a bar: the tree over the cells and the trees
+    /// of the cells divide their items by `method`.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                const unsigned& target_cell_count, const unsigned* indices, GasBuildMethod method);
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                const unsigned& target_cell_count, const unsigned* indices, GasBuildMethod method,
+                SysThreadTaskManager& task_manager, const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned& target_cell_count,
+                const unsigned* indices, GasBuildMethod method);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned& target_cell_count,
+                const unsigned* indices, GasBuildMethod method);
+    void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const unsigned& count, const unsigned& target_cell_count, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
+
     /// Leaves an empty grid. Callbacks stay.
     void clear();
 
@@ -170,11 +189,9 @@ class GAS_EXPORT GasGridTree {
     friend struct GasGridAccess;
 
     void build(const GMathBbox3<float>* bboxes, unsigned count, unsigned target_cell_count,
-               const unsigned* indices, AppProgressBar* progress_bar,
-               SysThreadTaskManager* task_manager, unsigned thread_count);
+               const unsigned* indices, const GasBuildSettings& settings);
     void build_asked(unsigned item_count, unsigned target_cell_count, const unsigned* indices,
-                     AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
-                     unsigned thread_count);
+                     const GasBuildSettings& settings);
 
     // What copies share.
     void attach(std::shared_ptr<GasGridCells> cells);
@@ -229,6 +246,8 @@ class GAS_EXPORT GasGridTree {
     CoreString m_progress_label;
     GasGridBboxCallbacks m_bbox_callbacks;
     GasLeafCallbacks m_leaf_callbacks;
+    /// Of the cells' trees where no application makes their bars.
+    GasBuildMethod m_build_method;
 };
 
 } // namespace gas_abi1

@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <memory>
 #include <numeric>
 #include <vector>
 
+#include <gas/build/gas_build_settings.h>
 #include <gas/core/gas_numeric.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_resolution.h>
@@ -87,13 +89,31 @@ std::shared_ptr<GasGridCells> group_items(unsigned count, const unsigned* indice
     return shared;
 }
 
+/// Over the cells' boxes.
+void build_top_tree(GasTree& tree, const std::vector<GMathBbox3<float>>& bboxes,
+                    const GasBuildSettings& settings) {
+    const auto count = static_cast<unsigned>(bboxes.size());
+    AppProgressBar* const bar = settings.progress_bar;
+    const auto create = [&](auto&&... method_and_threads) {
+        tree.create(bboxes.data(), count, nullptr, method_and_threads...);
+    };
+    if (!settings.task_manager)
+        return bar ? create(bar, settings.progress_share) : create(settings.method);
+    SysThreadTaskManager& manager = *settings.task_manager;
+    if (bar)
+        create(bar, settings.progress_share, manager, settings.thread_count);
+    else
+        create(settings.method, manager, settings.thread_count);
+}
+
 } // namespace
 
 void GasGridTree::build(const GMathBbox3<float>* bboxes, unsigned item_count,
                         unsigned target_cell_count, const unsigned* indices,
-                        AppProgressBar* progress_bar, SysThreadTaskManager* task_manager,
-                        unsigned thread_count) {
+                        const GasBuildSettings& settings) {
     clear();
+    m_build_method = settings.method;
+    AppProgressBar* const progress_bar = settings.progress_bar;
     m_progress_owner = progress_bar ? gas_host::get_app(*progress_bar) : nullptr;
     if (progress_bar)
         m_progress_label = gas_host::get_title(*progress_bar);
@@ -107,28 +127,39 @@ void GasGridTree::build(const GMathBbox3<float>* bboxes, unsigned item_count,
         return;
     std::shared_ptr<GasGridCells> shared = group_items(item_count, indices, occupancy);
     occupancy.cell_of_item.reset();
-    const float whole_bar = 1.0f;
-    const GMathBbox3<float>* const cell_boxes = occupancy.bboxes.data();
-    if (task_manager)
-        shared->top_tree.create(cell_boxes, shared->cell_count, nullptr, progress_bar, whole_bar,
-                                *task_manager, thread_count);
-    else
-        shared->top_tree.create(cell_boxes, shared->cell_count, nullptr, progress_bar, whole_bar);
+    build_top_tree(shared->top_tree, occupancy.bboxes, settings);
     shared->sampled_tree.tree = shared->top_tree;
     attach(std::move(shared));
+}
+
+void GasGridTree::build_asked(unsigned item_count, unsigned target_cell_count,
+                              const unsigned* indices, const GasBuildSettings& settings) {
+    clear();
+    if (item_count == 0)
+        return;
+    const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[item_count]());
+    {
+        const std::unique_ptr<unsigned[]> items(new unsigned[item_count]);
+        std::iota(items.get(), items.get() + item_count, 0u);
+        get_leaf_bboxes(item_count, items.get(), bboxes.get());
+    }
+    build(bboxes.get(), item_count, target_cell_count, indices, settings);
 }
 
 void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                          const unsigned& target_cell_count, const unsigned* indices,
                          AppProgressBar* progress_bar) {
-    build(bboxes, count, target_cell_count, indices, progress_bar, nullptr, 1);
+    build(bboxes, count, target_cell_count, indices, {.progress_bar = progress_bar});
 }
 
 void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                          const unsigned& target_cell_count, const unsigned* indices,
                          AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
                          const unsigned& thread_count) {
-    build(bboxes, count, target_cell_count, indices, progress_bar, &task_manager, thread_count);
+    build(bboxes, count, target_cell_count, indices,
+          {.progress_bar = progress_bar,
+           .task_manager = &task_manager,
+           .thread_count = thread_count});
 }
 
 void GasGridTree::create(const CoreArray<GMathBbox3<float>>& bboxes,
@@ -145,31 +176,60 @@ void GasGridTree::create(const CoreVector<GMathBbox3<float>>& bboxes,
            progress_bar);
 }
 
-void GasGridTree::build_asked(unsigned item_count, unsigned target_cell_count,
-                              const unsigned* indices, AppProgressBar* progress_bar,
-                              SysThreadTaskManager* task_manager, unsigned thread_count) {
-    clear();
-    if (item_count == 0)
-        return;
-    const std::unique_ptr<GMathBbox3<float>[]> bboxes(new GMathBbox3<float>[item_count]());
-    {
-        const std::unique_ptr<unsigned[]> items(new unsigned[item_count]);
-        std::iota(items.get(), items.get() + item_count, 0u);
-        get_leaf_bboxes(item_count, items.get(), bboxes.get());
-    }
-    build(bboxes.get(), item_count, target_cell_count, indices, progress_bar, task_manager,
-          thread_count);
-}
-
 void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
                          const unsigned* indices, AppProgressBar* progress_bar) {
-    build_asked(count, target_cell_count, indices, progress_bar, nullptr, 1);
+    build_asked(count, target_cell_count, indices, {.progress_bar = progress_bar});
 }
 
 void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
                          const unsigned* indices, AppProgressBar* progress_bar,
                          SysThreadTaskManager& task_manager, const unsigned& thread_count) {
-    build_asked(count, target_cell_count, indices, progress_bar, &task_manager, thread_count);
+    build_asked(count, target_cell_count, indices,
+                {.progress_bar = progress_bar,
+                 .task_manager = &task_manager,
+                 .thread_count = thread_count});
+}
+
+// By a method of the caller's.
+
+void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         GasBuildMethod method) {
+    build(bboxes, count, target_cell_count, indices, {.method = method});
+}
+
+void GasGridTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         GasBuildMethod method, SysThreadTaskManager& task_manager,
+                         const unsigned& thread_count) {
+    build(bboxes, count, target_cell_count, indices,
+          {.method = method, .task_manager = &task_manager, .thread_count = thread_count});
+}
+
+void GasGridTree::create(const CoreArray<GMathBbox3<float>>& bboxes,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         GasBuildMethod method) {
+    create(gas_host::get_items(bboxes), gas_host::get_count(bboxes), target_cell_count, indices,
+           method);
+}
+
+void GasGridTree::create(const CoreVector<GMathBbox3<float>>& bboxes,
+                         const unsigned& target_cell_count, const unsigned* indices,
+                         GasBuildMethod method) {
+    create(gas_host::get_items(bboxes), gas_host::get_count(bboxes), target_cell_count, indices,
+           method);
+}
+
+void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
+                         const unsigned* indices, GasBuildMethod method) {
+    build_asked(count, target_cell_count, indices, {.method = method});
+}
+
+void GasGridTree::create(const unsigned& count, const unsigned& target_cell_count,
+                         const unsigned* indices, GasBuildMethod method,
+                         SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    build_asked(count, target_cell_count, indices,
+                {.method = method, .task_manager = &task_manager, .thread_count = thread_count});
 }
 
 } // namespace gas_abi1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cassert>
 #include <memory>
 #include <utility>
@@ -39,6 +40,14 @@ class CellBar {
     AppProgressBar* m_bar;
     bool m_is_finished = false;
 };
+
+/// Does nothing, where the grid's does not: the grid is reported, its cells' trees are not.
+void ignore_in_cell(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
+
+GasLeafCallback get_cell_callback(const GasLeafCallbacks& callbacks, GasRayCall call) {
+    const GasLeafCallback callback = callbacks.get(call);
+    return callback == GasLeafCallbacks::ignore ? ignore_in_cell : callback;
+}
 
 /// The guards of this thread, the newest first.
 thread_local const GasGridCellGuard* newest_guard = nullptr;
@@ -98,12 +107,16 @@ GasGridSubTree* GasGridTree::create_sub_tree(const unsigned& cell) const {
     get_leaf_bboxes(count, items, bboxes.get());
 
     auto sub_tree = std::make_unique<GasGridSubTree>();
-    sub_tree->create(bboxes.get(), count, items, progress_bar.get());
+    if (progress_bar.get())
+        sub_tree->create(bboxes.get(), count, items, progress_bar.get());
+    else
+        sub_tree->create(bboxes.get(), count, items, m_build_method);
     progress_bar.finish();
-    sub_tree->set_leaf_raytrace_callbacks(m_leaf_callbacks.hit_static, m_leaf_callbacks.hit_motion,
-                                          m_leaf_callbacks.hit_nearest_static,
-                                          m_leaf_callbacks.hit_nearest_motion,
-                                          m_leaf_callbacks.user);
+    sub_tree->set_leaf_raytrace_callbacks(
+        get_cell_callback(m_leaf_callbacks, GasRayCall::hit_static),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::hit_motion),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::nearest_static),
+        get_cell_callback(m_leaf_callbacks, GasRayCall::nearest_motion), m_leaf_callbacks.user);
     return sub_tree.release();
 }
 

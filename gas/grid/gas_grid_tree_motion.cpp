@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <memory>
 #include <mutex>
 #include <utility>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_leaf_bboxes.h>
 #include <gas/grid/gas_grid_tree.h>
@@ -15,6 +17,8 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         return;
     }
 
+    if (m_bbox_callbacks.leaves_bbox_at == GasGridBboxCallbacks::ignore_bbox_at)
+        gas_report(GasReportCause::no_bbox_callback, this);
     GasGridCells& shared = *m_cells;
     GasSampledView samples(shared.top_tree);
     samples.tree.set_motion_blur_sample_count(sample_count);

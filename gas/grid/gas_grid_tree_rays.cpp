@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/grid/gas_grid_cell_leaves.h>
 #include <gas/isa/gas_ray_calls.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/app_progress_bar.h>
 
 #include <string>

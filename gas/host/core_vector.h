@@ -1,13 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
 #include <memory>
-#include <new>
 #include <utility>
 
+#include <gas/host/host_export.h>
+
 inline namespace gas_abi1 {
+
+/// Throws std::bad_array_new_length, for programs that are compiled without exceptions, too.
+[[noreturn]] GAS_HOST_EXPORT void core_throw_bad_length();
 
 /// A growable array: element count, pointer to the first element, capacity. Copies are deep.
 template <typename T> class CoreVector {
@@ -48,7 +53,7 @@ template <typename T> class CoreVector {
             return;
         }
         if (m_count > std::numeric_limits<unsigned>::max() / 2)
-            throw std::bad_array_new_length();
+            core_throw_bad_length();
         const unsigned capacity = m_count ? 2 * m_count : 1;
         std::unique_ptr<T[]> grown(new T[capacity]());
         grown[m_count] = item; // before the others move: `item` may be one of them

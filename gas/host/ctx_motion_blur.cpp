@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/ctx_motion_blur.h>
 
 inline namespace gas_abi1 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <gas/host/ctx_motion_blur.h>
@@ -7,9 +8,10 @@ inline namespace gas_abi1 {
 /// One thread's shading context: motion-blur settings, the settings that a nearest-hit query hands
 /// to its intersection map, and two slots for the traversal frames of the library.
 ///
-/// Used by one thread at a time. `GasObject::create_ctx` fills the slots and
-/// `GasObject::destroy_ctx` empties them. The context does not free frames by itself, so it must be
-/// emptied before it is destroyed. Not copyable, because a copy would share the frames.
+/// Used by one thread at a time. A GasShaderFrames fills the slots and empties them at its end, as
+/// `GasObject::create_ctx` and `GasObject::destroy_ctx` do by hand. The context does not free
+/// frames by itself, so it must be emptied before it is destroyed. Not copyable, because a copy
+/// would share the frames.
 class CtxShader {
   public:
     CtxShader() = default;

@@ -1,8 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/geometry_ray_batch.h>
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
 #include <limits>
 
 inline namespace gas_abi1 {
@@ -10,10 +10,6 @@ inline namespace gas_abi1 {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-
-bool has_nan(const GMathVec3<double>& vector) {
-    return std::isnan(vector.x) || std::isnan(vector.y) || std::isnan(vector.z);
-}
 
 } // namespace
 
@@ -42,21 +38,17 @@ void GeometryRayBatch::set_ray(unsigned ray, const GMathVec3<double>& origin,
     assert(ray < get_ray_count() && "resize the batch before setting its rays");
     assert(cache_slot >= 0 && cache_slot <= 5 && "there are six cached leaves");
 
-    // A NaN never drops a box; an empty span of distances does.
-    if (has_nan(origin) || has_nan(direction) || std::isnan(near_distance) ||
-        std::isnan(far_distance)) {
-        near_distance = infinity;
-        far_distance = -infinity;
-    }
+    const GeometryDistances distances =
+        geometry_get_distances(origin, direction, near_distance, far_distance);
     GeometryRay& set = m_rays[ray];
     set.line = GMathBasicRay(origin, direction);
     set.time = time;
     set.cache_slot = cache_slot;
-    m_near_distances[ray] = near_distance;
-    m_set_far_distances[ray] = far_distance;
-    m_far_distances[ray] = far_distance;
+    m_near_distances[ray] = distances.near_distance;
+    m_set_far_distances[ray] = distances.far_distance;
+    m_far_distances[ray] = distances.far_distance;
     m_hit_flags[ray] = 0;
-    m_map.get_path(ray).reset(far_distance);
+    m_map.get_path(ray).reset(distances.far_distance);
     m_data.use_intersection_map(true);
 }
 

@@ -1,9 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/geometry_raytrace.h>
+
+#include <cmath>
+#include <limits>
 
 inline namespace gas_abi1 {
 
+namespace {
+
+bool has_nan(const GMathVec3<double>& vector) {
+    return std::isnan(vector.x) || std::isnan(vector.y) || std::isnan(vector.z);
+}
+
+} // namespace
+
+GeometryDistances geometry_get_distances(const GMathVec3<double>& origin,
+                                         const GMathVec3<double>& direction, double near_distance,
+                                         double far_distance) {
+    if (has_nan(origin) || has_nan(direction) || std::isnan(near_distance) ||
+        std::isnan(far_distance)) {
+        constexpr double farthest = std::numeric_limits<double>::infinity();
+        return {farthest, -farthest};
+    }
+    return {near_distance, far_distance};
+}
+
+GeometryIntersectionMap::GeometryIntersectionMap(const GeometryIntersectionMap& other) {
+    *this = other;
+}
+
+GeometryIntersectionMap& GeometryIntersectionMap::operator=(const GeometryIntersectionMap& other) {
+    intersection_flags = other.intersection_flags;
+    intersection_bias = other.intersection_bias;
+    m_single_path = other.m_single_path;
+    m_path_array = other.m_path_array;
+    m_count = other.m_count;
+    m_paths = m_count > 1 ? m_path_array.data() : &m_single_path;
+    return *this;
+}
+
 void GeometryIntersectionMap::init(const unsigned& count, const double* distances) {
-    m_paths.resize(count);
+    if (count > 1)
+        m_path_array.resize(count);
+    m_paths = count > 1 ? m_path_array.data() : &m_single_path;
+    m_count = count;
     for (unsigned ray = 0; ray < count; ++ray)
         m_paths[ray].reset(distances[ray]);
 }
@@ -23,6 +63,7 @@ GeometryRaytraceData& GeometryRaytraceData::operator=(const GeometryRaytraceData
     m_nearest_map = other.m_nearest_map;
     m_intersection_map = other.m_intersection_map;
     m_frustum = other.m_frustum;
+    m_query_data = other.m_query_data;
     return *this;
 }
 

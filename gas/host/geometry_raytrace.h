@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cassert>
@@ -20,6 +21,18 @@ struct GeometryRay {
     /// (shadow rays to one light) share a slot.
     int cache_slot = 0;
 };
+
+/// Between which distances of its line queries look at a ray.
+struct GeometryDistances {
+    double near_distance;
+    double far_distance;
+};
+
+/// The distances as they are given. Where any of the arguments holds a NaN, which would drop no
+/// box, the empty span from +infinity to -infinity: such a ray hits nothing.
+GAS_HOST_EXPORT GeometryDistances geometry_get_distances(const GMathVec3<double>& origin,
+                                                         const GMathVec3<double>& direction,
+                                                         double near_distance, double far_distance);
 
 /// The nearest (closest) hit of one ray.
 class GeometryIntersectionPath {
@@ -47,20 +60,28 @@ class GeometryIntersectionPath {
 /// The nearest hits of a batch, a path per ray.
 class GAS_HOST_EXPORT GeometryIntersectionMap {
   public:
-    /// Resets `count` paths, each to its value of `distances` and no item. Allocates only when
-    /// there were fewer paths before.
+    GeometryIntersectionMap() = default;
+    GeometryIntersectionMap(const GeometryIntersectionMap& other);
+    GeometryIntersectionMap& operator=(const GeometryIntersectionMap& other);
+
+    /// Resets `count` paths, each to its value of `distances` and no item. Allocates only for
+    /// several paths, when there were fewer before.
     void init(const unsigned& count, const double* distances);
 
     GeometryIntersectionPath& get_path(const unsigned& ray) { return m_paths[ray]; }
     const GeometryIntersectionPath& get_path(const unsigned& ray) const { return m_paths[ray]; }
-    unsigned get_count() const { return static_cast<unsigned>(m_paths.size()); }
+    unsigned get_count() const { return m_count; }
 
     /// Settings of the query's `CtxShader`, for the host's callbacks.
     unsigned intersection_flags = 0;
     float intersection_bias = 0.0f;
 
   private:
-    std::vector<GeometryIntersectionPath> m_paths;
+    GeometryIntersectionPath m_single_path;
+    std::vector<GeometryIntersectionPath> m_path_array;
+    /// Either of the two.
+    GeometryIntersectionPath* m_paths = &m_single_path;
+    unsigned m_count = 0;
 };
 
 /// What a callback sees of a ray batch: the rays first..last, inclusive, that it is called for.
@@ -71,6 +92,9 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
     GeometryRaytraceCtx& operator=(const GeometryRaytraceCtx&) = delete;
 
     GeometryRaytraceData& get_data() const { return *m_data; }
+
+    /// The pointer that the batch was given for its query (GeometryRaytraceData::set_query_data).
+    inline void* get_query_data() const;
 
     /// The range of rays to intersect, both ends included; empty when first > last.
     inline int get_first_ray() const;
@@ -102,8 +126,8 @@ class GAS_HOST_EXPORT GeometryRaytraceCtx {
 };
 
 /// A ray batch as a view over per-ray arrays that it does not own (GeometryRayBatch owns them). A
-/// copy shares the arrays, the intersection map, the frustum and the ray count: hits written
-/// through it reach the same rays. Its range and its context are its own.
+/// copy shares the arrays, the intersection map, the frustum, the ray count and the query's
+/// pointer: hits written through it reach the same rays. Its range and its context are its own.
 class GAS_HOST_EXPORT GeometryRaytraceData {
   public:
     /// An empty batch.
@@ -132,6 +156,11 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     /// A region that holds every ray of the batch between its near and far distance; null: unknown.
     void set_frustum(const GMathFrustum* frustum) { m_frustum = frustum; }
 
+    /// A pointer of the caller's for the query's callbacks, beside the tree's user pointer: to what
+    /// belongs to these rays alone, such as their hit records. Never followed; null at first.
+    void set_query_data(void* data) { m_query_data = data; }
+    void* get_query_data() const { return m_query_data; }
+
     int get_first_ray() const { return m_first_ray; }
     int get_last_ray() const { return m_last_ray; }
     unsigned get_ray_count() const { return m_ray_count; }
@@ -153,7 +182,10 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     GeometryIntersectionMap* m_nearest_map = nullptr;
     GeometryIntersectionMap* m_intersection_map = nullptr;
     const GMathFrustum* m_frustum = nullptr;
+    void* m_query_data = nullptr;
 };
+
+inline void* GeometryRaytraceCtx::get_query_data() const { return m_data->get_query_data(); }
 
 inline int GeometryRaytraceCtx::get_first_ray() const { return m_data->get_first_ray(); }
 

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cmath>
 #include <limits>
 
 #include <gas/host/gmath_vec3.h>
+#include <gas/host/simd/rounded_product.h>
 
 inline namespace gas_abi1 {
 
@@ -41,7 +43,9 @@ class GMathBasicRay {
     unsigned get_sign(unsigned axis) const { return m_sign[axis]; }
 
     /// The point at `distance`, in units of the direction's length.
-    GMathVec3<double> get_point(double distance) const { return m_origin + m_direction * distance; }
+    GMathVec3<double> get_point(double distance) const {
+        return m_origin + gas_rounded(m_direction * distance);
+    }
 
   private:
     static double invert(double component) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cfloat>
@@ -8,6 +9,8 @@
 #error "Gas needs exact floating point: do not compile with -ffast-math or -ffinite-math-only"
 #endif
 static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
+
+#include <gas/host/simd/rounded_product.h>
 
 /// The one door to the renderer's side. A renderer that brings its own types defines
 /// GAS_HOST_HEADER as the name of a header that declares them (docs/host.md); without it the
@@ -29,6 +32,7 @@ static_assert(FLT_EVAL_METHOD == 0, "floats must be computed as floats");
 #include <gas/host/ctx_shader.h>
 #include <gas/host/geometry_ray_batch.h>
 #include <gas/host/geometry_raytrace.h>
+#include <gas/host/geometry_single_ray.h>
 #include <gas/host/gmath_basic_ray.h>
 #include <gas/host/gmath_bbox3.h>
 #include <gas/host/gmath_frustum.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/resource_data.h>
 
 inline namespace gas_abi1 {

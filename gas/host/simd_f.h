@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Four float lanes x, y, z, w with one meaning on every back end; `simd/` holds the back ends.
@@ -24,8 +25,9 @@ namespace gas_simd = gas_simd_scalar;
 
 inline namespace gas_abi1 {
 
-/// Every operation works lane by lane and rounds once; nothing fuses. Comparisons give masks: all
-/// bits of a lane set where true (false for a NaN).
+/// Every operation works lane by lane and rounds once; a product that is added to is written with
+/// gas_rounded in files that may fuse. Comparisons give masks: all bits of a lane set where true
+/// (false for a NaN).
 class SimdF {
   public:
     using Lanes = gas_simd::Lanes;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/host/sys_thread_lock.h>
 
 inline namespace gas_abi1 {

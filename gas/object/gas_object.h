@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <gas/gas_export.h>
@@ -27,7 +28,7 @@ class GAS_EXPORT GasObject : public ResourceData {
     virtual GMathBbox3<double> get_bbox() const = 0;
 
     /// Gives `shader` its first traversal frames; every thread that traces needs them once. A
-    /// second call without `destroy_ctx` leaks the first frames.
+    /// second call without `destroy_ctx` leaks the first frames. GasShaderFrames makes both calls.
     static void create_ctx(CtxShader& shader);
     /// Frees all of the shader's frames; no query may be running on it. Does nothing when it has
     /// none.

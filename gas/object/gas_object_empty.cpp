@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/object/gas_object_empty.h>
 
 inline namespace gas_abi1 {

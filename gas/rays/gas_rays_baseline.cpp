@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/rays/gas_make_ray_calls.h>
 
 inline namespace gas_abi1 {

@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cfloat>
 
 #include <gas/host/host.h>
+#include <gas/split/gas_build_method.h>
 
 inline namespace gas_abi1 {
 
@@ -13,9 +15,6 @@ inline namespace gas_abi1 {
 /// `Items` offers: get_center_bounds(); is_exact(), whether every cut between sorted items is tried
 /// and not only planes between bins; and try_axis(axis, bounds, wins, best), which offers all cuts
 /// along an axis to `best`.
-
-/// The values are those of the build method setting.
-enum class GasBuildMethod { median = 0, hybrid = 1, sah_fast = 2, sah = 3 };
 
 /// Any unknown setting counts as the fast binned SAH.
 inline GasBuildMethod gas_get_build_method(unsigned setting) {

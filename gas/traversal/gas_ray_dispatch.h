@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cassert>
 #include <cstddef>
 #include <type_traits>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/traversal/frame/gas_raytrace_frame.h>
 #include <gas/traversal/packet/gas_packet_walk.h>
 #include <gas/traversal/query/gas_ray_query.h>
@@ -143,12 +145,23 @@ void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader
         trace_alone(ray);
 }
 
+/// Reports a leaf callback that was never set.
+template <GasRayCall call, typename Leaves, GasTraversable Tree>
+GAS_FORCE_INLINE void gas_look_at_callback(const Tree& tree) {
+    if (Leaves::template get_callback<call>(tree) == GasLeafCallbacks::ignore) [[unlikely]]
+        gas_report(GasReportCause::no_leaf_callback, Leaves::get_asked(tree));
+}
+
 /// Whether there is a tree, frames, and a ray in range; asserts what the contract demands of them.
-template <typename Query, GasTraversable Tree>
+template <typename Query, typename Leaves, GasTraversable Tree>
 bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceData& data) {
-    if (tree.get_node_count() == 0 || !gas_host::get_tree_ctx_slot(shader) ||
-        !gas_host::get_ray_frame_slot(shader))
+    if (tree.get_node_count() == 0)
         return false;
+    if (!gas_host::get_tree_ctx_slot(shader) || !gas_host::get_ray_frame_slot(shader))
+        [[unlikely]] {
+        gas_report(GasReportCause::no_frames, Leaves::get_asked(tree));
+        return false;
+    }
     const int first = gas_host::get_first_ray(data);
     const int last = gas_host::get_last_ray(data);
     if (first > last)
@@ -165,8 +178,9 @@ template <GasRayCall call, GasRayWay way, typename Leaves, GasTraversable Tree, 
 void gas_trace_range(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                      GeometryRaytraceCtx& rays, Probe probe) {
     const GeometryRaytraceData& data = gas_host::get_data(rays);
-    if (!gas_has_work<GasRayQuery<call, way>>(tree, shader, data))
+    if (!gas_has_work<GasRayQuery<call, way>, Leaves>(tree, shader, data))
         return;
+    gas_look_at_callback<call, Leaves>(tree);
     const int first = gas_host::get_first_ray(data);
     if constexpr (way == GasRayWay::query) {
         if (first == gas_host::get_last_ray(data)) {
@@ -188,6 +202,7 @@ template <GasRayCall call, GasRayWay way, typename Leaves = GasItemLeaves, GasTr
 void gas_dispatch_rays(const Tree& tree, const CtxEval& eval, CtxShader& shader,
                        GeometryRaytraceCtx& rays, bool single_leaf_shortcut, Probe probe = {}) {
     if (single_leaf_shortcut && tree.get_leaf_count() == 1) {
+        gas_look_at_callback<call, Leaves>(tree);
         const unsigned leaf = 0;
         typename Leaves::template Caller<call, Tree, Probe>{tree, eval, shader, rays, probe}(leaf);
         return;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/tree/gas_node_share.h>
 
 #include <cassert>

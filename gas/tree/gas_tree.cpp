@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/tree/gas_tree.h>
 
 #include <cstddef>
 #include <utility>
 
+#include <gas/core/gas_reporting.h>
 #include <gas/host/host_contract.h>
 #include <gas/tree/gas_sample_table.h>
 #include <gas/tree/wide/gas_wide_tree.h>
@@ -52,32 +54,19 @@ GasTree& GasTree::operator=(GasTree&& other) noexcept {
     if (this == &other)
         return *this;
     const unsigned shared_sample_count = m_share.get_sample_count();
-    if (m_share.leave())
-        release_arrays();
-    else
-        release_samples(shared_sample_count);
-    forget_arrays();
+    release_arrays(m_share.leave(), shared_sample_count);
     take(other);
     return *this;
 }
 
-GasTree::~GasTree() { clear(); }
+GasTree::~GasTree() {
+    gas_forget_reports(this);
+    clear();
+}
 
 void GasTree::clear() {
     const unsigned shared_sample_count = m_share.get_sample_count();
-    if (m_share.release())
-        release_arrays();
-    else
-        release_samples(shared_sample_count);
-    forget_arrays();
-}
-
-/// Releases all that copies may share.
-void GasTree::release_arrays() {
-    delete m_wide_tree;
-    sys_aligned_free(m_nodes);
-    release_samples(0);
-    sys_free(m_items);
+    release_arrays(m_share.release(), shared_sample_count);
 }
 
 void GasTree::release_samples(unsigned first) {
@@ -85,8 +74,15 @@ void GasTree::release_samples(unsigned first) {
         sys_free(m_motion_blur_bboxes[sample]);
 }
 
-/// Leaves an empty tree, and what copies may share as it is.
-void GasTree::forget_arrays() {
+/// Releases the samples from `shared_sample_count` on, and what copies may share where this tree
+/// `owns_shared`. Leaves an empty tree.
+void GasTree::release_arrays(bool owns_shared, unsigned shared_sample_count) {
+    release_samples(owns_shared ? 0 : shared_sample_count);
+    if (owns_shared) {
+        delete m_wide_tree;
+        sys_aligned_free(m_nodes);
+        sys_free(m_items);
+    }
     gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, {}, 0);
     m_nodes = nullptr;
     m_items = nullptr;

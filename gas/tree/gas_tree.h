@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstddef>
@@ -7,13 +8,14 @@
 #include <gas/gas_export.h>
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
+#include <gas/split/gas_build_method.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
 #include <gas/tree/gas_node_share.h>
 #include <gas/tree/gas_tree_split_context.h>
 
 inline namespace gas_abi1 {
 
-enum class GasBuildMethod;
+struct GasBuildSettings;
 class GasWideTree;
 
 /// A binary bounding-volume hierarchy (BVH) over the boxes (AABBs) of items (primitives), one item
@@ -42,8 +44,7 @@ class GAS_EXPORT GasTree {
     GasTree& operator=(GasTree&& other) noexcept;
     virtual ~GasTree();
 
-    /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Sample boxes
-    /// are not counted.
+    /// Bytes held without sample boxes: the object, its nodes, 8 per item with an index array.
     virtual std::size_t get_memory_size() const;
 
     /// Builds the tree over `count` (at least 1) boxes; what it held before is cleared. `indices`,
@@ -55,7 +56,7 @@ class GAS_EXPORT GasTree {
     /// passes through and leaves the tree empty.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share);
-    /// As above over an array; an empty one only clears the tree.
+    /// Over an array; an empty one only clears the tree.
     void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share);
     void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
@@ -64,9 +65,8 @@ class GAS_EXPORT GasTree {
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share);
 
-    /// The same tree, bit for bit, on up to `thread_count` threads, the calling one included: the
-    /// others run tasks of `task_manager`, which also waits for whatever else it was given. The
-    /// progress bar is touched on the calling thread only.
+    /// The same tree, bit for bit, on up to `thread_count` threads: the calling one, which alone
+    /// touches the bar, and tasks of `task_manager`, which also waits for its other tasks.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar, const float& progress_share,
                 SysThreadTaskManager& task_manager, const unsigned& thread_count);
@@ -74,15 +74,27 @@ class GAS_EXPORT GasTree {
                 AppProgressBar* progress_bar, const float& progress_share,
                 SysThreadTaskManager& task_manager, const unsigned& thread_count);
 
+    /// The same tree as with a bar whose application is set to `method`, without a bar.
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+    void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                GasBuildMethod method);
+
     /// Releases everything and leaves an empty tree. Callbacks stay.
     void clear();
 
     /// Whether the tree keeps wide nodes, now and after every `create`: its boxes once more, four
     /// to a record, for about 60 bytes per item and 75 per item and motion-blur sample. Single rays
-    /// and streams walk them, faster, to the same leaves in the same order. Off at first. Wide
-    /// nodes follow every refit. A tree of one leaf, or with a box that is inverted or NaN (in a
-    /// sample: or infinite), is walked by its own nodes all the same. Copies share wide nodes as
-    /// they share nodes: what one is given, all have.
+    /// and streams walk them, faster, to the same leaves in the same order. Off at first. They
+    /// follow every refit, and copies share them. A tree of one leaf, or with a box that is
+    /// inverted or NaN (in a sample: or infinite), is walked by its own nodes all the same.
     void set_wide_nodes(bool wanted);
     bool has_wide_nodes() const;
     /// Bytes of the wide nodes and their samples, which `get_memory_size` leaves out.
@@ -108,23 +120,17 @@ class GAS_EXPORT GasTree {
                                      GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                                      void* user);
 
-    /// Ray queries. What they promise of leaves: every leaf whose box a ray crosses is called,
-    /// unless the ray was stopped or shortened before; not that every leaf called is crossed. The
-    /// cached leaf of the ray's slot is called first, whatever its box, and again where an all-hits
-    /// walk comes to it; a lone leaf's box is tested only for batches that go together. So a
-    /// callback intersects its item with the ray between the ray's distances, and an all-hits
-    /// callback that adds something up must know an item that it has seen. A range outside the
-    /// batch breaks the contract; a release build then traces nothing, unless the shortcut hands
-    /// the range on as it is.
+    /// Ray queries. GasLeafCallback says what they promise of leaves and what a callback may do. A
+    /// range outside the batch breaks the contract; a release build then traces nothing, unless the
+    /// shortcut hands the range on as it is.
     ///
     /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
     /// box the ray crosses between its near and far distance, until the callback sets the ray's
     /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
-    /// the tree has fewer than two samples: then they are traced as static rays. What a callback
-    /// may do to a ray, and what follows, is said at GasLeafCallback.
+    /// the tree has fewer than two samples: then they are traced as static rays.
     /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
-    /// no box test and no need of frames. Otherwise an empty tree, or a shader without frames,
-    /// makes the query a silent no-op.
+    /// no box test and no need of frames. Otherwise an empty tree makes the query a silent no-op,
+    /// as a shader without frames does, of which gas_set_report tells.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                         const bool& single_leaf_shortcut) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -134,9 +140,9 @@ class GAS_EXPORT GasTree {
     /// The batch has an intersection map whose hit distances were set to the far distances
     /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that); one without a map breaks the
     /// contract, and a release build then traces nothing.
-    /// Several static rays go through the tree together: each leaf is called at most once, for a
-    /// range of rays that holds all that reach its box and may hold others that miss it. A frustum
-    /// of the batch lets boxes be dropped for all rays at once.
+    /// Several static rays go through the tree together, boxes outside the batch's frustum dropped
+    /// for all at once: each leaf is called at most once, for a range of rays that holds all that
+    /// reach its box and may hold others.
     void ray_hit_nearest_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                                 const bool& single_leaf_shortcut) const;
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -147,8 +153,7 @@ class GAS_EXPORT GasTree {
     /// of the context's range is answered as by the single-ray query of the same kind, with exactly
     /// its sequence of leaf calls, but without cached leaves. Calls for different rays come mixed:
     /// a callback sees a context over a private copy of the batch's view, whose range is the one
-    /// ray, and finds what it must know of the ray through that. It may start queries and streams
-    /// of its own. `single_leaf_shortcut` is that of the queries.
+    /// ray, and may start queries and streams. The shortcut is that of the queries.
     void ray_stream_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                            const bool& single_leaf_shortcut) const;
     void ray_stream_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -162,11 +167,10 @@ class GAS_EXPORT GasTree {
     /// traversal order code. False, with nothing changed, when their count is not the leaf count.
     bool refit(const CoreArray<GMathBbox3<float>>& bboxes);
 
-    /// Sets the number of motion-blur samples. Samples below it keep their boxes; new ones have
-    /// none until `refit_motion_blur_sample` fills them.
+    /// Samples below `count` keep their boxes; `refit_motion_blur_sample` fills new ones.
     void set_motion_blur_sample_count(const unsigned& count);
     /// Fills sample `sample` from the item boxes at its time. False, with nothing changed, when
-    /// their count is not the leaf count or there is no such sample.
+    /// there is no such sample or their count is not the leaf count.
     bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                   const unsigned& sample);
     bool refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const unsigned& count,
@@ -174,14 +178,13 @@ class GAS_EXPORT GasTree {
 
     /// The root's box; all zeros for an empty tree.
     GMathBbox3<float> get_bbox() const;
-    /// The root's box in sample `sample`; all zeros when the tree is empty, has no such sample, or
-    /// the sample was never filled.
+    /// The root's box in sample `sample`; all zeros where there is none or it was never filled.
     GMathBbox3<float> get_blurred_bbox(const unsigned& sample) const;
 
-    /// Collects in `leaves`, whose old contents go, the leaf position of every leaf whose box
-    /// overlaps `box`; touching boxes overlap. Whatever lies below a first child comes before what
-    /// lies below its sibling: the same order whenever the tree is the same. Leaf positions are
-    /// items as `create` numbers them; an index array is not applied. `ctx` lends its stack.
+    /// Collects in `leaves`, whose old contents go, the position of every leaf whose box overlaps
+    /// or touches `box`, what lies below a first child before what lies below its sibling. Leaf
+    /// positions are items as `create` numbers them; an index array is not applied. `ctx` lends
+    /// its stack.
     void get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
                             CoreVector<unsigned>& leaves) const;
     /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
@@ -190,26 +193,25 @@ class GAS_EXPORT GasTree {
     /// held. A leaf whose box touches the cube counts even where its centre lies beyond
     /// `max_distance`. `leaves` and `distances` hold `max_count` elements each; returns how many
     /// were written. Leaves at the same distance stand as a depth-first walk finds them that takes
-    /// the child whose box is nearer first: in the same order whenever the tree and the arguments
-    /// are the same. An empty tree has none. `ctx` lends its stack, which takes an entry per node.
+    /// the child whose box is nearer first. `ctx` lends its stack, which takes an entry per node.
     unsigned get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& point,
                                 const float& max_distance, const unsigned& max_count,
                                 unsigned* leaves, float* distances) const;
 
     /// Writes bounds, counts and memory use to the host's log.
     void print() const;
-    /// Sets the traversal order code of `node` from its two children and leaves the other flags
-    /// alone. When no separation of the children compares (NaN boxes) the code stays as it was.
+    /// Sets the traversal order code of `node` from its two children and nothing else; the code
+    /// stays as it was when no separation of the children compares (NaN boxes).
     static void compute_node_traversal_order(Node& node, const Node& first, const Node& second);
 
     /// Split functions. Cut at the middle of the centres' bounds along its widest axis.
     static void split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                              unsigned& left_count);
-    /// Surface area heuristic over all three axes, 16 bins each; exact for 16 items or fewer. Needs
-    /// the context's workspace, as do the next two.
+    /// SAH over all three axes, 16 bins each; exact for 16 items or fewer. This and the next two
+    /// need the context's workspace.
     static void split_sah_bins(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                                unsigned& left_count);
-    /// The same along the widest axis only.
+    /// Along the widest axis only.
     static void split_sah_bins_fast(const GasTreeSplitContext& context, unsigned* items,
                                     unsigned count, unsigned& left_count);
     /// Fast binned SAH up to 128 items, median above.
@@ -220,19 +222,17 @@ class GAS_EXPORT GasTree {
     friend struct GasTraversalAccess;
 
     // Steps of life, and of the build.
-    void release_arrays();
+    void release_arrays(bool owns_shared, unsigned shared_sample_count);
     void release_samples(unsigned first);
-    void forget_arrays();
     void take(GasTree& other) noexcept;
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
                        const unsigned& count);
     template <typename Box>
     void build(const Box* bboxes, unsigned count, const unsigned* indices,
-               AppProgressBar* progress_bar, float progress_share,
-               SysThreadTaskManager* task_manager, unsigned thread_count);
+               const GasBuildSettings& settings);
     template <typename Box>
     void build_from_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
-    GasBuildMethod choose_split(AppProgressBar* progress_bar, float progress_share);
+    GasBuildMethod choose_split(const GasBuildSettings& settings);
     void compute_bboxes(const GMathBbox3<float>* bboxes);
     static unsigned sort_items(unsigned* items, const unsigned& count,
                                const GMathVec3<float>* centers, const unsigned& axis,

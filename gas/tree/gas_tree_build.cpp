@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cassert>
 #include <climits>
 #include <optional>
 
 #include <gas/build/gas_build_input.h>
+#include <gas/build/gas_build_settings.h>
 #include <gas/build/gas_list_build.h>
 #include <gas/build/gas_parallel_build.h>
 #include <gas/core/gas_numeric.h>
@@ -13,8 +15,7 @@ inline namespace gas_abi1 {
 
 template <typename Box>
 void GasTree::build(const Box* bboxes, unsigned item_count, const unsigned* indices,
-                    AppProgressBar* progress_bar, float progress_share,
-                    SysThreadTaskManager* task_manager, unsigned thread_count) {
+                    const GasBuildSettings& settings) {
     clear();
     assert(item_count > 0 && "a tree is built over at least one box");
     assert(item_count <= UINT_MAX / 2 && "node indices are 32 bits wide");
@@ -23,8 +24,9 @@ void GasTree::build(const Box* bboxes, unsigned item_count, const unsigned* indi
 
     GasBuildGuard<GasTree> guard(*this);
     std::optional<GasParallelBuild> parallel;
-    if (task_manager && thread_count > 1 && item_count > GasParallelBuild::default_part_size)
-        parallel.emplace(*task_manager, thread_count);
+    if (settings.task_manager && settings.thread_count > 1 &&
+        item_count > GasParallelBuild::default_part_size)
+        parallel.emplace(*settings.task_manager, settings.thread_count);
     GasScratchArray<GasRecord> records = gas_allocate_scratch<GasRecord>(item_count);
     GasScratchArray<unsigned> numbers = gas_allocate_scratch<unsigned>(item_count);
     m_wide_tree = new GasWideTree;
@@ -34,8 +36,9 @@ void GasTree::build(const Box* bboxes, unsigned item_count, const unsigned* indi
     m_leaf_count = item_count;
     m_node_count = node_count;
     m_depth = 1;
-    const GasBuildMethod method = choose_split(progress_bar, progress_share);
+    const GasBuildMethod method = choose_split(settings);
 
+    AppProgressBar* const progress_bar = settings.progress_bar;
     GasParallelBuild* const threads = parallel ? &*parallel : nullptr;
     const GasBoxFacts facts =
         gas_build_from_records<GasPairNumbering>(m_nodes, bboxes, item_count, method, records.get(),
@@ -71,9 +74,10 @@ void GasTree::recurse_split(GasTreeSplitContext& context, Node& node, unsigned d
     m_depth = numbering.get_depth();
 }
 
-GasBuildMethod GasTree::choose_split(AppProgressBar* progress_bar, float progress_share) {
-    GasBuildMethod method = GasBuildMethod::sah_fast;
-    if (progress_bar) {
+GasBuildMethod GasTree::choose_split(const GasBuildSettings& settings) {
+    GasBuildMethod method = settings.method;
+    if (AppProgressBar* const progress_bar = settings.progress_bar) {
+        const float progress_share = settings.progress_share;
         unsigned whole = gas_truncate(progress_share * 100.0f, UINT_MAX);
         assert(whole > 0 && "a build fills at least a hundredth of its progress bar");
         if (whole == 0)
@@ -91,14 +95,18 @@ GasBuildMethod GasTree::choose_split(AppProgressBar* progress_bar, float progres
 void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                      const unsigned* indices, AppProgressBar* progress_bar,
                      const float& progress_share) {
-    build(bboxes, count, indices, progress_bar, progress_share, nullptr, 1);
+    build(bboxes, count, indices, {.progress_bar = progress_bar, .progress_share = progress_share});
 }
 
 void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
                      const unsigned* indices, AppProgressBar* progress_bar,
                      const float& progress_share, SysThreadTaskManager& task_manager,
                      const unsigned& thread_count) {
-    build(bboxes, count, indices, progress_bar, progress_share, &task_manager, thread_count);
+    build(bboxes, count, indices,
+          {.progress_bar = progress_bar,
+           .progress_share = progress_share,
+           .task_manager = &task_manager,
+           .thread_count = thread_count});
 }
 
 void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
@@ -123,7 +131,40 @@ void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned
     const unsigned count = gas_host::get_count(bboxes);
     if (count == 0)
         return clear();
-    build(gas_host::get_items(bboxes), count, indices, progress_bar, progress_share, nullptr, 1);
+    build(gas_host::get_items(bboxes), count, indices,
+          {.progress_bar = progress_bar, .progress_share = progress_share});
+}
+
+// By a method of the caller's.
+
+void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                     const unsigned* indices, GasBuildMethod method) {
+    build(bboxes, count, indices, {.method = method});
+}
+
+void GasTree::create(const GMathBbox3<float>* bboxes, const unsigned& count,
+                     const unsigned* indices, GasBuildMethod method,
+                     SysThreadTaskManager& task_manager, const unsigned& thread_count) {
+    build(bboxes, count, indices,
+          {.method = method, .task_manager = &task_manager, .thread_count = thread_count});
+}
+
+void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     GasBuildMethod method) {
+    gas_create_over(*this, bboxes, indices, method);
+}
+
+void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     GasBuildMethod method) {
+    gas_create_over(*this, bboxes, indices, method);
+}
+
+void GasTree::create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
+                     GasBuildMethod method) {
+    const unsigned count = gas_host::get_count(bboxes);
+    if (count == 0)
+        return clear();
+    build(gas_host::get_items(bboxes), count, indices, {.method = method});
 }
 
 } // namespace gas_abi1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/traversal/spatial/gas_nearest_walk.h>
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>

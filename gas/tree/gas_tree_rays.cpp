@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/isa/gas_ray_calls.h>
 #include <gas/tree/gas_tree.h>
 

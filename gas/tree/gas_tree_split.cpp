@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/split/gas_split_sah.h>
 #include <gas/tree/gas_tree.h>
 

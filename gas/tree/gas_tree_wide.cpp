@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
 #include <gas/tree/gas_sample_pass.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cstdlib>
 
 #include <gmock/gmock.h>
@@ -78,14 +79,32 @@ TEST_F(MainBadInput, NamesVerticesThatAreNotFinite) {
 
 TEST_F(MainBadInput, NamesTheLineWhereAFileWasCut) {
     expect_bad_mesh(folder.write("cut.obj", "v 0 0 0\nv 1 0"), "cut.obj, line 2: vertex 2 has");
-    expect_bad_mesh(folder.write("cut.obj", triangle + "f 1 2"), "cut.obj, line 5: a face needs");
+    expect_bad_mesh(folder.write("cut.obj", triangle + "f 1 2/"), "cut.obj, line 5: '2/' is no");
     expect_bad_mesh(folder.write("cut.obj", "f 1 2 3\nv 0 0 0\n"),
                     "cut.obj, line 1: a face refers to vertex 3");
 }
 
-TEST_F(MainBadInput, RefusesACutInsideTheLastNumber) {
-    expect_bad_mesh(folder.write("cut.obj", triangle + "f 3 2 1"),
-                    "cut.obj: the last line does not end");
+TEST_F(MainBadInput, TellsHowManyFacesAreTooShort) {
+    const std::string mesh = folder.write("short.obj", triangle + "f 1 2\nf 1\nf 1 2 3");
+    const ProgramResult result =
+        run_program({"render", mesh, "-o", picture, "--size", "8x8", "--quiet"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "gas: " + mesh + ": faces of fewer than three corners are left out: " +
+                                 "2, the first at line 5\n");
+    expect_bad_mesh(folder.write("lines.obj", "v 0 0 0\nv 1 0 0\nf 1 2\n"),
+                    "lines.obj: holds no faces");
+}
+
+TEST_F(MainBadInput, NamesWhatIsWrongWithPlyAndStlFiles) {
+    const std::string header = "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
+                               "property float y\nproperty float z\nend_header\n";
+    expect_bad_mesh(folder.write("none.ply", "v 0 0 0\n"), "none.ply, line 1: a PLY file begins");
+    expect_bad_mesh(folder.write("cut.ply", header + "1 2"), "cut.ply: ends in 'vertex' 0");
+    expect_bad_mesh(folder.write("word.ply", header + "1 2 x"),
+                    "word.ply, line 8: 'vertex' 0: 'x'");
+    expect_bad_mesh(folder.write("points.ply", header + "1 2 3\n"), "points.ply: holds no faces");
+    expect_bad_mesh(folder.write("none.stl", "v 0 0 0\n"), "none.stl: is neither");
+    expect_bad_mesh(folder.write("cut.stl", "solid a\nfacet"), "cut.stl, line 2: the file ends");
 }
 
 TEST_F(MainBadInput, NamesAMeshWithoutSize) {
@@ -171,6 +190,15 @@ TEST_F(MainBadInput, NeedsASubcommandAndAnOutput) {
     expect_failure(folder, {"stats", mesh_path, "--tree", "tall"}, bad_usage, "--tree tall: ");
 }
 
+TEST_F(MainBadInput, NamesAnUnknownOptionBeforeOneThatIsMissing) {
+    expect_failure(folder, {"render", "--foo"}, bad_usage, "--foo: gas render has no such option");
+    expect_failure(folder, {"render", "--foo", mesh_path}, bad_usage, "--foo: gas render");
+    expect_failure(folder, {"render", mesh_path, "--foo=3", "-q"}, bad_usage, "--foo: gas render");
+    expect_failure(folder, {"query", mesh_path, "--boxes", "1"}, bad_usage, "--boxes: gas query");
+    expect_failure(folder, {"stats", mesh_path, "-z"}, bad_usage, "-z: gas stats");
+    expect_failure(folder, {"render", mesh_path, mesh_path}, bad_usage, "--output");
+}
+
 TEST_F(MainBadInput, ReportsAFullStandardOutput) {
     const std::string shell = std::string(GAS_APP_PROGRAM) + " stats --quiet --json " + mesh_path;
     EXPECT_EQ(WEXITSTATUS(std::system((shell + " >/dev/full 2>/dev/null").c_str())), 1);
@@ -185,6 +213,15 @@ TEST_F(MainBadInput, HelpsWhenAsked) {
         EXPECT_EQ(result.exit_code, 0);
         EXPECT_THAT(result.output, HasSubstr("Options:"));
     }
+    EXPECT_THAT(run_program({"render", "--help"}).output,
+                HasSubstr("each from 1 to 16384, at most 67108864 pixels"));
+}
+
+TEST_F(MainBadInput, TellsItsVersionWhenAsked) {
+    const ProgramResult result = run_program({"--version"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.output, testing::MatchesRegex("gas [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_EQ(result.errors, "");
 }
 
 } // namespace

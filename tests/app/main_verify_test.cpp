@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/isa/gas_instruction_set.h>
 
 #include <tests/app/small_pictures.h>

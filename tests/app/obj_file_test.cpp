@@ -1,4 +1,5 @@
-#include <apps/gas/mesh/obj_file.h>
+// SPDX-License-Identifier: Apache-2.0
+#include <apps/gas/mesh/mesh_file.h>
 
 #include <gmock/gmock.h>
 
@@ -8,14 +9,14 @@
 
 namespace {
 
-using gas_app::load_obj_file;
+using gas_app::load_mesh_file;
 using gas_app::TriangleMesh;
 using testing::AllOf;
 using testing::HasSubstr;
 
 std::string get_complaint(const std::string& path) {
     try {
-        load_obj_file(path);
+        load_mesh_file(path);
     } catch (const gas_app::UserError& error) {
         return error.what();
     }
@@ -24,7 +25,7 @@ std::string get_complaint(const std::string& path) {
 
 TriangleMesh load(const std::string& text) {
     const TemporaryFolder folder;
-    return load_obj_file(folder.write("mesh.obj", text));
+    return load_mesh_file(folder.write("mesh.obj", text));
 }
 
 TEST(ObjFile, ReadsTrianglesAndCutsPolygons) {
@@ -51,6 +52,12 @@ TEST(ObjFile, ReadsLinesThatEndInAnyWay) {
     }
 }
 
+TEST(ObjFile, ReadsAFaceOverSeveralLines) {
+    const TriangleMesh mesh = load("v 0 0 0\nv 2 0 \\\n0\nv 2 1 0\nv 0 1 0\nf 1 2 \\\n  3 4");
+    EXPECT_EQ(mesh.triangles.size(), 2u);
+    EXPECT_EQ(mesh.get_box().max, (gas_app::Vec3{2.0, 1.0, 0.0}));
+}
+
 TEST(ObjFile, DoesNotReadMaterialFiles) {
     const TriangleMesh mesh =
         load("mtllib /dev/zero\nusemtl a\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
@@ -75,9 +82,11 @@ TEST(ObjFile, RefusesWhatIsNoMesh) {
 TEST(ObjFile, FindsWhereAFileWasCut) {
     const std::string text = "v 0.125 0.25 0.5\nv 1.5 0.25 0.5\nv 0.125 1.5 0.5\nf 1 2 3\n";
     const TemporaryFolder folder;
-    for (std::size_t size = 1; size < text.size(); ++size)
+    const std::size_t whole = text.size() - 1; // the last line need not end
+    for (std::size_t size = 1; size < whole; ++size)
         EXPECT_NE(get_complaint(folder.write("cut.obj", text.substr(0, size))), "") << size;
-    EXPECT_EQ(get_complaint(folder.write("whole.obj", text)), "");
+    for (const std::size_t size : {whole, text.size()})
+        EXPECT_EQ(get_complaint(folder.write("whole.obj", text.substr(0, size))), "");
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/obj_text.h>
 
 #include <gmock/gmock.h>
@@ -75,8 +76,6 @@ TEST(ObjText, NamesTheLineOfABadFace) {
               "mesh.obj, line 4: a face refers to vertex -4, but there are only 3 before it");
     EXPECT_EQ(get_face_complaint("f 0 1 2\n"),
               "mesh.obj, line 4: a face refers to vertex 0; counting starts at 1");
-    EXPECT_EQ(get_face_complaint("f 1 2\n"),
-              "mesh.obj, line 4: a face needs three vertices or more, this one has 2");
     EXPECT_EQ(get_face_complaint("f 1/0 2/1 3/1\n"),
               "mesh.obj, line 4: '1/0' refers to number 0; counting starts at 1");
     for (const char* word : {"x", "1x", "1.5", "/1", "1/", "1//", "1/2/3/4", "1/x"})
@@ -84,6 +83,38 @@ TEST(ObjText, NamesTheLineOfABadFace) {
                   std::string("mesh.obj, line 4: '") + word + "' is no reference to a vertex");
     for (const char* word : {"600000000", "99999999999999999999", "-99999999999"})
         EXPECT_THAT(get_face_complaint(std::string("f 1 2 ") + word), HasSubstr("beyond"));
+}
+
+TEST(ObjText, LeavesOutFacesOfFewerThanThreeCorners) {
+    std::string text = three_vertices + "f 1 2\nf 1 2 3\nf 3/1\nf\n";
+    const gas_app::ShortFaces faces = prepare_obj_text(text, "mesh.obj");
+    EXPECT_EQ(text, three_vertices + "# 1 2\nf 1 2 3\n# 3/1\n#\n");
+    EXPECT_EQ(faces.count, 3u);
+    EXPECT_EQ(faces.first_line, 4u);
+    EXPECT_EQ(get_complaint(three_vertices + "f 1 4\n"),
+              "mesh.obj, line 4: a face refers to vertex 4, but the file has only 3");
+}
+
+TEST(ObjText, JoinsLinesAtABackslash) {
+    for (const std::string end : {"\n", "\r\n", "\r"}) {
+        std::string text =
+            "v 0 \\" + end + "0 0" + end + "f -1 \\" + end + "-1\\" + end + "-1" + end;
+        const std::string gap(end.size() + 1, ' ');
+        EXPECT_EQ(prepare_obj_text(text, "mesh.obj").count, 0u);
+        EXPECT_EQ(text, "v 0 " + gap + "0 0" + end + "f -1 " + gap + "-1" + gap + "-1" + end);
+    }
+    EXPECT_EQ(get_complaint("v 0 0 \\\n0\nv 0 \\\n\\\nnan 0\n"),
+              "mesh.obj, line 3: vertex 2 is not finite: 'nan'");
+    EXPECT_EQ(get_complaint("v 0 \\\n0 0\nv 0 0\n"),
+              "mesh.obj, line 3: vertex 2 has only 2 of its three coordinates");
+    EXPECT_EQ(get_complaint("v 0 0 0\\"), "");
+    EXPECT_EQ(get_complaint("\\"), "");
+}
+
+TEST(ObjText, DoesNotJoinComments) {
+    EXPECT_EQ(get_complaint(" # C:\\\nv 0 0 0\nf 1 1 1\n"), "");
+    EXPECT_EQ(get_complaint("# C:\\\nv 0 0\n"),
+              "mesh.obj, line 2: vertex 1 has only 2 of its three coordinates");
 }
 
 TEST(ObjText, NamesTheFirstLineWithTheLargestNumber) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/option_values.h>
 
 #include <gmock/gmock.h>

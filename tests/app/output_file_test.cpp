@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/common/output_file.h>
 
 #include <gmock/gmock.h>
@@ -36,6 +37,14 @@ TEST(OutputFile, LeavesDevicesInPlace) {
     check_output_path("/dev/null", "");
     write_output_file("/dev/null", bytes);
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(OutputFile, TellsDevicesFromFiles) {
+    const TemporaryFolder folder;
+    EXPECT_TRUE(is_special_file("/dev/null"));
+    EXPECT_FALSE(is_special_file(folder.get_path("")));
+    EXPECT_FALSE(is_special_file(folder.get_path("none")));
+    EXPECT_FALSE(is_special_file(folder.write("a", "")));
 }
 
 TEST(OutputFile, LeavesNothingBehindWhenItFails) {

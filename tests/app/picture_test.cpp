@@ -1,4 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/image/picture.h>
+
+#include <cstring>
+#include <string>
 
 #include <png.h>
 
@@ -35,6 +39,15 @@ TEST(Picture, SurvivesThePngFile) {
         EXPECT_EQ(pixels[3 * index + 1], color.green);
         EXPECT_EQ(pixels[3 * index + 2], color.blue);
     }
+}
+
+TEST(Picture, IsStoredAsItIsInAPpmFile) {
+    const Picture picture = make_picture();
+    const std::vector<unsigned char> bytes = encode_ppm(picture);
+    const std::string header = "P6\n37 11\n255\n";
+    ASSERT_EQ(bytes.size(), header.size() + 3 * 37 * 11);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + static_cast<long>(header.size())), header);
+    EXPECT_EQ(std::memcmp(bytes.data() + header.size(), picture.get_pixels(), 3 * 37 * 11), 0);
 }
 
 TEST(Picture, GivesEqualBytesForEqualPictures) {

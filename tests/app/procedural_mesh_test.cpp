@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/procedural_mesh.h>
 
 #include <map>

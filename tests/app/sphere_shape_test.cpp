@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/scene/sphere_shape.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -352,6 +353,39 @@ TEST(GridBuild, AProgressBarIsFilledAndItsApplicationChoosesTheSplit) {
         }
         EXPECT_EQ(support::find_difference(grid.get_top_tree(), naive::build(unions, split)), "")
             << support::name(split);
+    }
+}
+
+TEST(GridBuild, AMethodInPlaceOfABarChoosesTheSplitOfTheTopTree) {
+    const CoreArray<GMathBbox3<float>> boxes =
+        to_boxes(scenes::make(scenes::Kind::random, 4000, 3));
+    CoreVector<GMathBbox3<float>> vector;
+    for (unsigned i = 0; i < boxes.get_count(); ++i)
+        vector.add(boxes[i]);
+    GridItems items(scenes::make(scenes::Kind::random, 4000, 3));
+    SysThreadTaskManager manager(nullptr);
+    const unsigned count = boxes.get_count();
+    for (const GasBuildMethod method : support::all_build_methods) {
+        support::QuietProgress progress(static_cast<unsigned>(method));
+        GasGridTree expected;
+        expected.create(boxes, 1000, nullptr, &progress.bar);
+        GasGridTree grids[6];
+        grids[0].create(boxes.get_items(), count, 1000, nullptr, method);
+        grids[1].create(boxes.get_items(), count, 1000, nullptr, method, manager, 2);
+        grids[2].create(boxes, 1000, nullptr, method);
+        grids[3].create(vector, 1000, nullptr, method);
+        items.attach(grids[4]);
+        grids[4].create(count, 1000, nullptr, method);
+        items.attach(grids[5]);
+        grids[5].create(count, 1000, nullptr, method, manager, 2);
+        for (const GasGridTree& grid : grids) {
+            const GasTree& top = grid.get_top_tree();
+            EXPECT_EQ(support::get_cells(grid), support::get_cells(expected));
+            EXPECT_EQ(top.get_split_callback(), expected.get_top_tree().get_split_callback());
+            EXPECT_EQ(std::memcmp(top.get_nodes(), expected.get_top_tree().get_nodes(),
+                                  top.get_node_count() * sizeof(GasTree::Node)),
+                      0);
+        }
     }
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -143,6 +144,28 @@ TEST(GridCells, WithoutABarCellsSplitByTheFastHeuristic) {
         EXPECT_EQ(support::find_difference(*grid.find_sub_tree(0), expected), "");
         EXPECT_EQ(grid.find_sub_tree(0)->get_split_callback(),
                   bar ? &GasCompressedTree::split_median : &GasCompressedTree::split_sah_bins_fast);
+    }
+}
+
+TEST(GridCells, WithoutABarCellsSplitByTheMethodOfTheBuild) {
+    for (const GasBuildMethod method : support::all_build_methods) {
+        GridItems items(support::make_clusters(2, 300));
+        GasGridTree grid;
+        items.attach(grid);
+        grid.create(items.get_count(), support::get_cluster_target(2), nullptr, method);
+        // A copy, and what an assignment overwrites, follow too.
+        GasGridTree copy;
+        copy.create(items.get_count(), 1, nullptr, GasBuildMethod::median);
+        copy = grid;
+        trace_cluster(grid, 0, RayQuery::nearest_static);
+        trace_cluster(copy, 1, RayQuery::nearest_static);
+        ASSERT_EQ(get_built_cells(grid).size(), 2u);
+        for (unsigned cell = 0; cell < 2; ++cell) {
+            support::QuietProgress progress(static_cast<unsigned>(method));
+            GasCompressedTree expected;
+            build_expected(expected, items, grid, cell, &progress.bar);
+            EXPECT_EQ(support::find_difference(*grid.find_sub_tree(cell), expected), "");
+        }
     }
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -94,6 +95,21 @@ TEST(GeometryRaytraceData, ACopySharesMapAndFrustum) {
     const GeometryRaytraceData copy(rays.data);
     EXPECT_EQ(copy.get_intersection_map(), &rays.map);
     EXPECT_EQ(copy.get_frustum(), &rays.frustum);
+}
+
+TEST(GeometryRaytraceData, TheQuerysPointerGoesWithCopiesAndContexts) {
+    Rays rays;
+    EXPECT_EQ(rays.data.get_query_data(), nullptr);
+    int hits = 0;
+    rays.data.set_query_data(&hits);
+    EXPECT_EQ(rays.data.get_ctx().get_query_data(), &hits);
+    GeometryRaytraceData copy(rays.data);
+    GeometryRaytraceData assigned;
+    assigned = rays.data;
+    EXPECT_EQ(copy.get_ctx().get_query_data(), &hits);
+    EXPECT_EQ(assigned.get_ctx().get_query_data(), &hits);
+    copy.set_query_data(nullptr);
+    EXPECT_EQ(rays.data.get_query_data(), &hits);
 }
 
 TEST(GeometryRaytraceData, AssigningToItselfChangesNothing) {

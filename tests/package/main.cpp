@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
 #include <vector>
 
@@ -6,6 +7,7 @@
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
+#include <gas/version.h>
 
 namespace {
 
@@ -95,5 +97,10 @@ int main() {
     const bool is_found =
         finds_first_box(tree) && finds_first_box(compressed) && finds_first_box(grid);
     const GasGridSubTree* const cell = grid.find_sub_tree(0);
-    return is_found && cell && !cell->is_empty() && sum_leaves(compressed) == 3 ? 0 : 1;
+    std::printf("version %s\n", gas_get_version_string());
+    const bool is_of_this_version = gas_get_version() == unsigned{GAS_VERSION};
+    return is_of_this_version && is_found && cell && !cell->is_empty() &&
+                   sum_leaves(compressed) == 3
+               ? 0
+               : 1;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <vector>
@@ -14,6 +15,16 @@ inline GMathBbox3<float> to_box(const naive::Box& box) {
 
 inline GMathBbox3<double> to_box(const naive::BoxD& box) {
     return {{box.min[0], box.min[1], box.min[2]}, {box.max[0], box.max[1], box.max[2]}};
+}
+
+/// The same box in doubles.
+inline GMathBbox3<double> widen(const GMathBbox3<float>& box) {
+    GMathBbox3<double> wide;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        wide.min[axis] = static_cast<double>(box.min[axis]);
+        wide.max[axis] = static_cast<double>(box.max[axis]);
+    }
+    return wide;
 }
 
 inline naive::Box from_corners(const GMathVec3<float>& min, const GMathVec3<float>& max) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <gas/compressed/gas_compressed_tree.h>
@@ -33,6 +34,9 @@ struct QuietProgress {
     AppBase app;
     AppProgressBar bar;
 };
+
+inline constexpr GasBuildMethod all_build_methods[] = {
+    GasBuildMethod::median, GasBuildMethod::hybrid, GasBuildMethod::sah_fast, GasBuildMethod::sah};
 
 /// `create` of either class; a bar, if any, is filled whole.
 template <typename Boxes>

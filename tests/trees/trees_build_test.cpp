@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -131,6 +132,57 @@ TYPED_TEST(TreesBuild, TheSettingOfTheBarsApplicationChoosesTheSplit) {
     EXPECT_EQ(chosen(UINT_MAX), &TypeParam::split_sah_bins_fast);
 }
 
+TYPED_TEST(TreesBuild, AMethodInPlaceOfABarGivesTheSameTree) {
+    const CoreArray<GMathBbox3<float>> array =
+        support::to_boxes(scenes::make(Kind::clustered, 20000, 5));
+    CoreVector<GMathBbox3<float>> vector;
+    CoreArray<GMathBbox3<double>> doubles(array.get_count());
+    for (unsigned i = 0; i < array.get_count(); ++i) {
+        vector.add(array[i]);
+        doubles[i] = support::widen(array[i]);
+    }
+    std::vector<unsigned> indices(array.get_count());
+    for (unsigned i = 0; i < array.get_count(); ++i)
+        indices[i] = array.get_count() - i;
+    SysThreadTaskManager manager(nullptr);
+    for (const GasBuildMethod method : support::all_build_methods) {
+        QuietProgress progress(static_cast<unsigned>(method));
+        TypeParam expected;
+        create(expected, array, indices.data(), &progress.bar);
+        TypeParam trees[5];
+        trees[0].create(array.get_items(), array.get_count(), indices.data(), method);
+        trees[1].create(array, indices.data(), method);
+        trees[2].create(vector, indices.data(), method);
+        trees[3].create(doubles, indices.data(), method);
+        trees[4].create(array.get_items(), array.get_count(), indices.data(), method, manager, 3);
+        for (const TypeParam& tree : trees) {
+            expect_equal(tree, expected);
+            EXPECT_EQ(tree.get_split_callback(), expected.get_split_callback());
+            EXPECT_EQ(tree.get_depth(), expected.get_depth());
+        }
+        EXPECT_EQ(support::get_reported_items(trees[1]), support::get_reported_items(expected));
+    }
+}
+
+TYPED_TEST(TreesBuild, AnUnknownMethodIsTheFastSah) {
+    TypeParam tree;
+    tree.create(support::to_boxes(scenes::make(Kind::random, 300, 1)), nullptr,
+                static_cast<GasBuildMethod>(7));
+    EXPECT_EQ(tree.get_split_callback(), &TypeParam::split_sah_bins_fast);
+}
+
+TYPED_TEST(TreesBuild, EmptyArraysAndAMethodClearTheTree) {
+    const auto expect_cleared = [](const auto& empty) {
+        TypeParam tree;
+        support::build(tree, scenes::make(Kind::random, 9, 1));
+        tree.create(empty, nullptr, GasBuildMethod::median);
+        EXPECT_TRUE(tree.is_empty());
+    };
+    expect_cleared(CoreArray<GMathBbox3<float>>());
+    expect_cleared(CoreVector<GMathBbox3<float>>());
+    expect_cleared(CoreArray<GMathBbox3<double>>());
+}
+
 TYPED_TEST(TreesBuild, EmptyArraysClearTheTree) {
     const std::vector<Box> boxes = scenes::make(Kind::random, 9, 1);
     const auto expect_cleared = [&](const auto& empty) {
@@ -159,10 +211,7 @@ TYPED_TEST(TreesBuild, AllFormsOfBoxesGiveTheSameTree) {
     CoreArray<GMathBbox3<double>> doubles(array.get_count());
     for (unsigned i = 0; i < array.get_count(); ++i) {
         vector.add(array[i]);
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            doubles[i].min[axis] = static_cast<double>(array[i].min[axis]);
-            doubles[i].max[axis] = static_cast<double>(array[i].max[axis]);
-        }
+        doubles[i] = support::widen(array[i]);
     }
     const unsigned count = array.get_count();
     TypeParam trees[4];

@@ -1,9 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/command_line.h>
 
 #include <cstdio>
 #include <new>
 
 #include <CLI/CLI.hpp>
+
+#include <gas/core/gas_report.h>
 
 #include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
@@ -22,18 +25,29 @@ int report_usage(const std::string& message) {
     return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
 }
 
-/// What is wrong with the command line. An unknown subcommand is named.
+/// What is wrong with the command line. A subcommand or option that there is not comes before all
+/// else that may be wrong.
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> unknown = app.remaining();
-    if (app.get_subcommands().empty() && !unknown.empty())
+    const std::vector<CLI::App*> chosen = app.get_subcommands();
+    if (chosen.empty() && !unknown.empty())
         return unknown.front() + ": there is no such subcommand or option";
+    for (const CLI::App* command : chosen)
+        for (const std::string& argument : command->remaining())
+            if (argument.size() > 1 && argument.front() == '-' && argument != "--")
+                return argument.substr(0, argument.find('=')) + ": gas " + command->get_name() +
+                       " has no such option";
     return error.what();
 }
+
+/// What a tree could not do goes to standard error, and the program goes on.
+void print_report(void*, const GasReport& told) { report(exit_failed, told.text); }
 
 int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, says what the trees are like, "
                  "searches them, and verifies them.",
                  "gas");
+    app.set_version_flag("--version", "gas " GAS_PROGRAM_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     RenderCommand render(app);
     StatsCommand stats(app);
@@ -43,7 +57,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-            return app.exit(error); // help was requested
+            return app.exit(error); // help or version was requested
         return report_usage(describe(app, error));
     }
     choose_instruction_set();
@@ -57,6 +71,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
 } // namespace
 
 int run_command_line(int argument_count, const char* const* arguments) {
+    gas_set_report(print_report);
     try {
         const int exit_code = parse_and_run(argument_count, arguments);
         if (std::fflush(stdout) != 0 || std::ferror(stdout))

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <gas/tree/gas_tree.h>
 
+#include <apps/gas/cli/picture_output.h>
 #include <apps/gas/cli/scene_options.h>
 #include <apps/gas/math/vector_math.h>
 #include <apps/gas/render/render_settings.h>
@@ -45,11 +47,14 @@ class RenderCommand : public Command {
   private:
     RenderSettings get_render_settings() const;
     void choose_walks(RenderSettings& settings) const;
+    PictureOutput get_output() const;
     RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
-                      Picture& picture) const;
+                      Picture& picture, LightPicture& light) const;
 
     SceneOptions m_scene;
     std::string m_output_path;
+    /// Empty: not chosen.
+    std::string m_format;
     std::string m_size = "640x400";
     std::string m_view;
     unsigned m_samples = 12;

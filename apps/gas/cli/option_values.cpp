@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/option_values.h>
 
 #include <array>
@@ -52,6 +53,11 @@ Vec3f to_point(const std::vector<std::string>& parts, std::size_t first, std::st
 
 } // namespace
 
+std::string describe_sizes() {
+    return "WIDTHxHEIGHT, each from 1 to " + std::to_string(largest_side) + ", at most " +
+           std::to_string(largest_pixel_count) + " pixels";
+}
+
 PictureSize parse_size(const std::string& text) {
     const std::size_t cross = text.find('x');
     PictureSize size;
@@ -60,9 +66,7 @@ PictureSize parse_size(const std::string& text) {
         size.height = read_side(std::string_view(text).substr(cross + 1));
     }
     if (size.width == 0 || size.height == 0)
-        fail("--size", text,
-             "expected WIDTHxHEIGHT, such as 640x400, each from 1 to " +
-                 std::to_string(largest_side));
+        fail("--size", text, "expected " + describe_sizes() + ", such as 640x400");
     if (size.width > largest_pixel_count / size.height)
         fail("--size", text, "more than " + std::to_string(largest_pixel_count) + " pixels");
     return size;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,8 @@ struct PictureSize {
     unsigned height = 0;
 };
 
+/// What `parse_size` takes, for help and messages.
+std::string describe_sizes();
 /// `WIDTHxHEIGHT`, each 1 to `largest_side`, together at most `largest_pixel_count`.
 PictureSize parse_size(const std::string& text);
 

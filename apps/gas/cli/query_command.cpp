@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
 #include <charconv>
@@ -10,7 +11,7 @@
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
-#include <apps/gas/mesh/obj_file.h>
+#include <apps/gas/mesh/mesh_file.h>
 
 namespace gas_app {
 
@@ -45,7 +46,7 @@ nlohmann::ordered_json as_array(const Vec3f& point) { return {point.x, point.y, 
 QueryCommand::QueryCommand(CLI::App& app)
     : Command(app, "query",
               "Find the triangles of a mesh whose boxes overlap a box or lie near a point") {
-    m_command->add_option("mesh", m_mesh_path, "A Wavefront OBJ file")->required();
+    m_command->add_option("mesh", m_mesh_path, "A Wavefront OBJ, PLY or STL file")->required();
     m_command
         ->add_option("--build", m_build_method,
                      "How the tree is built: median, hybrid, sah-fast or sah")
@@ -97,7 +98,7 @@ void QueryCommand::run() const {
     application.set_build_method(parse_build_method(m_build_method));
     const Question question = read_question();
 
-    const Boxes boxes = get_triangle_boxes(load_obj_file(m_mesh_path));
+    const Boxes boxes = get_triangle_boxes(load_mesh_file(m_mesh_path));
     AppProgressBar& bar = *application.create_progress_bar("Building the tree", false);
     GasTree tree;
     tree.create(boxes, nullptr, &bar, 1.0f);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/ray_walk.h>
 
 #include <apps/common/walk_name.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
 #include <chrono>
@@ -41,8 +42,17 @@ class Stopwatch {
 RenderCommand::RenderCommand(CLI::App& app)
     : Command(app, "render", "Render a picture of a mesh or of the procedural scene") {
     m_scene.add_to(*m_command);
-    m_command->add_option("-o,--output", m_output_path, "The picture, a PNG file")->required();
-    m_command->add_option("--size", m_size, "Size of the picture")->capture_default_str();
+    m_command
+        ->add_option("-o,--output", m_output_path,
+                     "The picture, a file whose name ends in .png, .ppm, .pfm or .exr; -: standard "
+                     "output, and the report goes to standard error")
+        ->required();
+    m_command->add_option("--format", m_format,
+                          "The picture's format, whatever its name: png, ppm, pfm or exr; on "
+                          "standard output usually png. pfm and exr hold the scene's light as "
+                          "floats; exr needs a program that was built with OpenEXR");
+    m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
+        ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
         ->check(whole_number(1, 65536))
         ->capture_default_str();
@@ -111,7 +121,7 @@ void RenderCommand::choose_walks(RenderSettings& settings) const {
 }
 
 void RenderCommand::run() const {
-    AppBase application(m_scene.json ? stderr : stdout);
+    AppBase application(stderr);
     const RenderSettings settings = get_render_settings();
     StageSettings stage_settings;
     m_scene.apply(stage_settings, application);
@@ -120,8 +130,9 @@ void RenderCommand::run() const {
     stage_settings.has_view = !m_view.empty();
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
+    stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
     const TreeSettings tree_settings = m_scene.get_tree_settings();
-    check_output_path(m_output_path, m_scene.mesh_path);
+    const PictureOutput output = get_output();
 
     Stopwatch stopwatch;
     RenderReport::Timing timing;
@@ -135,28 +146,45 @@ void RenderCommand::run() const {
     timing.build = stopwatch.lap();
 
     Picture picture(settings.width, settings.height);
-    const RenderResult result = draw(stage, settings, application, picture);
+    LightPicture light;
+    if (output.takes_light())
+        light = LightPicture(settings.width, settings.height);
+    const auto draw_once = [&] { return draw(stage, settings, application, picture, light); };
+    const RenderResult result = draw_once();
     timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
     timing.renders.push_back(result.seconds);
     while (timing.renders.size() < m_render_count)
-        timing.renders.push_back(draw(stage, settings, application, picture).seconds);
+        timing.renders.push_back(draw_once().seconds);
     stopwatch.lap();
-    write_output_file(m_output_path, encode_png(picture));
+    output.write(picture, light);
     timing.write = stopwatch.lap();
     timing.total = stopwatch.get_total();
 
-    const RenderReport report = {m_scene, stage, settings, timing, result, m_output_path};
+    const RenderReport report = {m_scene, stage, settings, timing, result, output.get_name()};
     if (m_scene.json)
         report.print_json();
     else if (!m_scene.quiet)
-        report.print_text();
+        report.print_text(output.is_standard_output() ? stderr : stdout);
+}
+
+/// Checks what can be checked before the work.
+PictureOutput RenderCommand::get_output() const {
+    if (m_output_path != "-")
+        check_output_path(m_output_path, m_scene.mesh_path);
+    const PictureOutput output(m_output_path, m_format);
+    if (output.takes_light() && m_heat_map)
+        throw OptionError("--heatmap: is drawn in eight-bit colours, for png or ppm");
+    if (output.is_standard_output() && m_scene.json)
+        throw OptionError("--json: standard output already takes the picture");
+    return output;
 }
 
 RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& settings,
-                                 AppBase& application, Picture& picture) const {
+                                 AppBase& application, Picture& picture,
+                                 LightPicture& light) const {
     AppProgressBar& bar = *application.create_progress_bar("Rendering", m_scene.shows_progress());
     if (!m_heat_map)
-        return render_picture(stage, settings, bar, picture);
+        return render_picture(stage, settings, bar, picture, light.width > 0 ? &light : nullptr);
     std::vector<double> costs;
     const RenderResult result = render_costs(stage, settings, bar, costs);
     const bool in_motion = stage.scene->get_sample_count() >= 2;

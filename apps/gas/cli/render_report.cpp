@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/render_report.h>
 
 #include <cstdio>
@@ -173,50 +174,52 @@ void RenderReport::print_json() const {
     std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
-void RenderReport::print_walks() const {
+void RenderReport::print_walks(std::FILE* output) const {
     if (settings.counts_walks) {
         const nlohmann::ordered_json counts = get_counts();
-        std::printf("camera rays: %.2f nodes and %.2f leaves each (%s)\n",
-                    counts["nodes_per_ray"].get<double>(), counts["leaves_per_ray"].get<double>(),
-                    get_camera().describe(get_instruction_set()).c_str());
+        std::fprintf(output, "camera rays: %.2f nodes and %.2f leaves each (%s)\n",
+                     counts["nodes_per_ray"].get<double>(), counts["leaves_per_ray"].get<double>(),
+                     get_camera().describe(get_instruction_set()).c_str());
         return;
     }
     const TreeSettings trees = options.get_tree_settings();
-    std::printf("walks: from the camera %s; to the sun %s; scattered %s\n",
-                get_camera().describe(get_instruction_set()).c_str(),
-                get_ray_walk(settings.sun_walk, trees).describe(get_instruction_set()).c_str(),
-                get_ray_walk(settings.walk, trees).describe(get_instruction_set()).c_str());
+    std::fprintf(output, "walks: from the camera %s; to the sun %s; scattered %s\n",
+                 get_camera().describe(get_instruction_set()).c_str(),
+                 get_ray_walk(settings.sun_walk, trees).describe(get_instruction_set()).c_str(),
+                 get_ray_walk(settings.walk, trees).describe(get_instruction_set()).c_str());
 }
 
-void RenderReport::print_text() const {
+void RenderReport::print_text(std::FILE* output) const {
     const SceneCounts counts(*stage.scene);
     const double rays = static_cast<double>(result.ray_counts.get_total()) * 1e-6;
-    std::printf("%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
-                "%.2f s (%.2f million per second)\n",
-                picture_path.c_str(), settings.width, settings.height,
-                stage.scene->get_instances().size(), printable(counts.placed_items),
-                options.tree_kind.c_str(), rays, timing.renders.front(),
-                rays / timing.renders.front());
+    std::fprintf(output,
+                 "%s: %u x %u, %zu instances that place %llu items, %s trees, %.2f million rays in "
+                 "%.2f s (%.2f million per second)\n",
+                 picture_path.c_str(), settings.width, settings.height,
+                 stage.scene->get_instances().size(), printable(counts.placed_items),
+                 options.tree_kind.c_str(), rays, timing.renders.front(),
+                 rays / timing.renders.front());
     for (std::size_t again = 1; again < timing.renders.size(); ++again)
-        std::printf("once more in %.2f s (%.2f million per second)\n", timing.renders[again],
-                    rays / timing.renders[again]);
-    std::printf("first pixel after %.2f s, everything after %.2f s", timing.first_pixel,
-                timing.total);
+        std::fprintf(output, "once more in %.2f s (%.2f million per second)\n",
+                     timing.renders[again], rays / timing.renders[again]);
+    std::fprintf(output, "first pixel after %.2f s, everything after %.2f s", timing.first_pixel,
+                 timing.total);
     if (const std::optional<std::size_t> peak = get_peak_resident_size())
-        std::printf(", at most %.1f MB resident", static_cast<double>(*peak) * 1e-6);
-    std::printf("\n");
-    print_walks();
-    std::printf("trees of %.1f MB, %.1f of them wide nodes\n",
-                static_cast<double>(counts.tree_total_bytes) * 1e-6,
-                static_cast<double>(counts.wide_bytes) * 1e-6);
+        std::fprintf(output, ", at most %.1f MB resident", static_cast<double>(*peak) * 1e-6);
+    std::fprintf(output, "\n");
+    print_walks(output);
+    std::fprintf(output, "trees of %.1f MB, %.1f of them wide nodes\n",
+                 static_cast<double>(counts.tree_total_bytes) * 1e-6,
+                 static_cast<double>(counts.wide_bytes) * 1e-6);
     if (options.get_tree_settings().kind != TreeKind::grid)
         return;
     const GridCounts grids(*stage.scene);
-    std::printf("grids: %llu cells, %llu of them built (%.2f %%); the build asked for %llu boxes, "
-                "rays for %llu\n",
-                printable(grids.cells), printable(grids.built_cells),
-                100.0 * grids.get_built_share(), printable(grids.asked_by_build),
-                printable(grids.asked_by_rays));
+    std::fprintf(output,
+                 "grids: %llu cells, %llu of them built (%.2f %%); the build asked for %llu boxes, "
+                 "rays for %llu\n",
+                 printable(grids.cells), printable(grids.built_cells),
+                 100.0 * grids.get_built_share(), printable(grids.asked_by_build),
+                 printable(grids.asked_by_rays));
 }
 
 } // namespace gas_app

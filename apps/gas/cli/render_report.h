@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdio>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -31,17 +33,18 @@ struct RenderReport {
     const Timing& timing;
     /// Of one picture.
     const RenderResult& result;
+    /// Where the picture is.
     std::string picture_path;
 
     void print_json() const;
-    void print_text() const;
+    void print_text(std::FILE* output) const;
 
   private:
     const char* get_instruction_set() const;
     RayWalk get_camera() const;
     nlohmann::ordered_json get_walks() const;
     nlohmann::ordered_json get_counts() const;
-    void print_walks() const;
+    void print_walks(std::FILE* output) const;
 };
 
 } // namespace gas_app

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/scene_options.h>
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace gas_app {
 
 void SceneOptions::add_to(CLI::App& command) {
     CLI::Option* mesh = command.add_option(
-        "mesh", mesh_path, "A Wavefront OBJ file; without one the procedural scene");
+        "mesh", mesh_path, "A Wavefront OBJ, PLY or STL file; without one the procedural scene");
     CLI::Option* items =
         command
             .add_option("--items", item_count,
@@ -48,8 +49,13 @@ void SceneOptions::add_to(CLI::App& command) {
         ->check(whole_number(0, 1024))
         ->capture_default_str();
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
-    command.add_option("--up", up_axis, "The mesh's axis that points up: x, y or z")
+    command
+        .add_option("--up", up_axis,
+                    "The mesh's axis that points up: x, y or z; without it a "
+                    "picture's mesh with a flat foot along another axis is "
+                    "pointed out")
         ->capture_default_str()
+        ->each([this](const std::string&) { has_up_axis = true; })
         ->excludes(items);
     command
         .add_option("--detail", detail,
@@ -57,7 +63,8 @@ void SceneOptions::add_to(CLI::App& command) {
         ->capture_default_str()
         ->excludes(items);
     command.add_flag("--json", json, "Write results to standard output as JSON");
-    command.add_flag("--quiet", quiet, "Show no progress, and no results unless as JSON");
+    command.add_flag("--quiet", quiet,
+                     "Show no progress on standard error, and no results unless as JSON");
 }
 
 void SceneOptions::apply(StageSettings& settings, AppBase& application) const {

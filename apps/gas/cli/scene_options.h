@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <string>
@@ -26,6 +27,8 @@ struct SceneOptions {
     unsigned cell_count = 0;
     /// 0: one for each processor.
     unsigned threads = 0;
+    /// Whether the axis was chosen.
+    bool has_up_axis = false;
     bool cell_bars = false;
     bool motion = false;
     bool json = false;
@@ -39,7 +42,7 @@ struct SceneOptions {
     unsigned get_thread_count() const;
     /// The stage, without its trees.
     Stage make_stage(const StageSettings& settings) const;
-    /// Whether progress may be shown; with `json` it goes to standard error.
+    /// Whether progress is shown, on standard error.
     bool shows_progress() const { return !quiet; }
 };
 

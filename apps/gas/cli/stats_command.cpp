@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
 #include <cmath>
@@ -25,7 +26,7 @@ StatsCommand::StatsCommand(CLI::App& app)
 }
 
 void StatsCommand::run() const {
-    AppBase application(m_scene.json ? stderr : stdout);
+    AppBase application(stderr);
     StageSettings settings;
     m_scene.apply(settings, application);
     settings.width = picture_width;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
 #include <cstdio>
@@ -6,7 +7,7 @@
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
 #include <apps/gas/math/sample_hash.h>
-#include <apps/gas/mesh/obj_file.h>
+#include <apps/gas/mesh/mesh_file.h>
 #include <apps/gas/verify/verification.h>
 
 namespace gas_app {
@@ -22,8 +23,9 @@ VerifyCommand::VerifyCommand(CLI::App& app)
     : Command(app, "verify",
               "Hold all trees, build methods, queries, ways of tracing and instruction sets "
               "against brute force and each other; exits with 1 if any differ") {
-    m_command->add_option("mesh", m_mesh_path,
-                          "A Wavefront OBJ file; without it random boxes of many kinds");
+    m_command->add_option(
+        "mesh", m_mesh_path,
+        "A Wavefront OBJ, PLY or STL file; without it random boxes of many kinds");
     m_command->add_option("--rays", m_ray_count, "How many rays in total")
         ->check(whole_number(1, 1'000'000'000))
         ->capture_default_str();
@@ -38,7 +40,7 @@ void VerifyCommand::run() const {
     std::unique_ptr<VerifiedScene> scene;
     std::unique_ptr<Verification> verification;
     if (!m_mesh_path.empty()) {
-        scene = std::make_unique<VerifiedScene>(load_obj_file(m_mesh_path), seed);
+        scene = std::make_unique<VerifiedScene>(load_mesh_file(m_mesh_path), seed);
         verification = std::make_unique<Verification>(*scene, application);
     }
     std::uint64_t round = 0;

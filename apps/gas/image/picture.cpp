@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/image/picture.h>
 
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -57,6 +59,17 @@ std::vector<unsigned char> encode_png(const Picture& picture) {
                                    picture.get_pixels(), packed_rows, nullptr))
         throw std::runtime_error(std::string("the picture cannot be encoded: ") + image.message);
     bytes.resize(size);
+    return bytes;
+}
+
+std::vector<unsigned char> encode_ppm(const Picture& picture) {
+    const std::string header = "P6\n" + std::to_string(picture.get_width()) + " " +
+                               std::to_string(picture.get_height()) + "\n255\n";
+    const std::size_t size =
+        std::size_t{picture.get_width()} * picture.get_height() * sizeof(Color8);
+    std::vector<unsigned char> bytes(header.size() + size);
+    std::memcpy(bytes.data(), header.data(), header.size());
+    std::memcpy(bytes.data() + header.size(), picture.get_pixels(), size);
     return bytes;
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstdint>
@@ -49,5 +50,8 @@ Color8 encode_light(const Vec3& light, double noise);
 /// The picture as the bytes of a PNG file; equal pictures give equal bytes. Throws when memory runs
 /// out.
 std::vector<unsigned char> encode_png(const Picture& picture);
+
+/// The picture as the bytes of a binary PPM file.
+std::vector<unsigned char> encode_ppm(const Picture& picture);
 
 } // namespace gas_app

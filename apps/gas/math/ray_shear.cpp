@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/math/ray_shear.h>
 
 namespace gas_app {

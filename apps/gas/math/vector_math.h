@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <algorithm>
@@ -74,14 +75,6 @@ inline Vec3 get_center(const Box& box) { return (box.min + box.max) * 0.5; }
 inline Vec3 get_corner(const Box& box, unsigned index) {
     return {index & 1 ? box.max.x : box.min.x, index & 2 ? box.max.y : box.min.y,
             index & 4 ? box.max.z : box.min.z};
-}
-
-/// The largest coordinate of a box, without its sign.
-inline double get_reach(const Box& box) {
-    double reach = 0.0;
-    for (unsigned axis = 0; axis < 3; ++axis)
-        reach = std::max({reach, std::abs(box.min[axis]), std::abs(box.max[axis])});
-    return reach;
 }
 
 /// Two unit vectors that stand upright on `normal` (length 1) and on each other.

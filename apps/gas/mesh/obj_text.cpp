@@ -1,19 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/obj_text.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <string_view>
 
 #include <apps/common/user_error.h>
+#include <apps/gas/mesh/mesh_text.h>
 
 namespace gas_app {
 
 namespace {
 
 constexpr std::string_view blanks = " \t";
-constexpr std::size_t longest_quote = 40;
 
 /// Removes the next word from the front of `line`; empty when there is none.
 std::string_view take_word(std::string_view& line) {
@@ -24,35 +25,27 @@ std::string_view take_word(std::string_view& line) {
     return word;
 }
 
-/// The word for a message: short, and without bytes that a terminal might act on.
-std::string quote(std::string_view word) {
-    std::string text = "'";
-    for (const char character : word.substr(0, longest_quote))
-        text += character >= ' ' && character <= '~' ? character : '?';
-    return text + (word.size() > longest_quote ? "...'" : "'");
-}
-
 class ObjTextCheck {
   public:
     ObjTextCheck(std::string& text, const std::string& path) : m_text(text), m_path(path) {}
 
-    void run() {
+    ShortFaces run() {
         blank_byte_order_mark();
         std::size_t start = 0;
         while (start < m_text.size()) {
             ++m_line;
-            // A carriage return alone ends a line, too.
-            const std::size_t end = std::min(m_text.find_first_of("\r\n", start), m_text.size());
+            std::size_t end = find_line_end(start);
+            const std::size_t continued = join_continued_lines(start, end);
             check_line(start, end);
-            const bool pair =
-                end + 1 < m_text.size() && m_text[end] == '\r' && m_text[end + 1] == '\n';
-            start = end + (pair ? 2 : 1);
+            m_line += continued;
+            start = skip_line_end(end);
         }
         if (m_largest_reference > m_vertex_count) {
             m_line = m_largest_reference_line;
             fail("a face refers to vertex " + std::to_string(m_largest_reference) +
                  ", but the file has only " + std::to_string(m_vertex_count));
         }
+        return m_short_faces;
     }
 
   private:
@@ -67,13 +60,38 @@ class ObjTextCheck {
             m_text.replace(0, mark.size(), mark.size(), ' ');
     }
 
+    /// A carriage return alone ends a line, too.
+    std::size_t find_line_end(std::size_t start) const {
+        return std::min(m_text.find_first_of("\r\n", start), m_text.size());
+    }
+
+    std::size_t skip_line_end(std::size_t end) const {
+        const bool pair = end + 1 < m_text.size() && m_text[end] == '\r' && m_text[end + 1] == '\n';
+        return std::min(end + (pair ? 2 : 1), m_text.size());
+    }
+
+    /// A line that ends in a backslash goes on in the next one, unless it is a comment. Blanks what
+    /// stands between the two, moves `end`, and returns how many lines were added.
+    std::size_t join_continued_lines(std::size_t start, std::size_t& end) {
+        const std::size_t first = m_text.find_first_not_of(blanks, start);
+        if (first < end && m_text[first] == '#')
+            return 0;
+        std::size_t count = 0;
+        for (; end > start && m_text[end - 1] == '\\'; ++count) {
+            const std::size_t next = skip_line_end(end);
+            std::fill(&m_text[end - 1], m_text.data() + next, ' ');
+            end = find_line_end(next);
+        }
+        return count;
+    }
+
     void check_line(std::size_t start, std::size_t end) {
         std::string_view line(m_text.data() + start, end - start);
         const std::string_view kind = take_word(line);
         if (kind == "v")
             check_vertex(line);
         else if (kind == "f")
-            check_face(line);
+            check_face(line, start);
         else if (kind != "vn" && kind != "vt" && !kind.empty())
             m_text[start] = '#';
     }
@@ -91,26 +109,27 @@ class ObjTextCheck {
 
     void check_number(std::string_view word) const {
         const std::string name = "vertex " + std::to_string(m_vertex_count);
-        const std::string number(word);
-        char* end = nullptr;
-        const double value = std::strtod(number.c_str(), &end);
-        const bool hexadecimal = word.find_first_of("xX") != std::string_view::npos;
-        if (end != number.c_str() + number.size() || hexadecimal)
+        double value = 0.0;
+        if (!parse_number(word, value))
             fail(name + ": " + quote(word) + " is not a number");
         if (!std::isfinite(value))
             fail(name + " is not finite: " + quote(word));
-        if (std::abs(value) > static_cast<double>(std::numeric_limits<float>::max()))
+        if (!is_coordinate(value))
             fail(name + ": " + quote(word) + " is too large for a coordinate");
     }
 
-    void check_face(std::string_view line) {
+    /// A face of one or two corners covers nothing, and becomes a comment.
+    void check_face(std::string_view line, std::size_t start) {
         unsigned count = 0;
         for (std::string_view word = take_word(line); !word.empty(); word = take_word(line)) {
             check_reference(word);
             ++count;
         }
-        if (count < 3)
-            fail("a face needs three vertices or more, this one has " + std::to_string(count));
+        if (count >= 3)
+            return;
+        m_text[start] = '#';
+        if (m_short_faces.count++ == 0)
+            m_short_faces.first_line = m_line;
     }
 
     /// `vertex`, `vertex/texture`, `vertex//normal` or `vertex/texture/normal`.
@@ -164,12 +183,13 @@ class ObjTextCheck {
     long long m_vertex_count = 0;
     long long m_largest_reference = 0;
     std::size_t m_largest_reference_line = 0;
+    ShortFaces m_short_faces;
 };
 
 } // namespace
 
-void prepare_obj_text(std::string& text, const std::string& path) {
-    ObjTextCheck(text, path).run();
+ShortFaces prepare_obj_text(std::string& text, const std::string& path) {
+    return ObjTextCheck(text, path).run();
 }
 
 } // namespace gas_app

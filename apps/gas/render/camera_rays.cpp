@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/render/camera_rays.h>
 
 #include <gas/host/gmath_pinhole_frustum.h>

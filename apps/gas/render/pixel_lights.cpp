@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/render/pixel_tracer.h>
 
 /// The light at the hits of paths: rays towards the light, in batches.

@@ -1,4 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/render/pixel_tracer.h>
+
+#include <gas/scene/gas_box_padding.h>
 
 namespace gas_app {
 
@@ -15,7 +18,7 @@ PixelTracer::PixelTracer(const Stage& stage, const RenderSettings& settings)
       m_batch(batch_size), m_single_ray(1) {
     constexpr double bias = 1e-6;
     m_state.counts_walks = settings.counts_walks;
-    m_holder.shader.intersection_bias = bias * get_reach(stage.scene->get_bbox());
+    m_holder.shader.intersection_bias = bias * gas_get_reach(stage.scene->get_bbox());
 }
 
 void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/render/renderer.h>
 
 #include <atomic>
@@ -133,7 +134,8 @@ RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
 } // namespace
 
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
-                            AppProgressBar& progress_bar, Picture& picture) {
+                            AppProgressBar& progress_bar, Picture& picture,
+                            LightPicture* light_picture) {
     return compute_tiles(stage, settings, progress_bar, [&](PixelTracer& tracer, const Tile& tile) {
         std::vector<Vec3> light;
         tracer.trace_light(tile, light);
@@ -141,6 +143,8 @@ RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
             const double noise =
                 hash_unit(~settings.seed, tile.get_picture_pixel(pixel, settings.width));
             picture.at(tile.get_x(pixel), tile.get_y(pixel)) = encode_light(light[pixel], noise);
+            if (light_picture)
+                light_picture->at(tile.get_x(pixel), tile.get_y(pixel)) = to_float(light[pixel]);
         }
     });
 }

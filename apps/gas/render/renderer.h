@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <vector>
 
+#include <apps/gas/image/light_picture.h>
 #include <apps/gas/image/picture.h>
 #include <apps/gas/render/pixel_tracer.h>
 
@@ -19,9 +21,10 @@ struct RenderResult {
 /// Both compute the picture of a stage with built trees, tile by tile on the threads of the
 /// settings, and fill the progress bar.
 
-/// The picture of the stage.
+/// The picture of the stage; with `light` (may be null), which has its size, the light as well.
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
-                            AppProgressBar& progress_bar, Picture& picture);
+                            AppProgressBar& progress_bar, Picture& picture,
+                            LightPicture* light = nullptr);
 
 /// The costs of each pixel, row by row, for a heat map. The settings say that walks are
 /// counted.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/report/compressed_statistics.h>
 
 #include <gas/compressed/gas_box_codec.h>

@@ -1,6 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstdio>
+
 #include <apps/common/user_error.h>
-#include <apps/gas/mesh/obj_file.h>
+#include <apps/gas/mesh/mesh_file.h>
 #include <apps/gas/mesh/procedural_mesh.h>
+#include <apps/gas/mesh/up_axis.h>
 #include <apps/gas/scene/mesh_shape.h>
 #include <apps/gas/scene/stage.h>
 
@@ -42,10 +46,18 @@ std::vector<Vec3> move(const std::vector<Vec3>& vertices, double time) {
     return moved;
 }
 
+void print_hint(const TriangleMesh& mesh, unsigned up_axis, const std::string& path) {
+    if (const std::optional<unsigned> other = find_other_up_axis(mesh, up_axis))
+        std::fprintf(stderr, "gas: %s: its %c axis may point up; if so, add --up %c\n",
+                     path.c_str(), "xyz"[*other], "xyz"[*other]);
+}
+
 } // namespace
 
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path) {
-    TriangleMesh mesh = load_obj_file(path);
+    TriangleMesh mesh = load_mesh_file(path);
+    if (settings.hints_at_up_axis)
+        print_hint(mesh, settings.up_axis, path);
     normalize(mesh, settings.up_axis, path);
 
     const unsigned sample_count = settings.motion ? motion_sample_count : 1;

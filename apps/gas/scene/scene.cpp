@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/scene/scene.h>
 
 #include <stdexcept>
 
-#include <apps/gas/trees/box_padding.h>
+#include <gas/scene/gas_box_padding.h>
 
 namespace gas_app {
 
@@ -98,7 +99,8 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSe
     const auto get_box = [this](unsigned instance, unsigned sample) {
         return get_instance_box(instance, sample);
     };
-    const double padding = get_box_padding(std::max(get_reach(origins), get_reach(bounds)));
+    const double reach = std::max(gas_get_reach(origins), gas_get_reach(bounds));
+    const double padding = gas_get_box_padding(reach);
     for (Box& box : m_swept_boxes)
         box = {box.min - Vec3{padding, padding, padding},
                box.max + Vec3{padding, padding, padding}};
@@ -117,7 +119,7 @@ Box Scene::get_instance_box(unsigned instance, unsigned sample) const {
 double Scene::get_local_reach(const Shape& shape, const Box& origins) const {
     double reach = 0.0;
     const auto look_at = [&](const Transform& placement) {
-        reach = std::max(reach, get_reach(placement.get_inverse().apply_to_box(origins)));
+        reach = std::max(reach, gas_get_reach(placement.get_inverse().apply_to_box(origins)));
     };
     for (const Instance& instance : m_instances) {
         if (instance.shape != &shape)

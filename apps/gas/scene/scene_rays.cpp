@@ -1,17 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/scene/scene.h>
+
+#include <gas/scene/gas_scene_scale.h>
 
 namespace gas_app {
 
 namespace {
 
-/// The frustum in the local space of `placement`, multiplied by `scale`; normals are not of length
-/// 1, which box tests do not need.
-GMathFrustum to_local(const GMathFrustum& frustum, const Transform& placement, double scale) {
+GMathFrustum scale_frustum(const GMathFrustum& frustum, double scale) {
+    GMathFrustum scaled;
+    gas_scale_planes(frustum, scale,
+                     [&](const Vec3& normal, double offset) { scaled.add_plane(normal, offset); });
+    return scaled;
+}
+
+/// The frustum in the local space of `placement`; normals are not of length 1, which box tests do
+/// not need.
+GMathFrustum to_local(const GMathFrustum& frustum, const Transform& placement) {
     GMathFrustum local;
     for (unsigned index = 0; index < frustum.get_plane_count(); ++index) {
         const GMathFrustum::Plane& plane = frustum.get_plane(index);
         local.add_plane(placement.apply_inverse_to_normal(plane.normal),
-                        (dot(plane.normal, placement.origin) + plane.offset) * scale);
+                        dot(plane.normal, placement.origin) + plane.offset);
     }
     return local;
 }
@@ -24,15 +34,15 @@ void scale_batch(const GeometryRaytraceData& batch, double scale, TraceState& st
     for (int index = batch.get_first_ray(); index <= batch.get_last_ray(); ++index) {
         const unsigned ray = static_cast<unsigned>(index);
         const GeometryRay& from = arrays.rays[ray];
-        state.scaled_rays[ray] = {
-            GMathBasicRay(from.line.get_origin() * scale, from.line.get_direction() * scale),
-            from.time, from.cache_slot};
+        state.scaled_rays[ray] = {GMathBasicRay(gas_scale_vector(from.line.get_origin(), scale),
+                                                gas_scale_vector(from.line.get_direction(), scale)),
+                                  from.time, from.cache_slot};
     }
     arrays.rays = state.scaled_rays.data();
     scaled.set_rays(arrays, batch.get_ray_count(), batch.get_intersection_map());
     scaled.set_range(batch.get_first_ray(), batch.get_last_ray());
     if (batch.get_frustum()) {
-        state.scaled_frustum = to_local(*batch.get_frustum(), Transform(), scale);
+        state.scaled_frustum = scale_frustum(*batch.get_frustum(), scale);
         scaled.set_frustum(&state.scaled_frustum);
     }
 }
@@ -84,8 +94,9 @@ bool Scene::enter_instance(unsigned instance, Query query, TraceState& state,
     const std::vector<Transform>& placements = m_instances[instance].placements;
     const GMathFrustum* frustum = state.scene_batch->get_frustum();
     if (frustum && count > 1 && placements.size() == 1)
-        state.local_batch.set_frustum(to_local(
-            *frustum, placements.front(), m_instances[instance].shape->get_tree().get_scale()));
+        state.local_batch.set_frustum(
+            scale_frustum(to_local(*frustum, placements.front()),
+                          m_instances[instance].shape->get_tree().get_scale()));
     else
         state.local_batch.clear_frustum();
     return count > 0;
@@ -108,9 +119,9 @@ void Scene::enter_ray(unsigned instance, unsigned ray, Query query, TraceState& 
                                     ? ctx.get_tfar(ray)
                                     : ctx.get_intersection_path(ray).get_hit_distance();
     const double scale = m_instances[instance].shape->get_tree().get_scale();
-    state.local_batch.set_ray(local_index, local.origin * scale, local.direction * scale,
-                              ctx.get_tnear(ray), far_distance, scene_ray.time,
-                              scene_ray.cache_slot);
+    state.local_batch.set_ray(local_index, gas_scale_vector(local.origin, scale),
+                              gas_scale_vector(local.direction, scale), ctx.get_tnear(ray),
+                              far_distance, scene_ray.time, scene_ray.cache_slot);
 }
 
 /// Traces the rays that entered the instance through its shape's tree and writes hits to the

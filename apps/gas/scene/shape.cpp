@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/scene/shape.h>
 
-#include <apps/gas/trees/box_padding.h>
+#include <gas/scene/gas_box_padding.h>
 
 namespace gas_app {
 
@@ -16,12 +17,13 @@ void Shape::build(double reach, const TreeSettings& settings, AppProgressBar& pr
     Box bounds = empty_box();
     for (unsigned sample = 0; sample < get_sample_count(); ++sample)
         grow(bounds, get_exact_box(sample));
-    reach = std::max(reach, get_reach(bounds));
+    reach = std::max(reach, gas_get_reach(bounds));
     const auto get_box = [this](unsigned item, unsigned sample) {
         return get_item_box(item, sample);
     };
-    m_tree.build({get_item_count(), get_sample_count(), get_box, get_box_padding(reach), bounds},
-                 settings, progress_bar, progress_share);
+    const double padding = gas_get_box_padding(reach);
+    m_tree.build({get_item_count(), get_sample_count(), get_box, padding, bounds}, settings,
+                 progress_bar, progress_share);
 }
 
 } // namespace gas_app

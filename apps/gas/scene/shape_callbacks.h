@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gas/scene/gas_box_padding.h>
+
 #include <apps/gas/scene/shape.h>
-#include <apps/gas/trees/box_padding.h>
 
 namespace gas_app {
 
@@ -63,8 +65,8 @@ template <typename Items> struct ShapeCallbacks {
                        const GeometryRaytraceCtx& ctx, unsigned index, ItemHit& hit) {
         const double near_distance = ctx.get_tnear(index);
         return item.intersect(ray, near_distance, hit) && hit.distance > near_distance &&
-               is_within(item.get_box(), ray.origin + ray.direction * hit.distance,
-                         items.get_tree().get_padding());
+               gas_is_within_padding(item.get_box(), ray.origin + ray.direction * hit.distance,
+                                     items.get_tree().get_padding());
     }
 
     /// At equal distance the lower instance, then the lower item is kept, in any order of calls;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <memory>
@@ -33,6 +34,8 @@ struct StageSettings {
     double detail = 1.0;
     /// Of a mesh file: the axis that points up, 0 to 2.
     unsigned up_axis = 1;
+    /// Of a mesh file: whether to say on standard error that another axis may point up.
+    bool hints_at_up_axis = false;
 };
 
 /// Motion samples of a scene that moves.
@@ -44,7 +47,7 @@ Stage make_default_stage(const StageSettings& settings);
 /// A forest of `item_count` (at least 1) leaves that are not stored.
 Stage make_forest_stage(const StageSettings& settings, unsigned item_count);
 
-/// The mesh of an OBJ file, brought to a common size, on a floor. Throws a UserError.
+/// The mesh of an OBJ, PLY or STL file, brought to a common size, on a floor. Throws a UserError.
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path);
 
 } // namespace gas_app

@@ -1,13 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/trees/traced_tree.h>
 
 #include <chrono>
 #include <type_traits>
 
+#include <gas/scene/gas_scene_scale.h>
+
 #include <apps/common/tree_calls.h>
 #include <apps/gas/report/compressed_statistics.h>
 #include <apps/gas/report/memory_peak.h>
 #include <apps/gas/report/tree_statistics.h>
-#include <apps/gas/trees/tree_scale.h>
 
 namespace gas_app {
 
@@ -16,18 +18,37 @@ namespace {
 // The tree classes differ in their arguments.
 
 void create(GasTree& tree, const TracedTree::ItemBoxes& boxes, unsigned thread_count,
-            AppProgressBar& progress_bar, float progress_share) {
+            AppProgressBar& progress_bar) {
     SysThreadTaskManager manager(nullptr);
-    tree.create(boxes, nullptr, &progress_bar, progress_share, manager, thread_count);
+    const float whole_bar = 1.0f;
+    tree.create(boxes, nullptr, &progress_bar, whole_bar, manager, thread_count);
 }
 
-/// The build fills a whole bar, so it gets one that is a part of `progress_bar`.
 void create(GasCompressedTree& tree, const TracedTree::ItemBoxes& boxes, unsigned thread_count,
-            AppProgressBar& progress_bar, float progress_share) {
+            AppProgressBar& progress_bar) {
     SysThreadTaskManager manager(nullptr);
-    AppProgressBar part(progress_bar, progress_share);
-    tree.create(boxes, nullptr, &part, manager, thread_count);
+    tree.create(boxes, nullptr, &progress_bar, manager, thread_count);
 }
+
+/// The steps of a build as shares of its progress bar, about as long as they take.
+struct BuildShares {
+    /// Boxes of the items.
+    float boxes;
+    /// The tree over them.
+    float tree;
+    /// Each motion sample.
+    float sample;
+
+    explicit BuildShares(unsigned sample_count) {
+        // Compared with the boxes of all items.
+        constexpr float tree_time = 2.0f;
+        constexpr float sample_time = 1.5f;
+        const float samples = sample_count < 2 ? 0.0f : static_cast<float>(sample_count);
+        boxes = 1.0f / (1.0f + tree_time + samples * sample_time);
+        tree = tree_time * boxes;
+        sample = sample_time * boxes;
+    }
+};
 
 /// `shortcut`: the queries' argument about trees of a single leaf, where they have one.
 template <typename Tree, typename... Shortcut>
@@ -90,10 +111,11 @@ void TracedTree::build(const Items& items, const TreeSettings& settings,
                        AppProgressBar& progress_bar, float progress_share) {
     m_items.describe(items);
     const bool is_plain = settings.kind == TreeKind::plain;
-    m_items.set_scale(is_plain ? 1.0 : get_tree_scale(m_items.get_padded_bounds()));
+    m_items.set_scale(is_plain ? 1.0 : gas_get_scene_scale(m_items.get_padded_bounds()));
     choose_tree(settings);
-    std::visit([&](auto& tree) { build_tree(tree, settings, progress_bar, progress_share); },
-               m_tree);
+    AppProgressBar part(progress_bar, progress_share);
+    std::visit([&](auto& tree) { build_tree(tree, settings, part); }, m_tree);
+    part.set_value(1.0f);
     m_asked_by_build = m_items.get_asked_count();
 }
 
@@ -110,35 +132,52 @@ template <typename Create> void TracedTree::measure(bool measures_memory, const 
 }
 
 template <typename Tree>
-void TracedTree::build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
-                            float progress_share) {
-    ItemBoxes boxes = get_built_boxes();
-    measure(settings.measures_memory,
-            [&] { create(tree, boxes, settings.thread_count, progress_bar, progress_share); });
-
+void TracedTree::build_tree(Tree& tree, const TreeSettings& settings,
+                            AppProgressBar& progress_bar) {
     const unsigned sample_count = m_items.get().sample_count;
+    const BuildShares shares(sample_count);
+    ItemBoxes boxes(m_items.get().item_count);
+    fill(m_items.get_built_sample(), boxes, progress_bar, shares.boxes);
+    AppProgressBar part(progress_bar, shares.tree);
+    measure(settings.measures_memory, [&] { create(tree, boxes, settings.thread_count, part); });
+
     if (sample_count < 2)
         return;
     tree.set_motion_blur_sample_count(sample_count);
     for (unsigned sample = 0; sample < sample_count; ++sample) {
-        m_items.fill(sample, boxes);
+        fill(sample, boxes, progress_bar, shares.sample);
         tree.refit_motion_blur_sample(boxes, sample);
     }
 }
 
+/// A grid's build asks for the box of each item once, and for each motion sample once more; it does
+/// little else.
 void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
-                            AppProgressBar& progress_bar, float progress_share) {
+                            AppProgressBar& progress_bar) {
     const unsigned item_count = m_items.get().item_count;
-    // The build fills a whole bar, too. The cells' bars have the title of this one.
-    AppProgressBar part(progress_bar, progress_share);
+    const unsigned sample_count = m_items.get().sample_count;
+    const unsigned rounds = 1 + (sample_count < 2 ? 0 : sample_count);
+    SharedProgress progress(progress_bar, 1.0f, std::uint64_t{item_count} * rounds);
+    m_items.report_to(&progress);
+    // Carries the build method and, to the cells' bars, the title.
+    AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
     measure(settings.measures_memory, [&] {
         SysThreadTaskManager manager(nullptr);
         grid.create(item_count, settings.get_target_cell_count(item_count), nullptr,
-                    settings.has_cell_bars ? &part : nullptr, manager, settings.thread_count);
+                    settings.has_cell_bars ? &unseen : nullptr, manager, settings.thread_count);
     });
-    part.set_value(1.0f);
-    if (m_items.get().sample_count >= 2)
-        grid.update_motion_blur({0.0f, 1.0f, m_items.get().sample_count});
+    if (sample_count >= 2)
+        grid.update_motion_blur({0.0f, 1.0f, sample_count});
+    m_items.report_to(nullptr);
+}
+
+/// Fills in the boxes of a sample, and `share` of the bar meanwhile.
+void TracedTree::fill(unsigned sample, ItemBoxes& boxes, AppProgressBar& progress_bar,
+                      float share) {
+    SharedProgress progress(progress_bar, share, boxes.get_count());
+    m_items.report_to(&progress);
+    m_items.fill(sample, boxes);
+    m_items.report_to(nullptr);
 }
 
 TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
@@ -166,8 +205,7 @@ Box TracedTree::get_box(unsigned sample) const {
             const Box box =
                 to_double(tree.get_motion_blur_sample_count() >= 2 ? tree.get_blurred_bbox(sample)
                                                                    : tree.get_bbox());
-            const double inverse = 1.0 / m_items.get_scale();
-            return Box{box.min * inverse, box.max * inverse};
+            return gas_scale_box(box, 1.0 / m_items.get_scale());
         },
         m_tree);
 }

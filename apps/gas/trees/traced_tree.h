@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <optional>
@@ -34,9 +35,9 @@ class TracedTree {
     void set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_hit, void* user);
 
     /// Builds the tree; with 2 motion samples or more it is built over the middle one and then
-    /// filled with all. Takes the build method from the application of `progress_bar` and fills
-    /// `progress_share` of the bar: as it builds, but for a grid whose cells have no bars, which is
-    /// told when it is built. Items may be asked for their boxes as long as the tree lives.
+    /// filled with all. Takes the build method from the application of `progress_bar`, but for a
+    /// grid whose cells have no bars, and fills `progress_share` of the bar about evenly. Items may
+    /// be asked for their boxes as long as the tree lives.
     void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
                float progress_share);
 
@@ -49,7 +50,7 @@ class TracedTree {
     TreeKind get_kind() const { return static_cast<TreeKind>(m_tree.index()); }
     unsigned get_item_count() const { return m_items.get().item_count; }
     double get_padding() const { return m_items.get().padding; }
-    /// The scale of boxes and rays in the tree: a power of two (see tree_scale.h), 1 for plain
+    /// The scale of boxes and rays in the tree: a power of two (gas_scene_scale.h), 1 for plain
     /// trees.
     double get_scale() const { return m_items.get_scale(); }
     double get_build_seconds() const { return m_build_seconds; }
@@ -77,10 +78,9 @@ class TracedTree {
     void choose_tree(const TreeSettings& settings);
     template <typename Create> void measure(bool measures_memory, const Create& create);
     template <typename Tree>
-    void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar,
-                    float progress_share);
-    void build_tree(GasGridTree& grid, const TreeSettings& settings, AppProgressBar& progress_bar,
-                    float progress_share);
+    void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar);
+    void build_tree(GasGridTree& grid, const TreeSettings& settings, AppProgressBar& progress_bar);
+    void fill(unsigned sample, ItemBoxes& boxes, AppProgressBar& progress_bar, float share);
 
     AnyTree m_tree;
     GasLeafCallback m_any_hit = GasLeafCallbacks::ignore;

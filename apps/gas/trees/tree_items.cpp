@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/trees/tree_items.h>
 
 #include <vector>
 
-#include <apps/gas/trees/box_padding.h>
+#include <gas/scene/gas_box_padding.h>
 
 namespace gas_app {
 
@@ -23,6 +24,7 @@ class FillTask : public SysThreadTask {
     void run() override {
         for (unsigned item = m_first; item < m_last; ++item)
             (*m_boxes)[item] = m_items->get_box(item, m_sample);
+        m_items->report(m_last - m_first);
     }
 
   private:
@@ -43,7 +45,7 @@ Box TreeItems::get_padded_bounds() const {
 }
 
 GMathBbox3<float> TreeItems::get_box(unsigned item, unsigned sample) const {
-    return pad_box(m_description.get_box(item, sample), m_description.padding, m_scale);
+    return gas_pad_box(m_description.get_box(item, sample), m_description.padding, m_scale);
 }
 
 void TreeItems::fill(unsigned sample, Boxes& boxes) const {
@@ -61,6 +63,11 @@ void TreeItems::fill(unsigned sample, Boxes& boxes) const {
     manager.wait_until_completed();
 }
 
+void TreeItems::report(unsigned count) const {
+    if (m_progress)
+        m_progress->add(count);
+}
+
 unsigned TreeItems::get_sample(double time) const {
     const unsigned last = m_description.sample_count - 1;
     const long nearest = std::lround(time * last);
@@ -72,6 +79,7 @@ void TreeItems::give(unsigned sample, unsigned count, const unsigned* items,
     for (unsigned index = 0; index < count; ++index)
         boxes[index] = get_box(items[index], sample);
     m_asked_count.fetch_add(count, std::memory_order_relaxed);
+    report(count);
 }
 
 GMathBbox3<float> TreeItems::unite(unsigned sample, unsigned count, const unsigned* items) {
@@ -79,7 +87,8 @@ GMathBbox3<float> TreeItems::unite(unsigned sample, unsigned count, const unsign
     for (unsigned index = 0; index < count; ++index)
         grow(bounds, m_description.get_box(items[index], sample));
     m_asked_count.fetch_add(count, std::memory_order_relaxed);
-    return pad_box(bounds, m_description.padding, m_scale);
+    report(count);
+    return gas_pad_box(bounds, m_description.padding, m_scale);
 }
 
 void TreeItems::serve(GasGridTree& grid) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <atomic>
@@ -7,6 +8,7 @@
 #include <gas/grid/gas_grid_tree.h>
 
 #include <apps/gas/math/vector_math.h>
+#include <apps/gas/trees/shared_progress.h>
 
 namespace gas_app {
 
@@ -46,11 +48,16 @@ class TreeItems {
     GMathBbox3<float> get_box(unsigned item, unsigned sample) const;
     /// All boxes of a sample, on as many threads as the host has.
     void fill(unsigned sample, Boxes& boxes) const;
+    /// Tells of boxes that were filled in.
+    void report(unsigned count) const;
 
     /// Sets the grid's box callbacks to ask here, as long as both live.
     void serve(GasGridTree& grid);
     /// How many boxes a grid has asked for; a union counts each of its boxes.
     std::uint64_t get_asked_count() const { return m_asked_count.load(std::memory_order_relaxed); }
+    /// Tells `progress` of each box that is filled in or given to a grid; null: nobody. Not while
+    /// boxes are asked for.
+    void report_to(SharedProgress* progress) { m_progress = progress; }
 
   private:
     unsigned get_sample(double time) const;
@@ -59,6 +66,7 @@ class TreeItems {
 
     Description m_description;
     double m_scale = 1.0;
+    SharedProgress* m_progress = nullptr;
     std::atomic<std::uint64_t> m_asked_count{0};
 };
 

@@ -1,7 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/verify/verified_scene.h>
 
+#include <gas/scene/gas_box_padding.h>
+#include <gas/scene/gas_scene_scale.h>
+
 #include <apps/gas/math/sample_hash.h>
-#include <apps/gas/trees/tree_scale.h>
 
 namespace gas_app {
 
@@ -64,12 +67,12 @@ void VerifiedScene::finish() {
     // As trees choose theirs, which then is 1.
     TreeItems items;
     items.describe(describe());
-    const double scale = get_tree_scale(items.get_padded_bounds());
+    const double scale = gas_get_scene_scale(items.get_padded_bounds());
     for (std::vector<Box>& boxes : m_boxes) {
         for (Box& box : boxes)
-            box = {box.min * scale, box.max * scale};
+            box = gas_scale_box(box, scale);
     }
-    m_bounds = {m_bounds.min * scale, m_bounds.max * scale};
+    m_bounds = gas_scale_box(m_bounds, scale);
 }
 
 TreeItems::Description VerifiedScene::describe() const {
@@ -77,7 +80,7 @@ TreeItems::Description VerifiedScene::describe() const {
     items.item_count = get_item_count();
     items.sample_count = sample_count;
     items.get_box = [this](unsigned item, unsigned sample) { return m_boxes[sample][item]; };
-    items.padding = padding_share * (get_reach(m_bounds) + length(m_bounds.max - m_bounds.min));
+    items.padding = padding_share * (gas_get_reach(m_bounds) + length(m_bounds.max - m_bounds.min));
     items.bounds = m_bounds;
     return items;
 }

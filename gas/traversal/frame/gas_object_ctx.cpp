@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <memory>
 
 #include <gas/object/gas_object.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/traversal/frame/gas_raytrace_frame.h>
 
 #include <cstring>

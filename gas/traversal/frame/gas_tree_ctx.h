@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstddef>
@@ -126,7 +127,7 @@ class GAS_EXPORT GasTreeCtx {
     friend class GasTreeCtxLease;
 
     /// Makes the next frame, unless it is there, and room on the stack.
-    void grow(std::size_t stack_entries);
+    [[gnu::cold]] void grow(std::size_t stack_entries);
     void grow_decoded_boxes(std::size_t count);
     void grow_slots();
 };
@@ -146,7 +147,7 @@ class GasTreeCtxLease {
     static GasTreeCtx& take(CtxShader& shader, std::size_t stack_entries) {
         void*& slot = gas_host::get_tree_ctx_slot(shader);
         GasTreeCtx& ctx = *static_cast<GasTreeCtx*>(slot);
-        if (!ctx.next || stack_entries > ctx.stack_capacity) [[unlikely]]
+        if (!ctx.next || stack_entries > ctx.stack_capacity)
             ctx.grow(stack_entries);
         slot = ctx.next;
         return ctx;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/traversal/packet/gas_tree_simd_node.h>
 
 inline namespace gas_abi1 {

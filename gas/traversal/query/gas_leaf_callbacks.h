@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gas/gas_export.h>
 #include <gas/host/host.h>
 
 inline namespace gas_abi1 {
@@ -7,6 +9,12 @@ inline namespace gas_abi1 {
 /// Called for each leaf that a query reaches, with the user pointer that was registered beside it.
 /// `item` is the leaf's position in the boxes that the tree was built over, or the entry of the
 /// caller's index array there. The callback looks at the rays first..last of `ctx`.
+///
+/// Every leaf whose box a ray crosses is called, unless the ray was stopped or shortened before;
+/// not every leaf that is called is crossed. The cached leaf of the ray's slot is called first,
+/// whatever its box, and again where an all-hits walk comes to it; a lone leaf's box is tested only
+/// for batches that go together. So a callback intersects its item with the ray between the ray's
+/// distances, and an all-hits callback that adds something up must know an item that it has seen.
 ///
 /// What it may do to these rays, and what follows. The bound of a ray is its far distance in an
 /// all-hits query and its hit distance in a nearest-hit query; it is read again after each call.
@@ -76,7 +84,9 @@ struct GasLeafCallbacks {
         return ignore;
     }
 
-    static void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
+    /// Out of line: queries of all instruction sets compare with its one address.
+    GAS_EXPORT static void ignore(void* user, const unsigned& item, const CtxEval& eval,
+                                  CtxShader& shader, GeometryRaytraceCtx& ctx);
 };
 
 } // namespace gas_abi1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <bit>
@@ -27,6 +28,13 @@ constexpr GasRayCall gas_without_motion(GasRayCall call) {
 
 /// The usual leaves: each is an item of the tree's. A caller calls one leaf's callback.
 struct GasItemLeaves {
+    /// The tree that the renderer asks, and the renderer's callback in the end.
+    template <typename Tree> static const void* get_asked(const Tree& tree) { return &tree; }
+    template <GasRayCall call, typename Tree>
+    static GasLeafCallback get_callback(const Tree& tree) {
+        return GasTraversalAccess::get_callback<call>(tree);
+    }
+
     template <GasRayCall call, typename Tree, typename Probe> struct Caller {
         const Tree& tree;
         const CtxEval& eval;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <concepts>
@@ -94,6 +95,11 @@ struct GasTraversalAccess {
     /// Whether every box has min <= max and a centre that is no NaN.
     template <typename Tree> static bool are_boxes_ordered(const Tree& tree) {
         return tree.are_boxes_ordered();
+    }
+    /// The tree's leaf callback for a query.
+    template <GasRayCall call, typename Tree>
+    static GasLeafCallback get_callback(const Tree& tree) {
+        return tree.m_leaf_callbacks.get(call);
     }
     /// What the tree's leaf callbacks are called with.
     template <typename Tree> static void* get_callback_user(const Tree& tree) {

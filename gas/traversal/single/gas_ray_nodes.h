@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cassert>
@@ -53,7 +54,7 @@ template <GasTraversable Tree, typename Boxes> class GasTreeNodes {
     GasTreeNodes& operator=(const GasTreeNodes&) = delete;
     ~GasTreeNodes() { GasTraversalAccess::deinit_traversal(m_tree, m_ctx); }
 
-    /// Whether there is anything to walk.
+    /// Whether the samples that the ray needs were filled.
     bool is_ready() const { return m_boxes.is_ready(m_tree); }
 
     /// Whether the current node is a leaf, and which.
@@ -116,10 +117,8 @@ class GasMotionBoxes {
         : m_blend(shader, time, tree.get_motion_blur_sample_count()) {}
 
     template <typename Tree> bool is_ready(const Tree& tree) const {
-        const bool filled = GasTraversalAccess::has_sample(tree, m_blend.sample) &&
-                            GasTraversalAccess::has_sample(tree, m_blend.sample + 1);
-        assert(filled && "a motion-blur sample was never filled");
-        return filled;
+        return GasTraversalAccess::has_sample(tree, m_blend.sample) &&
+               GasTraversalAccess::has_sample(tree, m_blend.sample + 1);
     }
 
     template <typename Tree>

@@ -1,7 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
+
+#include <cassert>
 
 #include <gas/core/gas_box_tests.h>
 #include <gas/core/gas_compiler.h>
+#include <gas/core/gas_reporting.h>
 #include <gas/traversal/query/gas_bound_history.h>
 #include <gas/traversal/single/gas_ray_nodes.h>
 
@@ -75,6 +79,9 @@ void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, 
     double bound = query.get_bound();
     SimdF far_distance(static_cast<float>(bound));
     bool walking = nodes.is_ready();
+    if (!walking) [[unlikely]]
+        gas_report(GasReportCause::unfilled_sample, &tree);
+    assert(walking && "a motion-blur sample was never filled");
     while (walking) {
         // Down from the current node, until a leaf or nothing is left below.
         for (;;) {

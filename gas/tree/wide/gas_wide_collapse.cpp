@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gas/tree/wide/gas_wide_collapse.h>
 
 #include <bit>

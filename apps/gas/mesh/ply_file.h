@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include <apps/gas/mesh/triangle_mesh.h>
+
+namespace gas_app {
+
+/// The element `vertex` and the element `face` of a PLY file, ascii or binary; other elements and
+/// properties are passed over. Throws a UserError that names `path` and the place. How many faces
+/// were left out goes to standard error.
+TriangleMesh parse_ply(const std::string& text, const std::string& path);
+
+} // namespace gas_app

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include <apps/gas/mesh/triangle_mesh.h>
+
+namespace gas_app {
+
+/// The triangles of an STL file, ascii or binary; normals are passed over. Throws a UserError that
+/// names `path` and the place.
+TriangleMesh parse_stl(const std::string& text, const std::string& path);
+
+} // namespace gas_app

@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+# gas.pc, for builds that ask pkg-config. It finds its folders from where it lies, so that an
+# installed tree can be moved.
+set(gas_pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(gas_pc_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+    cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY
+        "${CMAKE_INSTALL_PREFIX}/${gas_pc_dir}" OUTPUT_VARIABLE gas_pc_prefix)
+    set(gas_pc_prefix "\${pcfiledir}/${gas_pc_prefix}")
+endif()
+foreach(folder IN ITEMS includedir libdir)
+    string(TOUPPER "${folder}" upper)
+    set(gas_pc_${folder} "${CMAKE_INSTALL_${upper}}")
+    if(NOT IS_ABSOLUTE "${gas_pc_${folder}}")
+        set(gas_pc_${folder} "\${prefix}/${gas_pc_${folder}}")
+    endif()
+endforeach()
+
+# What headers must know of the build, and which libraries a program needs beside static ones.
+set(gas_pc_cflags "-I\${includedir}")
+set(gas_pc_libs "-L\${libdir} -lgas")
+get_target_property(gas_pc_definitions gas INTERFACE_COMPILE_DEFINITIONS)
+if(TARGET gas_host)
+    string(APPEND gas_pc_libs " -lgas_host")
+    get_target_property(gas_pc_host_definitions gas_host INTERFACE_COMPILE_DEFINITIONS)
+    list(APPEND gas_pc_definitions ${gas_pc_host_definitions})
+endif()
+foreach(definition IN LISTS gas_pc_definitions)
+    if(definition)
+        string(APPEND gas_pc_cflags " -D${definition}")
+    endif()
+endforeach()
+set(gas_pc_private_libs "-pthread")
+set(gas_cxx_libraries ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(FILTER gas_cxx_libraries INCLUDE REGEX "^(stdc\\+\\+|c\\+\\+|c\\+\\+abi|m)$")
+list(REMOVE_DUPLICATES gas_cxx_libraries)
+foreach(library IN LISTS gas_cxx_libraries)
+    string(APPEND gas_pc_private_libs " -l${library}")
+endforeach()
+
+configure_file("${PROJECT_SOURCE_DIR}/cmake/gas.pc.in" "${PROJECT_BINARY_DIR}/gas.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/gas.pc" DESTINATION "${gas_pc_dir}")
