@@ -34,7 +34,8 @@ GAS_EXPORT double gas_get_box_padding(double reach);
 GAS_EXPORT double gas_get_ray_reach(double padding);
 
 /// `box` moved outward by `padding` on every side, computed in double, multiplied by `scale`, and
-/// rounded outward to floats; it always holds the exact `box` times `scale`.
+/// rounded outward to floats; it holds the exact `box` times `scale`, as long as no bound times
+/// `scale` is so large or so small (but for 0) that it leaves the doubles.
 /// `padding`: finite and not negative; 0 only rounds, which is too little for rays.
 /// `scale`: a power of two, for compressed trees and grids (gas_scene_scale.h).
 /// Infinite bounds stay as they are and a NaN stays a NaN. Bounds beyond all floats become infinite

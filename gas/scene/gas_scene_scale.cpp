@@ -2,6 +2,7 @@
 #include <gas/scene/gas_scene_scale.h>
 
 #include <cmath>
+#include <limits>
 
 #include <gas/scene/gas_box_padding.h>
 #include <gas/scene/gas_outward.h>
@@ -18,17 +19,21 @@ constexpr int largest_exponent = 1022;
 } // namespace
 
 double gas_get_scene_scale(const GMathBbox3<double>& bounds) {
-    double measure = gas_get_reach(bounds);
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        const double extent = bounds.max[axis] - bounds.min[axis];
-        if (extent > measure)
-            measure = extent;
-    }
-    if (!(measure > 0.0) || !std::isfinite(measure))
+    const double reach = gas_get_reach(bounds); // 0 where a min lies above its max
+    if (!(reach > 0.0) || !std::isfinite(reach))
         return 1.0;
+    // Half of the measure, for an extent may be beyond all doubles. Below the smallest number with
+    // all its bits the scale is the largest anyway.
+    constexpr double smallest = std::numeric_limits<double>::min();
+    double half = 0.5 * reach > smallest ? 0.5 * reach : smallest;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        const double half_extent = 0.5 * bounds.max[axis] - 0.5 * bounds.min[axis];
+        if (half_extent > half)
+            half = half_extent;
+    }
     int exponent = 0;
-    std::frexp(measure, &exponent);
-    exponent = exponent_in_range - exponent;
+    std::frexp(half, &exponent);
+    exponent = exponent_in_range - (exponent + 1);
     return std::ldexp(1.0, exponent < largest_exponent ? exponent : largest_exponent);
 }
 

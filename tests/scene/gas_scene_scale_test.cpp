@@ -61,6 +61,11 @@ TEST(SceneScale, LeavesBoxesAloneThatHaveNoSize) {
         gas_get_scene_scale(Box{{infinity, infinity, infinity}, {-infinity, -infinity, -infinity}}),
         1.0);
     EXPECT_EQ(gas_get_scene_scale(FloatBox{{1e9f, 1e9f, 1e9f}, {-1e9f, -1e9f, -1e9f}}), 1.0);
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        Box box{{-100.0, -100.0, -100.0}, {100.0, 100.0, 100.0}};
+        box.min[axis] = 101.0;
+        EXPECT_EQ(gas_get_scene_scale(box), 1.0) << "holds nothing";
+    }
     EXPECT_EQ(gas_get_scene_scale(Box{{-infinity, 0.0, 0.0}, {0.0, 1.0, 1.0}}), 1.0);
     const double nan = std::nan("");
     EXPECT_EQ(gas_get_scene_scale(Box{{nan, nan, nan}, {nan, nan, nan}}), 1.0);
@@ -74,6 +79,12 @@ TEST(SceneScale, ReachesFromTheSmallestSceneToTheLargest) {
     EXPECT_EQ(gas_get_scene_scale(FloatBox{{0.0f, 0.0f, 0.0f}, {largest, 0.0f, 0.0f}}), 0x1p-122);
     EXPECT_EQ(gas_get_scene_scale(FloatBox{{-largest, 0.0f, 0.0f}, {largest, 0.0f, 0.0f}}),
               0x1p-123);
+    constexpr double largest_double = std::numeric_limits<double>::max();
+    EXPECT_EQ(gas_get_scene_scale(Box{{0.0, 0.0, 0.0}, {1e308, 0.0, 0.0}}), 0x1p-1018);
+    EXPECT_EQ(gas_get_scene_scale(Box{{-1e308, 0.0, 0.0}, {1e308, 0.0, 0.0}}), 0x1p-1019)
+        << "an extent beyond all doubles";
+    EXPECT_EQ(gas_get_scene_scale(Box{{-largest_double, 0.0, 0.0}, {largest_double, 0.0, 0.0}}),
+              0x1p-1019);
     // The inverse has to be a number, too.
     const double scale = gas_get_scene_scale(Box{{0.0, 0.0, 0.0}, {0x1p-1074, 0.0, 0.0}});
     EXPECT_EQ(scale, 0x1p1022);
