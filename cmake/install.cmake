@@ -33,16 +33,18 @@ install(FILES
 
 include(pkg_config)
 
-# Pages lie to each other as in the source tree, so that their links hold.
+# Pages lie to each other as in the source tree, so that their links hold. CMAKE_INSTALL_DOCDIR may be
+# that of a project around this one.
+set(gas_doc_dir "${CMAKE_INSTALL_DATAROOTDIR}/doc/gas")
 install(FILES
         "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
         "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
         "${PROJECT_SOURCE_DIR}/LICENSE"
         "${PROJECT_SOURCE_DIR}/README.md"
         "${PROJECT_SOURCE_DIR}/SECURITY.md"
-    DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+    DESTINATION "${gas_doc_dir}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
-    DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    DESTINATION "${gas_doc_dir}"
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp" PATTERN "*.h")
 
 if(PROJECT_IS_TOP_LEVEL)
