@@ -34,7 +34,7 @@ void hit_sphere(void* user, const unsigned& item, const CtxEval&, CtxShader&,
 int main() {
     Spheres spheres;
     std::vector<GMathBbox3<float>> boxes;
-    // Boxes so large that rays from up to 1000 units away lose no hit to rounding.
+    // Boxes so large that rays that start at coordinates of up to 1000 lose no hit to rounding.
     const double padding = gas_get_box_padding(1000.0);
     for (int i = 0; i < 25; ++i) {
         const double x = 4.0 * i;

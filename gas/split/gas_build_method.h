@@ -4,7 +4,8 @@
 inline namespace gas_abi1 {
 
 /// How a build divides the items of a node. The values are those of an application's build method
-/// setting, where any other counts as `sah_fast`. SAH: surface area heuristic.
+/// setting, where any other counts as `sah_fast`. `{}` is `median`. SAH: surface area
+/// heuristic.
 enum class GasBuildMethod {
     /// At the middle of the centres' bounds along their widest axis: the fastest build.
     median = 0,
