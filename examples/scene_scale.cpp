@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include <gas/compressed/gas_compressed_tree.h>
-#include <gas/object/gas_object.h>
+#include <gas/object/gas_shader_frames.h>
 #include <gas/scene/gas_box_padding.h>
 #include <gas/scene/gas_scene_scale.h>
 
@@ -73,7 +73,7 @@ int main() {
     // From the camera past the rim of each hill, 299 metres from its centre.
     CtxEval eval;
     CtxShader shader;
-    GasObject::create_ctx(shader);
+    const GasShaderFrames frames(shader);
     GeometryRayBatch batch(1);
     unsigned hit_count = 0;
     for (const Sphere& hill : planet.hills) {
@@ -83,7 +83,6 @@ int main() {
         tree.ray_hit_nearest_static(eval, shader, batch.get_ctx());
         hit_count += batch.is_hit(0) ? 1 : 0;
     }
-    GasObject::destroy_ctx(shader);
 
     std::printf("boxes are padded by %.1f metres and multiplied by %g\n", padding, planet.scale);
     std::printf("rays start from up to %.0f km away along each axis\n",

@@ -12,10 +12,10 @@ inline namespace gas_abi1 {
 ///
 /// The context outlives the owner; no query runs on it when the owner ends. A context that has
 /// frames already keeps them, and whoever gave them frees them.
-class GasShaderFrames {
+class [[nodiscard]] GasShaderFrames {
   public:
     /// Throws std::bad_alloc where there is no memory; the context then has no frames.
-    explicit GasShaderFrames(CtxShader& shader) {
+    [[nodiscard]] explicit GasShaderFrames(CtxShader& shader) {
         if (gas_host::get_tree_ctx_slot(shader) || gas_host::get_ray_frame_slot(shader))
             return;
         GasObject::create_ctx(shader);
