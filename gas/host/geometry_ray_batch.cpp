@@ -29,6 +29,7 @@ void GeometryRayBatch::resize(unsigned ray_count) {
     arrays.hit_flags = m_hit_flags.data();
     m_data.set_rays(arrays, ray_count, &m_map);
     clear_frustum();
+    m_data.set_query_data(nullptr);
     reset_hits();
 }
 

@@ -22,8 +22,9 @@ class GAS_HOST_EXPORT GeometryRayBatch {
     GeometryRayBatch(const GeometryRayBatch&) = delete;
     GeometryRayBatch& operator=(const GeometryRayBatch&) = delete;
 
-    /// Changes the number of rays, makes the range all of them and drops the frustum. Every ray is
-    /// reset to one that hits nothing. Allocates only when the batch was never as large before.
+    /// Changes the number of rays, makes the range all of them and drops the frustum and the
+    /// query's pointer. Every ray is reset to one that hits nothing. Allocates only when the batch
+    /// was never as large before.
     void resize(unsigned ray_count);
 
     /// Sets ray `ray` (below the count). Distances are in units of the direction's length. A NaN in

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 inline namespace gas_abi1 {
 
@@ -36,6 +37,25 @@ GeometryIntersectionMap& GeometryIntersectionMap::operator=(const GeometryInters
     m_path_array = other.m_path_array;
     m_count = other.m_count;
     m_paths = m_count > 1 ? m_path_array.data() : &m_single_path;
+    return *this;
+}
+
+GeometryIntersectionMap::GeometryIntersectionMap(GeometryIntersectionMap&& other) noexcept {
+    *this = std::move(other);
+}
+
+GeometryIntersectionMap&
+GeometryIntersectionMap::operator=(GeometryIntersectionMap&& other) noexcept {
+    if (this == &other)
+        return *this;
+    intersection_flags = other.intersection_flags;
+    intersection_bias = other.intersection_bias;
+    m_single_path = other.m_single_path;
+    m_path_array = std::move(other.m_path_array);
+    m_count = std::exchange(other.m_count, 0u);
+    m_paths = m_count > 1 ? m_path_array.data() : &m_single_path;
+    other.m_path_array.clear();
+    other.m_paths = &other.m_single_path;
     return *this;
 }
 

@@ -63,6 +63,9 @@ class GAS_HOST_EXPORT GeometryIntersectionMap {
     GeometryIntersectionMap() = default;
     GeometryIntersectionMap(const GeometryIntersectionMap& other);
     GeometryIntersectionMap& operator=(const GeometryIntersectionMap& other);
+    /// The other map has no paths any more.
+    GeometryIntersectionMap(GeometryIntersectionMap&& other) noexcept;
+    GeometryIntersectionMap& operator=(GeometryIntersectionMap&& other) noexcept;
 
     /// Resets `count` paths, each to its value of `distances` and no item. Allocates only for
     /// several paths, when there were fewer before.
@@ -157,7 +160,8 @@ class GAS_HOST_EXPORT GeometryRaytraceData {
     void set_frustum(const GMathFrustum* frustum) { m_frustum = frustum; }
 
     /// A pointer of the caller's for the query's callbacks, beside the tree's user pointer: to what
-    /// belongs to these rays alone, such as their hit records. Never followed; null at first.
+    /// belongs to these rays alone, such as their hit records. Never followed; null at first. It
+    /// stays, for later queries too, until it is set again.
     void set_query_data(void* data) { m_query_data = data; }
     void* get_query_data() const { return m_query_data; }
 

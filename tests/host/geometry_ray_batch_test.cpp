@@ -172,6 +172,17 @@ TEST(GeometryRayBatch, TheFrustumIsAnOption) {
     EXPECT_EQ(batch.get_data().get_frustum(), nullptr);
 }
 
+TEST(GeometryRayBatch, TheQuerysPointerStaysUntilTheBatchIsResized) {
+    GeometryRayBatch batch(1);
+    int hits = 0;
+    batch.get_data().set_query_data(&hits);
+    batch.set_ray(0, {0.0, 0.0, 0.0}, {0.0, 0.0, 1.0}, 0.0, 10.0);
+    batch.reset_hits();
+    EXPECT_EQ(batch.get_ctx().get_query_data(), &hits);
+    batch.resize(2);
+    EXPECT_EQ(batch.get_ctx().get_query_data(), nullptr);
+}
+
 TEST(GMathFrustum, TakesSixPlanesAndNoMore) {
     GMathFrustum frustum;
     EXPECT_EQ(frustum.get_plane_count(), 0u);

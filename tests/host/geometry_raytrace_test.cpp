@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gas/host/host.h>
@@ -110,6 +112,36 @@ TEST(GeometryRaytraceData, TheQuerysPointerGoesWithCopiesAndContexts) {
     EXPECT_EQ(assigned.get_ctx().get_query_data(), &hits);
     copy.set_query_data(nullptr);
     EXPECT_EQ(rays.data.get_query_data(), &hits);
+}
+
+TEST(GeometryIntersectionMap, AMovedOneTakesThePathsAlong) {
+    static_assert(std::is_nothrow_move_constructible_v<GeometryIntersectionMap>);
+    static_assert(std::is_nothrow_move_assignable_v<GeometryIntersectionMap>);
+    const double distances[] = {1.0, 2.0, 3.0};
+    for (const unsigned count : {0u, 1u, 3u}) {
+        GeometryIntersectionMap maps[3];
+        GeometryIntersectionMap& source = maps[0];
+        source.init(count, distances);
+        source.intersection_flags = 5;
+        const GeometryIntersectionPath* const paths = count > 1 ? &source.get_path(0) : nullptr;
+        maps[1] = GeometryIntersectionMap(std::move(maps[0]));
+        EXPECT_EQ(source.get_count(), 0u);
+        GeometryIntersectionMap& assigned = maps[2];
+        assigned.init(2, distances);
+        assigned = std::move(maps[1]);
+        EXPECT_EQ(maps[1].get_count(), 0u);
+        ASSERT_EQ(assigned.get_count(), count);
+        EXPECT_EQ(assigned.intersection_flags, 5u);
+        for (unsigned ray = 0; ray < count; ++ray)
+            EXPECT_EQ(assigned.get_path(ray).get_hit_distance(), distances[ray]);
+        if (paths) {
+            EXPECT_EQ(&assigned.get_path(0), paths) << "nothing is copied";
+        }
+        source.init(1, distances);
+        EXPECT_EQ(source.get_path(0).get_hit_distance(), 1.0);
+        source.init(3, distances);
+        EXPECT_EQ(source.get_path(2).get_hit_distance(), 3.0);
+    }
 }
 
 TEST(GeometryRaytraceData, AssigningToItselfChangesNothing) {
