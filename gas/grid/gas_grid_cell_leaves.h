@@ -26,6 +26,20 @@ struct GasGridAccess {
     template <GasRayCall call>
     static const GasGridSubTree* get_sub_tree(const GasGridTree& grid, const CtxShader& shader,
                                               const unsigned& cell) {
+        const GasGridSubTree* const tree = find_sub_tree<call>(grid, shader, cell);
+        // The cell keeps the callbacks that the grid had when it was built.
+        if (tree && GasTraversalAccess::get_callback<call>(*tree) == GasGridSubTree::ignore)
+            [[unlikely]] {
+            if (get_callback<call>(grid) != GasLeafCallbacks::ignore)
+                gas_report(GasReportTopic::no_callback_in_cell, &grid);
+        }
+        return tree;
+    }
+
+  private:
+    template <GasRayCall call>
+    static const GasGridSubTree* find_sub_tree(const GasGridTree& grid, const CtxShader& shader,
+                                               const unsigned& cell) {
         if constexpr (gas_is_motion(call))
             return grid.get_moving_sub_tree(shader, cell);
         else

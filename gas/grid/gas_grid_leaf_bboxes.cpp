@@ -52,7 +52,7 @@ void GetLeavesBboxAtTask::run() { callback(user, time, count, items, *bbox); }
 void GasGridTree::get_leaf_bboxes(const unsigned& count, const unsigned* items,
                                   GMathBbox3<float>* bboxes) const {
     if (m_bbox_callbacks.leaf_bboxes == GasGridBboxCallbacks::ignore_bboxes)
-        gas_report(GasReportCause::no_bbox_callback, this);
+        gas_report(GasReportTopic::no_leaf_bboxes, this);
     const auto prepare = [&](GetLeafBboxesTask& task, unsigned first, unsigned piece_count) {
         task.callback = m_bbox_callbacks.leaf_bboxes;
         task.user = m_bbox_callbacks.user;
@@ -67,7 +67,7 @@ void GasGridTree::get_leaf_bboxes(const unsigned& count, const unsigned* items,
 void GasGridTree::get_leaf_bboxes_at(const double& time, const unsigned& count,
                                      const unsigned* items, GMathBbox3<float>* bboxes) const {
     if (m_bbox_callbacks.leaf_bboxes_at == GasGridBboxCallbacks::ignore_bboxes_at)
-        gas_report(GasReportCause::no_bbox_callback, this);
+        gas_report(GasReportTopic::no_leaf_bboxes_at, this);
     const auto prepare = [&](GetLeafBboxesAtTask& task, unsigned first, unsigned piece_count) {
         task.callback = m_bbox_callbacks.leaf_bboxes_at;
         task.user = m_bbox_callbacks.user;

@@ -22,6 +22,10 @@ class GAS_EXPORT GasGridSubTree final : public GasCompressedTree {
         m_motion_update_pending.store(pending, std::memory_order_release);
     }
 
+    /// The leaf callback of a cell that was built while the grid had none. It does nothing, where
+    /// the grid's own does not: the grid is reported, its cells' trees are not.
+    static void ignore(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&);
+
   private:
     std::atomic<bool> m_motion_update_pending{true};
 };

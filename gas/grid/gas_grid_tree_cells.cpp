@@ -41,12 +41,9 @@ class CellBar {
     bool m_is_finished = false;
 };
 
-/// Does nothing, where the grid's does not: the grid is reported, its cells' trees are not.
-void ignore_in_cell(void*, const unsigned&, const CtxEval&, CtxShader&, GeometryRaytraceCtx&) {}
-
 GasLeafCallback get_cell_callback(const GasLeafCallbacks& callbacks, GasRayCall call) {
     const GasLeafCallback callback = callbacks.get(call);
-    return callback == GasLeafCallbacks::ignore ? ignore_in_cell : callback;
+    return callback == GasLeafCallbacks::ignore ? GasGridSubTree::ignore : callback;
 }
 
 /// The guards of this thread, the newest first.
@@ -77,6 +74,9 @@ const GasGridCellGuard* GasGridCellGuard::get_newest() { return newest_guard; }
 const GasGridCellGuard* GasGridCellGuard::exchange_newest(const GasGridCellGuard* guard) {
     return std::exchange(newest_guard, guard);
 }
+
+void GasGridSubTree::ignore(void*, const unsigned&, const CtxEval&, CtxShader&,
+                            GeometryRaytraceCtx&) {}
 
 GasGridSubTree* GasGridTree::get_sub_tree(const unsigned& cell) const {
     std::atomic<GasGridSubTree*>& sub_tree = m_cells->cells[cell].sub_tree;

@@ -17,8 +17,9 @@ void GasGridTree::update_motion_blur(const CtxMotionBlur& motion) {
         return;
     }
 
-    if (m_bbox_callbacks.leaves_bbox_at == GasGridBboxCallbacks::ignore_bbox_at)
-        gas_report(GasReportCause::no_bbox_callback, this);
+    if (sample_count != 0 &&
+        m_bbox_callbacks.leaves_bbox_at == GasGridBboxCallbacks::ignore_bbox_at)
+        gas_report(GasReportTopic::no_leaves_bbox_at, this);
     GasGridCells& shared = *m_cells;
     GasSampledView samples(shared.top_tree);
     samples.tree.set_motion_blur_sample_count(sample_count);

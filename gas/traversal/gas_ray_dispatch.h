@@ -145,21 +145,29 @@ void gas_trace_each_ray(const Tree& tree, const CtxEval& eval, CtxShader& shader
         trace_alone(ray);
 }
 
+constexpr GasReportTopic gas_get_missing_callback(GasRayCall call) {
+    return static_cast<GasReportTopic>(static_cast<unsigned>(GasReportTopic::no_hit_static) +
+                                       static_cast<unsigned>(call));
+}
+static_assert(gas_get_missing_callback(GasRayCall::nearest_motion) ==
+              GasReportTopic::no_nearest_motion);
+
 /// Reports a leaf callback that was never set.
 template <GasRayCall call, typename Leaves, GasTraversable Tree>
 GAS_FORCE_INLINE void gas_look_at_callback(const Tree& tree) {
     if (Leaves::template get_callback<call>(tree) == GasLeafCallbacks::ignore) [[unlikely]]
-        gas_report(GasReportCause::no_leaf_callback, Leaves::get_asked(tree));
+        gas_report(gas_get_missing_callback(call), Leaves::get_asked(tree));
 }
 
-/// Whether there is a tree, frames, and a ray in range; asserts what the contract demands of them.
+/// Whether there is a tree, frames, and a ray in range; reports and asserts what the contract
+/// demands of them.
 template <typename Query, typename Leaves, GasTraversable Tree>
 bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceData& data) {
     if (tree.get_node_count() == 0)
         return false;
     if (!gas_host::get_tree_ctx_slot(shader) || !gas_host::get_ray_frame_slot(shader))
         [[unlikely]] {
-        gas_report(GasReportCause::no_frames, Leaves::get_asked(tree));
+        gas_report(GasReportTopic::no_frames, Leaves::get_asked(tree));
         return false;
     }
     const int first = gas_host::get_first_ray(data);
@@ -167,8 +175,12 @@ bool gas_has_work(const Tree& tree, CtxShader& shader, const GeometryRaytraceDat
     if (first > last)
         return false;
     const bool valid = first >= 0 && static_cast<unsigned>(last) < gas_host::get_ray_count(data);
+    if (!valid) [[unlikely]]
+        gas_report(GasReportTopic::range_outside, Leaves::get_asked(tree));
     assert(valid && "a batch's range lies within its rays");
     const bool traceable = Query::can_trace(data);
+    if (!traceable) [[unlikely]]
+        gas_report(GasReportTopic::no_intersection_map, Leaves::get_asked(tree));
     assert(traceable && "a nearest-hit query needs an intersection map with a path for each ray");
     return valid && traceable;
 }

@@ -63,10 +63,51 @@ TEST_F(GridReports, ALeafCallbackThatWasNeverSetOfTheGridAlone) {
         trace_clusters(grid, query, shader); // through cells that are built
         EXPECT_EQ(reports.take(), Reports{});
     }
+}
+
+TEST_F(GridReports, ACellThatWasBuiltBeforeItsLeafCallbackWasSet) {
+    for (const RayQuery query : {RayQuery::hit_static, RayQuery::nearest_static}) {
+        for (const bool is_built_before : {false, true}) {
+            GasGridTree asked;
+            items.build(asked, target);
+            if (is_built_before)
+                trace_clusters(asked, query, shader);
+            asked.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
+            RecordedReports reports;
+            trace_clusters(asked, query, shader);
+            trace_clusters(asked, query, shader);
+            if (is_built_before) {
+                EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_leaf_callback, &asked}}));
+                EXPECT_NE(reports.get_text().find("built before"), std::string::npos);
+            } else {
+                EXPECT_EQ(reports.take(), Reports{});
+            }
+        }
+    }
+}
+
+TEST_F(GridReports, TheCellsTreeWhereALoneCellLacksFrames) {
+    GridItems lone(std::vector<naive::Box>(30, items.get_boxes().front())); // in one place
+    lone.build(grid, 1);
+    grid.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
+    ASSERT_EQ(grid.get_cell_count(), 1u);
+    CtxShader bare;
+    RecordedReports reports;
+    trace_clusters(grid, RayQuery::nearest_static, bare);
+    EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_frames, grid.find_sub_tree(0)}}));
+}
+
+TEST_F(GridReports, EveryBoxCallbackIsToldOfOnItsOwn) {
     RecordedReports reports;
     grid.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
-    trace_clusters(grid, RayQuery::nearest_static, shader);
-    EXPECT_EQ(reports.take(), Reports{});
+    grid.create(support::to_boxes(items.get_boxes()), target, nullptr, nullptr);
+    grid.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_bbox_callback, &grid}}));
+    EXPECT_NE(reports.get_text().find(" leaves_bbox_at,"), std::string::npos);
+    EXPECT_NE(reports.get_text().find("with four callbacks"), std::string::npos);
+    trace_clusters(grid, RayQuery::nearest_static, shader); // builds cells, fills samples
+    EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_bbox_callback, &grid}}));
+    EXPECT_NE(reports.get_text().find(" leaf_bboxes,"), std::string::npos);
 }
 
 TEST_F(GridReports, BoxesThatNobodyGives) {
@@ -92,6 +133,8 @@ TEST_F(GridReports, BoxesInMotionThatNobodyGives) {
     RecordedReports reports;
     grid.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     trace_clusters(grid, RayQuery::nearest_motion, shader);
+    EXPECT_EQ(reports.take(), Reports{});
+    still.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 0)); // asks for nothing
     EXPECT_EQ(reports.take(), Reports{});
     still.update_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
     EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_bbox_callback, &still}}));

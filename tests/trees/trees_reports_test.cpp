@@ -57,10 +57,13 @@ TYPED_TEST(TreesReports, FramesThatAreMissing) {
     this->tree.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
     support::for_each_walk(this->tree, [&] {
         for (const RayQuery query : support::all_ray_queries) {
-            RecordedReports reports;
-            this->trace_all_ways(this->bare, query);
-            EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_frames, &this->tree}}))
-                << support::name(query);
+            {
+                RecordedReports reports;
+                this->trace_all_ways(this->bare, query);
+                EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_frames, &this->tree}}))
+                    << support::name(query);
+            }
+            RecordedReports reports; // told anew
             this->trace_all_ways(this->shader, query);
             EXPECT_EQ(reports.take(), Reports{}) << support::name(query);
         }
@@ -76,6 +79,20 @@ TYPED_TEST(TreesReports, ALeafCallbackThatWasNeverSet) {
                 << support::name(query);
         }
     });
+}
+
+TYPED_TEST(TreesReports, EveryLeafCallbackIsToldOfOnItsOwnAndByName) {
+    RecordedReports reports;
+    for (const RayQuery query : support::all_ray_queries) {
+        this->trace_all_ways(this->shader, query);
+        EXPECT_EQ(reports.take(), (Reports{{GasReportCause::no_leaf_callback, &this->tree}}))
+            << support::name(query);
+        constexpr const char* names[] = {"hit_static", "hit_motion", "nearest_static",
+                                         "nearest_motion"};
+        const std::string name = names[static_cast<unsigned>(query)];
+        EXPECT_NE(reports.get_text().find("callback " + name + ","), std::string::npos)
+            << reports.get_text();
+    }
 }
 
 TYPED_TEST(TreesReports, OnlyTheQueryThatLacksItsCallback) {
@@ -144,6 +161,43 @@ TYPED_TEST(TreesReports, ATreeAtTheAddressOfAnotherIsToldOfAgain) {
 
 // In debug builds an assertion follows.
 #ifdef NDEBUG
+TYPED_TEST(TreesReports, ABatchWithoutAnIntersectionMap) {
+    this->tree.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
+    for (const RayQuery query : support::all_ray_queries) {
+        for (const bool is_stream : {false, true}) {
+            RecordedReports reports;
+            GeometryRayBatch batch(3);
+            this->aim(batch);
+            batch.get_data().use_intersection_map(false);
+            if (is_stream)
+                trace_stream(this->tree, query, this->shader, batch.get_ctx());
+            else
+                trace(this->tree, query, this->shader, batch.get_ctx());
+            const bool needs_map =
+                query == RayQuery::nearest_static || query == RayQuery::nearest_motion;
+            EXPECT_EQ(reports.take(),
+                      needs_map ? (Reports{{GasReportCause::no_intersection_map, &this->tree}})
+                                : Reports{})
+                << support::name(query);
+        }
+    }
+}
+
+TYPED_TEST(TreesReports, ARangeBeyondTheRays) {
+    this->tree.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
+    for (const RayQuery query : support::all_ray_queries) {
+        for (const bool is_below : {false, true}) {
+            RecordedReports reports;
+            GeometryRayBatch batch(3);
+            this->aim(batch);
+            batch.get_data().set_range(is_below ? -1 : 0, is_below ? 2 : 3);
+            trace(this->tree, query, this->shader, batch.get_ctx());
+            EXPECT_EQ(reports.take(), (Reports{{GasReportCause::range_outside, &this->tree}}))
+                << support::name(query);
+        }
+    }
+}
+
 TYPED_TEST(TreesReports, ASampleThatWasNeverFilled) {
     this->tree.set_leaf_raytrace_callbacks(hit_nothing, hit_nothing, nullptr);
     this->tree.set_motion_blur_sample_count(4);

@@ -80,7 +80,7 @@ void gas_walk_nodes(Nodes& nodes, const GasLaneRay& lane_ray, const Tree& tree, 
     SimdF far_distance(static_cast<float>(bound));
     bool walking = nodes.is_ready();
     if (!walking) [[unlikely]]
-        gas_report(GasReportCause::unfilled_sample, &tree);
+        gas_report(GasReportTopic::unfilled_sample, &tree);
     assert(walking && "a motion-blur sample was never filled");
     while (walking) {
         // Down from the current node, until a leaf or nothing is left below.
