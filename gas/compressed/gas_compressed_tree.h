@@ -82,8 +82,7 @@ class GAS_EXPORT GasCompressedTree {
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
                 AppProgressBar* progress_bar);
 
-    /// The same tree, bit for bit, on up to `thread_count` threads, as GasTree's of these
-    /// arguments.
+    /// The same tree, bit for bit, on up to `thread_count` threads, as GasTree's.
     void create(const GMathBbox3<float>* bboxes, const unsigned& count, const unsigned* indices,
                 AppProgressBar* progress_bar, SysThreadTaskManager& task_manager,
                 const unsigned& thread_count);
@@ -99,6 +98,9 @@ class GAS_EXPORT GasCompressedTree {
                 const unsigned& thread_count);
     void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 GasBuildMethod method);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
     void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 GasBuildMethod method);
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,

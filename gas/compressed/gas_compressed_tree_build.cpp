@@ -195,6 +195,12 @@ void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const
     gas_create_over(*this, bboxes, indices, method);
 }
 
+void GasCompressedTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                               GasBuildMethod method, SysThreadTaskManager& task_manager,
+                               const unsigned& thread_count) {
+    gas_create_over(*this, bboxes, indices, method, task_manager, thread_count);
+}
+
 void GasCompressedTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                                GasBuildMethod method) {
     gas_create_over(*this, bboxes, indices, method);

@@ -82,6 +82,9 @@ class GAS_EXPORT GasTree {
                 const unsigned& thread_count);
     void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 GasBuildMethod method);
+    void create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                GasBuildMethod method, SysThreadTaskManager& task_manager,
+                const unsigned& thread_count);
     void create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                 GasBuildMethod method);
     void create(const CoreArray<GMathBbox3<double>>& bboxes, const unsigned* indices,
@@ -121,16 +124,14 @@ class GAS_EXPORT GasTree {
                                      void* user);
 
     /// Ray queries. GasLeafCallback says what they promise of leaves and what a callback may do. A
-    /// range outside the batch breaks the contract; a release build then traces nothing, unless the
-    /// shortcut hands the range on as it is.
-    ///
+    /// range outside the batch and nearest hits without an intersection map break the contract; a
+    /// release build then traces nothing, as without frames, and gas_set_report tells.
     /// All hits: for each ray of the context's range, calls the leaf callback for every leaf whose
     /// box the ray crosses between its near and far distance, until the callback sets the ray's
     /// hit flag. Motion rays see the boxes blended to their time and the motion callback, unless
     /// the tree has fewer than two samples: then they are traced as static rays.
-    /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the whole range, with
-    /// no box test and no need of frames. Otherwise an empty tree makes the query a silent no-op,
-    /// as a shader without frames does, of which gas_set_report tells.
+    /// `single_leaf_shortcut`: a tree of one leaf calls its callback once for the range as it is,
+    /// with no box test and no need of frames. An empty tree makes a query a silent no-op.
     void ray_hit_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
                         const bool& single_leaf_shortcut) const;
     void ray_hit_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx,
@@ -138,8 +139,7 @@ class GAS_EXPORT GasTree {
     /// Nearest hits: visits the nearer child first and skips what starts at or beyond the ray's hit
     /// distance. A callback that accepts a hit lowers that distance and sets the ray's hit flag.
     /// The batch has an intersection map whose hit distances were set to the far distances
-    /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that); one without a map breaks the
-    /// contract, and a release build then traces nothing.
+    /// (GasObject::ray_hit_nearest and GeometryRayBatch see to that).
     /// Several static rays go through the tree together, boxes outside the batch's frustum dropped
     /// for all at once: each leaf is called at most once, for a range of rays that holds all that
     /// reach its box and may hold others.

@@ -154,6 +154,12 @@ void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned*
     gas_create_over(*this, bboxes, indices, method);
 }
 
+void GasTree::create(const CoreArray<GMathBbox3<float>>& bboxes, const unsigned* indices,
+                     GasBuildMethod method, SysThreadTaskManager& task_manager,
+                     const unsigned& thread_count) {
+    gas_create_over(*this, bboxes, indices, method, task_manager, thread_count);
+}
+
 void GasTree::create(const CoreVector<GMathBbox3<float>>& bboxes, const unsigned* indices,
                      GasBuildMethod method) {
     gas_create_over(*this, bboxes, indices, method);

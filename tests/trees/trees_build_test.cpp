@@ -149,12 +149,13 @@ TYPED_TEST(TreesBuild, AMethodInPlaceOfABarGivesTheSameTree) {
         QuietProgress progress(static_cast<unsigned>(method));
         TypeParam expected;
         create(expected, array, indices.data(), &progress.bar);
-        TypeParam trees[5];
+        TypeParam trees[6];
         trees[0].create(array.get_items(), array.get_count(), indices.data(), method);
         trees[1].create(array, indices.data(), method);
         trees[2].create(vector, indices.data(), method);
         trees[3].create(doubles, indices.data(), method);
         trees[4].create(array.get_items(), array.get_count(), indices.data(), method, manager, 3);
+        trees[5].create(array, indices.data(), method, manager, 3);
         for (const TypeParam& tree : trees) {
             expect_equal(tree, expected);
             EXPECT_EQ(tree.get_split_callback(), expected.get_split_callback());

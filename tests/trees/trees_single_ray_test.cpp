@@ -62,6 +62,7 @@ TYPED_TEST(TreesSingleRay, FindsWhatABatchOfOneRayFinds) {
             batch.set_ray(0, {305.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 1.0, 290.0, 0.5f, 2);
             trace(tree, query, shader, batch.get_ctx());
             const std::vector<unsigned> items = calls.take_items();
+            EXPECT_FALSE(items.empty());
             GeometrySingleRay ray({305.0, 0.5, 0.5}, {-1.0, 0.0, 0.0}, 1.0, 290.0, 0.5f, 3);
             trace(tree, query, shader, ray.get_ctx());
             EXPECT_EQ(calls.take_items(), items) << support::name(query);
