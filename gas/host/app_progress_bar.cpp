@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include <gas/host/app_base.h>
+
 inline namespace gas_abi1 {
 
 namespace {
@@ -61,6 +63,8 @@ void AppProgressBar::set_step_interval(unsigned interval) {
 void AppProgressBar::draw() {
     if (m_whole)
         m_whole->set_value(m_start + m_share * m_value);
+    else if (!m_finished)
+        m_app->tell_progress(*this, m_value);
     if (!m_visible || m_finished)
         return;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gas/host/sys_thread_task.h>
 
-#include <cassert>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -11,23 +10,16 @@ inline namespace gas_abi1 {
 
 SysThreadTask::~SysThreadTask() = default;
 
-/// The threads that all managers share. One mutex guards every list of tasks: a task takes far
-/// longer than the work under the mutex.
+/// The tasks that wait for threads. One mutex guards every list of them: a task takes far longer
+/// than the work under the mutex.
 class SysThreadPool {
   public:
-    static SysThreadPool& get() {
-        static SysThreadPool pool;
-        return pool;
-    }
-
-    ~SysThreadPool() {
+    void close() {
         {
             const std::lock_guard<std::mutex> guard(m_mutex);
             m_is_closing = true;
         }
         m_task_added.notify_all();
-        for (std::thread& thread : m_threads)
-            thread.join();
     }
 
     void add(SysThreadTaskManager& manager, const SysThreadTaskManager::Entry& entry,
@@ -63,18 +55,8 @@ class SysThreadPool {
         unlist(manager);
     }
 
-  private:
-    SysThreadPool() {
-        const unsigned thread_count = std::thread::hardware_concurrency();
-        try {
-            for (unsigned i = 1; i < thread_count; ++i)
-                m_threads.emplace_back([this] { work(); });
-        } catch (...) {
-            // Fewer threads, or none, are enough: the waiting thread runs the tasks left.
-        }
-    }
-
-    void work() {
+    /// Runs tasks of all managers until the pool closes.
+    void serve() {
         std::unique_lock<std::mutex> guard(m_mutex);
         for (;;) {
             m_task_added.wait(guard, [this] { return m_is_closing || !m_managers.empty(); });
@@ -95,6 +77,7 @@ class SysThreadPool {
         }
     }
 
+  private:
     void run(SysThreadTaskManager& manager, const SysThreadTaskManager::Entry& entry,
              std::unique_lock<std::mutex>& guard) {
         ++manager.m_running_count;
@@ -123,23 +106,64 @@ class SysThreadPool {
     std::condition_variable m_task_finished;
     /// Managers with tasks for any thread.
     std::deque<SysThreadTaskManager*> m_managers;
-    std::vector<std::thread> m_threads;
     bool m_is_closing = false;
 };
 
-SysThreadTaskManager::SysThreadTaskManager(SysThreadManager* manager) {
-    assert(!manager && "there are no threads but the shared ones");
-    static_cast<void>(manager);
+namespace {
+
+/// The pool that all managers without one of their own share, and its threads.
+class SharedThreads {
+  public:
+    static SysThreadPool& get_pool() {
+        static SharedThreads threads;
+        return threads.m_pool;
+    }
+
+    ~SharedThreads() {
+        m_pool.close();
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+
+  private:
+    SharedThreads() {
+        const unsigned thread_count = std::thread::hardware_concurrency();
+        try {
+            for (unsigned i = 1; i < thread_count; ++i)
+                m_threads.emplace_back([this] { m_pool.serve(); });
+        } catch (...) {
+            // Fewer threads, or none, are enough: the waiting thread runs the tasks left.
+        }
+    }
+
+    SysThreadPool m_pool;
+    std::vector<std::thread> m_threads;
+};
+
+} // namespace
+
+SysThreadManager::SysThreadManager() : m_pool(new SysThreadPool) {}
+
+SysThreadManager::~SysThreadManager() = default;
+
+void SysThreadManager::serve() { m_pool->serve(); }
+
+void SysThreadManager::close() { m_pool->close(); }
+
+SysThreadTaskManager::SysThreadTaskManager(SysThreadManager* manager) : m_manager(manager) {}
+
+SysThreadPool& SysThreadTaskManager::get_pool() const {
+    return m_manager ? *m_manager->m_pool : SharedThreads::get_pool();
 }
 
 SysThreadTaskManager::~SysThreadTaskManager() { wait_until_completed(); }
 
 void SysThreadTaskManager::add_task(SysThreadTask& task, const bool& is_owned,
                                     const bool& is_parallel) {
-    SysThreadPool::get().add(*this, {&task, is_owned}, is_parallel);
+    get_pool().add(*this, {&task, is_owned}, is_parallel);
 }
 
-void SysThreadTaskManager::wait_until_completed() { SysThreadPool::get().wait(*this); }
+void SysThreadTaskManager::wait_until_completed() { get_pool().wait(*this); }
 
 void SysThreadTaskManager::run(const Entry& entry) noexcept {
     entry.task->run();

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 
 #include <gas/host/host_export.h>
 
@@ -20,8 +21,28 @@ class GAS_HOST_EXPORT SysThreadTask {
     virtual void run() = 0;
 };
 
-/// The threads that run tasks; a null pointer stands for the shared ones.
-class SysThreadManager;
+class SysThreadPool;
+
+/// The threads that run tasks of the managers that are made with it: those that call `serve`, such
+/// as the threads of a renderer that has its own. There need not be any. It outlives the managers.
+class GAS_HOST_EXPORT SysThreadManager {
+  public:
+    SysThreadManager();
+    SysThreadManager(const SysThreadManager&) = delete;
+    SysThreadManager& operator=(const SysThreadManager&) = delete;
+    /// No thread serves any more.
+    ~SysThreadManager();
+
+    /// Runs tasks on the calling thread, and waits for more, until `close` is called.
+    void serve();
+    /// Lets every `serve`, also a later one, return once the task that it runs is done.
+    void close();
+
+  private:
+    friend class SysThreadTaskManager;
+
+    std::unique_ptr<SysThreadPool> m_pool;
+};
 
 /// A group of tasks that one thread adds and waits for. Tasks run on a pool of threads that all
 /// managers of the process share, one fewer than the machine has; on a machine with one they run in
@@ -31,7 +52,7 @@ class SysThreadManager;
 /// manager's task would take. So waits nest, in tasks and on rendering threads, without deadlock.
 class GAS_HOST_EXPORT SysThreadTaskManager {
   public:
-    /// `manager` is null.
+    /// Null stands for the threads that all managers share.
     explicit SysThreadTaskManager(SysThreadManager* manager);
     SysThreadTaskManager(const SysThreadTaskManager&) = delete;
     SysThreadTaskManager& operator=(const SysThreadTaskManager&) = delete;
@@ -55,7 +76,9 @@ class GAS_HOST_EXPORT SysThreadTaskManager {
 
     static void run(const Entry& entry) noexcept;
     bool take_task(Entry& entry);
+    SysThreadPool& get_pool() const;
 
+    SysThreadManager* m_manager;
     // Guarded by the pool's mutex.
     std::deque<Entry> m_tasks;
     std::deque<Entry> m_waiting_thread_tasks;

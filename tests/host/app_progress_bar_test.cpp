@@ -155,6 +155,49 @@ class AppProgressBarSteps : public testing::Test {
     AppProgressBar& bar = *make_silent_bar(app);
 };
 
+TEST(AppBase, TellsItsCallbackWhereEachBarStands) {
+    struct Told {
+        const AppProgressBar* bar;
+        float value;
+    };
+    std::vector<Told> told;
+    AppBase app(nullptr);
+    AppProgressBar* const bar = app.create_progress_bar(CoreString("bar"), false);
+    bar->set_value(0.25f);
+    app.set_progress_callback(
+        [](void* user, const AppProgressBar& from, float value) {
+            static_cast<std::vector<Told>*>(user)->push_back({&from, value});
+        },
+        &told);
+    bar->set_value(0.5f);
+    AppProgressBar part(*bar, 0.25f);
+    part.set_value(1.0f);
+    bar->finish();
+    bar->finish();
+    bar->set_value(0.0f);
+    app.set_progress_callback(nullptr, nullptr);
+    app.create_progress_bar(CoreString("other"), false)->set_value(1.0f);
+    ASSERT_EQ(told.size(), 3u);
+    const float values[] = {0.5f, 0.75f, 1.0f};
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(told[i].bar, bar);
+        EXPECT_EQ(told[i].value, values[i]);
+    }
+}
+
+TEST(AppBase, LetsItsCallbackThrow) {
+    AppBase app(nullptr);
+    app.set_progress_callback(
+        [](void*, const AppProgressBar&, float value) {
+            if (value > 0.5f)
+                throw value;
+        },
+        nullptr);
+    AppProgressBar* const bar = app.create_progress_bar(CoreString("bar"), false);
+    bar->set_value(0.5f);
+    EXPECT_THROW(bar->set_value(0.75f), float);
+}
+
 } // namespace
 
 TEST_F(AppProgressBarSteps, AddAnIncrementAtEachMultipleOfTheInterval) {
