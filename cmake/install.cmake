@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 include(CMakePackageConfigHelpers)
 
-install(TARGETS gas_host gas
+install(TARGETS gas_host gas gas_easy
     EXPORT gas_targets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# gas.pc, for builds that ask pkg-config. It finds its folders from where it lies, so that an
+# gas.pc and gas_easy.pc, for builds that ask pkg-config. They find their folders from where they lie, so that an
 # installed tree can be moved.
 set(gas_pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
@@ -41,3 +41,17 @@ endforeach()
 
 configure_file("${PROJECT_SOURCE_DIR}/cmake/gas.pc.in" "${PROJECT_BINARY_DIR}/gas.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/gas.pc" DESTINATION "${gas_pc_dir}")
+
+# gas_easy.pc, for the owning interface.
+if(TARGET gas_easy)
+    set(gas_pc_easy_cflags "")
+    get_target_property(gas_pc_definitions gas_easy INTERFACE_COMPILE_DEFINITIONS)
+    foreach(definition IN LISTS gas_pc_definitions)
+        if(definition)
+            string(APPEND gas_pc_easy_cflags " -D${definition}")
+        endif()
+    endforeach()
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/gas_easy.pc.in" "${PROJECT_BINARY_DIR}/gas_easy.pc"
+        @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/gas_easy.pc" DESTINATION "${gas_pc_dir}")
+endif()

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+#include <gas/easy/values.h>
+
+// How a query, which is compiled once, calls the function that a program gives it.
+
+namespace gas {
+inline namespace gas_abi1 {
+namespace detail {
+
+/// A function of the program's, by its address. It outlives the query.
+struct DistanceCall {
+    void* function;
+    double (*call)(void* function, std::uint32_t item, const Ray& ray, std::size_t index);
+};
+
+struct StopCall {
+    void* function;
+    bool (*call)(void* function, std::uint32_t item, const Ray& ray, std::size_t index);
+};
+
+struct PointCall {
+    void* function;
+    double (*call)(void* function, std::uint32_t item, const Vector& point, double bound);
+};
+
+template <typename Function> void* get_address(Function& function) {
+    return const_cast<void*>(static_cast<const void*>(&function));
+}
+
+/// With the ray's number in its batch, where the function takes one.
+template <typename Function>
+decltype(auto) call_for_ray(void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
+    Function& function = *static_cast<Function*>(address);
+    if constexpr (std::is_invocable_v<Function&, std::uint32_t, const Ray&, std::size_t>)
+        return function(item, ray, index);
+    else
+        return function(item, ray);
+}
+
+template <typename Function>
+using Answer = decltype(call_for_ray<Function>(nullptr, 0, std::declval<const Ray&>(), 0));
+
+template <typename Function> DistanceCall get_distance_call(Function& function) {
+    static_assert(std::is_floating_point_v<Answer<Function>>,
+                  "the function of a closest hit answers a distance, or gas::miss");
+    return {get_address(function),
+            [](void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
+                return static_cast<double>(call_for_ray<Function>(address, item, ray, index));
+            }};
+}
+
+/// A distance stops the ray if it counts, true always, and nothing never.
+template <typename Function> StopCall get_stop_call(Function& function) {
+    return {get_address(function),
+            [](void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
+                using Result = Answer<Function>;
+                if constexpr (std::is_floating_point_v<Result>) {
+                    return ray.holds(
+                        static_cast<double>(call_for_ray<Function>(address, item, ray, index)));
+                } else if constexpr (std::is_void_v<Result>) {
+                    call_for_ray<Function>(address, item, ray, index);
+                    return false;
+                } else {
+                    static_assert(std::is_same_v<Result, bool>,
+                                  "the function answers a distance, whether it is a hit, or void");
+                    return call_for_ray<Function>(address, item, ray, index);
+                }
+            }};
+}
+
+template <typename Function> PointCall get_point_call(Function& function) {
+    return {get_address(function),
+            [](void* address, std::uint32_t item, const Vector& point, double bound) {
+                Function& called = *static_cast<Function*>(address);
+                if constexpr (std::is_invocable_v<Function&, std::uint32_t, const Vector&, double>)
+                    return static_cast<double>(called(item, point, bound));
+                else
+                    return static_cast<double>(called(item, point));
+            }};
+}
+
+} // namespace detail
+} // namespace gas_abi1
+} // namespace gas

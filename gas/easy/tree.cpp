@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gas/easy/tree.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include <gas/easy/tree_data.h>
+#include <gas/scene/gas_box_padding.h>
+
+namespace gas {
+inline namespace gas_abi1 {
+
+using detail::ContextData;
+using detail::TreeData;
+
+Tree::Tree() noexcept = default;
+
+Tree::Tree(const std::vector<Box>& boxes, const Options& options)
+    : Tree(boxes.data(), boxes.size(), options) {}
+
+Tree::Tree(const Box* boxes, std::size_t count, const Options& options) {
+    if (count != 0)
+        m_data = std::make_shared<TreeData>(boxes, count, options);
+}
+
+Tree::Tree(std::size_t count, BoxFunction boxes, const Options& options) {
+    if (count != 0)
+        m_data = std::make_shared<TreeData>(count, std::move(boxes), options);
+}
+
+Tree::Tree(Tree&& other) noexcept = default;
+
+Tree& Tree::operator=(Tree&& other) noexcept = default;
+
+Tree::~Tree() = default;
+
+std::size_t Tree::size() const { return m_data ? m_data->get_count() : 0; }
+
+Kind Tree::kind() const { return m_data ? m_data->get_kind() : Kind::plain; }
+
+std::size_t Tree::depth() const { return m_data ? m_data->get_depth() : 0; }
+
+std::size_t Tree::memory_size() const {
+    return sizeof *this + (m_data ? m_data->get_memory_size() : 0);
+}
+
+Box Tree::bounds() const { return m_data ? m_data->get_bounds() : Box(); }
+
+std::size_t Tree::motion_sample_count() const { return m_data ? m_data->get_sample_count() : 0; }
+
+void Tree::refit(const std::vector<Box>& boxes) {
+    if (m_data)
+        m_data->refit(boxes.data(), boxes.size());
+    else if (!boxes.empty())
+        throw Error("an empty tree has no items to refit");
+}
+
+void Tree::set_motion(const std::vector<std::vector<Box>>& samples) {
+    if (m_data)
+        m_data->set_motion(samples);
+}
+
+void Tree::set_motion(std::size_t count) {
+    if (m_data)
+        m_data->set_motion(count);
+}
+
+std::vector<std::uint32_t> Tree::items_in(const Box& box) const {
+    if (!m_data)
+        return {};
+    const GasTree& tree = m_data->expect_plain("items in a box");
+    ContextData& context = ContextData::get(nullptr);
+    const detail::Lease<GasTreeCtx> stack(context.stacks, context.used_stack_count);
+    CoreVector<unsigned> leaves;
+    // Rounded outward: a box that touches counts.
+    tree.get_leaves_in_bbox(*stack, gas_pad_box(detail::to_host(box), 0.0), leaves);
+    return std::vector<std::uint32_t>(leaves.begin(), leaves.end());
+}
+
+std::vector<NearItem> Tree::nearest_boxes(const Vector& point, std::size_t max_count,
+                                          double max_distance) const {
+    if (!m_data || max_count == 0)
+        return {};
+    const GasTree& tree = m_data->expect_plain("nearest boxes");
+    ContextData& context = ContextData::get(nullptr);
+    const detail::Lease<GasTreeCtx> stack(context.stacks, context.used_stack_count);
+    const auto count = static_cast<unsigned>(std::min<std::size_t>(max_count, m_data->get_count()));
+    std::vector<unsigned> items(count);
+    std::vector<float> distances(count);
+    const GMathVec3<float> from = {static_cast<float>(point.x), static_cast<float>(point.y),
+                                   static_cast<float>(point.z)};
+    // Farther than everything, and squared still a float.
+    constexpr double most_distance = 1e18;
+    const unsigned found = tree.get_nearest_leaves(
+        *stack, from, static_cast<float>(std::min(max_distance, most_distance)), count,
+        items.data(), distances.data());
+    std::vector<NearItem> near(found);
+    for (unsigned i = 0; i < found; ++i)
+        near[i] = {static_cast<double>(distances[i]), items[i]};
+    return near;
+}
+
+} // namespace gas_abi1
+} // namespace gas
