@@ -6,5 +6,7 @@
 #include <gas/easy/context.h>
 #include <gas/easy/errors.h>
 #include <gas/easy/options.h>
+#include <gas/easy/scene.h>
+#include <gas/easy/transform.h>
 #include <gas/easy/tree.h>
 #include <gas/easy/values.h>

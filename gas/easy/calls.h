@@ -14,16 +14,17 @@ namespace gas {
 inline namespace gas_abi1 {
 namespace detail {
 
-/// A function of the program's, by its address. It outlives the query.
-struct DistanceCall {
+/// A function of the program's, by its address, that is called for items or places. It outlives the
+/// query.
+template <typename Where, typename Result> struct RayCall {
     void* function;
-    double (*call)(void* function, std::uint32_t item, const Ray& ray, std::size_t index);
+    Result (*call)(void* function, Where where, const Ray& ray, std::size_t index);
 };
 
-struct StopCall {
-    void* function;
-    bool (*call)(void* function, std::uint32_t item, const Ray& ray, std::size_t index);
-};
+using DistanceCall = RayCall<std::uint32_t, double>;
+using StopCall = RayCall<std::uint32_t, bool>;
+using PlaceDistanceCall = RayCall<const Place&, double>;
+using PlaceStopCall = RayCall<const Place&, bool>;
 
 struct PointCall {
     void* function;
@@ -35,44 +36,65 @@ template <typename Function> void* get_address(Function& function) {
 }
 
 /// With the ray's number in its batch, where the function takes one.
-template <typename Function>
-decltype(auto) call_for_ray(void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
+template <typename Where, typename Function>
+decltype(auto) call_for_ray(void* address, Where where, const Ray& ray, std::size_t index) {
     Function& function = *static_cast<Function*>(address);
-    if constexpr (std::is_invocable_v<Function&, std::uint32_t, const Ray&, std::size_t>)
-        return function(item, ray, index);
+    if constexpr (std::is_invocable_v<Function&, Where, const Ray&, std::size_t>)
+        return function(where, ray, index);
     else
-        return function(item, ray);
+        return function(where, ray);
 }
 
-template <typename Function>
-using Answer = decltype(call_for_ray<Function>(nullptr, 0, std::declval<const Ray&>(), 0));
+template <typename Where, typename Function>
+using Answer = decltype(call_for_ray<Where, Function>(nullptr, std::declval<Where>(),
+                                                      std::declval<const Ray&>(), 0));
 
-template <typename Function> DistanceCall get_distance_call(Function& function) {
-    static_assert(std::is_floating_point_v<Answer<Function>>,
+template <typename Where, typename Function>
+RayCall<Where, double> make_distance_call(Function& function) {
+    static_assert(std::is_floating_point_v<Answer<Where, Function>>,
                   "the function of a closest hit answers a distance, or gas::miss");
-    return {get_address(function),
-            [](void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
-                return static_cast<double>(call_for_ray<Function>(address, item, ray, index));
-            }};
+    return {
+        get_address(function), [](void* address, Where where, const Ray& ray, std::size_t index) {
+            return static_cast<double>(call_for_ray<Where, Function>(address, where, ray, index));
+        }};
 }
 
 /// A distance stops the ray if it counts, true always, and nothing never.
+template <typename Where, typename Function>
+RayCall<Where, bool> make_stop_call(Function& function) {
+    return {
+        get_address(function), [](void* address, Where where, const Ray& ray, std::size_t index) {
+            using Result = Answer<Where, Function>;
+            if constexpr (std::is_floating_point_v<Result>) {
+                return ray.holds(
+                    static_cast<double>(call_for_ray<Where, Function>(address, where, ray, index)));
+            } else if constexpr (std::is_void_v<Result>) {
+                call_for_ray<Where, Function>(address, where, ray, index);
+                return false;
+            } else {
+                static_assert(std::is_same_v<Result, bool>,
+                              "the function answers a distance, whether it is a hit, or void");
+                return call_for_ray<Where, Function>(address, where, ray, index);
+            }
+        }};
+}
+
+template <typename Where, typename F> void expect_no_answer() {
+    static_assert(std::is_void_v<Answer<Where, std::remove_reference_t<F>>>,
+                  "the function of all hits answers nothing; any_hit stops at a hit");
+}
+
+template <typename Function> DistanceCall get_distance_call(Function& function) {
+    return make_distance_call<std::uint32_t>(function);
+}
 template <typename Function> StopCall get_stop_call(Function& function) {
-    return {get_address(function),
-            [](void* address, std::uint32_t item, const Ray& ray, std::size_t index) {
-                using Result = Answer<Function>;
-                if constexpr (std::is_floating_point_v<Result>) {
-                    return ray.holds(
-                        static_cast<double>(call_for_ray<Function>(address, item, ray, index)));
-                } else if constexpr (std::is_void_v<Result>) {
-                    call_for_ray<Function>(address, item, ray, index);
-                    return false;
-                } else {
-                    static_assert(std::is_same_v<Result, bool>,
-                                  "the function answers a distance, whether it is a hit, or void");
-                    return call_for_ray<Function>(address, item, ray, index);
-                }
-            }};
+    return make_stop_call<std::uint32_t>(function);
+}
+template <typename Function> PlaceDistanceCall get_place_distance_call(Function& function) {
+    return make_distance_call<const Place&>(function);
+}
+template <typename Function> PlaceStopCall get_place_stop_call(Function& function) {
+    return make_stop_call<const Place&>(function);
 }
 
 template <typename Function> PointCall get_point_call(Function& function) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -38,6 +39,8 @@ struct ContextData {
     std::size_t used_batch_count = 0;
     std::vector<std::unique_ptr<GasTreeCtx>> stacks;
     std::size_t used_stack_count = 0;
+    std::vector<std::unique_ptr<std::vector<std::uint32_t>>> paths;
+    std::size_t used_path_count = 0;
 };
 
 /// An element of one of those lists, for a query's time.

@@ -19,11 +19,10 @@
 namespace gas {
 inline namespace gas_abi1 {
 
-class Scene;
-
 namespace detail {
+class SceneData;
 class TreeData;
-}
+} // namespace detail
 
 /// The box of an item at a time from 0 to 1. A grid calls it on several threads at once.
 using BoxFunction = std::function<Box(std::uint32_t item, double time)>;
@@ -109,11 +108,11 @@ class GAS_EASY_EXPORT Tree {
     /// Calls `f`, which answers nothing, once for every item whose box the ray crosses between its
     /// near and far distance, in no order.
     template <typename F> void all_hits(const Ray& ray, F&& f) const {
-        expect_no_answer<F>();
+        detail::expect_no_answer<std::uint32_t, F>();
         trace_all(nullptr, ray, detail::get_stop_call(f), false);
     }
     template <typename F> void all_hits(Context& context, const Ray& ray, F&& f) const {
-        expect_no_answer<F>();
+        detail::expect_no_answer<std::uint32_t, F>();
         trace_all(&context, ray, detail::get_stop_call(f), false);
     }
 
@@ -141,11 +140,11 @@ class GAS_EASY_EXPORT Tree {
     }
     template <typename F>
     void all_hits(Context& context, const Ray* rays, std::size_t count, F&& f) const {
-        expect_no_answer<F>();
+        detail::expect_no_answer<std::uint32_t, F>();
         trace_all(&context, rays, count, nullptr, detail::get_stop_call(f));
     }
     template <typename F> void all_hits(const std::vector<Ray>& rays, F&& f) const {
-        expect_no_answer<F>();
+        detail::expect_no_answer<std::uint32_t, F>();
         trace_all(nullptr, rays.data(), rays.size(), nullptr, detail::get_stop_call(f));
     }
 
@@ -157,12 +156,7 @@ class GAS_EASY_EXPORT Tree {
                                         double max_distance = infinity) const;
 
   private:
-    friend class Scene;
-
-    template <typename F> static void expect_no_answer() {
-        static_assert(std::is_void_v<detail::Answer<std::remove_reference_t<F>>>,
-                      "the function of all hits answers nothing; any_hit stops at a hit");
-    }
+    friend class detail::SceneData;
 
     Hit trace_closest(Context* context, const Ray& ray, const detail::DistanceCall& call) const;
     /// `asks_cache`: whether the item that stopped the ray before comes first, crossed or not.

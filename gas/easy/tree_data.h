@@ -61,6 +61,10 @@ class TreeData {
         return std::get_if<GasCompressedTree>(&m_tree);
     }
 
+    /// Single rays. `asks_cache`: whether the item that stopped the ray before comes first.
+    Hit find_closest(Context* context, const Ray& ray, const DistanceCall& call) const;
+    bool find_any(Context* context, const Ray& ray, const StopCall& call, bool asks_cache) const;
+
     /// The queries of a context's rays, static or in motion, one by one or as a stream.
     void trace_closest(ContextData& context, GeometryRaytraceCtx& rays, bool as_stream) const;
     void trace_all(ContextData& context, GeometryRaytraceCtx& rays, bool as_stream) const;

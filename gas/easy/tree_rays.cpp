@@ -83,34 +83,43 @@ void TreeData::trace_all(ContextData& context, GeometryRaytraceCtx& rays, bool a
         trace(std::get<GasGridTree>(m_tree));
 }
 
+Hit TreeData::find_closest(Context* context, const Ray& ray, const DistanceCall& call) const {
+    Hit hit;
+    double start = 0.0;
+    if (!find_start(ray, start))
+        return hit;
+    Ray seen = ray;
+    ClosestQuery query = {call, m_count, 0, &seen, &start, &hit};
+    GeometrySingleRay traced(get_origin(ray, start), get_direction(ray), ray.near - start,
+                             ray.far - start, static_cast<float>(ray.time));
+    traced.get_data().set_query_data(&query);
+    trace_closest(ContextData::get(context), traced.get_ctx(), false);
+    return hit;
+}
+
+bool TreeData::find_any(Context* context, const Ray& ray, const StopCall& call,
+                        bool asks_cache) const {
+    double start = 0.0;
+    if (!find_start(ray, start))
+        return false;
+    StopQuery query = {call, m_count, 0, &ray};
+    GeometrySingleRay traced(get_origin(ray, start), get_direction(ray), ray.near - start,
+                             ray.far - start, static_cast<float>(ray.time));
+    traced.get_data().set_query_data(&query);
+    // Streams are without cached leaves.
+    trace_all(ContextData::get(context), traced.get_ctx(), !asks_cache);
+    return traced.is_hit();
+}
+
 } // namespace detail
 
 Hit Tree::trace_closest(Context* context, const Ray& ray, const detail::DistanceCall& call) const {
-    Hit hit;
-    double start = 0.0;
-    if (!m_data || !m_data->find_start(ray, start))
-        return hit;
-    Ray seen = ray;
-    detail::ClosestQuery query = {call, m_data->get_count(), 0, &seen, &start, &hit};
-    GeometrySingleRay traced(m_data->get_origin(ray, start), m_data->get_direction(ray),
-                             ray.near - start, ray.far - start, static_cast<float>(ray.time));
-    traced.get_data().set_query_data(&query);
-    m_data->trace_closest(ContextData::get(context), traced.get_ctx(), false);
-    return hit;
+    return m_data ? m_data->find_closest(context, ray, call) : Hit();
 }
 
 bool Tree::trace_all(Context* context, const Ray& ray, const detail::StopCall& call,
                      bool asks_cache) const {
-    double start = 0.0;
-    if (!m_data || !m_data->find_start(ray, start))
-        return false;
-    detail::StopQuery query = {call, m_data->get_count(), 0, &ray};
-    GeometrySingleRay traced(m_data->get_origin(ray, start), m_data->get_direction(ray),
-                             ray.near - start, ray.far - start, static_cast<float>(ray.time));
-    traced.get_data().set_query_data(&query);
-    // Streams are without cached leaves.
-    m_data->trace_all(ContextData::get(context), traced.get_ctx(), !asks_cache);
-    return traced.is_hit();
+    return m_data && m_data->find_any(context, ray, call, asks_cache);
 }
 
 void Tree::trace_closest(Context* context, const Ray* rays, std::size_t count, Hit* hits,

@@ -58,6 +58,15 @@ struct Hit {
     explicit operator bool() const { return item != no_item; }
 };
 
+/// An item of a tree of which a scene holds instances.
+struct Place {
+    std::uint32_t item;
+    /// The way to the item, `depth` numbers, valid during the call: the instance's number in the
+    /// scene that was asked, then the one in the scene that this is an instance of, and so on.
+    const std::uint32_t* instances;
+    std::size_t depth;
+};
+
 /// An item near a point; false where there is none.
 struct NearItem {
     double distance = infinity;
