@@ -17,7 +17,8 @@ static_assert(offsetof(GasCompressedNode, children) == 8, "the children close th
 GasCompressedTree::GasCompressedTree()
     : m_nodes(nullptr), m_motion_blur_sample_count(0), m_motion_blur_records(nullptr), m_bbox{},
       m_blurred_bbox_count(0), m_blurred_bboxes(nullptr), m_root_index(no_root), m_items(nullptr),
-      m_leaf_count(0), m_node_count(0), m_depth(0), m_split_callback(split_sah_bins_fast) {}
+      m_leaf_count(0), m_node_count(0), m_depth(0), m_split_callback(split_sah_bins_fast),
+      m_are_boxes_ordered(false) {}
 
 GasCompressedTree::GasCompressedTree(const GasCompressedTree& other) : GasCompressedTree() {
     *this = other;
@@ -48,6 +49,7 @@ GasCompressedTree& GasCompressedTree::operator=(const GasCompressedTree& other) 
     m_depth = other.m_depth;
     m_split_callback = other.m_split_callback;
     m_leaf_callbacks = other.m_leaf_callbacks;
+    m_are_boxes_ordered = other.m_are_boxes_ordered;
     return *this;
 }
 
@@ -95,6 +97,7 @@ void GasCompressedTree::release_arrays(bool owns_shared, unsigned shared_sample_
     m_leaf_count = 0;
     m_node_count = 0;
     m_depth = 0;
+    m_are_boxes_ordered = false;
 }
 
 /// Takes everything from `other`, which is then as newly constructed. This tree is empty.
@@ -112,6 +115,7 @@ void GasCompressedTree::take(GasCompressedTree& other) noexcept {
     m_depth = std::exchange(other.m_depth, 0);
     m_split_callback = std::exchange(other.m_split_callback, split_sah_bins_fast);
     m_leaf_callbacks = std::exchange(other.m_leaf_callbacks, GasLeafCallbacks());
+    m_are_boxes_ordered = std::exchange(other.m_are_boxes_ordered, false);
     m_share.take(other.m_share);
 }
 

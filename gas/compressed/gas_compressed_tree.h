@@ -11,6 +11,7 @@
 #include <gas/host/host.h>
 #include <gas/split/gas_build_method.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
+#include <gas/traversal/spatial/gas_closest_item.h>
 #include <gas/tree/gas_node_share.h>
 
 inline namespace gas_abi1 {
@@ -39,8 +40,7 @@ class GasParallelBuild;
 class GAS_EXPORT GasCompressedTree {
   public:
     /// Divides the `count` (3 or more) items of a node: reorders `items` in place and always sets
-    /// `left_count`; the first `left_count` entries go to the first child. 0 or `count` cuts the
-    /// list in half instead.
+    /// `left_count`. So many entries go to the first child; 0 or `count` halves the list instead.
     using SplitCallback = void (*)(const GasCompressedTreeSplitContext& context, unsigned* items,
                                    unsigned count, unsigned& left_count);
 
@@ -59,8 +59,7 @@ class GAS_EXPORT GasCompressedTree {
     GasCompressedTree& operator=(GasCompressedTree&& other) noexcept;
     virtual ~GasCompressedTree();
 
-    /// Bytes held: the object, its nodes, and 8 per item when it has an index array. Motion-blur
-    /// samples are not counted.
+    /// Bytes held without samples: the object, its nodes, 8 per item with an index array.
     virtual std::size_t get_memory_size() const;
 
     /// Builds the tree over `count` (at least 1) boxes; what it held before is cleared. `indices`,
@@ -142,9 +141,8 @@ class GAS_EXPORT GasCompressedTree {
                                      void* user);
 
     /// Ray queries, as GasTree's of these names: what they promise of leaves, how rays are stopped
-    /// and shortened, and what a batch, a shader or a motion ray needs is said there. A tree of one
-    /// leaf always calls its callback once for the whole range, with no box test and no need of
-    /// frames.
+    /// and shortened, and what a batch, a shader or a motion ray needs is said there. A lone leaf's
+    /// callback is always called once for the whole range, without box test or frames.
     ///
     /// A shader's cached leaf is looked up by the tree's address alone. After a rebuild with fewer
     /// items, or with another tree at the same address (a move, a swap, a vector that grew), a ray
@@ -157,8 +155,7 @@ class GAS_EXPORT GasCompressedTree {
     void ray_hit_nearest_motion(const CtxEval& eval, CtxShader& shader,
                                 GeometryRaytraceCtx& ctx) const;
 
-    /// Streams, as GasTree's of these names: each ray as by a query of its own without cached
-    /// leaves, in no order between rays.
+    /// Streams, as GasTree's: each ray as by a query without cached leaves, in no order of rays.
     void ray_stream_static(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_stream_motion(const CtxEval& eval, CtxShader& shader, GeometryRaytraceCtx& ctx) const;
     void ray_stream_nearest_static(const CtxEval& eval, CtxShader& shader,
@@ -170,12 +167,16 @@ class GAS_EXPORT GasCompressedTree {
     /// none until `refit_motion_blur_sample` fills them.
     void set_motion_blur_sample_count(const unsigned& count);
     /// Fills sample `sample` from the item boxes at its time. False, with nothing changed, when
-    /// their count is not the leaf count or there is no such sample. Needs 24 bytes per item while
-    /// it runs.
+    /// their count is not the leaf count or there is no such sample. Takes 24 bytes per item.
     bool refit_motion_blur_sample(const CoreArray<GMathBbox3<float>>& bboxes,
                                   const unsigned& sample);
     bool refit_motion_blur_sample(const GMathBbox3<float>* bboxes, const unsigned& count,
                                   const unsigned& sample);
+
+    /// As GasTree's, with the same answers.
+    bool get_closest_item(GasTreeCtx& ctx, const GMathVec3<double>& point,
+                          const double& max_distance, GasClosestItemCallback callback, void* user,
+                          unsigned& item, double& distance) const;
 
     /// Split functions, as GasTree's of these names.
     static void split_median(const GasCompressedTreeSplitContext& context, unsigned* items,
@@ -277,6 +278,7 @@ class GAS_EXPORT GasCompressedTree {
     void take(GasCompressedTree& other) noexcept;
 
     unsigned take_slot(GasTreeCtx& ctx) const;
+    bool are_boxes_ordered() const { return m_are_boxes_ordered; }
     const unsigned* find_item(const unsigned& leaf) const;
     void call_leaf(GasRayCall call, const unsigned& leaf, const CtxEval& eval, CtxShader& shader,
                    GeometryRaytraceCtx& ctx) const;
@@ -294,6 +296,8 @@ class GAS_EXPORT GasCompressedTree {
     unsigned m_depth;
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
+    /// Of two items or more: whether every box has min <= max and a centre that is no NaN.
+    bool m_are_boxes_ordered;
     GasNodeShare m_share;
 };
 

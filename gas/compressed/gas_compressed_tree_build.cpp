@@ -58,9 +58,10 @@ void GasCompressedTree::split_items(const Box* bboxes, GasRecord* records, unsig
                                     const GasBuildSettings& settings, GasParallelBuild* parallel) {
     const GasBuildMethod method = choose_split(settings);
     AppProgressBar* const progress_bar = settings.progress_bar;
-    if (!gas_build_from_records<GasInnerNumbering>(m_nodes, bboxes, m_leaf_count, method, records,
-                                                   numbers, progress_bar, parallel, m_depth)
-             .is_comparable)
+    const GasBoxFacts facts = gas_build_from_records<GasInnerNumbering>(
+        m_nodes, bboxes, m_leaf_count, method, records, numbers, progress_bar, parallel, m_depth);
+    m_are_boxes_ordered = facts.is_comparable && facts.is_ordered;
+    if (!facts.is_comparable)
         split_lists(bboxes, numbers, progress_bar);
 }
 

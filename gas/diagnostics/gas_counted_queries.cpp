@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gas/diagnostics/gas_counted_queries.h>
 
+#include <gas/compressed/gas_compressed_tree_traversal.h>
 #include <gas/diagnostics/gas_counting_probe.h>
+#include <gas/traversal/spatial/gas_closest_walk.h>
 #include <gas/traversal/spatial/gas_nearest_walk.h>
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree_traversal.h>
@@ -22,6 +24,24 @@ unsigned gas_counted_get_nearest_leaves(const GasTree& tree, GasTreeCtx& ctx,
     GasCountingProbe probe = {counts};
     return gas_find_nearest_leaves(tree, ctx, point, max_distance, max_count, leaves, distances,
                                    probe);
+}
+
+bool gas_counted_get_closest_item(const GasTree& tree, GasTreeCtx& ctx,
+                                  const GMathVec3<double>& point, const double& max_distance,
+                                  GasClosestItemCallback callback, void* user, unsigned& item,
+                                  double& distance, GasWalkCounts& counts) {
+    GasCountingProbe probe = {counts};
+    return gas_find_closest_item(tree, ctx, point, max_distance, callback, user, item, distance,
+                                 probe);
+}
+
+bool gas_counted_get_closest_item(const GasCompressedTree& tree, GasTreeCtx& ctx,
+                                  const GMathVec3<double>& point, const double& max_distance,
+                                  GasClosestItemCallback callback, void* user, unsigned& item,
+                                  double& distance, GasWalkCounts& counts) {
+    GasCountingProbe probe = {counts};
+    return gas_find_closest_item(tree, ctx, point, max_distance, callback, user, item, distance,
+                                 probe);
 }
 
 } // namespace gas_abi1

@@ -10,13 +10,11 @@
 #include <gas/host/host.h>
 #include <gas/split/gas_build_method.h>
 #include <gas/traversal/query/gas_leaf_callbacks.h>
+#include <gas/traversal/spatial/gas_closest_item.h>
 #include <gas/tree/gas_node_share.h>
 #include <gas/tree/gas_tree_split_context.h>
 
 inline namespace gas_abi1 {
-
-struct GasBuildSettings;
-class GasWideTree;
 
 /// A binary bounding-volume hierarchy (BVH) over the boxes (AABBs) of items (primitives), one item
 /// per leaf. The ray queries call the leaf callbacks of the leaves that rays reach: for the nearest
@@ -183,8 +181,7 @@ class GAS_EXPORT GasTree {
 
     /// Collects in `leaves`, whose old contents go, the position of every leaf whose box overlaps
     /// or touches `box`, what lies below a first child before what lies below its sibling. Leaf
-    /// positions are items as `create` numbers them; an index array is not applied. `ctx` lends
-    /// its stack.
+    /// positions are items as `create` numbers them, without an index array. `ctx` lends its stack.
     void get_leaves_in_bbox(GasTreeCtx& ctx, const GMathBbox3<float>& box,
                             CoreVector<unsigned>& leaves) const;
     /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
@@ -197,6 +194,10 @@ class GAS_EXPORT GasTree {
     unsigned get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& point,
                                 const float& max_distance, const unsigned& max_count,
                                 unsigned* leaves, float* distances) const;
+    /// The item closest to `point` by the callback's distances, as GasClosestItemCallback says.
+    bool get_closest_item(GasTreeCtx& ctx, const GMathVec3<double>& point,
+                          const double& max_distance, GasClosestItemCallback callback, void* user,
+                          unsigned& item, double& distance) const;
 
     /// Writes bounds, counts and memory use to the host's log.
     void print() const;
@@ -207,8 +208,7 @@ class GAS_EXPORT GasTree {
     /// Split functions. Cut at the middle of the centres' bounds along its widest axis.
     static void split_median(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                              unsigned& left_count);
-    /// SAH over all three axes, 16 bins each; exact for 16 items or fewer. This and the next two
-    /// need the context's workspace.
+    /// SAH over all axes, 16 bins each; exact up to 16 items. All but the first need a workspace.
     static void split_sah_bins(const GasTreeSplitContext& context, unsigned* items, unsigned count,
                                unsigned& left_count);
     /// Along the widest axis only.
@@ -229,7 +229,7 @@ class GAS_EXPORT GasTree {
                        const unsigned& count);
     template <typename Box>
     void build(const Box* bboxes, unsigned count, const unsigned* indices,
-               const GasBuildSettings& settings);
+               const struct GasBuildSettings& settings);
     template <typename Box>
     void build_from_lists(const Box* bboxes, unsigned* items, AppProgressBar* progress_bar);
     GasBuildMethod choose_split(const GasBuildSettings& settings);
@@ -292,7 +292,7 @@ class GAS_EXPORT GasTree {
     SplitCallback m_split_callback;
     GasLeafCallbacks m_leaf_callbacks;
     /// What is kept beside the nodes, and shared with them; null when empty.
-    GasWideTree* m_wide_tree;
+    class GasWideTree* m_wide_tree;
     bool m_wants_wide_nodes;
     GasNodeShare m_share;
 };

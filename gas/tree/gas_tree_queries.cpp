@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <gas/traversal/spatial/gas_closest_walk.h>
 #include <gas/traversal/spatial/gas_nearest_walk.h>
 #include <gas/traversal/spatial/gas_spatial_walk.h>
 #include <gas/tree/gas_tree.h>
@@ -18,6 +19,14 @@ unsigned GasTree::get_nearest_leaves(GasTreeCtx& ctx, const GMathVec3<float>& po
     GasNoProbe probe;
     return gas_find_nearest_leaves(*this, ctx, point, max_distance, max_count, leaves, distances,
                                    probe);
+}
+
+bool GasTree::get_closest_item(GasTreeCtx& ctx, const GMathVec3<double>& point,
+                               const double& max_distance, GasClosestItemCallback callback,
+                               void* user, unsigned& item, double& distance) const {
+    GasNoProbe probe;
+    return gas_find_closest_item(*this, ctx, point, max_distance, callback, user, item, distance,
+                                 probe);
 }
 
 } // namespace gas_abi1

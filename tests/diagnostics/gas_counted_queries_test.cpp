@@ -23,6 +23,7 @@ class CountedQueries : public testing::Test {
             box.max = box.min + GMathVec3<float>{0.05f, 0.05f, 0.05f};
         }
         tree.create(boxes, nullptr, nullptr, 1.0f);
+        compressed.create(boxes, nullptr, nullptr);
     }
 
     static GMathVec3<float> make_point(support::SeededRandom& random) {
@@ -43,7 +44,35 @@ class CountedQueries : public testing::Test {
         return std::sqrt(sum);
     }
 
+    template <typename Tree> void compare_closest(const Tree& searched) {
+        // From a point outside, by what is a distance of every item's box and more.
+        const GMathVec3<double> point = {-4.0, 0.5, 0.5};
+        unsigned call_count = 0;
+        const GasClosestItemCallback ask = [](void* user, const unsigned& item,
+                                              const GMathVec3<double>&, const double&) {
+            ++*static_cast<unsigned*>(user);
+            return 8.0 - 0.001 * item;
+        };
+        unsigned plain_item = 0;
+        double plain_distance = 0.0;
+        EXPECT_TRUE(searched.get_closest_item(ctx, point, 9.0, ask, &call_count, plain_item,
+                                              plain_distance));
+        EXPECT_EQ(plain_item, 499u);
+        const unsigned plain_call_count = call_count;
+        unsigned item = 0;
+        double distance = 0.0;
+        GasWalkCounts counts;
+        EXPECT_TRUE(gas_counted_get_closest_item(searched, ctx, point, 9.0, ask, &call_count, item,
+                                                 distance, counts));
+        EXPECT_EQ(item, plain_item);
+        EXPECT_EQ(distance, plain_distance);
+        EXPECT_EQ(counts.leaf_calls, plain_call_count);
+        EXPECT_EQ(call_count, 2 * plain_call_count);
+        EXPECT_EQ(counts.visited_nodes, 2 * counts.leaf_calls - 1); // all of them
+    }
+
     GasTree tree;
+    GasCompressedTree compressed;
     GasTreeCtx ctx;
 };
 
@@ -82,6 +111,11 @@ TEST_F(CountedQueries, FindWhatTheOthersFindNearAPoint) {
         EXPECT_GE(counts.leaf_calls, room);
         EXPECT_LT(counts.visited_nodes, tree.get_node_count());
     }
+}
+
+TEST_F(CountedQueries, FindTheClosestItemThatTheOthersFind) {
+    compare_closest(tree);
+    compare_closest(compressed);
 }
 
 TEST_F(CountedQueries, VisitHardlyANodeFartherThanTheLastLeafFound) {

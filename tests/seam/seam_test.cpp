@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <gas/compressed/gas_compressed_tree.h>
 #include <gas/object/gas_object_empty.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree.h>
@@ -153,6 +154,26 @@ TEST(Seam, SpatialQueriesFindWhatASearchFinds) {
         EXPECT_EQ(tree.get_nearest_leaves(ctx, center, 5.0f, 2, nearest, distances), 2u);
         EXPECT_EQ(nearest[0], 17u);
         EXPECT_EQ(distances[0], 0.0f);
+
+        GasCompressedTree compressed;
+        compressed.create(scene.boxes, nullptr, nullptr);
+        const GasClosestItemCallback get_distance = [](void*, const unsigned& item,
+                                                       const GMathVec3<double>&, const double&) {
+            return item == 17 ? 1.0 : 1e6;
+        };
+        const GMathVec3<double> point = {static_cast<double>(center.x),
+                                         static_cast<double>(center.y),
+                                         static_cast<double>(center.z)};
+        for (const bool is_compressed : {false, true}) {
+            unsigned item = 0;
+            double distance = 0.0;
+            EXPECT_TRUE(is_compressed ? compressed.get_closest_item(ctx, point, 1e3, get_distance,
+                                                                    nullptr, item, distance)
+                                      : tree.get_closest_item(ctx, point, 1e3, get_distance,
+                                                              nullptr, item, distance));
+            EXPECT_EQ(item, 17u);
+            EXPECT_EQ(distance, 1.0);
+        }
     }
     EXPECT_EQ(seam_live_blocks, 0);
 }

@@ -121,6 +121,11 @@ struct GasTraversalAccess {
         return tree.get_wide_samples();
     }
 
+    /// The item that callbacks hear of for a leaf of the tree's own.
+    template <typename Tree> static unsigned get_item(const Tree& tree, const unsigned& leaf) {
+        return *tree.find_item(leaf);
+    }
+
     /// Calls the callback for a leaf's item.
     template <GasRayCall call, typename Tree>
     static void call_leaf(const Tree& tree, const unsigned& leaf, const CtxEval& eval,
