@@ -8,6 +8,10 @@
 /// The spatial queries that are measured.
 namespace gas_bench {
 
+inline constexpr unsigned query_count = 1024;
+/// Looking at every box or item takes long, so it is done for few queries.
+inline constexpr unsigned brute_force_count = 4;
+
 /// Leaves in boxes of that side, in scene sizes.
 struct BoxQuestion {
     const char* name;

@@ -131,6 +131,7 @@ void run(int argument_count, char** arguments) {
         gas_bench::register_trace_packet(*workloads);
     }
     gas_bench::register_queries(flat);
+    gas_bench::register_closest_item(flat);
     gas_bench::register_refit(flat);
     gas_bench::register_codec();
     gas_bench::register_grid_first_touch(flat);

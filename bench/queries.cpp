@@ -21,10 +21,6 @@ namespace {
 
 using Point = GMathVec3<float>;
 
-constexpr unsigned query_count = 1024;
-/// Looking at every box takes long, so it is done for few queries.
-constexpr unsigned brute_force_count = 4;
-
 bool overlap(const GMathBbox3<float>& a, const GMathBbox3<float>& b) {
     return a.min.x <= b.max.x && b.min.x <= a.max.x && a.min.y <= b.max.y && b.min.y <= a.max.y &&
            a.min.z <= b.max.z && b.min.z <= a.max.z;
