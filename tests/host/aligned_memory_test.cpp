@@ -48,8 +48,7 @@ TEST(AlignedMemory, NullCanBeReleased) {
 // Under the sanitizers this needs allocator_may_return_null=1, which the test run sets.
 TEST(AlignedMemory, AbsurdSizesThrow) {
     const std::size_t largest = std::numeric_limits<std::size_t>::max();
-    for (const std::size_t size :
-         {largest, largest - 14, largest - 15, largest - 4096, largest / 2, largest / 4}) {
+    for (const std::size_t size : {largest / 2, largest / 4}) {
         EXPECT_THROW(sys_aligned_free(sys_aligned_malloc(size)), std::bad_alloc) << size;
         EXPECT_THROW(sys_free(sys_malloc(size)), std::bad_alloc) << size;
     }

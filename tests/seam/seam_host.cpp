@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <tests/seam/seam_host.h>
 
+#include <cstdlib>
 #include <new>
 
 CoreLogHandler& core_main_log_handler() {
@@ -64,26 +65,29 @@ void* CoreBaseType::serialize(std::size_t& size) const {
 
 int seam_live_blocks = 0;
 
+namespace {
+
+void* count_block(void* memory) {
+    if (!memory)
+        throw std::bad_alloc();
+    ++seam_live_blocks;
+    return memory;
+}
+
+void release_block(void* memory) {
+    if (memory)
+        --seam_live_blocks;
+    std::free(memory);
+}
+
+} // namespace
+
 void* sys_aligned_malloc(std::size_t size) {
-    void* memory = ::operator new(size, std::align_val_t(64));
-    ++seam_live_blocks;
-    return memory;
+    return count_block(std::aligned_alloc(64, (size / 64 + 1) * 64));
 }
 
-void sys_aligned_free(void* memory) {
-    if (memory)
-        --seam_live_blocks;
-    ::operator delete(memory, std::align_val_t(64));
-}
+void sys_aligned_free(void* memory) { release_block(memory); }
 
-void* sys_malloc(std::size_t size) {
-    void* memory = ::operator new(size);
-    ++seam_live_blocks;
-    return memory;
-}
+void* sys_malloc(std::size_t size) { return count_block(std::malloc(size)); }
 
-void sys_free(void* memory) {
-    if (memory)
-        --seam_live_blocks;
-    ::operator delete(memory);
-}
+void sys_free(void* memory) { release_block(memory); }

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gas/host/simd_f.h>
@@ -183,14 +184,19 @@ class SysThreadTask {
 class SysThreadTaskManager {
   public:
     explicit SysThreadTaskManager(void*) {}
-    void add_task(SysThreadTask& task, const bool&, const bool&) { tasks.push_back(&task); }
+    void add_task(SysThreadTask& task, const bool& is_owned, const bool&) {
+        tasks.push_back({&task, is_owned});
+    }
     void wait_until_completed() {
-        for (SysThreadTask* task : tasks)
+        for (const auto& [task, is_owned] : tasks) {
             task->run();
+            if (is_owned)
+                delete task;
+        }
         tasks.clear();
     }
 
-    std::vector<SysThreadTask*> tasks;
+    std::vector<std::pair<SysThreadTask*, bool>> tasks;
 };
 
 /// Contexts.
