@@ -1,7 +1,25 @@
 # SPDX-License-Identifier: Apache-2.0
 include(CMakePackageConfigHelpers)
 
-install(TARGETS gas_host gas gas_easy
+# A host of a renderer's own goes with the library, unless it comes from a package of its own. The
+# library is of use to nobody without it.
+set(gas_installed_targets gas_host gas)
+if(TARGET gas_easy)
+    list(APPEND gas_installed_targets gas_easy)
+endif()
+if(GAS_HOST_TARGET)
+    set(gas_installed_host ${GAS_HOST_TARGET})
+    get_target_property(gas_aliased_host ${GAS_HOST_TARGET} ALIASED_TARGET)
+    if(gas_aliased_host)
+        set(gas_installed_host ${gas_aliased_host})
+    endif()
+    get_target_property(gas_host_is_imported ${gas_installed_host} IMPORTED)
+    if(NOT gas_host_is_imported)
+        list(APPEND gas_installed_targets ${gas_installed_host})
+    endif()
+endif()
+
+install(TARGETS ${gas_installed_targets}
     EXPORT gas_targets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -31,7 +49,10 @@ install(FILES
     "${PROJECT_BINARY_DIR}/gasConfigVersion.cmake"
     DESTINATION "${gas_package_dir}")
 
-include(pkg_config)
+# The flags that a renderer's host needs are known to CMake alone.
+if(NOT GAS_HOST_TARGET)
+    include(pkg_config)
+endif()
 
 # Pages lie to each other as in the source tree, so that their links hold. CMAKE_INSTALL_DOCDIR may be
 # that of a project around this one.
@@ -45,7 +66,8 @@ install(FILES
     DESTINATION "${gas_doc_dir}")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
     DESTINATION "${gas_doc_dir}"
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp" PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp" PATTERN "*.h"
+        REGEX "/own_host/(host/)?CMakeLists[.]txt$")
 
 if(PROJECT_IS_TOP_LEVEL)
     include(package)
