@@ -64,6 +64,12 @@ VERSION_LIST = "CMakeLists.txt"
 VERSION = re.compile(r"^\s*VERSION (\d+\.\d+\.\d+)$", re.M)
 VERSION_COPY = "packaging/vcpkg/gas/vcpkg.json"
 
+# The page that lists what a host has to provide, and where the names are used.
+HOST_PAGE = "docs/host.md"
+HOST_ACCESS = "gas/host/host_access.h"
+HOST_FUNCTION = re.compile(r"^(?:inline|template)[^\n(]*?\b(\w+)\(", re.M)
+HOST_CHECK = re.compile(r"^static_assert\(\w+<(\w+)", re.M)
+
 # The program that README.md shows.
 README_PROGRAM = "examples/first_ray.cpp"
 
@@ -486,6 +492,16 @@ def check_readme(report):
             report.add("README.md", 1, f"its first program is not {README_PROGRAM}")
 
 
+def check_host_page(report):
+    """The page of hosts names each function that reads their records, and each type that is checked."""
+    page = set(re.findall(r"`(\w+)", Source(HOST_PAGE).text))
+    names = set(HOST_FUNCTION.findall(Source(HOST_ACCESS).code))
+    for path in (HOST_CONTRACT, HOST_CONTRACT.replace(".h", "_values.h")):
+        names |= set(HOST_CHECK.findall(Source(path).code)) - {"std"}
+    for name in sorted(names - page):
+        report.add(HOST_PAGE, 1, f"does not list `{name}`, which a host has to provide")
+
+
 def check_version(report):
     """Recipes of packages name the project's version."""
     with open(os.path.join(ROOT, VERSION_LIST), encoding="utf-8") as file:
@@ -523,6 +539,7 @@ def main():
     check_listed(paths, report)
     check_map(paths, report)
     check_readme(report)
+    check_host_page(report)
     check_version(report)
 
     for path, line, message in sorted(report.findings):

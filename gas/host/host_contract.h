@@ -59,8 +59,8 @@ concept LogHandler = requires(Handler& handler, const CoreLogStream& stream) {
 
 /// `increment_if_step` adds the increment when the count reaches the next multiple of the interval;
 /// the build method setting is 0..3. The library releases a bar that it requested when its build
-/// is done; the application may then delete it. `increment_if_step` and `set_value` may throw,
-/// which cancels the build; `finish` and the release throw nothing.
+/// is done; the application may then delete it. `increment_if_step`, `set_value` and `finish` may
+/// throw, which cancels the build; the release throws nothing.
 template <typename Bar>
 concept ProgressBar = requires(Bar& bar, const Bar& fixed, const unsigned& count,
                                const float& value, unsigned interval, float increment) {
