@@ -26,11 +26,10 @@ class GasParallelBuild;
 /// two children as 8-bit distances from its own, and a walk decodes them on its way down. Leaves
 /// are references in their parents.
 ///
-/// It has the ray queries of GasTree (closest hit; all hits, that is any hit or occluded; coherent
-/// batches, streams) with the same callbacks. Decoded boxes are a little larger than the items'
-/// own, so some leaves are called whose box the ray misses. The working range is a scene whose
-/// coordinates and extents stay below 82 units, with detail of 1e-2 units and more: there every
-/// decoded box contains the boxes below it (in practice up to about 200 units; see
+/// It has the ray queries of GasTree with the same callbacks. Decoded boxes are a little larger
+/// than the items' own, so some leaves are called whose box the ray misses. The working range is a
+/// scene whose coordinates and extents stay below 82 units, with detail of 1e-2 units and more:
+/// there every decoded box contains the boxes below it (in practice up to about 200 units; see
 /// gas_box_codec.h). A small scene far from the origin is outside. Scale other scenes, boxes and
 /// rays alike, by a power of two (gas_scene_scale.h).
 ///
@@ -48,13 +47,11 @@ class GAS_EXPORT GasCompressedTree {
 
     /// An empty tree. Its leaf callbacks do nothing until they are set.
     GasCompressedTree();
-    /// Copies are shallow: the copy shares the nodes, the index copy and the sample records with
-    /// its source. Only one of the two may be cleared, rebuilt or destroyed, or lower its number of
-    /// samples. Assignment releases nothing of what the target held but its tables of samples. A
-    /// second release is caught as that of a GasTree.
+    /// Copies are shallow, and moves are, as GasTree's: a copy shares the nodes, the index copy and
+    /// the sample records with its source. Assigning one releases nothing of what the target held
+    /// but its tables of samples.
     GasCompressedTree(const GasCompressedTree& other);
     GasCompressedTree& operator=(const GasCompressedTree& other);
-    /// Moves, as GasTree's.
     GasCompressedTree(GasCompressedTree&& other) noexcept;
     GasCompressedTree& operator=(GasCompressedTree&& other) noexcept;
     virtual ~GasCompressedTree();
