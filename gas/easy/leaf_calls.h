@@ -34,6 +34,21 @@ struct StopQuery {
     const Ray* rays;
 };
 
+/// For the item closest to a point. Distances in the tree's space are those of the program times
+/// the scale, a power of two.
+struct PointQuery {
+    PointCall call;
+    Vector point;
+    double scale;
+};
+
+inline double measure_item(void* user, const unsigned& item, const GMathVec3<double>&,
+                           const double& bound) {
+    const PointQuery& query = *static_cast<const PointQuery*>(user);
+    return query.scale *
+           query.call.call(query.call.function, item, query.point, bound / query.scale);
+}
+
 inline void record_closest(void*, const unsigned& item, const CtxEval&, CtxShader&,
                            GeometryRaytraceCtx& rays) {
     const ClosestQuery& query = *static_cast<const ClosestQuery*>(rays.get_query_data());

@@ -5,8 +5,10 @@
 #include <cmath>
 #include <utility>
 
+#include <gas/easy/leaf_calls.h>
 #include <gas/easy/tree_data.h>
 #include <gas/scene/gas_box_padding.h>
+#include <gas/scene/gas_scene_scale.h>
 
 namespace gas {
 inline namespace gas_abi1 {
@@ -69,7 +71,7 @@ void Tree::set_motion(std::size_t count) {
 std::vector<std::uint32_t> Tree::items_in(const Box& box) const {
     if (!m_data)
         return {};
-    const GasTree& tree = m_data->expect_plain("items in a box");
+    const GasTree& tree = m_data->expect_plain("only plain trees find the items in a box");
     ContextData& context = ContextData::get(nullptr);
     const detail::Lease<GasTreeCtx> stack(context.stacks, context.used_stack_count);
     CoreVector<unsigned> leaves;
@@ -82,7 +84,7 @@ std::vector<NearItem> Tree::nearest_boxes(const Vector& point, std::size_t max_c
                                           double max_distance) const {
     if (!m_data || max_count == 0)
         return {};
-    const GasTree& tree = m_data->expect_plain("nearest boxes");
+    const GasTree& tree = m_data->expect_plain("only plain trees find the nearest boxes");
     ContextData& context = ContextData::get(nullptr);
     const detail::Lease<GasTreeCtx> stack(context.stacks, context.used_stack_count);
     const auto count = static_cast<unsigned>(std::min<std::size_t>(max_count, m_data->get_count()));
@@ -99,6 +101,31 @@ std::vector<NearItem> Tree::nearest_boxes(const Vector& point, std::size_t max_c
     for (unsigned i = 0; i < found; ++i)
         near[i] = {static_cast<double>(distances[i]), items[i]};
     return near;
+}
+
+NearItem Tree::find_closest(Context* context, const Vector& point, double max_distance,
+                            const detail::PointCall& call) const {
+    NearItem found;
+    if (!m_data)
+        return found;
+    ContextData& data = ContextData::get(context);
+    const detail::Lease<GasTreeCtx> stack(data.stacks, data.used_stack_count);
+    detail::PointQuery query = {call, point, m_data->get_space().scale};
+    const GMathVec3<double> scaled =
+        gas_scale_vector(detail::to_host(point), m_data->get_space().scale);
+    const double bound = max_distance * query.scale;
+    const auto find = [&](const auto& tree) {
+        unsigned item = 0;
+        double distance = 0.0;
+        if (tree.get_closest_item(*stack, scaled, bound, detail::measure_item, &query, item,
+                                  distance))
+            found = {distance / query.scale, item};
+    };
+    if (const GasCompressedTree* const compressed = m_data->find_compressed())
+        find(*compressed);
+    else
+        find(m_data->expect_plain("the closest item is not found in grids"));
+    return found;
 }
 
 } // namespace gas_abi1

@@ -155,8 +155,25 @@ class GAS_EASY_EXPORT Tree {
     std::vector<NearItem> nearest_boxes(const Vector& point, std::size_t max_count,
                                         double max_distance = infinity) const;
 
+    /// The item closest to `point`, at most `max_distance` away: `f` takes (item, point), or (item,
+    /// point, bound), and answers the distance, or any larger number than the bound. It is called
+    /// only for items whose boxes are near enough. Not in grids. Of items at the same distance the
+    /// lowest is found.
+    template <typename F>
+    NearItem closest_point(const Vector& point, F&& f, double max_distance = infinity) const {
+        return find_closest(nullptr, point, max_distance, detail::get_point_call(f));
+    }
+    template <typename F>
+    NearItem closest_point(Context& context, const Vector& point, F&& f,
+                           double max_distance = infinity) const {
+        return find_closest(&context, point, max_distance, detail::get_point_call(f));
+    }
+
   private:
     friend class detail::SceneData;
+
+    NearItem find_closest(Context* context, const Vector& point, double max_distance,
+                          const detail::PointCall& call) const;
 
     Hit trace_closest(Context* context, const Ray& ray, const detail::DistanceCall& call) const;
     /// `asks_cache`: whether the item that stopped the ray before comes first, crossed or not.

@@ -162,10 +162,10 @@ Box TreeData::get_bounds() const {
     return std::visit([&](const auto& tree) { return m_space.from_tree(tree.get_bbox()); }, m_tree);
 }
 
-const GasTree& TreeData::expect_plain(const char* what) const {
+const GasTree& TreeData::expect_plain(const char* sentence) const {
     if (const GasTree* const plain = find_plain())
         return *plain;
-    throw Error(std::string(what) + ": plain trees only");
+    throw Error(sentence);
 }
 
 void TreeData::refit(const Box* boxes, std::size_t count) {

@@ -54,8 +54,8 @@ class TreeData {
     void set_motion(const std::vector<std::vector<Box>>& samples);
     void set_motion(std::size_t count);
 
-    /// The plain tree; throws Error where it is another. `what` is what plain trees alone have.
-    const GasTree& expect_plain(const char* what) const;
+    /// The plain tree; throws Error with the sentence where it is another.
+    const GasTree& expect_plain(const char* sentence) const;
     const GasTree* find_plain() const { return std::get_if<GasTree>(&m_tree); }
     const GasCompressedTree* find_compressed() const {
         return std::get_if<GasCompressedTree>(&m_tree);

@@ -309,4 +309,69 @@ TEST(EasyTree, FindsTheNearestBoxes) {
     EXPECT_TRUE(tree.nearest_boxes({100.0, 0.0, 0.0}, 7, 50.0).empty());
 }
 
+TEST(EasyTree, FindsTheClosestItem) {
+    const std::vector<Sphere> spheres = easy::make_spheres(400, 11, 1e-4);
+    for (const gas::Kind kind : {gas::Kind::plain, gas::Kind::compressed}) {
+        const gas::Tree tree(easy::get_boxes(spheres), of_kind(kind));
+        unsigned call_count = 0;
+        for (const gas::Ray& ray : easy::make_rays(50, 12, 1e-4)) {
+            const gas::Vector& point = ray.origin;
+            const auto measure = [&](std::uint32_t item, const gas::Vector& from) {
+                ++call_count;
+                return std::max(easy::length(spheres[item].center - from) - spheres[item].radius,
+                                0.0);
+            };
+            gas::NearItem expected;
+            for (std::uint32_t item = 0; item < spheres.size(); ++item) {
+                const double distance = measure(item, point);
+                if (distance < expected.distance)
+                    expected = {distance, item};
+            }
+            call_count -= 400;
+            const gas::NearItem near = tree.closest_point(point, measure);
+            EXPECT_EQ(near.item, expected.item);
+            EXPECT_EQ(near.distance, expected.distance);
+            gas::Context context;
+            const auto bounded = [&](std::uint32_t item, const gas::Vector& from, double bound) {
+                EXPECT_GE(bound, expected.distance);
+                return measure(item, from);
+            };
+            EXPECT_EQ(tree.closest_point(context, point, bounded).item, expected.item);
+            EXPECT_FALSE(tree.closest_point(point, measure, 0.5 * expected.distance - 1e-9));
+        }
+        EXPECT_LT(call_count, 50u * 40u) << "most are never asked";
+    }
+    const gas::Tree grid(easy::get_boxes(spheres), of_kind(gas::Kind::grid));
+    const auto measure = [](std::uint32_t, const gas::Vector&) { return 0.0; };
+    EXPECT_THROW(grid.closest_point({}, measure), gas::Error);
+    EXPECT_FALSE(gas::Tree().closest_point({}, measure));
+}
+
+TEST(EasyTree, ShowsItsLevels) {
+    const std::vector<Sphere> spheres = easy::make_spheres(100, 13);
+    const std::vector<gas::Box> boxes = easy::get_boxes(spheres);
+    for (const gas::Kind kind : {gas::Kind::plain, gas::Kind::compressed}) {
+        const gas::Tree tree(boxes, of_kind(kind));
+        EXPECT_TRUE(tree.validate().empty());
+        ASSERT_EQ(tree.boxes_at_level(0).size(), 1u);
+        EXPECT_EQ(tree.boxes_at_level(0)[0].min.x, tree.bounds().min.x);
+        EXPECT_EQ(tree.boxes_at_level(1).size(), 2u);
+        EXPECT_TRUE(tree.boxes_at_level(tree.depth()).empty());
+        EXPECT_FALSE(tree.boxes_at_level(tree.depth() - 1).empty());
+        // Two children to each node above.
+        std::size_t count = 0;
+        for (std::size_t level = 0; level < tree.depth(); ++level)
+            count += tree.boxes_at_level(level).size();
+        EXPECT_EQ(count, 199u);
+        const gas::Tree lone(boxes.data(), 1, of_kind(kind));
+        EXPECT_EQ(lone.boxes_at_level(0).size(), 1u);
+        EXPECT_TRUE(lone.validate().empty());
+    }
+    const gas::Tree grid(boxes, of_kind(gas::Kind::grid));
+    EXPECT_THROW(grid.boxes_at_level(0), gas::Error);
+    EXPECT_THROW(grid.validate(), gas::Error);
+    EXPECT_TRUE(gas::Tree().boxes_at_level(0).empty());
+    EXPECT_TRUE(gas::Tree().validate().empty());
+}
+
 } // namespace
