@@ -148,7 +148,8 @@ class GAS_EXPORT GasGridTree {
                                  GasLeavesBboxAtCallback leaves_bbox_at, void* user);
 
     /// Sets the leaf callbacks in pairs, static and motion alike. A null one leaves its pair as it
-    /// was; the user pointer is always replaced. Cells whose trees are built keep what they had.
+    /// was; the user pointer is always replaced. Cells whose trees are built keep what they had, of
+    /// which gas_set_report tells where that is nothing.
     void set_leaf_raytrace_callbacks(GasLeafCallback all_hits, GasLeafCallback nearest, void* user);
     /// Sets each leaf callback on its own; a null one leaves its callback as it was.
     void set_leaf_raytrace_callbacks(GasLeafCallback hit_static, GasLeafCallback hit_motion,
