@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <latch>
+#include <thread>
+#include <vector>
 
 #include <gas/host/sys_thread_task.h>
 
@@ -15,6 +19,13 @@ class CountingTask : public SysThreadTask {
     std::atomic<unsigned>& runs;
 };
 
+class WorkTask : public SysThreadTask {
+  public:
+    void run() override { work(); }
+
+    std::function<void()> work;
+};
+
 TEST(SysThreadTaskManagerOfTheReferenceHost, WaitsWhenItIsDestroyed) {
     std::atomic<unsigned> runs = 0;
     CountingTask task(runs);
@@ -25,6 +36,51 @@ TEST(SysThreadTaskManagerOfTheReferenceHost, WaitsWhenItIsDestroyed) {
         manager.add_task(other, false, false);
     }
     EXPECT_EQ(runs, 2u);
+}
+
+TEST(SysThreadManager, RunsTasksInTheWaitWhereNoThreadServes) {
+    SysThreadManager threads;
+    SysThreadTaskManager manager(&threads);
+    std::thread::id runner;
+    WorkTask task;
+    task.work = [&runner] { runner = std::this_thread::get_id(); };
+    manager.add_task(task, false, true);
+    manager.wait_until_completed();
+    EXPECT_EQ(runner, std::this_thread::get_id());
+}
+
+TEST(SysThreadManager, RunsTasksOnTheThreadsThatServe) {
+    SysThreadManager threads;
+    std::vector<std::thread> servers;
+    for (unsigned i = 0; i < 2; ++i)
+        servers.emplace_back([&threads] { threads.serve(); });
+    {
+        // Both tasks are on servers, or they would not meet; the waiting thread has a third.
+        SysThreadTaskManager manager(&threads);
+        std::latch meeting(3);
+        WorkTask tasks[3];
+        for (WorkTask& task : tasks) {
+            task.work = [&meeting] { meeting.arrive_and_wait(); };
+            manager.add_task(task, false, true);
+        }
+        manager.wait_until_completed();
+    }
+    threads.close();
+    for (std::thread& server : servers)
+        server.join();
+}
+
+TEST(SysThreadManager, ServesNobodyOnceItIsClosed) {
+    SysThreadManager threads;
+    threads.close();
+    threads.serve();
+    unsigned runs = 0;
+    WorkTask task;
+    task.work = [&runs] { ++runs; };
+    SysThreadTaskManager manager(&threads);
+    manager.add_task(task, false, true);
+    manager.wait_until_completed();
+    EXPECT_EQ(runs, 1u);
 }
 
 } // namespace

@@ -159,47 +159,4 @@ TEST(SysThreadTaskManager, WhatTasksWroteIsSeenAfterTheWait) {
         EXPECT_EQ(written[i], std::vector<unsigned>(100, i));
 }
 
-TEST(SysThreadManager, RunsTasksInTheWaitWhereNoThreadServes) {
-    SysThreadManager threads;
-    SysThreadTaskManager manager(&threads);
-    std::thread::id runner;
-    FunctionTask task([&runner] { runner = std::this_thread::get_id(); });
-    manager.add_task(task, false, true);
-    manager.wait_until_completed();
-    EXPECT_EQ(runner, std::this_thread::get_id());
-}
-
-TEST(SysThreadManager, RunsTasksOnTheThreadsThatServe) {
-    SysThreadManager threads;
-    std::vector<std::thread> servers;
-    for (unsigned i = 0; i < 2; ++i)
-        servers.emplace_back([&threads] { threads.serve(); });
-    {
-        // Both tasks are on servers, or they would not meet; the waiting thread has a third.
-        SysThreadTaskManager manager(&threads);
-        std::latch meeting(3);
-        FunctionTask tasks[3];
-        for (FunctionTask& task : tasks) {
-            task.work = [&meeting] { meeting.arrive_and_wait(); };
-            manager.add_task(task, false, true);
-        }
-        manager.wait_until_completed();
-    }
-    threads.close();
-    for (std::thread& server : servers)
-        server.join();
-}
-
-TEST(SysThreadManager, ServesNobodyOnceItIsClosed) {
-    SysThreadManager threads;
-    threads.close();
-    threads.serve();
-    unsigned runs = 0;
-    FunctionTask task([&runs] { ++runs; });
-    SysThreadTaskManager manager(&threads);
-    manager.add_task(task, false, true);
-    manager.wait_until_completed();
-    EXPECT_EQ(runs, 1u);
-}
-
 } // namespace
