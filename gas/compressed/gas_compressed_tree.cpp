@@ -60,8 +60,7 @@ GasCompressedTree::GasCompressedTree(GasCompressedTree&& other) noexcept : GasCo
 GasCompressedTree& GasCompressedTree::operator=(GasCompressedTree&& other) noexcept {
     if (this == &other)
         return *this;
-    const unsigned shared_sample_count = m_share.get_sample_count();
-    release_arrays(m_share.leave(), shared_sample_count);
+    release_arrays(m_share.leave());
     take(other);
     return *this;
 }
@@ -72,23 +71,22 @@ GasCompressedTree::~GasCompressedTree() {
     delete[] m_blurred_bboxes;
 }
 
-void GasCompressedTree::clear() {
-    const unsigned shared_sample_count = m_share.get_sample_count();
-    release_arrays(m_share.release(), shared_sample_count);
-}
+void GasCompressedTree::clear() { release_arrays(m_share.release()); }
 
-void GasCompressedTree::release_samples(unsigned first) {
+void GasCompressedTree::release_samples(unsigned first, const GasArrayBlock& block) {
     for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_records[sample]);
+        block.release_outside(m_motion_blur_records[sample], sys_free);
 }
 
-/// Releases the samples from `shared_sample_count` on, and what copies may share where this tree
-/// `owns_shared`. Leaves an empty tree with the samples' root boxes.
-void GasCompressedTree::release_arrays(bool owns_shared, unsigned shared_sample_count) {
-    release_samples(owns_shared ? 0 : shared_sample_count);
-    if (owns_shared) {
-        sys_free(m_items);
-        sys_aligned_free(m_nodes);
+/// Releases the samples that no copy shares, and where they are this tree's to release those and
+/// all else that copies share. Leaves an empty tree with the samples' root boxes.
+void GasCompressedTree::release_arrays(const GasNodeShare::Rest& rest) {
+    const GasArrayBlock& block = rest.block;
+    release_samples(rest.owns_shared ? 0 : rest.shared_sample_count, block);
+    if (rest.owns_shared) {
+        block.release_outside(m_items, sys_free);
+        block.release_outside(m_nodes, sys_aligned_free);
+        block.release_all();
     }
     gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, {}, 0);
     m_nodes = nullptr;

@@ -245,6 +245,7 @@ class GAS_EXPORT GasCompressedTree {
 
   private:
     friend struct GasTraversalAccess;
+    friend struct GasCompressedTreeArrays;
 
     // Steps of the build.
     void recurse_split(GasCompressedTreeSplitContext& context, const unsigned& node, unsigned depth,
@@ -270,8 +271,8 @@ class GAS_EXPORT GasCompressedTree {
                                      const GMathBbox3<float>& node_decoded_box);
 
     // Steps of life.
-    void release_arrays(bool owns_shared, unsigned shared_sample_count);
-    void release_samples(unsigned first);
+    void release_arrays(const GasNodeShare::Rest& rest);
+    void release_samples(unsigned first, const GasArrayBlock& block);
     void take(GasCompressedTree& other) noexcept;
 
     unsigned take_slot(GasTreeCtx& ctx) const;

@@ -25,7 +25,7 @@ void GasCompressedTree::set_motion_blur_sample_count(const unsigned& count) {
     auto records =
         gas_make_sample_table(m_motion_blur_records, m_motion_blur_sample_count, new_count);
     auto bboxes = gas_make_sample_table(m_blurred_bboxes, m_blurred_bbox_count, new_count);
-    release_samples(new_count);
+    release_samples(new_count, m_share.get_block());
     m_share.drop_samples(new_count);
     gas_replace_sample_table(m_motion_blur_records, m_motion_blur_sample_count, std::move(records),
                              new_count);

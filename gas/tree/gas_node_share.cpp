@@ -10,6 +10,7 @@ inline namespace gas_abi1 {
 struct GasNodeShare::Record {
     std::atomic<unsigned> tree_count{1};
     std::atomic<bool> is_released{false};
+    GasArrayBlock block;
 };
 
 void GasNodeShare::join(const GasNodeShare& other, unsigned sample_count) {
@@ -22,7 +23,7 @@ void GasNodeShare::join(const GasNodeShare& other, unsigned sample_count) {
             record = made.release();
     }
     record->tree_count.fetch_add(1, std::memory_order_relaxed);
-    leave();
+    leave_record();
     m_record.store(record, std::memory_order_release);
     m_sample_count.store(sample_count, std::memory_order_relaxed);
     other.m_sample_count.store(sample_count, std::memory_order_relaxed);
@@ -40,7 +41,19 @@ void GasNodeShare::drop_samples(unsigned count) noexcept {
         m_sample_count.store(count, std::memory_order_relaxed);
 }
 
-bool GasNodeShare::leave() noexcept {
+void GasNodeShare::keep(const GasArrayBlock& block) {
+    auto record = std::make_unique<Record>();
+    record->block = block;
+    m_record.store(record.release(), std::memory_order_release);
+}
+
+GasArrayBlock GasNodeShare::get_block() const noexcept {
+    const Record* const record = m_record.load(std::memory_order_acquire);
+    return record ? record->block : GasArrayBlock();
+}
+
+/// True: no other tree shares the nodes, and none has released them.
+bool GasNodeShare::leave_record() noexcept {
     m_sample_count.store(0, std::memory_order_relaxed);
     std::unique_ptr<Record> record(m_record.exchange(nullptr, std::memory_order_acq_rel));
     if (!record)
@@ -52,13 +65,21 @@ bool GasNodeShare::leave() noexcept {
     return !record->is_released.load(std::memory_order_relaxed);
 }
 
-bool GasNodeShare::release() noexcept {
+GasNodeShare::Rest GasNodeShare::leave() noexcept {
+    Rest rest = {false, get_sample_count(), get_block()};
+    rest.owns_shared = leave_record();
+    return rest;
+}
+
+GasNodeShare::Rest GasNodeShare::release() noexcept {
+    Rest rest = {false, get_sample_count(), get_block()};
     Record* const record = m_record.load(std::memory_order_acquire);
-    const bool is_first = !record || !record->is_released.exchange(true, std::memory_order_acq_rel);
-    leave();
-    assert(is_first && "shared nodes are released once: of a tree and its copies only one may be "
-                       "cleared, rebuilt or destroyed; assign an empty tree to the others");
-    return is_first;
+    rest.owns_shared = !record || !record->is_released.exchange(true, std::memory_order_acq_rel);
+    leave_record();
+    assert(rest.owns_shared &&
+           "shared nodes are released once: of a tree and its copies only one may be "
+           "cleared, rebuilt or destroyed; assign an empty tree to the others");
+    return rest;
 }
 
 } // namespace gas_abi1

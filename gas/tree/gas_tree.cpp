@@ -53,8 +53,7 @@ GasTree::GasTree(GasTree&& other) noexcept : GasTree() { take(other); }
 GasTree& GasTree::operator=(GasTree&& other) noexcept {
     if (this == &other)
         return *this;
-    const unsigned shared_sample_count = m_share.get_sample_count();
-    release_arrays(m_share.leave(), shared_sample_count);
+    release_arrays(m_share.leave());
     take(other);
     return *this;
 }
@@ -64,24 +63,23 @@ GasTree::~GasTree() {
     clear();
 }
 
-void GasTree::clear() {
-    const unsigned shared_sample_count = m_share.get_sample_count();
-    release_arrays(m_share.release(), shared_sample_count);
-}
+void GasTree::clear() { release_arrays(m_share.release()); }
 
-void GasTree::release_samples(unsigned first) {
+void GasTree::release_samples(unsigned first, const GasArrayBlock& block) {
     for (unsigned sample = first; sample < m_motion_blur_sample_count; ++sample)
-        sys_free(m_motion_blur_bboxes[sample]);
+        block.release_outside(m_motion_blur_bboxes[sample], sys_free);
 }
 
-/// Releases the samples from `shared_sample_count` on, and what copies may share where this tree
-/// `owns_shared`. Leaves an empty tree.
-void GasTree::release_arrays(bool owns_shared, unsigned shared_sample_count) {
-    release_samples(owns_shared ? 0 : shared_sample_count);
-    if (owns_shared) {
+/// Releases the samples that no copy shares, and where they are this tree's to release those and
+/// all else that copies share. Leaves an empty tree.
+void GasTree::release_arrays(const GasNodeShare::Rest& rest) {
+    const GasArrayBlock& block = rest.block;
+    release_samples(rest.owns_shared ? 0 : rest.shared_sample_count, block);
+    if (rest.owns_shared) {
         delete m_wide_tree;
-        sys_aligned_free(m_nodes);
-        sys_free(m_items);
+        block.release_outside(m_nodes, sys_aligned_free);
+        block.release_outside(m_items, sys_free);
+        block.release_all();
     }
     gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, {}, 0);
     m_nodes = nullptr;

@@ -220,10 +220,11 @@ class GAS_EXPORT GasTree {
 
   private:
     friend struct GasTraversalAccess;
+    friend struct GasTreeArrays;
 
     // Steps of life, and of the build.
-    void release_arrays(bool owns_shared, unsigned shared_sample_count);
-    void release_samples(unsigned first);
+    void release_arrays(const GasNodeShare::Rest& rest);
+    void release_samples(unsigned first, const GasArrayBlock& block);
     void take(GasTree& other) noexcept;
     void recurse_split(GasTreeSplitContext& context, Node& node, unsigned depth, unsigned* items,
                        const unsigned& count);

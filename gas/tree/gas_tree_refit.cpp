@@ -53,7 +53,7 @@ void GasTree::set_motion_blur_sample_count(const unsigned& count) {
         gas_make_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, new_count);
     if (m_wide_tree)
         m_wide_tree->drop_samples(new_count);
-    release_samples(new_count);
+    release_samples(new_count, m_share.get_block());
     m_share.drop_samples(new_count);
     gas_replace_sample_table(m_motion_blur_bboxes, m_motion_blur_sample_count, std::move(resized),
                              new_count);

@@ -18,6 +18,9 @@ class GasWideNodes {
     /// Over the nodes of a tree with at least two leaves; with `parallel`, whose build the tree is
     /// of, on its threads.
     GasWideNodes(const GasTreeNode* nodes, unsigned node_count, GasParallelBuild* parallel);
+    /// Over `count` wide nodes that lie elsewhere, and longer than this does.
+    GasWideNodes(GasWideNode* nodes, unsigned count, bool are_boxes_ordered)
+        : m_nodes(nodes), m_count(count), m_are_boxes_ordered(are_boxes_ordered) {}
     GasWideNodes(const GasWideNodes&) = delete;
     GasWideNodes& operator=(const GasWideNodes&) = delete;
     ~GasWideNodes();

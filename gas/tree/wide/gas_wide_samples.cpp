@@ -17,6 +17,10 @@ GasWideSamples::GasWideSamples(unsigned node_count, unsigned sample_count)
         gas_allocate_aligned(size, GasWideSampleRecords::alignment, m_memory), sample_count);
 }
 
+GasWideSamples::GasWideSamples(unsigned node_count, const GasWideSampleRecords& records)
+    : m_node_count(node_count), m_sources(new Source[records.get_sample_count()]),
+      m_records(records) {}
+
 GasWideSamples::~GasWideSamples() { sys_aligned_free(m_memory); }
 
 void GasWideSamples::take(const GasWideSamples& other) {

@@ -29,6 +29,8 @@ class GasWideSamples {
   public:
     /// Room for `sample_count` samples, none of which is filled.
     GasWideSamples(unsigned node_count, unsigned sample_count);
+    /// The same with records that lie elsewhere, and longer than this does.
+    GasWideSamples(unsigned node_count, const GasWideSampleRecords& records);
     GasWideSamples(const GasWideSamples&) = delete;
     GasWideSamples& operator=(const GasWideSamples&) = delete;
     ~GasWideSamples();

@@ -10,6 +10,13 @@ void GasWideTree::make_nodes(const GasTreeNode* nodes, unsigned node_count,
     find_walked_nodes();
 }
 
+void GasWideTree::take(std::unique_ptr<GasWideNodes> nodes,
+                       std::unique_ptr<GasWideSamples> samples) {
+    m_nodes = std::move(nodes);
+    m_samples = std::move(samples);
+    find_walked_nodes();
+}
+
 void GasWideTree::drop_nodes() {
     m_samples.reset();
     m_nodes.reset();

@@ -19,6 +19,8 @@ class GasWideTree {
     /// Makes wide nodes over a tree of two leaves or more, unless they are there. `parallel`: the
     /// build that the tree is just out of; null: on the calling thread.
     void make_nodes(const GasTreeNode* nodes, unsigned node_count, GasParallelBuild* parallel);
+    /// Takes wide nodes that were made elsewhere; samples may be null.
+    void take(std::unique_ptr<GasWideNodes> nodes, std::unique_ptr<GasWideSamples> samples);
     void drop_nodes();
     bool has_nodes() const { return m_nodes != nullptr; }
 
@@ -30,6 +32,9 @@ class GasWideTree {
         return m_samples && m_samples->has(sample, boxes);
     }
     const GasWideSampleRecords& get_samples() const { return m_samples->get_records(); }
+    /// All that there is, walked or not; null where there are none.
+    const GasWideNodes* find_nodes() const { return m_nodes.get(); }
+    const GasWideSamples* find_samples() const { return m_samples.get(); }
 
     /// A refit of the tree's nodes, wide ones included, and what follows it: whether every item's
     /// box has min <= max, and then whether no centre is a NaN.
