@@ -18,7 +18,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 # A folder of gas/ may include itself and the folders before it.
 FLOORS = [
     "host", "object", "core", "scene", "traversal", "isa", "split", "build", "tree", "compressed",
-    "grid", "rays", "diagnostics", "easy",
+    "grid", "rays", "diagnostics", "files", "easy",
 ]
 # The rooms of a folder, likewise; files that stand in the folder itself are above its rooms.
 ROOMS = {
@@ -48,7 +48,7 @@ MAP_LINE = re.compile(r"\* `(\w+)(\.h|\.cpp)`(?: `(\.cpp)`)?: \S")
 # A library file named in a comment or on a page must exist, except those that the build makes and
 # those of a renderer.
 FILE_NAME = re.compile(r"\bgas_\w+\.(?:h|cpp)\b")
-OTHER_FILES = {"gas_export.h", "gas_host.h"}
+OTHER_FILES = {"gas_export.h", "gas_files_export.h", "gas_host.h"}
 
 # The line of the licence: the first of a source, or the second after #!. Golden hashes and the second
 # implementation stay as they were written.

@@ -4,12 +4,13 @@
 #include <atomic>
 #include <memory>
 
+#include <gas/gas_export.h>
 #include <gas/host/host.h>
 
 inline namespace gas_abi1 {
 
 /// One of the host's tasks, for a step of a build that several threads share.
-class GasBuildTask : public SysThreadTask {
+class GAS_EXPORT GasBuildTask : public SysThreadTask {
   public:
     ~GasBuildTask() override;
 
@@ -21,7 +22,7 @@ class GasBuildTask : public SysThreadTask {
 
 /// The calling thread and the host's task threads, working on one step at a time. Whoever comes
 /// takes the next piece: a step is done however many of the tasks run, in whatever order.
-class GasBuildTeam {
+class GAS_EXPORT GasBuildTeam {
   public:
     /// `size` threads (at least 1), the calling one among them. Throws std::bad_alloc when there is
     /// no memory; nothing later throws.

@@ -63,7 +63,7 @@ void GasTreeArrays::give_to(GasTree& tree, const GasArrayBlock& block) const {
         made.m_wide_tree->take(std::move(wide), std::move(records));
         made.m_wants_wide_nodes = true;
     }
-    if (tree.m_wants_wide_nodes)
+    if (wants_wide_nodes || tree.m_wants_wide_nodes)
         made.set_wide_nodes(true);
     made.m_split_callback = tree.m_split_callback;
     made.m_leaf_callbacks = tree.m_leaf_callbacks;

@@ -22,6 +22,8 @@ struct GasTreeArrays {
     /// filled.
     GMathBbox3<float>** samples = nullptr;
     unsigned sample_count = 0;
+    /// Whether some are to be made where there are none.
+    bool wants_wide_nodes = false;
     /// Null where there are none.
     GasWideNode* wide_nodes = nullptr;
     unsigned wide_count = 0;
@@ -41,7 +43,7 @@ struct GasTreeArrays {
     /// Puts these into `tree` in place of what it held, of which copies keep theirs. All arrays lie
     /// in `block`, which is the tree's from now on, also where std::bad_alloc is thrown; then the
     /// tree stays as it was. Callbacks stay. A tree that wants wide nodes has some made where these
-    /// have none, and one that is given some wants them.
+    /// have none, and one that is given some wants them from then on.
     GAS_EXPORT void give_to(GasTree& tree, const GasArrayBlock& block) const;
 };
 
