@@ -44,12 +44,13 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
 void print_report(void*, const GasReport& told) { report(exit_failed, told.text); }
 
 int parse_and_run(int argument_count, const char* const* arguments) {
-    CLI::App app("Renders pictures through trees of boxes, says what the trees are like, "
-                 "searches them, and verifies them.",
+    CLI::App app("Renders pictures through trees of boxes, saves the trees, says what they are "
+                 "like, searches them, and verifies them.",
                  "gas");
     app.set_version_flag("--version", "gas " GAS_PROGRAM_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     RenderCommand render(app);
+    BuildCommand build(app);
     StatsCommand stats(app);
     QueryCommand query(app);
     VerifyCommand verify(app);
@@ -62,7 +63,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     }
     choose_instruction_set();
     for (const Command* command :
-         std::initializer_list<const Command*>{&render, &stats, &query, &verify})
+         std::initializer_list<const Command*>{&render, &build, &stats, &query, &verify})
         if (command->is_chosen())
             command->run();
     return exit_done;

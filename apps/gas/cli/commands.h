@@ -46,6 +46,7 @@ class RenderCommand : public Command {
 
   private:
     RenderSettings get_render_settings() const;
+    TreeSettings get_tree_settings() const;
     void choose_walks(RenderSettings& settings) const;
     PictureOutput get_output() const;
     RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
@@ -53,6 +54,8 @@ class RenderCommand : public Command {
 
     SceneOptions m_scene;
     std::string m_output_path;
+    /// Empty: none.
+    std::string m_saved_path;
     /// Empty: not chosen.
     std::string m_format;
     std::string m_size = "640x400";
@@ -68,7 +71,20 @@ class RenderCommand : public Command {
     bool m_brute_force = false;
 };
 
-/// `gas stats`: statistics of the trees of a mesh or of the procedural scene.
+/// `gas build`: the tree of a mesh, saved.
+class BuildCommand : public Command {
+  public:
+    explicit BuildCommand(CLI::App& app);
+    void run() const override;
+
+  private:
+    void print_json(const TracedTree& tree) const;
+
+    SceneOptions m_scene;
+    std::string m_output_path;
+};
+
+/// `gas stats`: statistics of the trees of a mesh or of the procedural scene, or of a saved tree.
 class StatsCommand : public Command {
   public:
     explicit StatsCommand(CLI::App& app);
@@ -91,6 +107,8 @@ class StatsCommand : public Command {
 
     static Entry make_entry(const std::string& name, const TracedTree& tree);
     static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
+    bool is_saved_tree() const;
+    void print_saved_tree() const;
     void render_small_picture(const Stage& stage, AppBase& application) const;
     void print_json(const Entries& entries) const;
     static nlohmann::ordered_json as_json(const Entry& entry);

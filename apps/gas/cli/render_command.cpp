@@ -51,6 +51,9 @@ RenderCommand::RenderCommand(CLI::App& app)
                           "The picture's format, whatever its name: png, ppm, pfm or exr; on "
                           "standard output usually png. pfm and exr hold the scene's light as "
                           "floats; exr needs a program that was built with OpenEXR");
+    m_command->add_option("--load", m_saved_path,
+                          "Map the mesh's tree from a file that gas build made of the same mesh "
+                          "with the same --tree, --motion and --up, in place of building it");
     m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
         ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
@@ -102,6 +105,18 @@ RenderSettings RenderCommand::get_render_settings() const {
     return settings;
 }
 
+TreeSettings RenderCommand::get_tree_settings() const {
+    TreeSettings settings = m_scene.get_tree_settings();
+    if (m_saved_path.empty())
+        return settings;
+    if (m_scene.mesh_path.empty())
+        throw OptionError("--load: only the tree of a mesh is saved");
+    if (settings.kind == TreeKind::grid)
+        throw OptionError("--load: a grid is not saved, for it is built as rays reach it");
+    settings.saved_path = m_saved_path;
+    return settings;
+}
+
 /// Chooses how the rays of each kind are traced.
 void RenderCommand::choose_walks(RenderSettings& settings) const {
     constexpr unsigned usual_packet = 64;
@@ -131,7 +146,7 @@ void RenderCommand::run() const {
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
     stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
-    const TreeSettings tree_settings = m_scene.get_tree_settings();
+    const TreeSettings tree_settings = get_tree_settings();
     const PictureOutput output = get_output();
 
     Stopwatch stopwatch;

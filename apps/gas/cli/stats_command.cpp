@@ -21,11 +21,36 @@ constexpr unsigned picture_height = 100;
 } // namespace
 
 StatsCommand::StatsCommand(CLI::App& app)
-    : Command(app, "stats", "Say what the trees of a mesh or of the procedural scene are like") {
+    : Command(app, "stats",
+              "Say what the trees of a mesh or of the procedural scene are like, or a saved tree "
+              "(.gastree)") {
     m_scene.add_to(*m_command);
 }
 
+bool StatsCommand::is_saved_tree() const {
+    constexpr std::string_view ending = ".gastree";
+    GasTreeFileInfo info;
+    return !m_scene.mesh_path.empty() && (m_scene.mesh_path.ends_with(ending) ||
+                                          gas_read_tree_info(m_scene.mesh_path.c_str(), info));
+}
+
+/// Of a saved tree the items are not known.
+void StatsCommand::print_saved_tree() const {
+    TracedTree tree;
+    TreeSettings settings;
+    settings.thread_count = m_scene.get_thread_count();
+    tree.load(m_scene.mesh_path, settings);
+    Entries entries;
+    add_entry("saved tree", tree, entries);
+    if (m_scene.json)
+        print_json(entries);
+    else if (!m_scene.quiet)
+        print_text(entries.trees.front());
+}
+
 void StatsCommand::run() const {
+    if (is_saved_tree())
+        return print_saved_tree();
     AppBase application(stderr);
     StageSettings settings;
     m_scene.apply(settings, application);
@@ -87,7 +112,8 @@ StatsCommand::Entry StatsCommand::make_entry(const std::string& name, const Trac
     Entry entry{name, &tree, {}, std::nullopt};
     if (const auto* compressed = std::get_if<GasCompressedTree>(&tree.get_tree())) {
         entry.statistics = get_tree_statistics(*compressed);
-        entry.tightness = get_tightness(*compressed, tree.get_built_boxes());
+        if (!tree.is_loaded())
+            entry.tightness = get_tightness(*compressed, tree.get_built_boxes());
     } else {
         entry.statistics = get_tree_statistics(std::get<GasTree>(tree.get_tree()));
     }
@@ -122,7 +148,8 @@ nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
         {"total_bytes", tree.total_bytes},
         {"build_peak_bytes", gas_app::as_json(entry.tree->get_build_peak())},
         {"sah_cost", tree.sah_cost},
-        {"build_seconds", entry.tree->get_build_seconds()},
+        {entry.tree->is_loaded() ? "load_seconds" : "build_seconds",
+         entry.tree->get_build_seconds()},
         {"leaves_per_level", tree.leaves_per_level}};
     if (entry.tightness) {
         report["scale"] = entry.tree->get_scale();
@@ -184,7 +211,8 @@ void StatsCommand::print_text(const Entry& entry) {
                     entry.tightness->mean_ratio);
         std::printf("  scale            %g\n", entry.tree->get_scale());
     }
-    std::printf("  build            %.1f ms\n", 1e3 * entry.tree->get_build_seconds());
+    std::printf("  %s            %.1f ms\n", entry.tree->is_loaded() ? "load " : "build",
+                1e3 * entry.tree->get_build_seconds());
     print_levels(entry);
     std::printf("\n");
 }

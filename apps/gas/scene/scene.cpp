@@ -76,16 +76,20 @@ GMathBbox3<double> Scene::get_bbox() const {
     return box;
 }
 
-void Scene::build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSettings& settings) {
+void Scene::build(const Vec3& camera, AppProgressBar& progress_bar,
+                  const TreeSettings& first_settings) {
+    TreeSettings settings = first_settings;
     Box origins = get_bbox();
     grow(origins, camera);
     std::size_t total = m_instances.size();
     for (const auto& shape : m_shapes)
         total += shape->get_item_count();
 
-    for (const auto& shape : m_shapes)
+    for (const auto& shape : m_shapes) {
         shape->build(get_local_reach(*shape, origins), settings, progress_bar,
                      get_share(shape->get_item_count(), total));
+        settings.saved_path.clear();
+    }
 
     // The boxes of the shapes' trees are padded and may reach a little farther.
     Box bounds = empty_box();

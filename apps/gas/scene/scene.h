@@ -60,7 +60,7 @@ class Scene : public GasObject {
     GMathBbox3<double> get_bbox() const override;
 
     /// Builds all trees for rays that start at `camera` or in the scene's box. At least one
-    /// instance.
+    /// instance. A saved tree that the settings name is that of the first shape.
     void build(const Vec3& camera, AppProgressBar& progress_bar, const TreeSettings& settings = {});
 
     const std::vector<std::unique_ptr<Shape>>& get_shapes() const { return m_shapes; }

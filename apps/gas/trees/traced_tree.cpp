@@ -138,6 +138,8 @@ void TracedTree::build_tree(Tree& tree, const TreeSettings& settings,
     const BuildShares shares(sample_count);
     ItemBoxes boxes(m_items.get().item_count);
     fill(m_items.get_built_sample(), boxes, progress_bar, shares.boxes);
+    if (!settings.saved_path.empty())
+        return map_tree_over(boxes, settings);
     AppProgressBar part(progress_bar, shares.tree);
     measure(settings.measures_memory, [&] { create(tree, boxes, settings.thread_count, part); });
 

@@ -5,6 +5,7 @@
 #include <variant>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/files/gas_tree_files.h>
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/tree/gas_tree.h>
 
@@ -34,12 +35,20 @@ class TracedTree {
 
     void set_callbacks(GasLeafCallback any_hit, GasLeafCallback nearest_hit, void* user);
 
-    /// Builds the tree; with 2 motion samples or more it is built over the middle one and then
-    /// filled with all. Takes the build method from the application of `progress_bar`, but for a
-    /// grid whose cells have no bars, and fills `progress_share` of the bar about evenly. Items may
-    /// be asked for their boxes as long as the tree lives.
+    /// Builds the tree, or maps the saved one that the settings name: throws a UserError where that
+    /// is over other items or has other motion samples. With 2 motion samples or more it is built
+    /// over the middle one and then filled with all. Takes the build method from the application of
+    /// `progress_bar`, but for a grid whose cells have no bars, and fills `progress_share` of the
+    /// bar about evenly. Items may be asked for their boxes as long as the tree lives.
     void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
                float progress_share);
+
+    /// Maps a saved tree without its items: to be looked at, not to be traced. Throws a UserError.
+    void load(const std::string& path, const TreeSettings& settings);
+    /// Saves the tree, which is no grid. Throws a UserError.
+    void save(const std::string& path) const;
+    /// Whether the tree is a saved one.
+    bool is_loaded() const { return m_is_loaded; }
 
     /// Traces the rays first..last of `ctx`, whose origins and directions were multiplied by
     /// `get_scale()`, in the way that the state says. Callbacks of a stream are for one ray each,
@@ -53,6 +62,7 @@ class TracedTree {
     /// The scale of boxes and rays in the tree: a power of two (gas_scene_scale.h), 1 for plain
     /// trees.
     double get_scale() const { return m_items.get_scale(); }
+    /// Of a saved tree: until it was mapped and checked.
     double get_build_seconds() const { return m_build_seconds; }
     /// The most memory held during the build, with the tree but without the array of boxes that it
     /// was built over (a grid makes its own, which counts). Nothing where it was not or could not
@@ -80,6 +90,9 @@ class TracedTree {
     template <typename Tree>
     void build_tree(Tree& tree, const TreeSettings& settings, AppProgressBar& progress_bar);
     void build_tree(GasGridTree& grid, const TreeSettings& settings, AppProgressBar& progress_bar);
+    template <typename Tree>
+    void map_tree(Tree& tree, const std::string& path, const GasFileSettings& settings);
+    void map_tree_over(const ItemBoxes& boxes, const TreeSettings& settings);
     void fill(unsigned sample, ItemBoxes& boxes, AppProgressBar& progress_bar, float share);
 
     AnyTree m_tree;
@@ -90,6 +103,7 @@ class TracedTree {
     double m_build_seconds = 0.0;
     std::optional<std::size_t> m_build_peak;
     std::uint64_t m_asked_by_build = 0;
+    bool m_is_loaded = false;
 };
 
 } // namespace gas_app

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <string_view>
 
 namespace gas_app {
@@ -40,6 +41,8 @@ struct TreeSettings {
     /// That build trees: all but those of a grid's cells, which are built by the threads whose rays
     /// reach them. At least 1.
     unsigned thread_count = 1;
+    /// A file to map in place of a build, of this kind and over the same boxes; empty: none.
+    std::string saved_path;
 
     static constexpr unsigned items_per_cell = 128;
 
