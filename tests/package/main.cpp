@@ -3,6 +3,7 @@
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree_traversal.h>
+#include <gas/files/gas_tree_files.h>
 #include <gas/grid/gas_grid_sub_tree.h>
 #include <gas/grid/gas_grid_tree.h>
 #include <gas/object/gas_object.h>
@@ -79,6 +80,15 @@ unsigned sum_leaves(const GasCompressedTree& tree) {
     return sum;
 }
 
+/// Whether a tree comes back from a file.
+template <typename Tree> bool comes_back(const Tree& tree) {
+    const char* const path = "package_user.gastree";
+    Tree mapped;
+    const bool is_mapped = gas_save_tree(tree, path) && gas_map_tree(path, mapped);
+    std::remove(path);
+    return is_mapped && finds_first_box(mapped);
+}
+
 } // namespace
 
 int main() {
@@ -96,10 +106,11 @@ int main() {
     grid.create(3, 8, nullptr, nullptr);
     const bool is_found =
         finds_first_box(tree) && finds_first_box(compressed) && finds_first_box(grid);
+    const bool is_saved = comes_back(tree) && comes_back(compressed);
     const GasGridSubTree* const cell = grid.find_sub_tree(0);
     std::printf("version %s\n", gas_get_version_string());
     const bool is_of_this_version = gas_get_version() == unsigned{GAS_VERSION};
-    return is_of_this_version && is_found && cell && !cell->is_empty() &&
+    return is_of_this_version && is_found && is_saved && cell && !cell->is_empty() &&
                    sum_leaves(compressed) == 3
                ? 0
                : 1;
