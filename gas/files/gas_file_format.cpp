@@ -145,6 +145,8 @@ const char* GasFileTable::read(const char* bytes, std::size_t size, std::uint64_
         sizeof header + std::uint64_t{header.section_count} * sizeof(GasFileSection));
     if (table_size > size)
         return "is cut off";
+    if (header.section_count == 0)
+        return wrong_sections;
     sections.resize(header.section_count);
     std::memcpy(sections.data(), bytes + sizeof header, sections.size() * sizeof(GasFileSection));
 

@@ -153,13 +153,14 @@ template <typename Reader> class GasNodeCheck {
     template <typename Arrays>
     GasNodeCheck(const Arrays& arrays, GasBuildTeam& team)
         : m_leaf_count(arrays.leaf_count), m_depth(arrays.depth), m_team(team), m_reader(arrays),
-          m_used_nodes(arrays.get_node_count()), m_used_leaves(arrays.leaf_count) {}
+          m_found(arrays), m_used_nodes(arrays.get_node_count()), m_used_leaves(arrays.leaf_count) {
+    }
 
     const char* run() {
         constexpr const char* wrong_depth = "says that its tree has another depth than it has";
         constexpr const char* wrong_node = "has a node that no tree has";
         if (m_leaf_count == 1) {
-            if (!m_reader.read_lone_leaf())
+            if (!m_found.read_lone_leaf())
                 return wrong_node;
             return m_depth == 1 ? nullptr : wrong_depth;
         }
@@ -184,9 +185,10 @@ template <typename Reader> class GasNodeCheck {
             return wrong_node;
         if (m_found_depth != m_depth)
             return wrong_depth;
-        return m_reader.find_flaw();
+        return m_found.find_flaw();
     }
-    const Reader& get_reader() const { return m_reader; }
+    /// What was read.
+    const Reader& get_reader() const { return m_found; }
 
   private:
     /// An inner node, and the level of its children, counted from 1 for the root.
@@ -238,7 +240,7 @@ template <typename Reader> class GasNodeCheck {
 
     void finish(const Walk& walk) {
         const std::lock_guard guard(m_mutex);
-        m_reader.add(walk.reader);
+        m_found.add(walk.reader);
         m_inner_count += walk.inner_count;
         if (m_found_depth < walk.depth)
             m_found_depth = walk.depth;
@@ -247,7 +249,9 @@ template <typename Reader> class GasNodeCheck {
     unsigned m_leaf_count;
     unsigned m_depth;
     GasBuildTeam& m_team;
-    Reader m_reader;
+    /// One that has read nothing, and all that others have.
+    const Reader m_reader;
+    Reader m_found;
     GasUsedNumbers m_used_nodes;
     GasUsedNumbers m_used_leaves;
     GasFileFlaw m_flaw;

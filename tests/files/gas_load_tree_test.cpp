@@ -26,8 +26,8 @@ constexpr SavedTreeCase with_everything = {
 template <typename Tree> class GasLoadTree : public testing::Test {
   protected:
     using Read = GasFileResult (*)(const char*, Tree&, const GasFileSettings&);
-    static constexpr Read checked_reads[] = {gas_load_tree, gas_map_tree};
-    static constexpr Read all_reads[] = {gas_load_tree, gas_map_tree, gas_map_tree_trusted};
+    static constexpr Read checked_reads[2] = {gas_load_tree, gas_map_tree};
+    static constexpr Read all_reads[3] = {gas_load_tree, gas_map_tree, gas_map_tree_trusted};
 
     /// The bytes of a saved tree.
     std::string save(const SavedTreeCase& of) {

@@ -16,7 +16,7 @@ using support::SavedTreeCase;
 template <typename Tree> class GasTreeFiles : public testing::Test {
   protected:
     using Read = GasFileResult (*)(const char*, Tree&, const GasFileSettings&);
-    static constexpr Read reads[] = {gas_load_tree, gas_map_tree, gas_map_tree_trusted};
+    static constexpr Read reads[3] = {gas_load_tree, gas_map_tree, gas_map_tree_trusted};
 
     void expect_round_trip(const SavedTreeCase& of) {
         Tree saved;
