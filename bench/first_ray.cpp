@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -40,7 +42,8 @@ template <typename Tree> class SavedScene {
   public:
     explicit SavedScene(const Boxes& boxes)
         : m_path((std::filesystem::temp_directory_path() /
-                  ("gas_bench_" + std::to_string(::getpid()) + ".gastree"))
+                  ("gas_bench_" + std::to_string(::getpid()) + "_" + TreeKind<Tree>::name +
+                   std::to_string(s_file_count++) + ".gastree"))
                      .string()) {
         Tree tree;
         build(tree, boxes);
@@ -56,6 +59,8 @@ template <typename Tree> class SavedScene {
     double get_size() const { return static_cast<double>(std::filesystem::file_size(m_path)); }
 
   private:
+    static inline unsigned s_file_count = 0;
+
     std::string m_path;
 };
 
@@ -86,9 +91,16 @@ template <typename Tree> void get_tree(Tree& tree, Way way, const Boxes& boxes, 
         throw std::runtime_error(result.text);
 }
 
-template <typename Tree> void run(benchmark::State& state, Workload& workload, Way way) {
+/// The benchmarks of a scene and a tree class share the file, which the first of them makes; it
+/// goes with them.
+template <typename Tree> using SharedFile = std::shared_ptr<std::optional<SavedScene<Tree>>>;
+
+template <typename Tree>
+void run(benchmark::State& state, Workload& workload, Way way, const SharedFile<Tree>& file) {
     const Boxes& boxes = workload.get_scene().boxes;
-    const SavedScene<Tree> saved(boxes);
+    if (!*file)
+        file->emplace(boxes);
+    const SavedScene<Tree>& saved = **file;
     CtxShader shader;
     const GasShaderFrames frames(shader);
     for (auto _ : state) {
@@ -105,24 +117,29 @@ template <typename Tree> void run(benchmark::State& state, Workload& workload, W
     state.counters["bytes/item"] = saved.get_size() / boxes.get_count();
 }
 
-template <typename Tree> void add(const std::shared_ptr<Workload>& workload, Way way) {
+template <typename Tree>
+void add(const std::shared_ptr<Workload>& workload, Way way, const SharedFile<Tree>& file) {
     const std::string name = std::string("first_ray/") + way_names[static_cast<unsigned>(way)] +
                              "/" + workload->get_name() + "/" + TreeKind<Tree>::name;
     benchmark::RegisterBenchmark(
         name.c_str(),
-        [workload, way](benchmark::State& state) { run<Tree>(state, *workload, way); })
+        [workload, way, file](benchmark::State& state) { run<Tree>(state, *workload, way, file); })
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime();
+}
+
+template <typename Tree> void add_all(const std::shared_ptr<Workload>& workload) {
+    const auto file = std::make_shared<std::optional<SavedScene<Tree>>>();
+    for (const Way way : {Way::built, Way::loaded, Way::mapped, Way::trusted})
+        add<Tree>(workload, way, file);
 }
 
 } // namespace
 
 void register_first_ray(const Workloads& workloads) {
     for (const std::shared_ptr<Workload>& workload : workloads) {
-        for (const Way way : {Way::built, Way::loaded, Way::mapped, Way::trusted}) {
-            add<GasTree>(workload, way);
-            add<GasCompressedTree>(workload, way);
-        }
+        add_all<GasTree>(workload);
+        add_all<GasCompressedTree>(workload);
     }
 }
 
