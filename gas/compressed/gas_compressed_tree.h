@@ -47,9 +47,8 @@ class GAS_EXPORT GasCompressedTree {
 
     /// An empty tree. Its leaf callbacks do nothing until they are set.
     GasCompressedTree();
-    /// Copies are shallow, and moves are, as GasTree's: a copy shares the nodes, the index copy and
-    /// the sample records with its source. Assigning one releases nothing of what the target held
-    /// but its tables of samples.
+    /// Copies are shallow, and moves are, as GasTree's: a copy shares nodes, index copy and sample
+    /// records. Assigning one releases nothing that the target held but its tables of samples.
     GasCompressedTree(const GasCompressedTree& other);
     GasCompressedTree& operator=(const GasCompressedTree& other);
     GasCompressedTree(GasCompressedTree&& other) noexcept;
