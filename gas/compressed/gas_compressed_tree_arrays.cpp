@@ -13,6 +13,7 @@ GasCompressedTreeArrays GasCompressedTreeArrays::of(const GasCompressedTree& tre
     arrays.items = tree.m_items;
     arrays.leaf_count = tree.m_leaf_count;
     arrays.depth = tree.m_depth;
+    arrays.are_boxes_ordered = tree.m_are_boxes_ordered;
     arrays.bbox = tree.m_bbox;
     arrays.samples = tree.m_motion_blur_records;
     arrays.sample_count = tree.m_motion_blur_sample_count;
@@ -39,6 +40,7 @@ void GasCompressedTreeArrays::give_to(GasCompressedTree& tree, const GasArrayBlo
     made.m_leaf_count = leaf_count;
     made.m_node_count = get_node_count();
     made.m_depth = depth;
+    made.m_are_boxes_ordered = are_boxes_ordered;
     made.m_root_index = 0;
     made.m_bbox = bbox;
     made.m_split_callback = tree.m_split_callback;

@@ -15,6 +15,8 @@ struct GasCompressedTreeArrays {
     unsigned* items = nullptr;
     unsigned leaf_count = 0;
     unsigned depth = 0;
+    /// Whether every item's box has min <= max and a centre that is no NaN.
+    bool are_boxes_ordered = false;
     GMathBbox3<float> bbox = {};
     /// For each sample the nodes' pairs of boxes, readable 9 bytes past the last; null where it was
     /// never filled.

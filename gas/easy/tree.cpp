@@ -31,6 +31,8 @@ Tree::Tree(std::size_t count, BoxFunction boxes, const Options& options) {
         m_data = std::make_shared<TreeData>(count, std::move(boxes), options);
 }
 
+Tree::Tree(std::shared_ptr<TreeData> data) noexcept : m_data(std::move(data)) {}
+
 Tree::Tree(Tree&& other) noexcept = default;
 
 Tree& Tree::operator=(Tree&& other) noexcept = default;
@@ -66,6 +68,24 @@ void Tree::set_motion(const std::vector<std::vector<Box>>& samples) {
 void Tree::set_motion(std::size_t count) {
     if (m_data)
         m_data->set_motion(count);
+}
+
+void Tree::save(const std::string& path) const {
+    if (!m_data)
+        throw Error(path + ": an empty tree is not saved");
+    m_data->save(path);
+}
+
+Tree Tree::load(const std::string& path) {
+    return Tree(std::make_shared<TreeData>(path, detail::FileWay::load));
+}
+
+Tree Tree::map(const std::string& path) {
+    return Tree(std::make_shared<TreeData>(path, detail::FileWay::map));
+}
+
+Tree Tree::map_trusted(const std::string& path) {
+    return Tree(std::make_shared<TreeData>(path, detail::FileWay::map_trusted));
 }
 
 std::vector<std::uint32_t> Tree::items_in(const Box& box) const {

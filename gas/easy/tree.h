@@ -87,6 +87,20 @@ class GAS_EASY_EXPORT Tree {
     void set_motion(std::size_t count);
     std::size_t motion_sample_count() const;
 
+    /// Saves the tree with its motion samples; not a grid, nor an empty tree. A file that was there
+    /// is replaced once the new one is whole, and stays as it was where that fails.
+    void save(const std::string& path) const;
+    /// A saved tree. Everything is checked before it returns: no file makes queries leave the
+    /// tree's memory. Throws Error where the file is not a saved tree, or damaged.
+    static Tree load(const std::string& path);
+    /// The same, used where it lies: processes share its pages, and `refit` and `set_motion` leave
+    /// the file alone. It must not change, or become shorter, while the tree lives; one that is
+    /// saved over it is another file.
+    static Tree map(const std::string& path);
+    /// Without a look at more than its header: for a file that this machine has saved, and nobody
+    /// has damaged since.
+    static Tree map_trusted(const std::string& path);
+
     /// The closest hit: of the distances that `f` answers the smallest that is at least `ray.near`
     /// and below `ray.far`. The ray that `f` is given has the closest distance so far as its `far`.
     template <typename F> Hit closest_hit(const Ray& ray, F&& f) const {
@@ -172,6 +186,7 @@ class GAS_EASY_EXPORT Tree {
   private:
     friend class detail::SceneData;
 
+    explicit Tree(std::shared_ptr<detail::TreeData> data) noexcept;
     NearItem find_closest(Context* context, const Vector& point, double max_distance,
                           const detail::PointCall& call) const;
 

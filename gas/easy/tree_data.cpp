@@ -120,6 +120,10 @@ void TreeData::build(const HostBoxes& boxes) {
     });
     app.set_progress_callback(nullptr, nullptr);
     bar->release();
+    set_leaf_calls();
+}
+
+void TreeData::set_leaf_calls() {
     std::visit(
         [](auto& tree) { tree.set_leaf_raytrace_callbacks(record_stop, record_closest, nullptr); },
         m_tree);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -34,11 +35,18 @@ struct GridBoxes {
     AppBase app{nullptr};
 };
 
+/// How a file becomes a tree.
+enum class FileWay { load, map, map_trusted };
+
 /// What a Tree is: one of the library's trees, and how the program's space relates to its own.
 class TreeData {
   public:
     TreeData(const Box* boxes, std::size_t count, const Options& options);
     TreeData(std::size_t count, BoxFunction boxes, const Options& options);
+    /// Of a file.
+    TreeData(const std::string& path, FileWay way);
+
+    void save(const std::string& path) const;
 
     std::uint32_t get_count() const { return m_count; }
     Kind get_kind() const { return static_cast<Kind>(m_tree.index()); }
@@ -90,6 +98,7 @@ class TreeData {
     void see(const Extent& extent, double reach);
     Space make_motion_space(const Extent& extent) const;
     void build(const HostBoxes& boxes);
+    void set_leaf_calls();
     void create(const HostBoxes& boxes, AppProgressBar* bar, SysThreadTaskManager& manager,
                 unsigned threads);
     void drop_motion();

@@ -43,7 +43,7 @@ struct GasFileHeader {
     std::uint32_t reserved;
     std::uint64_t boxes_hash;
     float bbox[6];
-    std::uint32_t more_reserved[6];
+    double notes[3];
 
     std::uint64_t get_node_count() const {
         const std::uint64_t leaves = leaf_count;

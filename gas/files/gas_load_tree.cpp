@@ -190,6 +190,7 @@ GasFileResult TreeFile::take(GasCompressedTree& tree, bool is_trusted) {
     static_assert(sizeof arrays.bbox == sizeof m_table.header.bbox);
     std::memcpy(&arrays.bbox, m_table.header.bbox, sizeof arrays.bbox);
     arrays.sample_bboxes = find<GMathBbox3<float>>(Type::sample_boxes);
+    arrays.are_boxes_ordered = (m_table.header.flags & GasFileHeader::are_boxes_ordered) != 0;
     if (!is_trusted) {
         if (const char* const flaw = check(arrays))
             return refuse(m_path, flaw);
@@ -256,6 +257,7 @@ GasFileResult gas_read_tree_info(const char* path, GasTreeFileInfo& info) {
     info.boxes_hash = header.boxes_hash;
     info.file_size = header.file_size;
     std::memcpy(&info.bbox, header.bbox, sizeof header.bbox);
+    std::memcpy(info.notes.numbers, header.notes, sizeof header.notes);
     return {true, {}};
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 template <typename Arrays>
 void describe(const Arrays& arrays, GasFileKind kind, std::uint64_t boxes_hash,
-              const GMathBbox3<float>& bbox, GasFileHeader& header) {
+              const GasFileNotes& notes, const GMathBbox3<float>& bbox, GasFileHeader& header) {
     std::memcpy(header.magic, GasFileHeader::right_magic, sizeof header.magic);
     header.byte_order = GasFileHeader::right_byte_order;
     header.version = GasFileHeader::right_version;
@@ -25,6 +25,10 @@ void describe(const Arrays& arrays, GasFileKind kind, std::uint64_t boxes_hash,
     header.node_size = sizeof *arrays.nodes;
     header.flags = arrays.items ? GasFileHeader::has_items : 0;
     header.boxes_hash = boxes_hash;
+    if (arrays.are_boxes_ordered)
+        header.flags |= GasFileHeader::are_boxes_ordered;
+    static_assert(sizeof notes.numbers == sizeof header.notes);
+    std::memcpy(header.notes, notes.numbers, sizeof header.notes);
     static_assert(sizeof bbox == sizeof header.bbox);
     std::memcpy(header.bbox, &bbox, sizeof bbox);
 }
@@ -90,19 +94,18 @@ GasFileResult refuse_empty(const char* path) {
 
 } // namespace
 
-GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t boxes_hash) {
+GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t boxes_hash,
+                            const GasFileNotes& notes) {
     if (tree.is_empty())
         return refuse_empty(path);
     const GasTreeArrays arrays = GasTreeArrays::of(tree);
     GasFileTable table;
     GasFileHeader& header = table.header;
-    describe(arrays, GasFileKind::plain, boxes_hash, tree.get_bbox(), header);
+    describe(arrays, GasFileKind::plain, boxes_hash, notes, tree.get_bbox(), header);
     if (arrays.wide_nodes) {
         header.wide_width = GasWideNode::width;
         header.wide_count = arrays.wide_count;
     }
-    if (arrays.are_boxes_ordered)
-        header.flags |= GasFileHeader::are_boxes_ordered;
     if (arrays.are_wide_boxes_ordered)
         header.flags |= GasFileHeader::are_wide_boxes_ordered;
     std::vector<std::uint32_t> sample_flags = list_filled_samples(arrays);
@@ -124,12 +127,12 @@ GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t
 }
 
 GasFileResult gas_save_tree(const GasCompressedTree& tree, const char* path,
-                            std::uint64_t boxes_hash) {
+                            std::uint64_t boxes_hash, const GasFileNotes& notes) {
     if (tree.is_empty())
         return refuse_empty(path);
     const GasCompressedTreeArrays arrays = GasCompressedTreeArrays::of(tree);
     GasFileTable table;
-    describe(arrays, GasFileKind::compressed, boxes_hash, arrays.bbox, table.header);
+    describe(arrays, GasFileKind::compressed, boxes_hash, notes, arrays.bbox, table.header);
     table.lay_out(list_filled_samples(arrays));
 
     GasFileWriter writer(path, table);

@@ -29,14 +29,22 @@ struct GasFileResult {
 /// equal bytes of `count` boxes, and never 0.
 GAS_FILES_EXPORT std::uint64_t gas_hash_boxes(const GMathBbox3<float>* bboxes, unsigned count);
 
+/// Numbers of the caller's own that are kept with a tree, such as how its space relates to the
+/// caller's.
+struct GasFileNotes {
+    double numbers[3] = {};
+};
+
 /// Saves the tree, which is not empty, to a new file beside `path` and renames it to `path`: where
 /// that fails a file that was there stays as it was, and no other remains. `boxes_hash` is
 /// gas_hash_boxes of the boxes that the tree was built over, or 0 to save none. The tree is only
 /// read, and may be traced meanwhile. A failed allocation throws std::bad_alloc, here and below.
 GAS_FILES_EXPORT GasFileResult gas_save_tree(const GasTree& tree, const char* path,
-                                             std::uint64_t boxes_hash = 0);
+                                             std::uint64_t boxes_hash = 0,
+                                             const GasFileNotes& notes = {});
 GAS_FILES_EXPORT GasFileResult gas_save_tree(const GasCompressedTree& tree, const char* path,
-                                             std::uint64_t boxes_hash = 0);
+                                             std::uint64_t boxes_hash = 0,
+                                             const GasFileNotes& notes = {});
 
 /// What a tree is asked for with.
 struct GasFileSettings {
@@ -89,6 +97,7 @@ struct GasTreeFileInfo {
     std::uint64_t boxes_hash = 0;
     std::uint64_t file_size = 0;
     GMathBbox3<float> bbox = {};
+    GasFileNotes notes;
 };
 
 /// Reads the header, and checks it as map_trusted does.
