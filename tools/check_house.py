@@ -71,7 +71,7 @@ HOST_FUNCTION = re.compile(r"^(?:inline|template)[^\n(]*?\b(\w+)\(", re.M)
 HOST_CHECK = re.compile(r"^static_assert\(\w+<(\w+)", re.M)
 
 # The program that README.md shows.
-README_PROGRAM = "examples/first_ray.cpp"
+README_PROGRAM = "examples/easy_first_ray.cpp"
 
 # Files that may be longer, each with the reason beside it.
 LONG_FILES: dict[str, str] = {}
