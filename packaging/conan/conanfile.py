@@ -60,4 +60,4 @@ class GasConan(ConanFile):
         self.cpp_info.set_property("cmake_find_mode", "none")
         self.cpp_info.builddirs = [os.path.join("lib", "cmake", "gas")]
         self.cpp_info.set_property("pkg_config_name", "none")
-        self.cpp_info.libs = ["gas_files", "gas", "gas_host"]
+        self.cpp_info.libs = ["gas_easy", "gas_files", "gas", "gas_host"]
