@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include <gas/easy/batch.h>
 #include <gas/easy/context.h>
 #include <gas/easy/values.h>
 #include <gas/host/host.h>
@@ -15,14 +16,6 @@
 namespace gas {
 inline namespace gas_abi1 {
 namespace detail {
-
-/// Rays of a batch, as the library and as the program see them.
-struct Batch {
-    GeometryRayBatch traced;
-    std::vector<Ray> rays;
-    /// How far along its line each traced ray starts.
-    std::vector<double> starts;
-};
 
 /// What a thread's queries use in turn, and nested ones in a stack.
 struct ContextData {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <gas/core/gas_compiler.h>
 #include <gas/easy/calls.h>
 #include <gas/easy/values.h>
 #include <gas/host/host.h>
@@ -49,36 +50,49 @@ inline double measure_item(void* user, const unsigned& item, const GMathVec3<dou
            query.call.call(query.call.function, item, query.point, bound / query.scale);
 }
 
-inline void record_closest(void*, const unsigned& item, const CtxEval&, CtxShader&,
-                           GeometryRaytraceCtx& rays) {
-    const ClosestQuery& query = *static_cast<const ClosestQuery*>(rays.get_query_data());
-    if (item >= query.item_count)
+inline void record_closest(const ClosestQuery& query, std::uint32_t item, GeometryRaytraceCtx& rays,
+                           unsigned i) {
+    Ray& ray = query.rays[i];
+    const DistanceCall& call = query.call;
+    const double distance = call.call(call.function, item, ray, query.first + i);
+    if (!ray.holds(distance))
         return;
-    const auto last = static_cast<unsigned>(rays.get_last_ray());
-    for (auto i = static_cast<unsigned>(rays.get_first_ray()); i <= last; ++i) {
-        Ray& ray = query.rays[i];
-        const DistanceCall& call = query.call;
-        const double distance = call.call(call.function, item, ray, query.first + i);
-        if (!ray.holds(distance))
-            continue;
-        ray.far = distance;
-        query.hits[i] = {distance, item};
-        rays.get_intersection_path(i).set_hit_distance(distance - query.starts[i]);
-        rays.set_hit(i);
-    }
+    ray.far = distance;
+    query.hits[i] = {distance, item};
+    rays.get_intersection_path(i).set_hit_distance(distance - query.starts[i]);
+    rays.set_hit(i);
 }
 
-inline void record_stop(void*, const unsigned& item, const CtxEval&, CtxShader&,
-                        GeometryRaytraceCtx& rays) {
-    const StopQuery& query = *static_cast<const StopQuery*>(rays.get_query_data());
+inline void record_stop(const StopQuery& query, std::uint32_t item, GeometryRaytraceCtx& rays,
+                        unsigned i) {
+    const StopCall& call = query.call;
+    if (!rays.is_hit(i) && call.call(call.function, item, query.rays[i], query.first + i))
+        rays.set_hit(i);
+}
+
+/// Records the hit of a ray of the batch, if there is one.
+template <typename Query>
+using Record = void(const Query& query, std::uint32_t item, GeometryRaytraceCtx& rays, unsigned i);
+
+/// Apart, for its loop would have the call for one ray save registers that it does not need.
+template <typename Query, Record<Query>& record>
+GAS_NO_INLINE void record_several(const Query& query, std::uint32_t item,
+                                  GeometryRaytraceCtx& rays) {
+    const auto last = static_cast<unsigned>(rays.get_last_ray());
+    for (auto i = static_cast<unsigned>(rays.get_first_ray()); i <= last; ++i)
+        record(query, item, rays, i);
+}
+
+template <typename Query, Record<Query>& record>
+void record_each(void*, const unsigned& item, const CtxEval&, CtxShader&,
+                 GeometryRaytraceCtx& rays) {
+    const Query& query = *static_cast<const Query*>(rays.get_query_data());
     if (item >= query.item_count)
         return;
-    const auto last = static_cast<unsigned>(rays.get_last_ray());
-    for (auto i = static_cast<unsigned>(rays.get_first_ray()); i <= last; ++i) {
-        const StopCall& call = query.call;
-        if (!rays.is_hit(i) && call.call(call.function, item, query.rays[i], query.first + i))
-            rays.set_hit(i);
-    }
+    if (rays.get_first_ray() == rays.get_last_ray())
+        record(query, item, rays, static_cast<unsigned>(rays.get_first_ray()));
+    else
+        record_several<Query, record>(query, item, rays);
 }
 
 } // namespace detail

@@ -100,11 +100,8 @@ std::vector<GMathBbox3<float>> convert(const Box* boxes, std::size_t count, cons
     return converted;
 }
 
-bool find_start(const Ray& ray, const Box& bounds, double reach, double& start) {
-    start = 0.0;
+bool find_start_from_afar(const Ray& ray, const Box& bounds, double reach, double& start) {
     const Vector& origin = ray.origin;
-    if (gas_get_reach(to_host(origin)) <= reach)
-        return true;
     // Wider than the boxes by far more than is lost to rounding here.
     const double slack = reach / 1024.0;
     double first = ray.near;

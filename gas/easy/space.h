@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -58,9 +59,14 @@ Extent get_extent(const Box* boxes, std::size_t count);
 /// The boxes of a tree in that space.
 std::vector<GMathBbox3<float>> convert(const Box* boxes, std::size_t count, const Space& space);
 
-/// How far along its line a ray is to start so that it starts within `reach`: 0 where it does.
+/// Whether no coordinate is larger than `reach`, without its sign. NaN does not count.
+inline bool is_within(const Vector& point, double reach) {
+    return !(std::abs(point.x) > reach || std::abs(point.y) > reach || std::abs(point.z) > reach);
+}
+
+/// For a ray from beyond `reach`: how far along its line it is to start so that it starts within.
 /// False: it misses the bounds between its distances. `bounds`: around all boxes of the tree.
-bool find_start(const Ray& ray, const Box& bounds, double reach, double& start);
+bool find_start_from_afar(const Ray& ray, const Box& bounds, double reach, double& start);
 
 } // namespace detail
 } // namespace gas_abi1

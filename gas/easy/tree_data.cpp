@@ -125,7 +125,10 @@ void TreeData::build(const HostBoxes& boxes) {
 
 void TreeData::set_leaf_calls() {
     std::visit(
-        [](auto& tree) { tree.set_leaf_raytrace_callbacks(record_stop, record_closest, nullptr); },
+        [](auto& tree) {
+            tree.set_leaf_raytrace_callbacks(record_each<StopQuery, record_stop>,
+                                             record_each<ClosestQuery, record_closest>, nullptr);
+        },
         m_tree);
 }
 

@@ -79,7 +79,9 @@ class TreeData {
 
     /// How far along its line a ray starts in the tree; false: it hits nothing.
     bool find_start(const Ray& ray, double& start) const {
-        return detail::find_start(ray, m_seen_bounds, m_ray_reach, start);
+        start = 0.0;
+        return is_within(ray.origin, m_ray_reach) ||
+               find_start_from_afar(ray, m_seen_bounds, m_ray_reach, start);
     }
     GMathVec3<double> get_origin(const Ray& ray, double start) const {
         const double scale = m_space.scale;

@@ -17,19 +17,23 @@ using detail::TreeData;
 /// As many rays as stay in the caches together with all that is kept for each.
 constexpr std::size_t most_rays = 4096;
 
-/// Makes a traced ray of a program's ray; one that misses the tree hits nothing.
-void set_ray(const TreeData& tree, const Ray& ray, Batch& batch, unsigned i) {
-    double& start = batch.starts[i];
-    const double far = tree.find_start(ray, start) ? ray.far : -infinity;
-    batch.traced.set_ray(i, tree.get_origin(ray, start), tree.get_direction(ray), ray.near - start,
-                         far - start, static_cast<float>(ray.time));
-}
-
+/// Makes a batch of the program's rays, with copies of them if it `keeps_rays`. One that misses the
+/// tree hits nothing.
+template <bool keeps_rays>
 void set_rays(const TreeData& tree, const Ray* rays, unsigned count, Batch& batch) {
-    batch.traced.resize(count);
-    batch.starts.resize(count);
-    for (unsigned i = 0; i < count; ++i)
-        set_ray(tree, rays[i], batch, i);
+    batch.resize(count);
+    double* const starts = batch.get_starts();
+    Ray* const seen_rays = batch.get_seen_rays();
+    for (unsigned i = 0; i < count; ++i) {
+        const Ray& ray = rays[i];
+        double start = 0.0;
+        const double far = tree.find_start(ray, start) ? ray.far : -infinity;
+        starts[i] = start;
+        batch.set_ray(i, tree.get_origin(ray, start), tree.get_direction(ray), ray.near - start,
+                      far - start, static_cast<float>(ray.time));
+        if constexpr (keeps_rays)
+            seen_rays[i] = ray;
+    }
 }
 
 /// Calls `trace(first, count)` for runs of rays.
@@ -130,13 +134,12 @@ void Tree::trace_closest(Context* context, const Ray* rays, std::size_t count, H
     ContextData& data = ContextData::get(context);
     const detail::Lease<Batch> batch(data.batches, data.used_batch_count);
     for_each_run(count, [&](std::size_t first, unsigned run_count) {
-        set_rays(*m_data, rays + first, run_count, *batch);
-        batch->rays.assign(rays + first, rays + first + run_count);
+        set_rays<true>(*m_data, rays + first, run_count, *batch);
         detail::ClosestQuery query = {
-            call,        m_data->get_count(), first, batch->rays.data(), batch->starts.data(),
+            call,        m_data->get_count(), first, batch->get_seen_rays(), batch->get_starts(),
             hits + first};
-        batch->traced.get_data().set_query_data(&query);
-        m_data->trace_closest(data, batch->traced.get_ctx(), true);
+        batch->get_data().set_query_data(&query);
+        m_data->trace_closest(data, batch->get_ctx(), true);
     });
 }
 
@@ -149,12 +152,12 @@ void Tree::trace_all(Context* context, const Ray* rays, std::size_t count, bool*
     ContextData& data = ContextData::get(context);
     const detail::Lease<Batch> batch(data.batches, data.used_batch_count);
     for_each_run(count, [&](std::size_t first, unsigned run_count) {
-        set_rays(*m_data, rays + first, run_count, *batch);
+        set_rays<false>(*m_data, rays + first, run_count, *batch);
         detail::StopQuery query = {call, m_data->get_count(), first, rays + first};
-        batch->traced.get_data().set_query_data(&query);
-        m_data->trace_all(data, batch->traced.get_ctx(), true);
+        batch->get_data().set_query_data(&query);
+        m_data->trace_all(data, batch->get_ctx(), true);
         for (unsigned i = 0; hits && i < run_count; ++i)
-            hits[first + i] = batch->traced.is_hit(i);
+            hits[first + i] = batch->is_hit(i);
     });
 }
 
