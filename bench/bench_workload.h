@@ -142,6 +142,7 @@ void register_trace_packet(const Workloads& workloads);
 void register_queries(const Workloads& workloads);
 void register_closest_item(const Workloads& workloads);
 void register_first_ray(const Workloads& workloads);
+void register_owning(const Workloads& workloads);
 void register_codec();
 void register_grid_first_touch(const Workloads& workloads);
 

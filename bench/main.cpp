@@ -132,6 +132,7 @@ void run(int argument_count, char** arguments) {
     }
     gas_bench::register_queries(flat);
     gas_bench::register_closest_item(flat);
+    gas_bench::register_owning(flat);
     gas_bench::register_refit(flat);
     gas_bench::register_first_ray(flat);
     gas_bench::register_codec();
