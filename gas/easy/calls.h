@@ -39,7 +39,11 @@ template <typename Function> void* get_address(Function& function) {
 template <typename Where, typename Function>
 decltype(auto) call_for_ray(void* address, Where where, const Ray& ray, std::size_t index) {
     Function& function = *static_cast<Function*>(address);
-    if constexpr (std::is_invocable_v<Function&, Where, const Ray&, std::size_t>)
+    constexpr bool takes_index = std::is_invocable_v<Function&, Where, const Ray&, std::size_t>;
+    static_assert(takes_index || std::is_invocable_v<Function&, Where, const Ray&>,
+                  "the function takes (std::uint32_t item, const gas::Ray& ray), of a scene (const "
+                  "gas::Place& place, const gas::Ray& ray), and if it likes std::size_t index");
+    if constexpr (takes_index)
         return function(where, ray, index);
     else
         return function(where, ray);
@@ -52,7 +56,7 @@ using Answer = decltype(call_for_ray<Where, Function>(nullptr, std::declval<Wher
 template <typename Where, typename Function>
 RayCall<Where, double> make_distance_call(Function& function) {
     static_assert(std::is_floating_point_v<Answer<Where, Function>>,
-                  "the function of a closest hit answers a distance, or gas::miss");
+                  "the function of a closest hit answers a distance, a double, or gas::miss");
     return {
         get_address(function), [](void* address, Where where, const Ray& ray, std::size_t index) {
             return static_cast<double>(call_for_ray<Where, Function>(address, where, ray, index));
@@ -98,13 +102,23 @@ template <typename Function> PlaceStopCall get_place_stop_call(Function& functio
 }
 
 template <typename Function> PointCall get_point_call(Function& function) {
+    constexpr bool takes_bound =
+        std::is_invocable_v<Function&, std::uint32_t, const Vector&, double>;
+    static_assert(takes_bound || std::is_invocable_v<Function&, std::uint32_t, const Vector&>,
+                  "the function takes (std::uint32_t item, const gas::Vector& point), and if it "
+                  "likes double bound");
     return {get_address(function),
             [](void* address, std::uint32_t item, const Vector& point, double bound) {
                 Function& called = *static_cast<Function*>(address);
-                if constexpr (std::is_invocable_v<Function&, std::uint32_t, const Vector&, double>)
-                    return static_cast<double>(called(item, point, bound));
-                else
-                    return static_cast<double>(called(item, point));
+                const auto measure = [&] {
+                    if constexpr (takes_bound)
+                        return called(item, point, bound);
+                    else
+                        return called(item, point);
+                };
+                static_assert(std::is_floating_point_v<decltype(measure())>,
+                              "the function of a closest point answers a distance, a double");
+                return static_cast<double>(measure());
             }};
 }
 

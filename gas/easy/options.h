@@ -46,7 +46,7 @@ struct Options {
     unsigned threads = 0;
     /// The threads of a renderer that has its own: builds then use none but these, `threads` of
     /// them. The cells of a grid are built by threads that trace, and by the library's own.
-    ParallelFor parallel_for;
+    ParallelFor parallel_for = nullptr;
     /// Plain trees keep their boxes once more, four to a record, for faster rays.
     bool wide_nodes = true;
     /// The largest coordinate, without its sign, of all boxes at all times, and of most points that
@@ -57,7 +57,7 @@ struct Options {
     std::size_t items_per_cell = 256;
     /// Called by a build on its calling thread with a fraction from 0 to 1 that grows. False stops
     /// the build, which then throws Stopped.
-    std::function<bool(double)> progress;
+    std::function<bool(double)> progress = nullptr;
 };
 
 } // namespace gas_abi1

@@ -64,6 +64,14 @@ inline bool is_within(const Vector& point, double reach) {
     return !(std::abs(point.x) > reach || std::abs(point.y) > reach || std::abs(point.z) > reach);
 }
 
+/// Such a ray hits nothing, whatever a program's function says.
+inline bool has_nan(const Ray& ray) {
+    return std::isunordered(ray.origin.x, ray.origin.y) ||
+           std::isunordered(ray.origin.z, ray.direction.x) ||
+           std::isunordered(ray.direction.y, ray.direction.z) ||
+           std::isunordered(ray.near, ray.far);
+}
+
 /// For a ray from beyond `reach`: how far along its line it is to start so that it starts within.
 /// False: it misses the bounds between its distances. `bounds`: around all boxes of the tree.
 bool find_start_from_afar(const Ray& ray, const Box& bounds, double reach, double& start);

@@ -65,7 +65,7 @@ class GAS_EASY_EXPORT Tree {
     std::size_t depth() const;
     /// Bytes, without motion samples and what a program's functions hold.
     std::size_t memory_size() const;
-    /// Around all padded boxes; empty at the origin for an empty tree.
+    /// Around all padded boxes at rest; empty at the origin for an empty tree.
     Box bounds() const;
     /// The boxes of the nodes and leaves on a level, from the root's (0) on, to look at. Not of
     /// grids.

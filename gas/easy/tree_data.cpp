@@ -120,6 +120,9 @@ void TreeData::build(const HostBoxes& boxes) {
     });
     app.set_progress_callback(nullptr, nullptr);
     bar->release();
+    // They may refer to what does not outlive the build.
+    m_options.progress = nullptr;
+    m_options.parallel_for = nullptr;
     set_leaf_calls();
 }
 

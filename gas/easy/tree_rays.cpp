@@ -27,12 +27,15 @@ void set_rays(const TreeData& tree, const Ray* rays, unsigned count, Batch& batc
     for (unsigned i = 0; i < count; ++i) {
         const Ray& ray = rays[i];
         double start = 0.0;
-        const double far = tree.find_start(ray, start) ? ray.far : -infinity;
+        const bool may_hit = !detail::has_nan(ray) && tree.find_start(ray, start);
+        const double far = may_hit ? ray.far : -infinity;
         starts[i] = start;
         batch.set_ray(i, tree.get_origin(ray, start), tree.get_direction(ray), ray.near - start,
                       far - start, static_cast<float>(ray.time));
-        if constexpr (keeps_rays)
+        if constexpr (keeps_rays) {
             seen_rays[i] = ray;
+            seen_rays[i].far = far;
+        }
     }
 }
 
@@ -90,7 +93,7 @@ void TreeData::trace_all(ContextData& context, GeometryRaytraceCtx& rays, bool a
 Hit TreeData::find_closest(Context* context, const Ray& ray, const DistanceCall& call) const {
     Hit hit;
     double start = 0.0;
-    if (!find_start(ray, start))
+    if (has_nan(ray) || !find_start(ray, start))
         return hit;
     Ray seen = ray;
     ClosestQuery query = {call, m_count, 0, &seen, &start, &hit};
@@ -104,7 +107,7 @@ Hit TreeData::find_closest(Context* context, const Ray& ray, const DistanceCall&
 bool TreeData::find_any(Context* context, const Ray& ray, const StopCall& call,
                         bool asks_cache) const {
     double start = 0.0;
-    if (!find_start(ray, start))
+    if (has_nan(ray) || !find_start(ray, start))
         return false;
     StopQuery query = {call, m_count, 0, &ray};
     GeometrySingleRay traced(get_origin(ray, start), get_direction(ray), ray.near - start,

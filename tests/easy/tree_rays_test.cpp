@@ -258,6 +258,14 @@ TEST(EasyRays, WithANaNHitNothing) {
             };
             EXPECT_FALSE(tree.closest_hit(ray, find)) << place;
             EXPECT_FALSE(tree.closest_hits({ray, ray}, find)[1]) << place;
+            // Whatever a function says that does not look, of a lone item and of a cached one too.
+            const gas::Tree lone(std::vector<gas::Box>(1, get_box(spheres[0])), get_options(kind));
+            const auto hit = [](std::uint32_t, const gas::Ray&) { return 1.0; };
+            for (const gas::Tree* const asked : {&tree, &lone}) {
+                EXPECT_FALSE(asked->closest_hit(ray, hit)) << place;
+                EXPECT_FALSE(asked->closest_hits({ray, ray}, hit)[1]) << place;
+                EXPECT_FALSE(asked->any_hit(ray, hit)) << place;
+            }
         }
     }
 }

@@ -181,6 +181,11 @@ TEST(EasyTree, TellsItsProgress) {
         EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
         EXPECT_GE(told.front(), 0.0);
         EXPECT_EQ(told.back(), 1.0);
+        const std::size_t count = told.size();
+        gas::Tree refitted(boxes, options);
+        EXPECT_EQ(told.size(), 2 * count);
+        refitted.refit(boxes);
+        EXPECT_EQ(told.size(), 2 * count) << "the function may be gone";
     }
 }
 
