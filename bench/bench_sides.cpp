@@ -220,13 +220,14 @@ OwningSide::OwningSide(const SideScene& scene, const SidesQuestion& question, ga
 }
 
 template <typename Trace> void OwningSide::with_items(const Trace& trace) const {
-    const SideItems& items = m_items;
+    // What a lambda captures is what `user` points to on the other side.
+    const SideItems items = m_items;
     if (m_in_motion)
-        trace([&items](std::uint32_t item, const gas::Ray& ray) {
+        trace([items](std::uint32_t item, const gas::Ray& ray) {
             return items.get_distance<true>(item, ray);
         });
     else
-        trace([&items](std::uint32_t item, const gas::Ray& ray) {
+        trace([items](std::uint32_t item, const gas::Ray& ray) {
             return items.get_distance<false>(item, ray);
         });
 }
