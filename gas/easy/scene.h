@@ -75,7 +75,7 @@ class GAS_EASY_EXPORT Scene {
 
     std::size_t size() const;
     bool is_empty() const { return size() == 0; }
-    /// Around all instances at all times.
+    /// Around the padded boxes of all instances at all times.
     Box bounds() const;
 
     /// Queries are those of Tree; `f` takes (place, ray) or (place, ray, index), the ray in the

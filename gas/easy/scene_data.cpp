@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 #include <gas/easy/errors.h>
@@ -67,27 +68,26 @@ void SceneData::prepare(Instance& instance, const std::vector<Transform>& motion
 }
 
 bool SceneData::holds(const SceneData& scene) const {
-    return std::any_of(m_instances.begin(), m_instances.end(), [&](const Instance& instance) {
-        const SceneData* const child = instance.child.scene.get();
-        return child && (child == &scene || child->holds(scene));
-    });
+    // Each once: the number of ways to a scene grows with every level.
+    std::unordered_set<const SceneData*> seen = {this};
+    std::vector<const SceneData*> pending = {this};
+    while (!pending.empty()) {
+        const SceneData& around = *pending.back();
+        pending.pop_back();
+        for (const Instance& instance : around.m_instances) {
+            const SceneData* const child = instance.child.scene.get();
+            if (child == &scene)
+                return true;
+            if (child && seen.insert(child).second)
+                pending.push_back(child);
+        }
+    }
+    return false;
 }
 
 void SceneData::expect_built() const {
     if (!m_is_built)
         throw Error("the scene has changed since it was built");
-}
-
-Box SceneData::get_seen_bounds() const {
-    expect_built();
-    Extent extent;
-    const std::size_t count = get_sample_count();
-    for (std::size_t sample = 0; sample < count; ++sample) {
-        const double time =
-            count == 1 ? 0.0 : static_cast<double>(sample) / static_cast<double>(count - 1);
-        extent.add(get_extent(get_boxes(time).data(), m_instances.size()));
-    }
-    return extent.bounds;
 }
 
 Transform SceneData::get_transform(const Instance& instance, double time) {
@@ -138,16 +138,21 @@ std::vector<Box> SceneData::get_boxes(double time) const {
 }
 
 void SceneData::build(const Options& options) {
-    Tree top(get_boxes(0.0), options);
+    const std::vector<Box> boxes = get_boxes(0.0);
+    Tree top(boxes, options);
+    Extent extent = get_extent(boxes.data(), boxes.size());
     const std::size_t count = get_sample_count();
     if (count > 1) {
         std::vector<std::vector<Box>> samples;
-        for (std::size_t sample = 0; sample < count; ++sample)
+        for (std::size_t sample = 0; sample < count; ++sample) {
             samples.push_back(
                 get_boxes(static_cast<double>(sample) / static_cast<double>(count - 1)));
+            extent.add(get_extent(samples.back().data(), samples.back().size()));
+        }
         top.set_motion(samples);
     }
     m_top = std::move(top);
+    m_seen_bounds = boxes.empty() ? Box() : extent.bounds;
     m_is_built = true;
 }
 

@@ -45,9 +45,11 @@ class SceneData {
     void build(const Options& options);
 
     std::size_t get_size() const { return m_instances.size(); }
-    Box get_bounds() const { return m_top.bounds(); }
     /// Around everything at all times.
-    Box get_seen_bounds() const;
+    const Box& get_seen_bounds() const {
+        expect_built();
+        return m_seen_bounds;
+    }
     bool holds(const SceneData& scene) const;
     /// Throws Error where the tree over the instances is not theirs any more.
     void expect_built() const;
@@ -82,6 +84,7 @@ class SceneData {
 
     std::vector<Instance> m_instances;
     Tree m_top;
+    Box m_seen_bounds;
     bool m_is_built = true;
 };
 

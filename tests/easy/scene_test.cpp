@@ -158,6 +158,23 @@ TEST(EasyScene, IsNestedToAnyDepth) {
     expect_all_found(last, listed.back(), spheres, easy::make_rays(300, 14));
 }
 
+TEST(EasyScene, IsBuiltInTimeWhereManyScenesAreNested) {
+    // Counted one by one there would be 10^40 trees.
+    const gas::Tree tree(std::vector<gas::Box>(1, gas::Box{{0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}}));
+    gas::Scene scene;
+    scene.add(tree);
+    scene.build();
+    for (unsigned level = 0; level < 40; ++level) {
+        gas::Scene outer;
+        for (unsigned i = 0; i < 10; ++i)
+            outer.add(scene, gas::translation({static_cast<double>(i), 0.0, 0.0}));
+        outer.build();
+        scene = std::move(outer);
+    }
+    EXPECT_NEAR(scene.bounds().min.x, 0.0, 1e-5);
+    EXPECT_NEAR(scene.bounds().max.x, 361.0, 1e-5);
+}
+
 TEST(EasyScene, MovesItsInstancesAndWhatTheyHold) {
     const std::vector<Sphere> spheres = easy::make_spheres(40, 21, 3.0);
     gas::Tree moving(easy::get_boxes(spheres));
