@@ -58,7 +58,7 @@ class SceneData {
     /// distance.
     double trace_closest(SceneQuery<PlaceDistanceCall>& query, const Ray& ray) const;
     bool trace_all(SceneQuery<PlaceStopCall>& query, const Ray& ray) const;
-    /// Batches: `get_query(index)` gives the query of a ray.
+    /// Batches.
     void trace_closest(Context* context, const Ray* rays, std::size_t count, SceneHit* hits,
                        const PlaceDistanceCall& call, Path& path) const;
     void trace_all(Context* context, const Ray* rays, std::size_t count, bool* hits,

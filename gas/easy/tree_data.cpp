@@ -28,14 +28,6 @@ void give_boxes_at(void* user, const double& time, const unsigned& count, const 
         bboxes[i] = boxes.motion_space.to_tree(boxes.moving(items[i], time));
 }
 
-void give_union(void* user, const unsigned& count, const unsigned* items, GMathBbox3<float>& bbox) {
-    const GridBoxes& boxes = *static_cast<const GridBoxes*>(user);
-    Extent extent;
-    for (unsigned i = 0; i < count; ++i)
-        extent.add(boxes.still(items[i], 0.0), items[i]);
-    bbox = boxes.space.to_tree(extent.bounds);
-}
-
 void give_union_at(void* user, const double& time, const unsigned& count, const unsigned* items,
                    GMathBbox3<float>& bbox) {
     const GridBoxes& boxes = *static_cast<const GridBoxes*>(user);
@@ -146,7 +138,7 @@ void TreeData::create(const HostBoxes& boxes, AppProgressBar* bar, SysThreadTask
         auto& grid = std::get<GasGridTree>(m_tree);
         const auto cell_count = static_cast<unsigned>(
             (boxes.size() + m_options.items_per_cell - 1) / m_options.items_per_cell);
-        grid.set_leaf_bbox_callbacks(give_boxes, give_boxes_at, give_union, give_union_at,
+        grid.set_leaf_bbox_callbacks(give_boxes, give_boxes_at, nullptr, give_union_at,
                                      m_grid_boxes.get());
         grid.create(boxes.data(), m_count, cell_count, nullptr, bar, manager, threads);
     }

@@ -95,6 +95,15 @@ class TreeData {
     }
 
   private:
+    /// Calls `trace` with the tree, and for a plain one with the shortcut, which is not taken.
+    template <typename Trace> void visit_tree(const Trace& trace) const {
+        if (const GasTree* const plain = find_plain())
+            trace(*plain, false);
+        else if (const GasCompressedTree* const compressed = find_compressed())
+            trace(*compressed);
+        else
+            trace(std::get<GasGridTree>(m_tree));
+    }
     void start(std::size_t count);
     bool is_scaled() const { return get_kind() != Kind::plain; }
     void see(const Extent& extent, double reach);

@@ -62,12 +62,7 @@ void TreeData::trace_closest(ContextData& context, GeometryRaytraceCtx& rays,
             as_stream ? tree.ray_stream_nearest_motion(eval, shader, rays, shortcut...)
                       : tree.ray_hit_nearest_motion(eval, shader, rays, shortcut...);
     };
-    if (const GasTree* const plain = find_plain())
-        trace(*plain, false);
-    else if (const GasCompressedTree* const compressed = find_compressed())
-        trace(*compressed);
-    else
-        trace(std::get<GasGridTree>(m_tree));
+    visit_tree(trace);
 }
 
 void TreeData::trace_all(ContextData& context, GeometryRaytraceCtx& rays, bool as_stream) const {
@@ -82,12 +77,7 @@ void TreeData::trace_all(ContextData& context, GeometryRaytraceCtx& rays, bool a
             as_stream ? tree.ray_stream_motion(eval, shader, rays, shortcut...)
                       : tree.ray_hit_motion(eval, shader, rays, shortcut...);
     };
-    if (const GasTree* const plain = find_plain())
-        trace(*plain, false);
-    else if (const GasCompressedTree* const compressed = find_compressed())
-        trace(*compressed);
-    else
-        trace(std::get<GasGridTree>(m_tree));
+    visit_tree(trace);
 }
 
 Hit TreeData::find_closest(Context* context, const Ray& ray, const DistanceCall& call) const {
