@@ -26,9 +26,29 @@ function(gas_without_deep_inlining target)
     set_target_properties(${target} PROPERTIES GAS_WITHOUT_DEEP_INLINING ON)
 endfunction()
 
+# Writes one source that holds those named, each in a namespace of its own, so that equal names do not
+# meet; their includes come before, at global scope, and are empty inside. `closing` stands at its end.
+function(gas_write_joined_source source closing)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ARGN})
+    set(includes)
+    set(bodies)
+    foreach(joined IN LISTS ARGN)
+        cmake_path(ABSOLUTE_PATH joined BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
+        file(STRINGS "${joined}" joined_includes REGEX "^#include")
+        list(APPEND includes ${joined_includes})
+        get_filename_component(name "${joined}" NAME_WE)
+        string(APPEND bodies "namespace joined_${name} {\n#include \"${joined}\"\n}\n")
+    endforeach()
+    list(REMOVE_DUPLICATES includes)
+    list(JOIN includes "\n" includes)
+    file(CONFIGURE OUTPUT "${source}" CONTENT "@includes@\n@bodies@@closing@" @ONLY)
+    # A name without linkage of an included file is as good as one of the file itself.
+    set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS
+        "$<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>")
+endfunction()
+
 # Sets the variable `sources` to what is to be compiled of a program's sources: these, or where
-# sources are joined its tests up to sixteen in a file. Each test stands in a namespace of its own,
-# so that equal names do not meet; its includes come before, at global scope, and are empty inside.
+# sources are joined its tests up to sixteen in a file.
 function(gas_join_tests program)
     if(NOT GAS_JOIN_SOURCES)
         set(sources ${ARGN} PARENT_SCOPE)
@@ -38,31 +58,13 @@ function(gas_join_tests program)
     list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
     set(joined ${ARGN})
     list(FILTER joined EXCLUDE REGEX "_test\\.cpp$")
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${tests})
 
     set(number 0)
     while(tests)
-        set(includes)
-        set(bodies)
-        foreach(place RANGE 1 16)
-            list(POP_FRONT tests test)
-            if(NOT test)
-                break()
-            endif()
-            cmake_path(ABSOLUTE_PATH test BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}")
-            file(STRINGS "${test}" test_includes REGEX "^#include")
-            list(APPEND includes ${test_includes})
-            get_filename_component(name "${test}" NAME_WE)
-            string(APPEND bodies "namespace joined_${name} {\n#include \"${test}\"\n}\n")
-        endforeach()
-        list(REMOVE_DUPLICATES includes)
-        list(JOIN includes "\n" includes)
-
+        list(SUBLIST tests 0 16 some)
+        list(REMOVE_ITEM tests ${some})
         set(source "${CMAKE_CURRENT_BINARY_DIR}/joined/${program}_${number}.cpp")
-        file(CONFIGURE OUTPUT "${source}" CONTENT "@includes@\n@bodies@" @ONLY)
-        # A name without linkage of an included file is as good as one of the file itself.
-        set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS
-            "$<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>")
+        gas_write_joined_source("${source}" "" ${some})
         list(APPEND joined "${source}")
         math(EXPR number "${number} + 1")
     endwhile()

@@ -18,6 +18,8 @@ endif()
 option(GAS_TEST_BASELINE "Test rays by the baseline too, where another instruction set is used"
     ${gas_test_baseline_default})
 
+option(GAS_TEST_SEAM "Test the library over a second host, too" ${gas_test_baseline_default})
+
 # gas_add_test_shards(<name> <program> [<variable>...]), the variables of their environment.
 function(gas_add_test_shards name program)
     math(EXPR last "${GAS_TEST_SHARDS} - 1")

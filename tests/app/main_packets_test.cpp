@@ -3,7 +3,7 @@
 
 namespace {
 
-/// Every packet size with every build method, on one and on two threads, gives the picture of one
+/// Every packet size, and every build method on one and on two threads, gives the picture of one
 /// ray at a time without trees.
 void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::string>& scene) {
     const auto render_with = [&](std::vector<std::string> options) {
@@ -14,11 +14,12 @@ void expect_one_picture(const TemporaryFolder& folder, const std::vector<std::st
     for (const char* packet : {"3", "4", "16", "64", "256"})
         EXPECT_TRUE(render_with({"--packet", packet, "--brute-force"}) == expected) << packet;
     for (const char* packet : {"1", "3", "4", "16", "64", "256"})
-        for (const char* method : {"median", "hybrid", "sah-fast", "sah"})
-            for (const char* threads : {"1", "2"})
-                EXPECT_TRUE(render_with({"--packet", packet, "--build", method, "--threads",
-                                         threads}) == expected)
-                    << packet << ", " << method << ", threads: " << threads;
+        EXPECT_TRUE(render_with({"--packet", packet, "--threads", "1"}) == expected) << packet;
+    for (const char* method : {"median", "hybrid", "sah-fast", "sah"})
+        for (const char* threads : {"1", "2"})
+            EXPECT_TRUE(render_with({"--packet", "16", "--build", method, "--threads", threads}) ==
+                        expected)
+                << method << ", threads: " << threads;
     EXPECT_TRUE(render_with({}) == expected) << "the usual packet";
 }
 
