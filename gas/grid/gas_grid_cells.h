@@ -68,27 +68,4 @@ struct GasGridCells {
     std::vector<GasGridTree*> grids;
 };
 
-/// Holds a cell's lock, and records that this thread does.
-class GasGridCellGuard {
-  public:
-    GasGridCellGuard(const GasGridCells& cells, unsigned cell);
-    GasGridCellGuard(const GasGridCellGuard&) = delete;
-    GasGridCellGuard& operator=(const GasGridCellGuard&) = delete;
-    ~GasGridCellGuard();
-
-    /// Whether this thread already holds the cell's lock, so that locking again is a deadlock: a
-    /// box callback traced into the cell that it was called for, which breaks the contract.
-    static bool is_held(const GasGridCells& cells, unsigned cell);
-
-    /// The newest guard of this thread, behind which the others stand; null for none.
-    static const GasGridCellGuard* get_newest();
-    /// Makes this thread's guards those of a thread that waits for it, or its own again; returns
-    /// those that it had.
-    static const GasGridCellGuard* exchange_newest(const GasGridCellGuard* guard);
-
-  private:
-    SysThreadLock& m_lock;
-    const GasGridCellGuard* m_outer;
-};
-
 } // namespace gas_abi1

@@ -4,7 +4,7 @@
 #include <exception>
 
 #include <gas/grid/gas_grid_bbox_callbacks.h>
-#include <gas/grid/gas_grid_cells.h>
+#include <gas/grid/gas_grid_cell_guard.h>
 
 inline namespace gas_abi1 {
 

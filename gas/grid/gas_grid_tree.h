@@ -35,8 +35,8 @@ struct GasSampledView;
 /// but not rays that lead, through whichever cells and threads, to a cell that is waiting for a
 /// callback: that would be a deadlock. Where a callback's own rays, or those of callbacks that they
 /// cause, lead back to its cell, a debug build asserts and a release build skips the cell for that
-/// ray. Through threads or tasks of the callback's own, and where two tracing threads wait for each
-/// other's cells, it is not detected.
+/// ray. Where tracing threads wait for each other's cells, a debug build asserts and a release
+/// build hangs. Through threads or tasks of the callback's own it is not detected.
 class GAS_EXPORT GasGridTree {
   public:
     /// An empty grid. Its callbacks do nothing until they are set.

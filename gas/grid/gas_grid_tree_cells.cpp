@@ -3,15 +3,13 @@
 #include <memory>
 #include <utility>
 
+#include <gas/grid/gas_grid_cell_guard.h>
 #include <gas/grid/gas_grid_cells.h>
 #include <gas/grid/gas_grid_tree.h>
 
 inline namespace gas_abi1 {
 
 namespace {
-
-/// Value 1: the lock is held while a tree is built or filled.
-constexpr auto long_hint = static_cast<SysThreadLock::DurationHint>(1);
 
 /// A cell's progress bar, or none. It is finished and released also when the build throws.
 class CellBar {
@@ -46,34 +44,7 @@ GasLeafCallback get_cell_callback(const GasLeafCallbacks& callbacks, GasRayCall 
     return callback == GasLeafCallbacks::ignore ? GasGridSubTree::ignore : callback;
 }
 
-/// The guards of this thread, the newest first.
-thread_local const GasGridCellGuard* newest_guard = nullptr;
-
 } // namespace
-
-GasGridCellGuard::GasGridCellGuard(const GasGridCells& cells, unsigned cell)
-    : m_lock(cells.locks[cell]), m_outer(newest_guard) {
-    m_lock.lock(long_hint);
-    newest_guard = this;
-}
-
-GasGridCellGuard::~GasGridCellGuard() {
-    newest_guard = m_outer;
-    m_lock.unlock();
-}
-
-bool GasGridCellGuard::is_held(const GasGridCells& cells, unsigned cell) {
-    const GasGridCellGuard* guard = newest_guard;
-    while (guard && &guard->m_lock != &cells.locks[cell])
-        guard = guard->m_outer;
-    return guard != nullptr;
-}
-
-const GasGridCellGuard* GasGridCellGuard::get_newest() { return newest_guard; }
-
-const GasGridCellGuard* GasGridCellGuard::exchange_newest(const GasGridCellGuard* guard) {
-    return std::exchange(newest_guard, guard);
-}
 
 void GasGridSubTree::ignore(void*, const unsigned&, const CtxEval&, CtxShader&,
                             GeometryRaytraceCtx&) {}
