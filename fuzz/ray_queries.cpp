@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/diagnostics/gas_validate.h>
 #include <gas/object/gas_object.h>
 #include <gas/tree/gas_tree.h>
 
@@ -227,6 +229,16 @@ void expect_same(const std::vector<History>& expected, const std::vector<History
     }
 }
 
+template <typename Tree> void expect_right(const Tree& tree, const GMathBbox3<float>* bboxes) {
+    GasValidateSettings settings;
+    settings.bboxes = bboxes;
+    const std::vector<std::string> flaws = gas_validate(tree, settings);
+    for (const std::string& flaw : flaws)
+        std::fprintf(stderr, "%s\n", flaw.c_str());
+    if (!flaws.empty())
+        std::abort();
+}
+
 template <typename Tree>
 void fill_samples(Tree& tree, FuzzInput input, unsigned item_count, unsigned sample_count) {
     tree.set_motion_blur_sample_count(sample_count);
@@ -258,6 +270,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fill_samples(binary, input, item_count, sample_count);
     fill_samples(wide, input, item_count, sample_count);
     fill_samples(compressed, input, item_count, sample_count);
+
+    expect_right(binary, &boxes[0]);
+    expect_right(wide, &boxes[0]);
+    // Decoded boxes contain the items' in the working range alone.
+    expect_right(compressed, nullptr);
 
     Tracer tracer(rays, behaviour, CtxMotionBlur(0.0f, 1.0f, sample_count));
     const auto set_callbacks = [&](auto& tree) {

@@ -172,6 +172,10 @@ template <typename Tree> void fuzz(FuzzInput& input) {
     const bool is_mapped = gas_map_tree(file.get_path(), mapped, settings).is_done;
     if (is_loaded != is_mapped || (!is_damaged && !is_loaded))
         std::abort();
+    // What is refused is told, and more.
+    const bool is_whole = gas_validate_tree_file(file.get_path()).empty();
+    if (is_whole ? !is_loaded || !gas_validate(loaded).empty() : !is_damaged)
+        std::abort();
     if (is_loaded) {
         use(loaded, boxes);
         use(mapped, boxes);

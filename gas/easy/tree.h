@@ -70,8 +70,9 @@ class GAS_EASY_EXPORT Tree {
     /// The boxes of the nodes and leaves on a level, from the root's (0) on, to look at. Not of
     /// grids.
     std::vector<Box> boxes_at_level(std::size_t level) const;
-    /// What is wrong with the tree, a sentence each: nothing, unless memory was overwritten. Not of
-    /// grids.
+    /// What is wrong with the tree, a sentence each, up to twenty and one that counts the others:
+    /// nothing, unless memory was overwritten or a trusted file damaged. Of a grid, of the cells
+    /// that rays have reached; not beside queries in motion.
     std::vector<std::string> validate() const;
 
     /// New boxes for all items. A plain tree keeps its topology, which is far quicker than a build

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/diagnostics/gas_validate.h>
 #include <gas/easy/calls.h>
 #include <gas/easy/context_data.h>
 #include <gas/easy/options.h>
@@ -57,6 +58,10 @@ class TreeData {
     /// Around the boxes that rays see, at all times.
     const Box& get_seen_bounds() const { return m_seen_bounds; }
     const Space& get_space() const { return m_space; }
+
+    std::vector<std::string> validate() const {
+        return std::visit([](const auto& tree) { return gas_validate(tree); }, m_tree);
+    }
 
     void refit(const Box* boxes, std::size_t count);
     void set_motion(const std::vector<std::vector<Box>>& samples);

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -74,9 +73,7 @@ bool find_children(const GasCompressedTree& tree, const Visit& parent, Visits& c
 }
 
 /// Calls `see` for the root and for the children of all nodes for which it answers true.
-/// `see_break(parent)` hears of nodes whose references lead nowhere.
-template <typename SomeTree, typename See, typename SeeBreak>
-void walk(const SomeTree& tree, const See& see, const SeeBreak& see_break) {
+template <typename SomeTree, typename See> void walk(const SomeTree& tree, const See& see) {
     std::vector<Visit> pending = {get_root(tree)};
     while (!pending.empty()) {
         const Visit visit = pending.back();
@@ -87,55 +84,8 @@ void walk(const SomeTree& tree, const See& see, const SeeBreak& see_break) {
         if (find_children(tree, visit, children)) {
             pending.push_back(children.second);
             pending.push_back(children.first);
-        } else {
-            see_break(visit);
         }
     }
-}
-
-bool holds(const HostBox& box, const HostBox& other) {
-    return box.min.x <= other.min.x && box.min.y <= other.min.y && box.min.z <= other.min.z &&
-           box.max.x >= other.max.x && box.max.y >= other.max.y && box.max.z >= other.max.z;
-}
-
-template <typename SomeTree> std::vector<std::string> find_flaws(const SomeTree& tree) {
-    std::vector<std::string> flaws;
-    std::vector<bool> seen_nodes(tree.get_node_count());
-    std::vector<bool> seen_items(tree.get_leaf_count());
-    std::vector<HostBox> boxes_above(1, tree.get_bbox());
-    unsigned depth = 0;
-    const auto see = [&](const Visit& visit) {
-        depth = std::max(depth, visit.level + 1);
-        boxes_above.resize(visit.level + 2);
-        if (!holds(boxes_above[visit.level], visit.box))
-            flaws.push_back("the box of node " + std::to_string(visit.index) + " on level " +
-                            std::to_string(visit.level) + " is not in that of its parent");
-        boxes_above[visit.level + 1] = visit.box;
-        std::vector<bool>& seen = visit.is_leaf() ? seen_items : seen_nodes;
-        const unsigned number = visit.is_leaf() ? visit.item : visit.index;
-        const std::string name = (visit.is_leaf() ? "item " : "node ") + std::to_string(number);
-        if (number >= seen.size()) {
-            flaws.push_back(name + " does not exist");
-            return false;
-        }
-        if (seen[number]) {
-            flaws.push_back(name + " is reached twice");
-            return false;
-        }
-        seen[number] = true;
-        return true;
-    };
-    walk(tree, see, [&](const Visit& parent) {
-        flaws.push_back("the children of node " + std::to_string(parent.index) +
-                        " are not behind it");
-    });
-    const auto missing = std::count(seen_items.begin(), seen_items.end(), false);
-    if (missing > 0)
-        flaws.push_back(std::to_string(missing) + " items are not reached");
-    if (depth != tree.get_depth())
-        flaws.push_back("the tree has " + std::to_string(depth) + " levels, not " +
-                        std::to_string(tree.get_depth()));
-    return flaws;
 }
 
 } // namespace
@@ -145,14 +95,11 @@ std::vector<Box> Tree::boxes_at_level(std::size_t level) const {
     if (!m_data)
         return boxes;
     const auto collect = [&](const auto& tree) {
-        walk(
-            tree,
-            [&](const Visit& visit) {
-                if (visit.level == level)
-                    boxes.push_back(m_data->get_space().from_tree(visit.box));
-                return visit.level < level;
-            },
-            [](const Visit&) {});
+        walk(tree, [&](const Visit& visit) {
+            if (visit.level == level)
+                boxes.push_back(m_data->get_space().from_tree(visit.box));
+            return visit.level < level;
+        });
     };
     if (const GasCompressedTree* const compressed = m_data->find_compressed())
         collect(*compressed);
@@ -162,11 +109,7 @@ std::vector<Box> Tree::boxes_at_level(std::size_t level) const {
 }
 
 std::vector<std::string> Tree::validate() const {
-    if (!m_data)
-        return {};
-    if (const GasCompressedTree* const compressed = m_data->find_compressed())
-        return find_flaws(*compressed);
-    return find_flaws(m_data->expect_plain("validation: not of grids"));
+    return m_data ? m_data->validate() : std::vector<std::string>();
 }
 
 } // namespace gas_abi1

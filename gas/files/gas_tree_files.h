@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <gas/compressed/gas_compressed_tree.h>
+#include <gas/diagnostics/gas_validate.h>
 #include <gas/files/gas_files_export.h>
 #include <gas/gas_forward.h>
 #include <gas/host/host.h>
@@ -102,5 +104,12 @@ struct GasTreeFileInfo {
 
 /// Reads the header, and checks it as map_trusted does.
 GAS_FILES_EXPORT GasFileResult gas_read_tree_info(const char* path, GasTreeFileInfo& info);
+
+/// What is wrong with a saved tree, a sentence each, of which a call that loads it gives but one:
+/// with the file, its sections, and the tree as gas_validate tells it. Nothing, where it is whole.
+/// Not all that is told makes it refused: order codes, and notes of which boxes are ordered, may be
+/// wrong without harm to memory. Wide nodes of another width than this library's are not looked at.
+GAS_FILES_EXPORT std::vector<std::string>
+gas_validate_tree_file(const char* path, const GasValidateSettings& settings = {});
 
 } // namespace gas_abi1

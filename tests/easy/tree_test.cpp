@@ -374,7 +374,7 @@ TEST(EasyTree, ShowsItsLevels) {
     }
     const gas::Tree grid(boxes, of_kind(gas::Kind::grid));
     EXPECT_THROW(grid.boxes_at_level(0), gas::Error);
-    EXPECT_THROW(grid.validate(), gas::Error);
+    EXPECT_TRUE(grid.validate().empty());
     EXPECT_TRUE(gas::Tree().boxes_at_level(0).empty());
     EXPECT_TRUE(gas::Tree().validate().empty());
 }

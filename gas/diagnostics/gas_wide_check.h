@@ -1,41 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
 #include <cstring>
 
-#include <gas/files/gas_file_check.h>
+#include <gas/diagnostics/gas_check_runs.h>
+#include <gas/tree/gas_tree_arrays.h>
 #include <gas/tree/wide/gas_wide_lane_boxes.h>
 
 inline namespace gas_abi1 {
 
-namespace {
-
-constexpr std::uint64_t run_length = 1 << 12;
+/// What may be wrong with a wide node of a tree whose binary nodes are right.
+enum class GasWideFlaw {
+    none,
+    /// It does not stand for a binary node, nor its lanes for what is below that.
+    links,
+    /// A box is not that of its binary node.
+    boxes
+};
 
 /// Whether each wide node stands for a binary one and its lanes for what is below that, so that a
 /// walk from the first meets each leaf once.
-class WideCheck {
+class GasWideCheck {
   public:
-    explicit WideCheck(const GasTreeArrays& arrays)
+    explicit GasWideCheck(const GasTreeArrays& arrays)
         : m_nodes(arrays.nodes), m_wide_nodes(arrays.wide_nodes),
           m_node_count(arrays.get_node_count()), m_count(arrays.wide_count), m_used(m_count) {}
 
-    bool check(unsigned i) {
+    GasWideFlaw check(unsigned i) {
         const GasWideNode& wide = m_wide_nodes[i];
         if (wide.binary_node >= m_node_count || (i == 0) != (wide.binary_node == 0) ||
             is_leaf(wide.binary_node) || wide.first_child != m_nodes[wide.binary_node].index)
-            return false;
+            return GasWideFlaw::links;
         // Refits go through them in the order of their first children.
         if (i > 0 && m_wide_nodes[i - 1].first_child >= wide.first_child)
-            return false;
+            return GasWideFlaw::links;
         for (unsigned half = 0; half < 2; ++half) {
             if (!check_half(wide, i, half))
-                return false;
+                return GasWideFlaw::links;
         }
         GasWideLaneBoxes boxes;
         boxes.gather(wide, GasNodeBoxes{m_nodes});
         alignas(32) float planes[6][GasWideNode::width];
         boxes.store(planes[0]);
-        return std::memcmp(planes, wide.planes, sizeof planes) == 0;
+        return std::memcmp(planes, wide.planes, sizeof planes) == 0 ? GasWideFlaw::none
+                                                                    : GasWideFlaw::boxes;
     }
+
+    /// Whether another refers to it; for after the check of all.
+    bool is_used(unsigned i) const { return m_used.is_used(i); }
 
   private:
     bool is_leaf(unsigned node) const {
@@ -67,20 +80,20 @@ class WideCheck {
 };
 
 /// Whether a record has the boxes of its wide node in each filled sample.
-class WideSampleCheck {
+class GasWideSampleCheck {
   public:
-    explicit WideSampleCheck(const GasTreeArrays& arrays) : m_arrays(arrays) {}
+    explicit GasWideSampleCheck(const GasTreeArrays& arrays) : m_arrays(arrays) {}
 
-    bool check(unsigned i) const {
+    GasWideFlaw check(unsigned i) const {
         const GasWideNode& wide = m_arrays.wide_nodes[i];
         const GasWideSampleRecords& records = m_arrays.wide_samples;
         if (std::memcmp(records.get_references(i), wide.references, sizeof wide.references) != 0)
-            return false;
+            return GasWideFlaw::links;
         for (unsigned sample = 0; sample < m_arrays.sample_count; ++sample) {
             if (m_arrays.samples[sample] && !check_sample(wide, i, sample))
-                return false;
+                return GasWideFlaw::boxes;
         }
-        return true;
+        return GasWideFlaw::none;
     }
 
   private:
@@ -105,31 +118,19 @@ class WideSampleCheck {
     const GasTreeArrays& m_arrays;
 };
 
-template <typename Check> bool check_all(Check& check, unsigned count, GasBuildTeam& team) {
-    GasFileFlaw flaw;
+/// Checks all wide nodes; `find(flaw, node)` is told on any thread, and answers whether to go on.
+template <typename Check, typename Team, typename Find>
+void gas_check_wide(Check& check, unsigned count, Team& team, const Find& find) {
+    constexpr std::uint64_t run_length = 1 << 12;
+    std::atomic<bool> is_enough = false;
     gas_for_each_run(team, count, run_length, [&](std::uint64_t i, std::uint64_t end) {
-        for (; i < end && !flaw.is_found(); ++i) {
-            if (!check.check(static_cast<unsigned>(i)))
-                flaw.find("");
+        for (; i < end && !is_enough.load(std::memory_order_relaxed); ++i) {
+            const auto node = static_cast<unsigned>(i);
+            const GasWideFlaw flaw = check.check(node);
+            if (flaw != GasWideFlaw::none && !find(flaw, node))
+                is_enough.store(true, std::memory_order_relaxed);
         }
     });
-    return !flaw.is_found();
-}
-
-} // namespace
-
-const char* gas_check_wide_nodes(const GasTreeArrays& arrays, GasBuildTeam& team) {
-    WideCheck check(arrays);
-    return check_all(check, arrays.wide_count, team)
-               ? nullptr
-               : "has wide nodes that are not those of its tree";
-}
-
-const char* gas_check_wide_samples(const GasTreeArrays& arrays, GasBuildTeam& team) {
-    WideSampleCheck check(arrays);
-    return check_all(check, arrays.wide_count, team)
-               ? nullptr
-               : "has wide nodes whose samples are not those of its tree";
 }
 
 } // namespace gas_abi1

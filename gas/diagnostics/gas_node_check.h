@@ -2,49 +2,40 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <new>
 #include <vector>
 
 #include <gas/build/gas_record.h>
-#include <gas/core/gas_lane_box.h>
-#include <gas/files/gas_file_check.h>
+#include <gas/compressed/gas_compressed_tree_arrays.h>
+#include <gas/diagnostics/gas_box_facts.h>
+#include <gas/diagnostics/gas_check_runs.h>
+#include <gas/tree/gas_tree_arrays.h>
 
 inline namespace gas_abi1 {
 
-/// What boxes of nodes are found to be.
-class GasFileBoxFacts {
-  public:
-    void add_leaf(const GasLaneBox& box) {
-        m_ordered = m_ordered & (box.min <= box.max);
-        const SimdF center = box.get_center();
-        m_centered = m_centered & (center <= center);
-    }
-    void add_inner(const GasLaneBox& box, const GasLaneBox& first, const GasLaneBox& second) {
-        GasLaneBox both = first;
-        both.unite(second);
-        // Zeros of both signs are the same here.
-        m_united = m_united & (both.min <= box.min) & (box.min <= both.min) &
-                   (both.max <= box.max) & (box.max <= both.max);
-    }
-    void add(const GasFileBoxFacts& other) {
-        m_ordered = m_ordered & other.m_ordered;
-        m_centered = m_centered & other.m_centered;
-        m_united = m_united & other.m_united;
-    }
-    /// Of all leaves: min <= max, which no NaN has.
-    bool are_ordered() const { return holds(m_ordered); }
-    /// Of all leaves: no centre is a NaN.
-    bool are_centered() const { return holds(m_centered); }
-    /// Whether each other box is what refits make it, where leaves are ordered.
-    bool are_unions() const { return holds(m_united); }
-
-  private:
-    static bool holds(const SimdF& lanes) { return (lanes.get_mask() & 7) == 7; }
-
-    SimdF m_ordered = SimdF(0.0f) <= SimdF(0.0f);
-    SimdF m_centered = SimdF(0.0f) <= SimdF(0.0f);
-    SimdF m_united = SimdF(0.0f) <= SimdF(0.0f);
+/// What may be wrong with a node, or with all of them. `node` and `other` of a report say where.
+enum class GasNodeFlaw {
+    none,
+    /// A lone leaf is not what it has to be.
+    lone_leaf,
+    /// The children of `node` are not nodes behind it, side by side where that is asked.
+    children,
+    flags,
+    order_code,
+    /// Of a leaf below `node`.
+    leaf_flags,
+    /// A leaf below `node` stands for item `other`, which there is not.
+    missing_item,
+    /// For an item of another leaf.
+    second_leaf,
+    /// A child of `node`, the node `other`, has another parent.
+    second_parent,
+    /// Not all nodes are reached.
+    unreached_nodes,
+    /// The tree has `other` levels, not as many as it says.
+    depth
 };
 
 /// An inner node's children: nodes, or leaves' positions.
@@ -59,38 +50,35 @@ class GasPlainNodeReader {
     explicit GasPlainNodeReader(const GasTreeArrays& arrays)
         : m_nodes(arrays.nodes), m_node_count(arrays.get_node_count()) {}
 
-    /// False: it is not as the library makes it.
-    bool read(unsigned inner, GasReadChildren& children) {
+    /// Whatever is wrong, there are children unless the flaw is these.
+    GasNodeFlaw read(unsigned inner, GasReadChildren& children) {
         const GasTreeNode& node = m_nodes[inner];
         // Siblings stand together, behind the root.
-        if ((node.flags & ~GasTreeNode::order_mask) != 0 ||
-            (node.flags >> GasTreeNode::order_shift & 3) == 3 || node.index % 2 == 0 ||
-            node.index <= inner || node.index >= m_node_count)
-            return false;
+        if (node.index % 2 == 0 || node.index <= inner || node.index >= m_node_count)
+            return GasNodeFlaw::children;
+        GasNodeFlaw flaw = GasNodeFlaw::none;
+        if ((node.flags & ~GasTreeNode::order_mask) != 0)
+            flaw = GasNodeFlaw::flags;
+        else if ((node.flags >> GasTreeNode::order_shift & 3) == 3)
+            flaw = GasNodeFlaw::order_code;
         for (unsigned child = 0; child < 2; ++child) {
             const GasTreeNode& below = m_nodes[node.index + child];
             children.are_leaves[child] = (below.flags & GasTreeNode::leaf_flag) != 0;
-            if (children.are_leaves[child]) {
-                if (!read_leaf(below))
-                    return false;
-                children.references[child] = below.index;
-            } else {
-                children.references[child] = node.index + child;
-            }
+            children.references[child] =
+                children.are_leaves[child] ? below.index : node.index + child;
+            if (children.are_leaves[child] && !read_leaf(below))
+                flaw = GasNodeFlaw::leaf_flags;
         }
         m_facts.add_inner(gas_load_box(node), gas_load_box(m_nodes[node.index]),
                           gas_load_box(m_nodes[node.index + 1]));
-        return true;
+        return flaw;
     }
     /// A tree of one leaf.
     bool read_lone_leaf() { return read_leaf(m_nodes[0]) && m_nodes[0].index == 0; }
 
     void add(const GasPlainNodeReader& other) { m_facts.add(other.m_facts); }
-    const char* find_flaw() const {
-        return m_facts.are_ordered() && !m_facts.are_unions()
-                   ? "has a box that is not the union of those below it"
-                   : nullptr;
-    }
+    /// Whether boxes are those that builds and refits make, as far as that is looked at.
+    bool are_boxes_right() const { return !m_facts.are_ordered() || m_facts.are_unions(); }
     bool are_ordered() const { return m_facts.are_ordered(); }
     bool have_centers() const { return m_facts.are_ordered() && m_facts.are_centered(); }
 
@@ -102,7 +90,7 @@ class GasPlainNodeReader {
 
     const GasTreeNode* m_nodes;
     unsigned m_node_count;
-    GasFileBoxFacts m_facts;
+    GasBoxFacts m_facts;
 };
 
 /// Reads a GasCompressedTree's nodes. Whatever the bytes of their boxes are, they are boxes.
@@ -111,35 +99,36 @@ class GasCompressedNodeReader {
     explicit GasCompressedNodeReader(const GasCompressedTreeArrays& arrays)
         : m_nodes(arrays.nodes), m_node_count(arrays.get_node_count()) {}
 
-    bool read(unsigned inner, GasReadChildren& children) const {
+    GasNodeFlaw read(unsigned inner, GasReadChildren& children) const {
         const GasCompressedNode& node = m_nodes[inner];
-        if (!has_right_flags(node))
-            return false;
         for (unsigned child = 0; child < 2; ++child) {
             children.references[child] = node.children[child];
             children.are_leaves[child] = (node.flags >> child & 1) != 0;
             if (!children.are_leaves[child] &&
                 (node.children[child] <= inner || node.children[child] >= m_node_count))
-                return false;
+                return GasNodeFlaw::children;
         }
-        return true;
+        return find_flags_flaw(node);
     }
     /// A tree of one leaf.
     bool read_lone_leaf() const {
         const GasCompressedNode& node = m_nodes[0];
         constexpr unsigned both = GasCompressedNode::first_leaf | GasCompressedNode::second_leaf;
-        return has_right_flags(node) && (node.flags & both) == both && node.children[0] == 0 &&
-               node.children[1] == 0;
+        return find_flags_flaw(node) == GasNodeFlaw::none && (node.flags & both) == both &&
+               node.children[0] == 0 && node.children[1] == 0;
     }
 
     void add(const GasCompressedNodeReader&) {}
-    static const char* find_flaw() { return nullptr; }
+    static bool are_boxes_right() { return true; }
 
   private:
-    static bool has_right_flags(const GasCompressedNode& node) {
+    static GasNodeFlaw find_flags_flaw(const GasCompressedNode& node) {
         constexpr unsigned all = GasCompressedNode::first_leaf | GasCompressedNode::second_leaf |
                                  GasCompressedNode::order_mask;
-        return (node.flags & ~all) == 0 && (node.flags >> GasCompressedNode::order_shift & 3) != 3;
+        if ((node.flags & ~all) != 0)
+            return GasNodeFlaw::flags;
+        return (node.flags >> GasCompressedNode::order_shift & 3) == 3 ? GasNodeFlaw::order_code
+                                                                       : GasNodeFlaw::none;
     }
 
     const GasCompressedNode* m_nodes;
@@ -147,22 +136,23 @@ class GasCompressedNodeReader {
 };
 
 /// Walks a tree of unknown nodes from its root: every inner node and every leaf's position is met
-/// once, and no path is longer than the tree says it is. Threads take subtrees.
-template <typename Reader> class GasNodeCheck {
+/// once, and no path is longer than the tree says it is. Threads take subtrees. What is wrong is
+/// told to `report`: `find(flaw, node, other)`, on any thread, and `is_enough()`, which ends it.
+template <typename Reader, typename Report, typename Team> class GasNodeCheck {
   public:
     template <typename Arrays>
-    GasNodeCheck(const Arrays& arrays, GasBuildTeam& team)
-        : m_leaf_count(arrays.leaf_count), m_depth(arrays.depth), m_team(team), m_reader(arrays),
-          m_found(arrays), m_used_nodes(arrays.get_node_count()), m_used_leaves(arrays.leaf_count) {
-    }
+    GasNodeCheck(const Arrays& arrays, Report& report, Team& team)
+        : m_leaf_count(arrays.leaf_count), m_depth(arrays.depth), m_report(report), m_team(team),
+          m_reader(arrays), m_found(arrays), m_used_nodes(arrays.get_node_count()),
+          m_used_leaves(arrays.leaf_count) {}
 
-    const char* run() {
-        constexpr const char* wrong_depth = "says that its tree has another depth than it has";
-        constexpr const char* wrong_node = "has a node that no tree has";
+    void run() {
         if (m_leaf_count == 1) {
             if (!m_found.read_lone_leaf())
-                return wrong_node;
-            return m_depth == 1 ? nullptr : wrong_depth;
+                m_report.find(GasNodeFlaw::lone_leaf, 0, 0);
+            else if (m_depth != 1)
+                m_report.find(GasNodeFlaw::depth, 0, 1);
+            return;
         }
         // The top is divided into subtrees, breadth first.
         Walk top = {m_reader, {{0, 2}}, 0, 0};
@@ -178,17 +168,17 @@ template <typename Reader> class GasNodeCheck {
                    [&](unsigned i) { walk_from(subtrees[i]); });
         if (m_is_memory_short.load())
             throw std::bad_alloc();
-        if (m_flaw.is_found())
-            return m_flaw.get();
+        if (m_report.is_enough())
+            return;
         // Each was met once, so these are all.
         if (m_inner_count != m_leaf_count - 1)
-            return wrong_node;
-        if (m_found_depth != m_depth)
-            return wrong_depth;
-        return m_found.find_flaw();
+            m_report.find(GasNodeFlaw::unreached_nodes, 0, m_leaf_count - 1 - m_inner_count);
+        else if (m_found_depth != m_depth)
+            m_report.find(GasNodeFlaw::depth, 0, m_found_depth);
     }
     /// What was read.
     const Reader& get_reader() const { return m_found; }
+    bool is_leaf_met(unsigned leaf) const { return m_used_leaves.is_used(leaf); }
 
   private:
     /// An inner node, and the level of its children, counted from 1 for the root.
@@ -206,20 +196,26 @@ template <typename Reader> class GasNodeCheck {
     /// Adds the inner children to those that are pending, the first one last.
     void expand(Walk& walk, const Pending next) {
         GasReadChildren children;
-        if (!walk.reader.read(next.inner, children))
-            return m_flaw.find("has a node that no tree has");
+        const GasNodeFlaw flaw = walk.reader.read(next.inner, children);
+        if (flaw != GasNodeFlaw::none) {
+            m_report.find(flaw, next.inner, 0);
+            if (flaw == GasNodeFlaw::children || m_report.is_enough())
+                return;
+        }
         ++walk.inner_count;
         if (walk.depth < next.child_level)
             walk.depth = next.child_level;
         for (unsigned child = 2; child-- > 0;) {
             const unsigned reference = children.references[child];
             if (children.are_leaves[child]) {
-                if (reference >= m_leaf_count || !m_used_leaves.use(reference))
-                    return m_flaw.find("has a leaf that stands for no item, or for another's");
-            } else {
-                if (!m_used_nodes.use(reference))
-                    return m_flaw.find("has a node with two parents");
+                if (reference >= m_leaf_count)
+                    m_report.find(GasNodeFlaw::missing_item, next.inner, reference);
+                else if (!m_used_leaves.use(reference))
+                    m_report.find(GasNodeFlaw::second_leaf, next.inner, reference);
+            } else if (m_used_nodes.use(reference)) {
                 walk.pending.push_back({reference, next.child_level + 1});
+            } else {
+                m_report.find(GasNodeFlaw::second_parent, next.inner, reference);
             }
         }
     }
@@ -227,7 +223,7 @@ template <typename Reader> class GasNodeCheck {
     void walk_from(const Pending& root) noexcept {
         try {
             Walk walk = {m_reader, {root}, 0, 0};
-            while (!walk.pending.empty() && !m_flaw.is_found()) {
+            while (!walk.pending.empty() && !m_report.is_enough()) {
                 const Pending next = walk.pending.back();
                 walk.pending.pop_back();
                 expand(walk, next);
@@ -248,13 +244,13 @@ template <typename Reader> class GasNodeCheck {
 
     unsigned m_leaf_count;
     unsigned m_depth;
-    GasBuildTeam& m_team;
+    Report& m_report;
+    Team& m_team;
     /// One that has read nothing, and all that others have.
     const Reader m_reader;
     Reader m_found;
     GasUsedNumbers m_used_nodes;
     GasUsedNumbers m_used_leaves;
-    GasFileFlaw m_flaw;
     std::atomic<bool> m_is_memory_short = false;
     std::mutex m_mutex;
     unsigned m_inner_count = 0;
