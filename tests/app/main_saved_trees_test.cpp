@@ -108,3 +108,37 @@ TEST_F(MainSavedTrees, StatisticsAreThoseOfTheTree) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_EQ(result.errors, "gas: " + m_tree + ": is not a saved tree\n");
 }
+
+TEST_F(MainSavedTrees, WhatIsWrongIsTold) {
+    for (const std::string kind : {"plain", "compressed"}) {
+        ASSERT_EQ(build({"--tree", kind}).exit_code, 0);
+        const ProgramResult good = run_program({"stats", m_tree, "--validate"});
+        EXPECT_EQ(good.exit_code, 0) << good.errors;
+        EXPECT_NE(good.output.find("\nNothing is wrong.\n"), std::string::npos) << good.output;
+
+        std::string bytes = m_folder.read("mesh.gastree");
+        bytes[bytes.size() - 64] ^= 1; // in the last section
+        m_folder.write("mesh.gastree", bytes);
+        const ProgramResult bad = run_program({"stats", m_tree, "--validate"});
+        EXPECT_EQ(bad.exit_code, 1);
+        EXPECT_NE(bad.errors.find("gas: " + m_tree + ": "), std::string::npos) << bad.errors;
+        EXPECT_NE(bad.errors.find("does not match its checksum\n"), std::string::npos);
+        EXPECT_NE(bad.errors.find("gas: --validate: something is wrong\n"), std::string::npos);
+        const ProgramResult json = run_program({"stats", m_tree, "--validate", "--json"});
+        EXPECT_EQ(json.exit_code, 1);
+        EXPECT_NE(json.output.find("\"flaw\": "), std::string::npos) << json.output;
+    }
+}
+
+TEST_F(MainSavedTrees, NothingIsWrongWithTreesThatAreBuilt) {
+    for (const std::string kind : {"plain", "compressed", "grid"}) {
+        const ProgramResult mesh =
+            run_program({"stats", m_mesh, "--tree", kind, "--motion", "--validate"});
+        EXPECT_EQ(mesh.exit_code, 0) << mesh.errors;
+        EXPECT_NE(mesh.output.find("\nNothing is wrong.\n"), std::string::npos) << mesh.output;
+        const ProgramResult scene =
+            run_program({"stats", "--detail", "0.01", "--tree", kind, "--validate", "--json"});
+        EXPECT_EQ(scene.exit_code, 0) << scene.errors;
+        EXPECT_NE(scene.output.find("\"flaws\": []"), std::string::npos) << scene.output;
+    }
+}

@@ -105,17 +105,26 @@ class StatsCommand : public Command {
         std::vector<Entry> trees;
     };
 
+    /// A sentence on what is wrong, and with what.
+    struct Flaw {
+        std::string name;
+        std::string sentence;
+    };
+
     static Entry make_entry(const std::string& name, const TracedTree& tree);
     static void add_entry(const std::string& name, const TracedTree& tree, Entries& entries);
     bool is_saved_tree() const;
     void print_saved_tree() const;
     void render_small_picture(const Stage& stage, AppBase& application) const;
-    void print_json(const Entries& entries) const;
+    std::vector<Flaw> find_flaws(const Entries& entries) const;
+    void print(const Entries& entries, const std::vector<Flaw>& flaws) const;
+    void print_json(const Entries& entries, const std::vector<Flaw>& flaws) const;
     static nlohmann::ordered_json as_json(const Entry& entry);
     static void print_text(const Entry& entry);
     static void print_levels(const Entry& entry);
 
     SceneOptions m_scene;
+    bool m_validates = false;
 };
 
 /// `gas query`: the leaves of a mesh's tree in a box or near a point. A leaf is a triangle: its

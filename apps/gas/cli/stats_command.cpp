@@ -6,7 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <gas/diagnostics/gas_validate.h>
+
 #include <apps/common/instruction_set.h>
+#include <apps/common/user_error.h>
 #include <apps/common/walk_name.h>
 #include <apps/gas/render/renderer.h>
 
@@ -18,6 +21,26 @@ namespace {
 constexpr unsigned picture_width = 160;
 constexpr unsigned picture_height = 100;
 
+/// What is wrong with a tree, and with the boxes that it was built over where these are known.
+std::vector<std::string> validate(const TracedTree& tree) {
+    if (const auto* grid = std::get_if<GasGridTree>(&tree.get_tree()))
+        return gas_validate(*grid);
+    GasValidateSettings settings;
+    TracedTree::ItemBoxes boxes;
+    std::vector<std::string> sentences;
+    if (!tree.is_loaded()) {
+        boxes = tree.get_built_boxes();
+        sentences = gas_validate_boxes(boxes.get_items(), boxes.get_count());
+        settings.bboxes = boxes.get_items();
+    }
+    const auto* plain = std::get_if<GasTree>(&tree.get_tree());
+    const std::vector<std::string> more =
+        plain ? gas_validate(*plain, settings)
+              : gas_validate(std::get<GasCompressedTree>(tree.get_tree()), settings);
+    sentences.insert(sentences.end(), more.begin(), more.end());
+    return sentences;
+}
+
 } // namespace
 
 StatsCommand::StatsCommand(CLI::App& app)
@@ -25,6 +48,9 @@ StatsCommand::StatsCommand(CLI::App& app)
               "Say what the trees of a mesh or of the procedural scene are like, or a saved tree "
               "(.gastree)") {
     m_scene.add_to(*m_command);
+    m_command->add_flag("--validate", m_validates,
+                        "Look for what is wrong with boxes, trees, their motion samples and wide "
+                        "nodes, or with a saved tree, and say it; exits with 1 if anything is");
 }
 
 bool StatsCommand::is_saved_tree() const {
@@ -34,18 +60,22 @@ bool StatsCommand::is_saved_tree() const {
                                           gas_read_tree_info(m_scene.mesh_path.c_str(), info));
 }
 
-/// Of a saved tree the items are not known.
+/// Of a saved tree the items are not known. One in which anything is wrong may not load.
 void StatsCommand::print_saved_tree() const {
+    if (m_validates) {
+        std::vector<Flaw> flaws;
+        for (const std::string& sentence : gas_validate_tree_file(m_scene.mesh_path.c_str()))
+            flaws.push_back({m_scene.mesh_path, sentence});
+        if (!flaws.empty())
+            return print({}, flaws);
+    }
     TracedTree tree;
     TreeSettings settings;
     settings.thread_count = m_scene.get_thread_count();
     tree.load(m_scene.mesh_path, settings);
     Entries entries;
     add_entry("saved tree", tree, entries);
-    if (m_scene.json)
-        print_json(entries);
-    else if (!m_scene.quiet)
-        print_text(entries.trees.front());
+    print(entries, {});
 }
 
 void StatsCommand::run() const {
@@ -76,15 +106,38 @@ void StatsCommand::run() const {
         render_small_picture(stage, application);
     for (GridEntry& grid : entries.grids)
         grid.look_again();
+    print(entries, m_validates ? find_flaws(entries) : std::vector<Flaw>());
+}
 
+std::vector<StatsCommand::Flaw> StatsCommand::find_flaws(const Entries& entries) const {
+    std::vector<Flaw> flaws;
+    const auto look = [&](const std::string& name, const TracedTree& tree) {
+        for (const std::string& sentence : validate(tree))
+            flaws.push_back({name, sentence});
+    };
+    for (const GridEntry& grid : entries.grids)
+        look(grid.name, *grid.tree);
+    for (const Entry& entry : entries.trees)
+        look(entry.name, *entry.tree);
+    return flaws;
+}
+
+/// Flaws go to standard error, and fail the command.
+void StatsCommand::print(const Entries& entries, const std::vector<Flaw>& flaws) const {
     if (m_scene.json) {
-        print_json(entries);
+        print_json(entries, flaws);
     } else if (!m_scene.quiet) {
         for (const GridEntry& grid : entries.grids)
             grid.print_text();
         for (const Entry& entry : entries.trees)
             print_text(entry);
+        if (m_validates && flaws.empty())
+            std::puts("Nothing is wrong.");
     }
+    for (const Flaw& flaw : flaws)
+        std::fprintf(stderr, "gas: %s: %s\n", flaw.name.c_str(), flaw.sentence.c_str());
+    if (!flaws.empty())
+        throw UserError("--validate: something is wrong");
 }
 
 void StatsCommand::add_entry(const std::string& name, const TracedTree& tree, Entries& entries) {
@@ -160,20 +213,25 @@ nlohmann::ordered_json StatsCommand::as_json(const Entry& entry) {
     return report;
 }
 
-void StatsCommand::print_json(const Entries& entries) const {
+void StatsCommand::print_json(const Entries& entries, const std::vector<Flaw>& flaws) const {
     nlohmann::ordered_json trees = nlohmann::ordered_json::array();
     for (const GridEntry& grid : entries.grids)
         trees.push_back(grid.as_json());
     for (const Entry& entry : entries.trees)
         trees.push_back(as_json(entry));
-    const nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
-                                           {"tree", m_scene.tree_kind},
-                                           {"build_method", m_scene.build_method},
-                                           {"threads", m_scene.get_thread_count()},
-                                           {"instruction_set", get_instruction_set_name()},
-                                           {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
-                                           {"sah_leaf_cost", TreeStatistics::leaf_cost},
-                                           {"trees", std::move(trees)}};
+    nlohmann::ordered_json report = {{"mesh", m_scene.mesh_path},
+                                     {"tree", m_scene.tree_kind},
+                                     {"build_method", m_scene.build_method},
+                                     {"threads", m_scene.get_thread_count()},
+                                     {"instruction_set", get_instruction_set_name()},
+                                     {"sah_inner_node_cost", TreeStatistics::inner_node_cost},
+                                     {"sah_leaf_cost", TreeStatistics::leaf_cost},
+                                     {"trees", std::move(trees)}};
+    if (m_validates) {
+        report["flaws"] = nlohmann::ordered_json::array();
+        for (const Flaw& flaw : flaws)
+            report["flaws"].push_back({{"tree", flaw.name}, {"flaw", flaw.sentence}});
+    }
     std::puts(report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
 }
 
