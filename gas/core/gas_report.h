@@ -6,7 +6,8 @@
 inline namespace gas_abi1 {
 
 /// What a tree cannot do for its caller, and says nothing about unless it is asked to: misuse that
-/// leaves queries without an answer, in release builds too.
+/// leaves queries without an answer, in release builds too. Builds tell nothing of boxes with NaNs
+/// or inverted ones: gas_validate_boxes (gas_validate.h) does.
 enum class GasReportCause {
     /// A ray query of a CtxShader that has no frames traces nothing (GasShaderFrames gives it
     /// some).

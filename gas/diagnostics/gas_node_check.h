@@ -9,8 +9,8 @@
 
 #include <gas/build/gas_record.h>
 #include <gas/compressed/gas_compressed_tree_arrays.h>
-#include <gas/diagnostics/gas_box_facts.h>
 #include <gas/diagnostics/gas_check_runs.h>
+#include <gas/diagnostics/gas_node_box_facts.h>
 #include <gas/tree/gas_tree_arrays.h>
 
 inline namespace gas_abi1 {
@@ -90,7 +90,7 @@ class GasPlainNodeReader {
 
     const GasTreeNode* m_nodes;
     unsigned m_node_count;
-    GasBoxFacts m_facts;
+    GasNodeBoxFacts m_facts;
 };
 
 /// Reads a GasCompressedTree's nodes. Whatever the bytes of their boxes are, they are boxes.

@@ -106,7 +106,7 @@ void validate_facts(const GasCompressedTreeArrays& arrays, const HostBox* bboxes
                     GasFlawList& flaws) {
     if (!bboxes || arrays.leaf_count < 2)
         return;
-    GasBoxFacts facts;
+    GasNodeBoxFacts facts;
     for (unsigned item = 0; item < arrays.leaf_count; ++item)
         facts.add_leaf(GasLaneBox::load(bboxes[item]));
     if (arrays.are_boxes_ordered != (facts.are_ordered() && facts.are_centered()))

@@ -14,9 +14,10 @@ bool is_leaf(const GasTreeNode& node) { return (node.flags & GasTreeNode::leaf_f
 /// The boxes of all nodes, where the nodes are right: as built, or those of a sample. `get(node)`
 /// is a node's box; `bboxes`, where they are known, are the items'.
 template <typename Get>
-GasBoxFacts validate_boxes_of_nodes(const GasTreeArrays& arrays, const GMathBbox3<float>* bboxes,
-                                    const Get& get, GasFlawList& flaws) {
-    GasBoxFacts facts;
+GasNodeBoxFacts validate_boxes_of_nodes(const GasTreeArrays& arrays,
+                                        const GMathBbox3<float>* bboxes, const Get& get,
+                                        GasFlawList& flaws) {
+    GasNodeBoxFacts facts;
     for (unsigned i = 0; i < arrays.get_node_count(); ++i) {
         const GasTreeNode& node = arrays.nodes[i];
         const GasLaneBox box = get(i);
@@ -58,7 +59,7 @@ void validate_sample(const GasTreeArrays& arrays, const GasValidateSettings& set
                      unsigned sample, GasFlawList& flaws) {
     const GasFlawList::Place place(flaws, "sample ", sample);
     const GMathBbox3<float>* const boxes = arrays.samples[sample];
-    const GasBoxFacts facts = validate_boxes_of_nodes(
+    const GasNodeBoxFacts facts = validate_boxes_of_nodes(
         arrays, settings.sample_bboxes ? settings.sample_bboxes[sample] : nullptr,
         [boxes](unsigned node) { return GasLaneBox::load(boxes[node]); }, flaws);
     if (arrays.are_samples_ordered && arrays.are_samples_ordered[sample])
@@ -127,7 +128,7 @@ void gas_validate(const GasTreeArrays& arrays, const GasValidateSettings& settin
     GasPlainNodeReader read(arrays);
     if (!gas_validate_nodes(arrays, flaws, read))
         return;
-    const GasBoxFacts facts = validate_boxes_of_nodes(
+    const GasNodeBoxFacts facts = validate_boxes_of_nodes(
         arrays, settings.bboxes, [&](unsigned node) { return gas_load_box(arrays.nodes[node]); },
         flaws);
     validate_order_codes(arrays, flaws);

@@ -42,7 +42,8 @@ using BoxFunction = std::function<Box(std::uint32_t item, double time)>;
 ///
 /// Any number of threads may ask a tree at once. Whatever changes it (`refit`, `set_motion`,
 /// assignment) needs exclusive access. What cannot be done throws Error; a failure leaves the tree
-/// as it was.
+/// as it was. Where memory runs out everything here throws std::bad_alloc, leaves the tree as it
+/// was, too, unless `set_motion` says otherwise, and may be asked for again.
 class GAS_EASY_EXPORT Tree {
   public:
     /// An empty tree, in which nothing is found.
@@ -81,7 +82,8 @@ class GAS_EASY_EXPORT Tree {
 
     /// The boxes at two or more times, evenly from 0 to 1: all rays then see boxes blended to their
     /// time. Each sample holds a box of each item. None, as at first: without motion. Compressed
-    /// trees and grids have room for boxes up to 1.25 times as far out as `Options::reach`.
+    /// trees and grids have room for boxes up to 1.25 times as far out as `Options::reach`. Where
+    /// memory runs out on the way, trees but grids are left without motion.
     void set_motion(const std::vector<std::vector<Box>>& samples);
     /// The same for a grid over a box function, which is asked at `count` times (2 or more; 0:
     /// without motion).

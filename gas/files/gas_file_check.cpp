@@ -120,7 +120,7 @@ const char* gas_check_sample(const GasTreeArrays& arrays, unsigned sample, bool&
     std::atomic<bool> are_unions = true;
     constexpr std::uint64_t run = 1 << 14;
     gas_for_each_run(team, arrays.get_node_count(), run, [&](std::uint64_t i, std::uint64_t end) {
-        GasBoxFacts facts;
+        GasNodeBoxFacts facts;
         for (; i < end; ++i) {
             const GasTreeNode& node = arrays.nodes[i];
             const GasLaneBox box = GasLaneBox::load(boxes[i]);

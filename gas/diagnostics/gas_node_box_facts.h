@@ -6,7 +6,7 @@
 inline namespace gas_abi1 {
 
 /// What boxes of nodes are found to be.
-class GasBoxFacts {
+class GasNodeBoxFacts {
   public:
     void add_leaf(const GasLaneBox& box) {
         m_ordered = m_ordered & (box.min <= box.max);
@@ -20,7 +20,7 @@ class GasBoxFacts {
         m_united = m_united & (both.min <= box.min) & (box.min <= both.min) &
                    (both.max <= box.max) & (box.max <= both.max);
     }
-    void add(const GasBoxFacts& other) {
+    void add(const GasNodeBoxFacts& other) {
         m_ordered = m_ordered & other.m_ordered;
         m_centered = m_centered & other.m_centered;
         m_united = m_united & other.m_united;
