@@ -34,6 +34,11 @@ void MirroredGrid::trace(RayQuery query, CtxShader& shader, GeometryRaytraceCtx&
     support::trace(m_library, query, shader, rays);
 }
 
+void MirroredGrid::trace_stream(RayQuery query, CtxShader& shader,
+                                GeometryRaytraceCtx& rays) const {
+    support::trace_stream(m_library, query, shader, rays);
+}
+
 naive::PacketCounts MirroredGrid::trace_reference(RayQuery query, naive::Frames& frames,
                                                   naive::Batch& batch, const naive::Motion& motion,
                                                   const naive::GridRangeCallback& callback) const {

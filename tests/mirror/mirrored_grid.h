@@ -32,6 +32,7 @@ class MirroredGrid final : public MirroredTree {
                        GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                        void* user) override;
     void trace(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) const override;
+    void trace_stream(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) const override;
     naive::PacketCounts trace_reference(RayQuery query, naive::Frames& frames, naive::Batch& batch,
                                         const naive::Motion& motion,
                                         const naive::GridRangeCallback& callback) const override;

@@ -3,8 +3,10 @@
 
 #include <optional>
 
+#include <tests/support/compressed_difference.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/tree_build.h>
+#include <tests/support/tree_checker.h>
 
 namespace support {
 
@@ -49,6 +51,17 @@ template <typename Library, typename Reference>
 void MirroredTreeOf<Library, Reference>::trace(RayQuery query, CtxShader& shader,
                                                GeometryRaytraceCtx& rays) const {
     support::trace(m_library, query, shader, rays);
+}
+
+template <typename Library, typename Reference>
+void MirroredTreeOf<Library, Reference>::trace_stream(RayQuery query, CtxShader& shader,
+                                                      GeometryRaytraceCtx& rays) const {
+    support::trace_stream(m_library, query, shader, rays);
+}
+
+template <typename Library, typename Reference>
+std::string MirroredTreeOf<Library, Reference>::find_tree_difference() const {
+    return support::find_difference(m_library, m_reference);
 }
 
 template <typename Library, typename Reference>

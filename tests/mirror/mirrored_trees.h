@@ -43,6 +43,8 @@ class MirroredTree {
                                GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                                void* user) = 0;
     virtual void trace(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) const = 0;
+    virtual void trace_stream(RayQuery query, CtxShader& shader,
+                              GeometryRaytraceCtx& rays) const = 0;
 
     /// The naive side, over the range of the batch: together where the static nearest query has
     /// several rays, otherwise one by one.
@@ -68,6 +70,9 @@ template <typename Library, typename Reference> class MirroredTreeOf final : pub
   public:
     /// The library's side, for its settings.
     Library& get_library() { return m_library; }
+    const Reference& get_reference() const { return m_reference; }
+    /// Where the trees themselves differ in any bit.
+    std::string find_tree_difference() const;
 
     unsigned get_depth() const override { return m_library.get_depth(); }
     unsigned get_sample_count() const override { return m_library.get_motion_blur_sample_count(); }
@@ -78,6 +83,7 @@ template <typename Library, typename Reference> class MirroredTreeOf final : pub
                        GasLeafCallback nearest_static, GasLeafCallback nearest_motion,
                        void* user) override;
     void trace(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) const override;
+    void trace_stream(RayQuery query, CtxShader& shader, GeometryRaytraceCtx& rays) const override;
     naive::PacketCounts trace_reference(RayQuery query, naive::Frames& frames, naive::Batch& batch,
                                         const naive::Motion& motion,
                                         const naive::GridRangeCallback& callback) const override;

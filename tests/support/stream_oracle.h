@@ -49,6 +49,12 @@ class StreamOracle {
         const unsigned after = random.below(4);
         const std::vector<RaySpec> rays =
             make_hostile_rays(boxes, before + count + after, random, 0.0f, 1.0f);
+        compare_rays(rays, before, count, query);
+    }
+
+    /// Streams `count` of these rays, from number `before` on.
+    void compare_rays(const std::vector<RaySpec>& rays, unsigned before, unsigned count,
+                      RayQuery query) {
         m_histories.trace(rays, 0, static_cast<int>(rays.size()) - 1, query, Handing::alone,
                           m_used);
         const CachedLeaves leaves(m_used.get_tree_ctx());
