@@ -133,6 +133,37 @@ TEST_P(NastyCallbacks, SeeWhatThoseOfTheNaiveWalksSee) {
     EXPECT_GT(nested, 2000u);
 }
 
+TEST_P(NastyCallbacks, OfMotionRaysSeeWhatThoseOfTheNaiveWalksSee) {
+    constexpr std::pair<float, float> shutters[] = {{0.0f, 1.0f}, {1.0f, 1.0f}, {2.0f, 1.0f}};
+    std::size_t calls = 0;
+    unsigned turn = 0;
+    for (const BoxSet& set : all_box_sets()) {
+        // A few of each kind.
+        if (set.boxes.size() < 2 || set.boxes.size() > 17)
+            continue;
+        for (const unsigned sample_count : {0u, 1u, 2u, turn % 8 == 0 ? 1000u : 5u}) {
+            std::vector<std::vector<Box>> samples;
+            for (unsigned sample = 0; sample < sample_count; ++sample)
+                samples.push_back(transform(set.boxes, 1.0f, 0.03f * static_cast<float>(sample)));
+            const auto& [open, close] = shutters[turn++ % 3];
+            Subject subject(GetParam(), open, close);
+            subject.set_wide(turn % 2 == 0);
+            subject.build(set.boxes, naive::all_splits[turn % 4], samples);
+            support::Mirror mirror({&subject.get()}, CtxMotionBlur(open, close, 0));
+            unsigned number = 0;
+            for (support::BatchSpec batch : cut_into_batches(RayTable(set.boxes).rays)) {
+                for (RaySpec& ray : batch.rays)
+                    ray.time = ray_times[++number % std::size(ray_times)];
+                for (const RayQuery query : {RayQuery::hit_motion, RayQuery::nearest_motion})
+                    ASSERT_EQ(mirror.compare(batch, query, 0), "")
+                        << set.name << ", " << sample_count << " samples, " << support::name(query);
+            }
+            calls += mirror.get_leaf_call_count();
+        }
+    }
+    EXPECT_GT(calls, 20000u);
+}
+
 TYPED_TEST(NastyStreams, GiveEachRayTheHistoryThatItHasAlone) {
     std::size_t calls = 0;
     std::size_t nested = 0;

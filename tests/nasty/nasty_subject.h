@@ -76,7 +76,8 @@ template <typename Visit> void for_each_build(const Visit& visit) {
 /// A tree of one of the classes, and its naive double.
 class Subject {
   public:
-    explicit Subject(Kind kind) : m_kind(kind), m_grid(CtxMotionBlur(0.0f, 1.0f, 0)) {}
+    explicit Subject(Kind kind, float open = 0.0f, float close = 1.0f)
+        : m_kind(kind), m_grid(CtxMotionBlur(open, close, 0)), m_motion(open, close, 0) {}
 
     support::MirroredTree& get() {
         if (m_kind == Kind::grid)
@@ -90,7 +91,8 @@ class Subject {
         const unsigned targets[] = {1, 1 + count / 4, count, 60};
         m_grid.set_target(targets[static_cast<unsigned>(split)]);
         get().build(boxes, split, {}, samples);
-        m_motion = CtxMotionBlur(0.0f, 1.0f, static_cast<unsigned>(samples.size()));
+        m_motion = CtxMotionBlur(m_motion.get_shutter_open(), m_motion.get_shutter_close(),
+                                 static_cast<unsigned>(samples.size()));
     }
 
     const CtxMotionBlur& get_motion() const { return m_motion; }
