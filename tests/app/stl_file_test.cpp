@@ -59,6 +59,14 @@ TEST(StlFile, ReadsBothFormats) {
     expect_two_triangles(parse_stl(make_binary("solid as others begin"), "a.stl"));
 }
 
+TEST(StlFile, RoundsWordsToFloats) {
+    const TriangleMesh mesh =
+        parse_stl(replace(ascii, "vertex 2 0 0", "vertex 0.1 0.3 0.7"), "a.stl");
+    const Vec3 expected = {static_cast<double>(0.1f), static_cast<double>(0.3f),
+                           static_cast<double>(0.7f)};
+    EXPECT_EQ(mesh.vertices[1], expected);
+}
+
 TEST(StlFile, ReadsWhatOthersWrite) {
     expect_two_triangles(parse_stl(
         "\r\n SOLID\r\n" + facet + "endsolid\r\nsolid b\r\n" +
