@@ -118,8 +118,10 @@ class AsciiStlParser {
                 fail(quote(m_word) + " is not a number");
             if (!is_coordinate(vertex[axis]))
                 fail(quote(m_word) + " is not finite, or too large for a coordinate");
+            // One by one: GCC 12 leaves the rounding of two side by side out.
+            vertex[axis] = static_cast<double>(static_cast<float>(vertex[axis]));
         }
-        m_mesh.add_vertex(to_double(to_float(vertex)));
+        m_mesh.add_vertex(vertex);
     }
 
     void expect(const std::string& word) {
