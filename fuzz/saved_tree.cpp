@@ -1,74 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+#include <vector>
 
-#include <unistd.h>
-
+#include <gas/diagnostics/gas_validate.h>
 #include <gas/files/gas_tree_files.h>
 #include <gas/object/gas_shader_frames.h>
 #include <gas/traversal/frame/gas_tree_ctx.h>
 #include <gas/tree/gas_tree_traversal.h>
 
 #include <apps/common/tree_calls.h>
-#include <fuzz/fuzz_input.h>
+#include <fuzz/fuzz_boxes.h>
+#include <fuzz/fuzz_check.h>
+#include <fuzz/fuzz_file.h>
 #include <tests/files/file_bytes.h>
+#include <tests/support/tree_build.h>
 
 // Saved trees of which any words are changed, with right checksums: refused, or trees of which
 // everything may be asked, and which may be changed.
 
 namespace {
 
-using Boxes = CoreArray<GMathBbox3<float>>;
+using fuzz::Boxes;
+using fuzz::expect;
 
-/// A file of this process, gone at its end.
-class FuzzedFile {
-  public:
-    FuzzedFile()
-        : m_path((std::filesystem::temp_directory_path() /
-                  ("gas_fuzz_saved_tree_" + std::to_string(::getpid())))
-                     .string()) {}
-    FuzzedFile(const FuzzedFile&) = delete;
-    FuzzedFile& operator=(const FuzzedFile&) = delete;
-    ~FuzzedFile() { std::remove(get_path()); }
-
-    const char* get_path() const { return m_path.c_str(); }
-    std::string read() const {
-        std::ifstream file(m_path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-    void write(const std::string& bytes) const { std::ofstream(m_path, std::ios::binary) << bytes; }
-
-  private:
-    std::string m_path;
-};
-
-const FuzzedFile& get_file() {
-    static const FuzzedFile file;
+const fuzz::File& get_file() {
+    static const fuzz::File file("saved_tree");
     return file;
 }
 
-void on_leaf(void*, const unsigned& item, const CtxEval&, CtxShader&, GeometryRaytraceCtx& ctx) {
+void on_leaf(void* user, const unsigned& item, const CtxEval&, CtxShader&,
+             GeometryRaytraceCtx& ctx) {
+    static_cast<std::vector<unsigned>*>(user)->push_back(item);
     for (int i = ctx.get_first_ray(); i <= ctx.get_last_ray(); ++i) {
         if ((item + static_cast<unsigned>(i)) % 5 == 0)
             ctx.set_hit(static_cast<unsigned>(i));
     }
-}
-
-Boxes take_boxes(FuzzInput& input, unsigned count) {
-    Boxes boxes(count);
-    for (unsigned i = 0; i < count; ++i) {
-        for (unsigned axis = 0; axis < 3; ++axis) {
-            const float low = input.take_float();
-            const float high = input.take_float();
-            boxes[i].min[axis] = low;
-            boxes[i].max[axis] = high;
-        }
-    }
-    return boxes;
 }
 
 /// Changes words, and now and then the length.
@@ -98,9 +64,11 @@ void damage(std::string& bytes, FuzzInput& input) {
     support::correct_all_sums(bytes);
 }
 
-template <typename Tree> void ask(Tree& tree) {
+/// All leaf calls of rays, and what spatial queries find.
+template <typename Tree> std::vector<unsigned> ask(Tree& tree) {
     constexpr unsigned ray_count = 20;
-    tree.set_leaf_raytrace_callbacks(on_leaf, on_leaf, nullptr);
+    std::vector<unsigned> answers;
+    tree.set_leaf_raytrace_callbacks(on_leaf, on_leaf, &answers);
     CtxShader shader;
     shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, tree.get_motion_blur_sample_count()));
     const GasShaderFrames frames(shader);
@@ -117,49 +85,72 @@ template <typename Tree> void ask(Tree& tree) {
                                batch.get_ctx());
         }
     }
+    GasTreeCtx ctx;
+    const auto get_distance = [](void*, const unsigned& item, const GMathVec3<double>&,
+                                 const double&) { return static_cast<double>(item % 7); };
+    unsigned closest = 0;
+    double distance = 0.0;
+    tree.get_closest_item(ctx, {1.0, 2.0, 3.0}, 100.0, get_distance, nullptr, closest, distance);
+    answers.push_back(closest);
     if constexpr (std::is_same_v<Tree, GasTree>) {
-        GasTreeCtx ctx;
         CoreVector<unsigned> leaves;
         tree.get_leaves_in_bbox(ctx, {{-5.0f, -5.0f, -5.0f}, {5.0f, 5.0f, 5.0f}}, leaves);
+        answers.insert(answers.end(), leaves.begin(), leaves.end());
         unsigned nearest[4];
         float distances[4];
-        tree.get_nearest_leaves(ctx, {1.0f, 2.0f, 3.0f}, 10.0f, 4, nearest, distances);
+        const unsigned count =
+            tree.get_nearest_leaves(ctx, {1.0f, 2.0f, 3.0f}, 10.0f, 4, nearest, distances);
+        answers.insert(answers.end(), nearest, nearest + count);
     }
+    return answers;
 }
 
-template <typename Tree> void use(Tree& tree, const Boxes& boxes) {
+/// Asks and changes a tree in all ways; what was answered.
+template <typename Tree> std::vector<unsigned> use(Tree& tree, const Boxes& items) {
+    const CoreArray<GMathBbox3<float>> boxes = support::to_boxes(items);
     // Rays in motion ask for all samples.
     for (unsigned sample = 0; sample < tree.get_motion_blur_sample_count(); ++sample) {
         if (!GasTraversalAccess::has_sample(tree, sample))
             tree.refit_motion_blur_sample(boxes, sample);
     }
-    ask(tree);
+    std::vector<unsigned> answers = ask(tree);
+    const auto add = [&](const std::vector<unsigned>& more) {
+        answers.insert(answers.end(), more.begin(), more.end());
+    };
     if (tree.get_motion_blur_sample_count() > 0)
         tree.refit_motion_blur_sample(boxes, 0);
     if constexpr (std::is_same_v<Tree, GasTree>) {
         tree.set_wide_nodes(false);
         tree.set_wide_nodes(true);
-        ask(tree);
+        add(ask(tree));
         tree.refit(boxes);
     }
-    ask(tree);
+    add(ask(tree));
+    return answers;
 }
 
-template <typename Tree> void fuzz(FuzzInput& input) {
-    const FuzzedFile& file = get_file();
+template <typename Tree> std::string save(const Tree& tree) {
+    expect(gas_save_tree(tree, get_file().get_path()).is_done, "a tree is saved");
+    return get_file().read();
+}
+
+template <typename Tree> void fuzz_tree(FuzzInput& input) {
+    const fuzz::File& file = get_file();
+    const naive::Split split = fuzz::take_split(input);
     const unsigned item_count = 1 + input.take_below(20);
     const unsigned sample_count = input.take_below(3);
+    const bool has_unfilled_sample = input.take_chance(8);
     Tree tree;
     if constexpr (std::is_same_v<Tree, GasTree>)
-        tree.set_wide_nodes(input.take_below(2) != 0);
-    const Boxes boxes = take_boxes(input, item_count);
-    tree.create(boxes, nullptr, GasBuildMethod::sah_fast);
-    tree.set_motion_blur_sample_count(sample_count);
+        tree.set_wide_nodes(input.take_flag());
+    const Boxes boxes = fuzz::take_boxes(input, item_count);
+    support::build(tree, boxes, split);
+    tree.set_motion_blur_sample_count(sample_count + (has_unfilled_sample ? 1 : 0));
     for (unsigned sample = 0; sample < sample_count; ++sample)
-        tree.refit_motion_blur_sample(take_boxes(input, item_count), sample);
-    if (!gas_save_tree(tree, file.get_path()))
-        std::abort();
-    std::string bytes = file.read();
+        tree.refit_motion_blur_sample(support::to_boxes(fuzz::take_moved_boxes(input, boxes)),
+                                      sample);
+    const std::string saved = save(tree);
+    std::string bytes = saved;
     const bool is_damaged = !input.is_empty();
     damage(bytes, input);
     file.write(bytes);
@@ -170,25 +161,33 @@ template <typename Tree> void fuzz(FuzzInput& input) {
     settings.thread_count = 1;
     const bool is_loaded = gas_load_tree(file.get_path(), loaded, settings).is_done;
     const bool is_mapped = gas_map_tree(file.get_path(), mapped, settings).is_done;
-    if (is_loaded != is_mapped || (!is_damaged && !is_loaded))
-        std::abort();
-    // What is refused is told, and more.
+    expect(is_loaded == is_mapped, "a file is loaded and mapped, or neither");
+    expect(is_damaged || is_loaded, "a file that was not changed is loaded");
     const bool is_whole = gas_validate_tree_file(file.get_path()).empty();
-    if (is_whole ? !is_loaded || !gas_validate(loaded).empty() : !is_damaged)
-        std::abort();
-    if (is_loaded) {
-        use(loaded, boxes);
-        use(mapped, boxes);
-    }
+    expect(is_whole ? is_loaded && gas_validate(loaded).empty() : is_damaged,
+           "what is refused is told, and more");
+    if (!is_loaded)
+        return;
+    const std::string saved_again = save(loaded);
+    expect(save(mapped) == saved_again, "a loaded tree and a mapped one are saved alike");
+    expect(bytes != saved || saved_again == saved, "a loaded tree is saved as it was");
+    // A file that is there is not changed by what becomes of its tree.
+    file.write(bytes);
+    Tree changed;
+    expect(gas_map_tree(file.get_path(), changed, settings).is_done, "it is mapped once more");
+    const std::vector<unsigned> answers = use(changed, boxes);
+    expect(file.read() == bytes, "a mapped file stays as it is");
+    expect(use(loaded, boxes) == answers, "a loaded tree answers as a mapped one");
+    expect(bytes != saved || use(tree, boxes) == answers, "and as the tree that was saved");
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzInput input(data, size);
-    if (input.take_below(2))
-        fuzz<GasTree>(input);
+    if (input.take_flag())
+        fuzz_tree<GasTree>(input);
     else
-        fuzz<GasCompressedTree>(input);
+        fuzz_tree<GasCompressedTree>(input);
     return 0;
 }
