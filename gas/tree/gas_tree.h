@@ -186,8 +186,8 @@ class GAS_EXPORT GasTree {
                             CoreVector<unsigned>& leaves) const;
     /// Finds up to `max_count` (at least 1) leaves near `point`: those whose box overlaps the cube
     /// of half-width `max_distance` around it, by the distance from the point to their box's
-    /// centre, nearest first. Once the arrays are full the cube shrinks to the largest distance
-    /// held. A leaf whose box touches the cube counts even where its centre lies beyond
+    /// centre, nearest first. Once the arrays are full the cube becomes that of the largest
+    /// distance held. A leaf whose box touches the cube counts even where its centre lies beyond
     /// `max_distance`. `leaves` and `distances` hold `max_count` elements each; returns how many
     /// were written. Leaves at the same distance stand as a depth-first walk finds them that takes
     /// the child whose box is nearer first. `ctx` lends its stack, which takes an entry per node.

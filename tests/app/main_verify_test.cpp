@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <nlohmann/json.hpp>
+
 #include <gas/isa/gas_instruction_set.h>
 
 #include <tests/app/small_pictures.h>
@@ -7,45 +9,147 @@ namespace {
 
 using testing::HasSubstr;
 
-/// The whole output of a verification that found nothing wrong.
-std::string agree(unsigned rays, unsigned comparisons_per_ray) {
-    return std::to_string(rays * comparisons_per_ray) + " comparisons, 0 differences\n";
+using testing::EndsWith;
+
+/// A row of the table, and how many comparisons it has for each ray that is asked everything by one
+/// build method.
+struct Row {
+    const char* text;
+    unsigned comparisons_per_ray;
+};
+
+/// Of ten questions, six have one result; the others depend on the order of calls.
+constexpr Row rows[] = {
+    {"plain one by one brute force", 6},
+    {"plain stream each ray alone", 10},
+    {"plain, wide nodes one by one plain", 10},
+    {"plain, wide nodes batch brute force", 6},
+    {"plain, wide nodes stream plain", 10},
+    {"plain, wide nodes, loaded one by one plain, wide nodes", 10},
+    {"plain, wide nodes, mapped stream plain, wide nodes", 10},
+    {"compressed one by one brute force", 6},
+    {"compressed stream each ray alone", 10},
+    {"compressed, loaded batch compressed", 10},
+    {"compressed, mapped one by one compressed", 10},
+    {"grid one by one brute force", 6},
+    {"grid batch brute force", 6},
+    {"grid, new for each batch one by one grid", 10},
+    {"grid, new for each batch stream brute force", 6},
+};
+
+/// By all instruction sets.
+constexpr Row owning_rows[] = {
+    {"gas::Tree, plain one by one brute force", 6},
+    {"gas::Tree, compressed batch brute force", 6},
+    {"gas::Tree, grid one by one brute force", 6},
+    {"gas::Tree, loaded batch brute force", 6},
+    {"gas::Tree, mapped one by one brute force", 6},
+    {"gas::Scene, nested instances one by one brute force", 6},
+    {"gas::Scene, nested instances batch brute force", 4},
+};
+
+constexpr const char* spatial_rows[] = {
+    "plain closest item every item",
+    "compressed, mapped closest item every item",
+    "plain leaves in a box every item",
+    "plain, wide nodes, loaded nearest leaves plain",
+    "gas::Tree, plain nearest leaves every item",
+};
+
+/// The output with single spaces between words.
+std::string squeeze(const std::string& text) {
+    std::string squeezed;
+    for (const char letter : text) {
+        if (letter != ' ' || squeezed.empty() || squeezed.back() != ' ')
+            squeezed += letter;
+    }
+    return squeezed;
 }
 
-// Of ten questions (five still, five moving) four are of changing rays. For each of the four build
-// methods: four trees compare a stream with its rays alone, one also with binary nodes in two ways,
-// and for the six other questions each of the four compares three ways with brute force. Where the
-// machine has AVX2, each compares three ways of all questions with the baseline.
-unsigned get_comparisons_per_ray() {
-    constexpr unsigned baseline = 4 * (10 * (4 + 2) + 6 * 4 * 3);
-    constexpr unsigned further_set = 4 * 10 * 4 * 3;
-    return baseline + (gas_has_instruction_set(GasInstructionSet::avx2) ? further_set : 0);
+bool has_avx2() { return gas_has_instruction_set(GasInstructionSet::avx2); }
+
+/// Expects every row, with the comparisons of so many rays and build methods.
+void expect_all_rows(const ProgramResult& result, unsigned rays) {
+    EXPECT_EQ(result.exit_code, 0) << result.output;
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(result.output, EndsWith(" comparisons, 0 differences\n"));
+    const std::string table = squeeze(result.output);
+    const auto expect_row = [&](const std::string& text, unsigned comparisons) {
+        EXPECT_THAT(table, HasSubstr("\n" + text + " " + std::to_string(comparisons) + " 0\n"));
+    };
+    for (const Row& row : rows)
+        expect_row(row.text, rays * row.comparisons_per_ray);
+    for (const Row& row : owning_rows)
+        expect_row(row.text, rays * row.comparisons_per_ray * (has_avx2() ? 2 : 1));
+    if (has_avx2())
+        expect_row("plain, wide nodes one by one, avx2 baseline", rays * 10);
+    for (const char* const row : spatial_rows)
+        EXPECT_THAT(table, HasSubstr("\n" + std::string(row)));
 }
 
 TEST(MainVerify, FindsNoDifferencesInRandomScenes) {
-    const std::pair<unsigned, const char*> runs[] = {{700, "1"}, {60, "18446744073709551615"}};
-    for (const auto& [rays, seed] : runs) {
-        const ProgramResult result =
-            run_program({"verify", "--rays", std::to_string(rays), "--seed", seed});
-        EXPECT_EQ(result.exit_code, 0);
-        EXPECT_EQ(result.output, agree(rays, get_comparisons_per_ray()));
-        EXPECT_EQ(result.errors, "");
-    }
+    // The last seed there is; another number of threads than of scenes.
+    const ProgramResult result = run_program(
+        {"verify", "--rays", "620", "--seed", "18446744073709551615", "--build", "sah"});
+    expect_all_rows(result, 620);
+    expect_all_rows(run_program({"verify", "--rays", "60", "--items", "300"}), 60 * 4);
 }
 
 TEST(MainVerify, FindsNoDifferencesInMeshes) {
     const TemporaryFolder folder;
     for (const std::string& text : {make_triangle(), make_lumpy_sheet()}) {
         const std::string mesh = folder.write("mesh.obj", text);
-        const ProgramResult result = run_program({"verify", mesh, "--rays", "100"});
-        EXPECT_EQ(result.exit_code, 0) << result.output;
-        EXPECT_EQ(result.output, agree(100, get_comparisons_per_ray()));
+        expect_all_rows(run_program({"verify", mesh, "--rays", "60"}), 60 * 4);
     }
+}
+
+TEST(MainVerify, AsksOneQuestionOfEachRayInTurn) {
+    const TemporaryFolder folder;
+    const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
+    const std::vector<std::string> call = {"verify",    mesh,     "--items", "100",
+                                           "--in-turn", "--rays", "30000",   "--threads"};
+    std::vector<std::string> outputs;
+    for (const char* const threads : {"1", "3"}) {
+        std::vector<std::string> arguments = call;
+        arguments.push_back(threads);
+        const ProgramResult result = run_program(arguments);
+        EXPECT_EQ(result.exit_code, 0) << result.output;
+        EXPECT_THAT(result.output, HasSubstr("30000 rays in 5 visits of scenes, seed 1\n"));
+        EXPECT_THAT(result.output, EndsWith(" comparisons, 0 differences\n"));
+        outputs.push_back(result.output);
+    }
+    EXPECT_EQ(outputs[0], outputs[1]) << "whatever the number of threads";
+}
+
+TEST(MainVerify, HoldsLargeScenesAgainstOneTree) {
+    const ProgramResult result = run_program(
+        {"verify", "--rays", "20", "--items", "20000", "--seed", "18", "--build", "median"});
+    EXPECT_EQ(result.exit_code, 0) << result.output;
+    const std::string table = squeeze(result.output);
+    // One ray of many by brute force.
+    EXPECT_THAT(table, HasSubstr("\nplain one by one brute force 6 0\n"));
+    EXPECT_THAT(table, HasSubstr("\ngrid stream plain, one by one 120 0\n"));
+    EXPECT_THAT(table, HasSubstr("\ngas::Tree, compressed batch plain, one by one"));
+}
+
+TEST(MainVerify, TellsOfItselfAsJson) {
+    const ProgramResult result =
+        run_program({"verify", "--rays", "20", "--build", "hybrid", "--items", "50", "--json"});
+    EXPECT_EQ(result.exit_code, 0);
+    const nlohmann::json report = nlohmann::json::parse(result.output);
+    EXPECT_EQ(report["rays"], 20);
+    EXPECT_EQ(report["differences"], 0);
+    std::uint64_t comparisons = 0;
+    for (const nlohmann::json& row : report["rows"])
+        comparisons += row["comparisons"].get<std::uint64_t>();
+    EXPECT_EQ(report["comparisons"], comparisons);
+    EXPECT_GT(comparisons, 1000u);
 }
 
 TEST(MainVerify, NamesWhatIsWrongWithItsOptions) {
     const std::vector<std::vector<std::string>> wrong = {
-        {"--rays", "0"}, {"--rays", "010"}, {"--seed", "-1"}, {"--seed", "x"}};
+        {"--rays", "0"},     {"--rays", "010"},   {"--seed", "-1"}, {"--seed", "x"},
+        {"--build", "best"}, {"--threads", "-1"}, {"--items", "0"}};
     for (const std::vector<std::string>& options : wrong) {
         const ProgramResult result = run_program({"verify", options[0], options[1]});
         EXPECT_EQ(result.exit_code, 2) << options[1];

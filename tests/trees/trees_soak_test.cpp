@@ -31,7 +31,7 @@ using support::TestShader;
 
 constexpr unsigned thread_count = 8;
 constexpr unsigned operations_per_thread = 12;
-constexpr unsigned rays_per_operation = 160;
+constexpr unsigned rays_per_operation = 96;
 constexpr unsigned item_count = 600;
 /// Their distance keeps items of neighbours apart or lets them overlap.
 constexpr unsigned instances_per_level = 5;

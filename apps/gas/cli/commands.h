@@ -22,6 +22,9 @@
 
 namespace gas_app {
 
+class Comparison;
+struct VerificationSettings;
+
 /// A subcommand. The command line refers to its members.
 class Command {
   public:
@@ -175,9 +178,19 @@ class VerifyCommand : public Command {
     void run() const override;
 
   private:
+    VerificationSettings get_settings() const;
+    void print_json(const Comparison& comparison, unsigned visit_count) const;
+
     std::string m_mesh_path;
     std::string m_seed = "1";
+    std::string m_build_method = "all";
     unsigned m_ray_count = 10'000;
+    /// 0: not chosen.
+    unsigned m_item_count = 0;
+    /// 0: one for each processor.
+    unsigned m_threads = 0;
+    bool m_in_turn = false;
+    bool m_json = false;
 };
 
 } // namespace gas_app

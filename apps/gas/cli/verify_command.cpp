@@ -1,21 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <numeric>
+#include <thread>
 
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
-#include <apps/gas/math/sample_hash.h>
 #include <apps/gas/mesh/mesh_file.h>
-#include <apps/gas/verify/verification.h>
+#include <apps/gas/verify/verification_run.h>
 
 namespace gas_app {
 
 namespace {
 
-/// Enough for a stream to have trials, and to go as they suggest.
-constexpr unsigned rays_of_batch = 600;
+constexpr const char* all_methods = "all";
+
+void print_table(const Comparison& comparison) {
+    std::size_t widths[3] = {4, 3, 7};
+    for (const auto& [pair, counts] : comparison.get_rows()) {
+        widths[0] = std::max(widths[0], pair.tree.size());
+        widths[1] = std::max(widths[1], pair.way.size());
+        widths[2] = std::max(widths[2], pair.against.size());
+    }
+    const auto print = [&](const ComparedPair& pair, const std::string& comparisons,
+                           const std::string& differences) {
+        std::printf("%-*s  %-*s  %-*s  %12s  %11s\n", static_cast<int>(widths[0]),
+                    pair.tree.c_str(), static_cast<int>(widths[1]), pair.way.c_str(),
+                    static_cast<int>(widths[2]), pair.against.c_str(), comparisons.c_str(),
+                    differences.c_str());
+    };
+    print({"tree", "way", "against"}, "comparisons", "differences");
+    for (const auto& [pair, counts] : comparison.get_rows())
+        print(pair, std::to_string(counts.comparisons), std::to_string(counts.differences));
+}
 
 } // namespace
 
@@ -31,44 +51,81 @@ VerifyCommand::VerifyCommand(CLI::App& app)
         ->capture_default_str();
     m_command->add_option("--seed", m_seed, "Another seed: other rays and boxes")
         ->capture_default_str();
+    m_command
+        ->add_option("--items", m_item_count,
+                     "Of a mesh: not all triangles, but for each scene so many others; of random "
+                     "boxes: how many a scene has at most, usually 2000. Scenes of up to 2000 are "
+                     "held against brute force, larger ones against one tree, and that one for a "
+                     "few rays against brute force")
+        ->check(whole_number(1, SceneOptions::largest_item_count));
+    m_command
+        ->add_option("--build", m_build_method,
+                     "How trees are built: median, hybrid, sah-fast, sah, or all")
+        ->capture_default_str();
+    m_command->add_flag("--in-turn", m_in_turn,
+                        "Ask each ray one question through trees of one kind, in turn, in place of "
+                        "all through all: many more rays in the same time");
+    m_command->add_option("--threads", m_threads, "Threads that trace; 0: one for each processor")
+        ->check(whole_number(0, 1024))
+        ->capture_default_str();
+    m_command->add_flag("--json", m_json, "Write the results as JSON");
+}
+
+VerificationSettings VerifyCommand::get_settings() const {
+    VerificationSettings settings;
+    settings.seed = parse_seed(m_seed);
+    settings.ray_count = m_ray_count;
+    settings.item_count = m_item_count;
+    settings.is_in_turn = m_in_turn;
+    settings.thread_count =
+        m_threads > 0 ? m_threads : std::max(1u, std::thread::hardware_concurrency());
+    if (m_build_method == all_methods) {
+        settings.methods.resize(build_method_names.size());
+        std::iota(settings.methods.begin(), settings.methods.end(), 0u);
+    } else {
+        settings.methods = {parse_build_method(m_build_method)};
+    }
+    if (!m_mesh_path.empty())
+        settings.mesh = load_mesh_file(m_mesh_path);
+    return settings;
 }
 
 void VerifyCommand::run() const {
-    const std::uint64_t seed = parse_seed(m_seed);
-    AppBase application(nullptr);
-    RayComparison comparison;
-    std::unique_ptr<VerifiedScene> scene;
-    std::unique_ptr<Verification> verification;
-    if (!m_mesh_path.empty()) {
-        scene = std::make_unique<VerifiedScene>(load_mesh_file(m_mesh_path), seed);
-        verification = std::make_unique<Verification>(*scene, application);
+    const VerificationSettings settings = get_settings();
+    VerificationRun verification(settings);
+    const Comparison comparison = verification.run();
+    const Comparison::Counts total = comparison.get_total();
+    const std::string summary = std::to_string(total.comparisons) + " comparisons, " +
+                                std::to_string(total.differences) + " differences";
+    if (m_json) {
+        print_json(comparison, verification.get_visit_count());
+    } else {
+        print_table(comparison);
+        for (const std::string& description : comparison.get_descriptions())
+            std::printf("%s\n", description.c_str());
+        std::printf("%u rays in %u visits of scenes, seed %s\n%s\n", m_ray_count,
+                    verification.get_visit_count(), m_seed.c_str(), summary.c_str());
     }
-    std::uint64_t round = 0;
-    for (unsigned done = 0; done < m_ray_count; ++round) {
-        const unsigned left = m_ray_count - done;
-        const unsigned count = left < rays_of_batch ? left : rays_of_batch;
-        std::string name = "rays from " + std::to_string(done);
-        if (m_mesh_path.empty()) {
-            // Small scenes and large ones, each with one batch.
-            const std::uint64_t scene_seed = hash_pair(seed, round);
-            const double size = std::pow(2.0, 11.0 * hash_unit(scene_seed, 0));
-            const auto item_count = static_cast<unsigned>(size);
-            verification.reset();
-            scene = std::make_unique<VerifiedScene>(item_count, scene_seed);
-            verification = std::make_unique<Verification>(*scene, application);
-            name =
-                "scene " + std::to_string(round) + " of " + std::to_string(item_count) + " boxes";
-        }
-        verification->check(done, count, name, comparison);
-        done += count;
-    }
-    for (const std::string& description : comparison.get_descriptions())
-        std::printf("%s\n", description.c_str());
-    const std::string summary = std::to_string(comparison.get_count()) + " comparisons, " +
-                                std::to_string(comparison.get_difference_count()) + " differences";
-    std::printf("%s\n", summary.c_str());
-    if (comparison.get_difference_count() > 0)
+    if (total.differences > 0)
         throw UserError("the trees do not agree: seed " + m_seed + ", " + summary);
+}
+
+void VerifyCommand::print_json(const Comparison& comparison, unsigned visit_count) const {
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    for (const auto& [pair, counts] : comparison.get_rows())
+        rows.push_back({{"tree", pair.tree},
+                        {"way", pair.way},
+                        {"against", pair.against},
+                        {"comparisons", counts.comparisons},
+                        {"differences", counts.differences}});
+    const nlohmann::ordered_json report = {{"seed", m_seed},
+                                           {"rays", m_ray_count},
+                                           {"visits", visit_count},
+                                           {"comparisons", comparison.get_total().comparisons},
+                                           {"differences", comparison.get_total().differences},
+                                           {"rows", std::move(rows)},
+                                           {"described", comparison.get_descriptions()}};
+    std::puts(report.dump(2).c_str());
 }
 
 } // namespace gas_app

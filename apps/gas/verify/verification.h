@@ -2,84 +2,74 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <apps/gas/trees/traced_tree.h>
-#include <apps/gas/verify/verified_rays.h>
+#include <apps/gas/verify/asked_rays.h>
+#include <apps/gas/verify/spatial_verification.h>
 
 namespace gas_app {
 
-/// What of two records of the same rays has to be equal.
-enum class Agreement { results, histories };
-
-/// Compares rays, and counts them.
-class RayComparison {
-  public:
-    /// How many differences are described.
-    static constexpr unsigned most_described = 20;
-
-    /// `what` names the trees and ways that are held against each other.
-    void compare(const std::string& what, const std::vector<RayRecord>& expected,
-                 const std::vector<RayRecord>& found, Agreement agreement);
-
-    std::uint64_t get_count() const { return m_count; }
-    std::uint64_t get_difference_count() const { return m_difference_count; }
-    /// A line for each of the first differences.
-    const std::vector<std::string>& get_descriptions() const { return m_descriptions; }
-
-  private:
-    std::uint64_t m_count = 0;
-    std::uint64_t m_difference_count = 0;
-    std::vector<std::string> m_descriptions;
-};
-
-/// Holds every tree, build method, query and way of tracing against brute force, the faster walks
-/// against the walk of the binary tree, and those of further instruction sets against those of the
-/// baseline, call by call.
+/// A scene, and what is built of it when it is first asked for, by any thread.
 class Verification {
   public:
-    /// Of a scene, whose trees are built at once.
-    Verification(const VerifiedScene& scene, AppBase& application);
+    explicit Verification(std::unique_ptr<const VerifiedScene> scene)
+        : m_scene(std::move(scene)), m_trees(*m_scene), m_owning(m_trees),
+          m_spatial(m_trees, m_owning) {}
     Verification(const Verification&) = delete;
     Verification& operator=(const Verification&) = delete;
 
-    /// Rays `first` to `first + count - 1` of the scene in all ways; `name` stands before what is
-    /// described.
-    void check(std::uint64_t first, unsigned count, const std::string& name,
-               RayComparison& comparison);
+    const VerifiedScene& get_scene() const { return *m_scene; }
+    VerifiedTrees& get_trees() { return m_trees; }
+    OwningVerification& get_owning() { return m_owning; }
+    SpatialVerification& get_spatial() { return m_spatial; }
 
   private:
-    /// A tree; its queries and streams serve whichever rays are being checked.
-    struct Entry {
-        std::string name;
-        TracedTree tree;
-        /// The binary tree that calls the same leaves, which is checked before; null: no other
-        /// does.
-        const Entry* binary = nullptr;
-        /// What became of the rays with the present question, one by one and as a stream.
-        std::vector<RayRecord> single;
-        std::vector<RayRecord> stream;
-    };
-    /// A query and what callbacks do, for which the rest is checked.
-    struct Question {
-        std::string name;
-        Behaviour behaviour;
-        bool is_nearest;
-        bool is_moving;
-    };
-    struct Context;
+    const std::unique_ptr<const VerifiedScene> m_scene;
+    VerifiedTrees m_trees;
+    OwningVerification m_owning;
+    SpatialVerification m_spatial;
+};
 
-    void add(const std::string& name, const TreeSettings& settings, const Entry* binary,
-             AppBase& application);
-    static void check_entry(const Context& context, Entry& entry);
-    static void call_item(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
-                          GeometryRaytraceCtx& ctx);
+/// What rays are asked, and through which trees.
+struct VisitPlan {
+    /// Describes the scene.
+    std::string name;
+    std::uint64_t first_ray = 0;
+    unsigned ray_count = 0;
+    unsigned batch_size = 0;
+    /// Numbers of build methods.
+    std::vector<unsigned> methods;
+    /// Each batch is asked one question, after another, through trees of one kind and method that
+    /// the choice decides on; otherwise all questions through all trees.
+    bool is_in_turn = false;
+    std::uint64_t choice = 0;
+    unsigned spatial_count = 0;
+};
 
-    const VerifiedScene& m_scene;
-    std::vector<std::unique_ptr<Entry>> m_entries;
-    /// Those that the callbacks pass calls to.
-    VerifiedRays* m_rays = nullptr;
+/// Rays of a scene that are asked questions. Every other batch is a tile of a picture.
+class Visit {
+  public:
+    Visit(std::shared_ptr<Verification> verification, const VisitPlan& plan)
+        : m_verification(std::move(verification)), m_plan(plan) {}
+
+    /// By the baseline's instructions, and then what of it further instructions do.
+    void run();
+    void run_again(const std::string& instruction_set);
+    const Comparison& get_comparison() const { return m_comparison; }
+
+  private:
+    void make_batches();
+    void ask_all(VerifiedRays& rays, const std::string& where);
+    void ask_one(VerifiedRays& rays, const std::string& where, unsigned batch);
+    AskedRays& add(VerifiedRays& rays, const Question& question, const std::string& where);
+
+    const std::shared_ptr<Verification> m_verification;
+    const VisitPlan m_plan;
+    Comparison m_comparison;
+    std::vector<std::unique_ptr<VerifiedRays>> m_batches;
+    std::vector<std::unique_ptr<AskedRays>> m_asked;
 };
 
 } // namespace gas_app

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include <apps/gas/math/sample_hash.h>
 #include <apps/gas/trees/trace_state.h>
 #include <apps/gas/verify/verified_scene.h>
 
@@ -17,6 +20,8 @@ struct RayRecord {
     std::uint64_t collected = 0;
     double bound = 0.0;
     bool is_hit = false;
+    /// That it found nearest, or one of them; to be told of.
+    unsigned item = GeometryIntersectionPath::no_item;
 
     /// Whether it found the same, perhaps by other calls.
     bool has_result_of(const RayRecord& other) const {
@@ -34,18 +39,48 @@ enum class Behaviour {
     mixed    ///< accept some, reject some, shorten or lengthen the ray, stop it, nest a query
 };
 
-/// Rays of a verification and what a tree's callbacks make of them. `accept` and `collect` give the
-/// same result in any order of calls, `mixed` only in the same one.
+/// A query, and what callbacks do meanwhile.
+struct Question {
+    Behaviour behaviour;
+    bool is_nearest;
+    bool is_moving;
+
+    /// Whether any order of calls gives the same result.
+    bool has_one_result() const { return behaviour != Behaviour::mixed; }
+    std::string describe() const;
+};
+
+inline constexpr std::array<Question, 10> all_questions = {{
+    {Behaviour::accept, false, false},
+    {Behaviour::collect, false, false},
+    {Behaviour::mixed, false, false},
+    {Behaviour::accept, true, false},
+    {Behaviour::mixed, true, false},
+    {Behaviour::accept, false, true},
+    {Behaviour::collect, false, true},
+    {Behaviour::mixed, false, true},
+    {Behaviour::accept, true, true},
+    {Behaviour::mixed, true, true},
+}};
+
+/// Adds an item to what a ray has collected.
+inline std::uint64_t get_collected(unsigned item) { return hash_bits(std::uint64_t{item} + 1); }
+
+/// Rays of a verification and what a tree's callbacks make of them.
 class VerifiedRays {
   public:
     /// Rays `first` to `first + count - 1` of the scene.
     VerifiedRays(const VerifiedScene& scene, std::uint64_t first, unsigned count);
+    VerifiedRays(const VerifiedScene& scene, const std::vector<VerifiedScene::Ray>& rays);
+    VerifiedRays(const VerifiedScene& scene, const VerifiedScene::Tile& tile);
     VerifiedRays(const VerifiedRays&) = delete;
     VerifiedRays& operator=(const VerifiedRays&) = delete;
 
     unsigned get_count() const { return static_cast<unsigned>(m_rays.size()); }
+    const VerifiedScene::PreparedRay& get_ray(unsigned ray) const { return m_rays[ray]; }
+    std::string describe(unsigned ray) const;
 
-    /// A query of a tree, for the rays in range.
+    /// A query of a tree, for the rays in range. It passes its arguments on.
     using Trace = std::function<void(const CtxEval&, CtxShader&, GeometryRaytraceCtx&)>;
 
     /// How rays are handed over.
@@ -56,19 +91,18 @@ class VerifiedRays {
     };
 
     /// Traces all rays with a query, from scratch.
-    std::vector<RayRecord> trace(const Trace& query, Way way, Behaviour behaviour, bool is_nearest,
-                                 bool is_moving);
-    /// The same by trying every item; not for `mixed`.
-    std::vector<RayRecord> trace_by_brute_force(Behaviour behaviour, bool is_nearest,
-                                                bool is_moving);
+    std::vector<RayRecord> trace(const Trace& query, Way way, const Question& question);
+    /// What every `step`-th ray finds when every item is tried; not for `mixed`.
+    std::vector<RayRecord> trace_by_brute_force(const Question& question, unsigned step = 1) const;
 
-    /// The callback of trees, for all queries; the user pointer is this object.
+    /// The callback of trees, for all queries.
     static void call_item(void* user, const unsigned& item, const CtxEval& eval, CtxShader& shader,
                           GeometryRaytraceCtx& ctx);
 
   private:
-    void reset(Behaviour behaviour, bool is_nearest, bool is_moving);
+    void reset(const Question& question);
     std::vector<RayRecord> get_records();
+    RayRecord try_items(unsigned ray, const Question& question) const;
     void visit(unsigned item, unsigned ray, const CtxEval& eval, CtxShader& shader,
                GeometryRaytraceCtx& ctx);
     void visit_mixed(unsigned item, unsigned ray, const CtxEval& eval, CtxShader& shader,
@@ -78,16 +112,15 @@ class VerifiedRays {
     void nest(unsigned item, unsigned ray, const CtxEval& eval, CtxShader& shader);
 
     const VerifiedScene& m_scene;
-    std::vector<VerifiedScene::Ray> m_rays;
+    std::vector<VerifiedScene::PreparedRay> m_rays;
     GeometryRayBatch m_batch;
     std::vector<RayRecord> m_records;
     Trace m_query;
-    Behaviour m_behaviour = Behaviour::accept;
-    bool m_is_nearest = false;
-    bool m_is_moving = false;
+    Question m_question = all_questions[0];
 
     /// A ray that a callback traces: what it met.
     GeometryRayBatch m_nested_batch;
+    std::vector<unsigned> m_nested_counts;
     bool m_is_nested = false;
     std::uint64_t m_nested_history = 0;
 };

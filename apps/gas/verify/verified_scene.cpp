@@ -48,16 +48,22 @@ VerifiedScene::VerifiedScene(unsigned item_count, std::uint64_t seed) : m_seed(s
     finish();
 }
 
-VerifiedScene::VerifiedScene(const TriangleMesh& mesh, std::uint64_t seed) : m_seed(seed) {
-    for (const TriangleMesh::Triangle& triangle : mesh.triangles)
-        m_boxes[1].push_back(mesh.get_box(triangle));
+VerifiedScene::VerifiedScene(const TriangleMesh& mesh, std::uint64_t seed, unsigned item_count)
+    : m_seed(seed) {
+    const std::size_t whole = mesh.triangles.size();
+    const std::size_t count = item_count == 0 ? whole : std::min<std::size_t>(item_count, whole);
+    const std::size_t first = hash_pair(seed, 6) % (whole - count + 1);
+    for (std::size_t i = first; i < first + count; ++i)
+        m_boxes[1].push_back(mesh.get_box(mesh.triangles[i]));
     finish();
 }
 
 void VerifiedScene::finish() {
     for (const Box& box : m_boxes[1])
         grow(m_bounds, box);
-    const double step = 0.02 * length(m_bounds.max - m_bounds.min);
+    // Among very many items not farther than to the next few.
+    const double share = std::min(0.02, 1.0 / std::sqrt(static_cast<double>(m_boxes[1].size())));
+    const double step = share * length(m_bounds.max - m_bounds.min);
     for (const Box& box : m_boxes[1]) {
         const Vec3 move = make_point(hash_pair(m_seed, 3), m_boxes[0].size()) * step;
         m_boxes[0].push_back({box.min + move, box.max + move});
@@ -119,28 +125,42 @@ VerifiedScene::Ray VerifiedScene::make_ray(std::uint64_t number) const {
     return ray;
 }
 
-double VerifiedScene::find_entry(unsigned item, const Ray& ray, double far_distance,
-                                 bool is_moving) const {
-    const double fraction = is_moving ? static_cast<double>(ray.time) : 1.0;
+VerifiedScene::Tile VerifiedScene::make_tile(std::uint64_t number, unsigned count) const {
+    const std::uint64_t seed = hash_pair(hash_pair(m_seed, 5), number);
+    const double size = length(m_bounds.max - m_bounds.min);
+    const auto item = static_cast<unsigned>(hash_pair(seed, 0) % get_item_count());
+    const Vec3 eye = get_center(m_bounds) + make_point(seed, 1) * size;
+    const Vec3 forward = get_center(m_boxes[1][item]) - eye;
+    Vec3 right, up;
+    get_tangents(normalized(forward), right, up);
+    const double reach = length(forward) * std::pow(0.5, 8.0 * hash_unit(seed, 90));
+    right = right * reach;
+    up = up * reach;
+    const Vec3 corners[] = {forward - right - up, forward + right - up, forward + right + up,
+                            forward - right + up};
+
+    Tile tile;
+    tile.frustum = gmath_make_pinhole_frustum(eye, corners);
+    const auto width = static_cast<unsigned>(std::ceil(std::sqrt(count)));
+    for (unsigned ray = 0; ray < count; ++ray) {
+        // Weights of the corners, as the frustum asks.
+        const double across = (ray % width + 0.5) / width;
+        const double down = (ray / width + 0.5) / width;
+        const Vec3 direction =
+            mix(mix(corners[0], corners[1], across), mix(corners[3], corners[2], across), down);
+        tile.rays.push_back({eye, direction, 0.0, VerifiedScene::no_entry,
+                             static_cast<float>(hash_unit(seed, 100 + ray))});
+    }
+    return tile;
+}
+
+double VerifiedScene::find_moving_entry(unsigned item, const PreparedRay& ray,
+                                        double far_distance) const {
+    const double fraction = static_cast<double>(ray.time);
     const Box& before = m_boxes[0][item];
     const Box& after = m_boxes[1][item];
-    double entry = ray.near_distance;
-    double exit = far_distance;
-    for (unsigned axis = 0; axis < 3; ++axis) {
-        const double low = before.min[axis] + (after.min[axis] - before.min[axis]) * fraction;
-        const double high = before.max[axis] + (after.max[axis] - before.max[axis]) * fraction;
-        const double direction = ray.direction[axis];
-        if (direction == 0.0) {
-            if (!(ray.origin[axis] >= low && ray.origin[axis] <= high))
-                return no_entry;
-            continue;
-        }
-        const double first = (low - ray.origin[axis]) / direction;
-        const double second = (high - ray.origin[axis]) / direction;
-        entry = std::max(entry, std::min(first, second));
-        exit = std::min(exit, std::max(first, second));
-    }
-    return entry <= exit && entry < far_distance ? entry : no_entry;
+    return find_entry({mix(before.min, after.min, fraction), mix(before.max, after.max, fraction)},
+                      ray, far_distance);
 }
 
 } // namespace gas_app
