@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,10 +21,10 @@ namespace {
 
 /// The file at the end of a chain of links, so that a link is written through, not replaced.
 std::string resolve(const char* path) {
-    char* const found = ::realpath(path, nullptr);
-    std::string target = found ? found : path;
-    std::free(found);
-    return target;
+    const std::unique_ptr<char, void (*)(void*)> found(::realpath(path, nullptr), std::free);
+    if (!found && errno == ENOMEM)
+        throw std::bad_alloc();
+    return found ? found.get() : path;
 }
 
 /// A name that no other writer has, in the same folder.
