@@ -55,9 +55,9 @@ std::vector<std::string> validate_boxes(const Box* bboxes, unsigned count, unsig
         const float high[3] = {static_cast<float>(max.x), static_cast<float>(max.y),
                                static_cast<float>(max.z)};
         bool is_good = true;
-        for (unsigned axis = 0; axis < 3; ++axis)
-            is_good = is_good & (low[axis] <= high[axis]) & std::isfinite(low[axis]) &
-                      std::isfinite(high[axis]);
+        for (unsigned axis = 0; axis < 3 && is_good; ++axis)
+            is_good =
+                low[axis] <= high[axis] && std::isfinite(low[axis]) && std::isfinite(high[axis]);
         if (!is_good)
             validate_box(low, high, item, flaws);
     }

@@ -8,6 +8,7 @@
 #include <gas/diagnostics/gas_validate.h>
 #include <gas/tree/gas_tree_arrays.h>
 
+#include <tests/support/box_conversion.h>
 #include <tests/support/grid_items.h>
 
 namespace {
