@@ -79,6 +79,7 @@ LONG_FILES: dict[str, str] = {}
 # Files of tests/ that are not `<name>_test.cpp` beside a file of the library.
 SUPPORT_FOLDERS = (
     "tests/support/", "tests/naive/", "tests/mirror/", "tests/package/", "tests/seam/", "tests/flags/",
+    "tests/long/",
 )
 
 LANE_FILES = re.compile(
