@@ -22,18 +22,21 @@ struct GasLoneThread {
 class GasUsedNumbers {
   public:
     explicit GasUsedNumbers(std::uint64_t count)
-        : m_words(new std::atomic<std::uint64_t>[count / 64 + 1]()) {}
+        : m_words(new std::atomic<std::uint64_t>[static_cast<std::size_t>(count / 64 + 1)]()) {}
 
     /// False: it was used before.
     bool use(std::uint64_t number) {
-        return (m_words[number / 64].fetch_or(get_bit(number), std::memory_order_relaxed) &
+        return (get_word(number).fetch_or(get_bit(number), std::memory_order_relaxed) &
                 get_bit(number)) == 0;
     }
     bool is_used(std::uint64_t number) const {
-        return (m_words[number / 64].load(std::memory_order_relaxed) & get_bit(number)) != 0;
+        return (get_word(number).load(std::memory_order_relaxed) & get_bit(number)) != 0;
     }
 
   private:
+    std::atomic<std::uint64_t>& get_word(std::uint64_t number) const {
+        return m_words[static_cast<std::size_t>(number / 64)];
+    }
     static std::uint64_t get_bit(std::uint64_t number) { return std::uint64_t{1} << number % 64; }
 
     std::unique_ptr<std::atomic<std::uint64_t>[]> m_words;

@@ -72,8 +72,9 @@ std::vector<const GasFileSection*> gas_find_wrong_sections(const GasFileTable& t
     for (const GasFileSection& section : table.sections) {
         const std::uint64_t size = gas_align_in_file(section.size);
         for (std::uint64_t first = 0; first < size; first += GasFileChecksum::block_size) {
-            const std::uint64_t left = size - first;
-            const std::uint64_t block = GasFileChecksum::block_size;
+            // What is in memory has a size.
+            const auto left = static_cast<std::size_t>(size - first);
+            const std::size_t block = GasFileChecksum::block_size;
             blocks.push_back({bytes + section.offset + first, left < block ? left : block, 0});
         }
     }

@@ -70,7 +70,7 @@ const GasFileSection* GasFileTable::find(GasFileSectionType type, unsigned sampl
 }
 
 std::vector<char> GasFileTable::write() const {
-    std::vector<char> bytes(get_size());
+    std::vector<char> bytes(static_cast<std::size_t>(get_size()));
     GasFileHeader first = header;
     first.header_checksum = 0;
     std::memcpy(bytes.data(), &first, sizeof first);

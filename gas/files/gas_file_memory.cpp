@@ -2,42 +2,41 @@
 #include <gas/files/gas_file_memory.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <gas/files/gas_file_format.h>
+#include <gas/files/gas_file_system.h>
 #include <gas/host/host.h>
 
 inline namespace gas_abi1 {
 
 namespace {
 
-void unmap(void* memory, std::size_t size) { ::munmap(memory, size); }
+/// What an array can hold, with room for its alignment: elsewhere sizes need no look.
+constexpr std::uint64_t largest_size = PTRDIFF_MAX - gas_file_alignment;
 
 void free_memory(void* memory, std::size_t) { sys_aligned_free(memory); }
 
 } // namespace
 
 GasFileMemory::GasFileMemory(const char* path) {
-    // A pipe would wait for somebody to write.
-    m_file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat status;
-    if (m_file < 0 || ::fstat(m_file, &status) != 0)
+    m_file = gas_file_system::open_to_read(path);
+    gas_file_system::Status status;
+    if (m_file < 0 || !gas_file_system::get_status(m_file, status))
         fail();
-    else if (!S_ISREG(status.st_mode))
-        m_error = S_ISDIR(status.st_mode) ? EISDIR : ESPIPE;
+    else if (status.kind != gas_file_system::Kind::file)
+        m_error = status.kind == gas_file_system::Kind::folder ? EISDIR : ESPIPE;
+    else if (status.size > largest_size)
+        m_error = EFBIG;
     else
-        m_size = static_cast<std::uint64_t>(status.st_size);
+        m_size = static_cast<std::size_t>(status.size);
 }
 
 GasFileMemory::~GasFileMemory() {
     if (m_file >= 0)
-        ::close(m_file);
+        gas_file_system::close(m_file);
     m_block.release_all();
 }
 
@@ -47,14 +46,15 @@ bool GasFileMemory::fail() {
 }
 
 std::size_t GasFileMemory::read_start(char* bytes, std::size_t size) {
-    const std::uint64_t count = m_size < size ? m_size : size;
-    return read_all(bytes, count) ? static_cast<std::size_t>(count) : 0;
+    const std::size_t count = m_size < size ? m_size : size;
+    return read_all(bytes, count) ? count : 0;
 }
 
-bool GasFileMemory::read_all(char* bytes, std::uint64_t size) {
-    std::uint64_t done = 0;
+bool GasFileMemory::read_all(char* bytes, std::size_t size) {
+    std::size_t done = 0;
     while (done < size) {
-        const ssize_t count = ::pread(m_file, bytes + done, size - done, static_cast<off_t>(done));
+        const std::int64_t count =
+            gas_file_system::read_at(m_file, bytes + done, size - done, done);
         if (count < 0 && errno != EINTR)
             return fail();
         if (count == 0) {
@@ -62,18 +62,17 @@ bool GasFileMemory::read_all(char* bytes, std::uint64_t size) {
             return false;
         }
         if (count > 0)
-            done += static_cast<std::uint64_t>(count);
+            done += static_cast<std::size_t>(count);
     }
     return true;
 }
 
 bool GasFileMemory::bring(Way way) {
     if (way == Way::map) {
-        void* const memory =
-            ::mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE, m_file, 0);
-        if (memory == MAP_FAILED)
+        void* const memory = gas_file_system::map(m_file, m_size);
+        if (!memory)
             return fail();
-        m_block = {memory, m_size, unmap};
+        m_block = {memory, m_size, gas_file_system::unmap};
         m_bytes = static_cast<char*>(memory);
         return true;
     }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include <gas/tree/gas_array_block.h>
 
@@ -21,7 +20,7 @@ class GasFileMemory {
 
     /// The system's number of what failed, or 0.
     int get_error() const { return m_error; }
-    std::uint64_t get_size() const { return m_size; }
+    std::size_t get_size() const { return m_size; }
 
     /// Reads up to `size` first bytes; returns how many there were.
     std::size_t read_start(char* bytes, std::size_t size);
@@ -34,11 +33,11 @@ class GasFileMemory {
 
   private:
     bool fail();
-    bool read_all(char* bytes, std::uint64_t size);
+    bool read_all(char* bytes, std::size_t size);
 
     int m_file = -1;
     int m_error = 0;
-    std::uint64_t m_size = 0;
+    std::size_t m_size = 0;
     char* m_bytes = nullptr;
     GasArrayBlock m_block;
 };

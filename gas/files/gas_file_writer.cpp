@@ -3,56 +3,40 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <new>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <gas/files/gas_file_checksum.h>
+#include <gas/files/gas_file_system.h>
 
 inline namespace gas_abi1 {
 
 namespace {
 
-/// The file at the end of a chain of links, so that a link is written through, not replaced.
-std::string resolve(const char* path) {
-    const std::unique_ptr<char, void (*)(void*)> found(::realpath(path, nullptr), std::free);
-    if (!found && errno == ENOMEM)
-        throw std::bad_alloc();
-    return found ? found.get() : path;
-}
-
 /// A name that no other writer has, in the same folder.
 std::string get_partial_name(const std::string& target) {
     static std::atomic<unsigned> number = 0;
     const std::size_t folder_end = target.rfind('/') + 1; // 0 where there is none
-    return target.substr(0, folder_end) + ".gas-" + std::to_string(::getpid()) + "-" +
+    return target.substr(0, folder_end) + ".gas-" + gas_file_system::get_process_number() + "-" +
            std::to_string(number.fetch_add(1, std::memory_order_relaxed)) + ".partial";
 }
 
 } // namespace
 
 GasFileWriter::GasFileWriter(const char* path, GasFileTable& table)
-    : m_table(table), m_target(resolve(path)), m_partial(get_partial_name(m_target)),
-      m_offset(table.get_size()), m_sum(GasFileChecksum::start) {
+    // A link is written through, not replaced.
+    : m_table(table), m_target(gas_file_system::resolve(path)),
+      m_partial(get_partial_name(m_target)), m_offset(table.get_size()),
+      m_sum(GasFileChecksum::start) {
     m_block.reserve(GasFileChecksum::block_size);
-    struct stat status;
-    if (::stat(m_target.c_str(), &status) == 0) {
-        // Neither a folder nor a device is replaced, and no file that may not be written to.
-        if (!S_ISREG(status.st_mode))
-            m_error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        else if (::access(m_target.c_str(), W_OK) != 0)
-            fail();
-        if (m_error)
-            return;
-    }
-    constexpr mode_t everybody = 0666; // the user's mask still applies
-    m_file = ::open(m_partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, everybody);
+    // Neither a folder nor a device is replaced, and no file that may not be written to.
+    using Kind = gas_file_system::Kind;
+    const Kind kind = gas_file_system::get_status(m_target.c_str()).kind;
+    if (kind == Kind::folder || kind == Kind::other)
+        m_error = kind == Kind::folder ? EISDIR : EINVAL;
+    else if (kind == Kind::file && !gas_file_system::may_write(m_target.c_str()))
+        fail();
+    if (m_error)
+        return;
+    m_file = gas_file_system::create(m_partial.c_str());
     if (m_file < 0)
         fail();
 }
@@ -60,8 +44,8 @@ GasFileWriter::GasFileWriter(const char* path, GasFileTable& table)
 GasFileWriter::~GasFileWriter() {
     if (m_file < 0)
         return;
-    ::close(m_file);
-    ::unlink(m_partial.c_str());
+    gas_file_system::close(m_file);
+    gas_file_system::remove(m_partial.c_str());
 }
 
 void GasFileWriter::fail() {
@@ -90,7 +74,7 @@ void GasFileWriter::flush() {
 }
 
 void GasFileWriter::end_section() {
-    m_block.resize(gas_align_in_file(m_block.size()));
+    m_block.resize(static_cast<std::size_t>(gas_align_in_file(m_block.size())));
     if (!m_block.empty())
         flush();
     m_table.sections[m_section++].checksum = GasFileChecksum::finish(m_sum);
@@ -100,7 +84,7 @@ void GasFileWriter::end_section() {
 void GasFileWriter::write(const void* bytes, std::size_t size, std::uint64_t offset) {
     const char* next = static_cast<const char*>(bytes);
     while (size > 0 && !m_error) {
-        const ssize_t count = ::pwrite(m_file, next, size, static_cast<off_t>(offset));
+        const std::int64_t count = gas_file_system::write_at(m_file, next, size, offset);
         if (count < 0 && errno != EINTR)
             return fail();
         if (count > 0) {
@@ -118,9 +102,10 @@ void GasFileWriter::finish() {
         return;
     const int file = m_file;
     m_file = -1;
-    if (::close(file) != 0 || std::rename(m_partial.c_str(), m_target.c_str()) != 0) {
+    if (!gas_file_system::close(file) ||
+        !gas_file_system::replace(m_target.c_str(), m_partial.c_str())) {
         fail();
-        ::unlink(m_partial.c_str());
+        gas_file_system::remove(m_partial.c_str());
     }
 }
 

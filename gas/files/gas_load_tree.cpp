@@ -139,7 +139,7 @@ GasFileResult gas_read_tree_info(const char* path, GasTreeFileInfo& info) {
 std::uint64_t gas_hash_boxes(const GMathBbox3<float>* bboxes, unsigned count) {
     std::uint64_t sum = GasFileChecksum::start;
     const char* bytes = reinterpret_cast<const char*>(bboxes);
-    std::uint64_t left = std::uint64_t{count} * sizeof *bboxes;
+    std::size_t left = std::size_t{count} * sizeof *bboxes;
     for (; left >= GasFileChecksum::block_size; left -= GasFileChecksum::block_size) {
         sum = GasFileChecksum::mix(sum,
                                    GasFileChecksum::sum_block(bytes, GasFileChecksum::block_size));
@@ -147,7 +147,7 @@ std::uint64_t gas_hash_boxes(const GMathBbox3<float>* bboxes, unsigned count) {
     }
     // Zeros fill up the last row.
     std::vector<char> rest(bytes, bytes + left);
-    rest.resize(gas_align_in_file(left));
+    rest.resize(static_cast<std::size_t>(gas_align_in_file(left)));
     sum = GasFileChecksum::mix(sum, GasFileChecksum::sum_block(rest.data(), rest.size()));
     sum = GasFileChecksum::finish(GasFileChecksum::mix(sum, count));
     return sum ? sum : 1;

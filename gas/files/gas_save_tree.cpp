@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <bit>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -88,16 +89,24 @@ GasFileResult end(GasFileWriter& writer, const char* path) {
     return {true, {}};
 }
 
-GasFileResult refuse_empty(const char* path) {
-    return {false, std::string(path) + ": an empty tree is not saved"};
+/// Null where the tree can be saved.
+const char* find_obstacle(bool is_empty) {
+    // Arrays are written as they are.
+    if (std::endian::native != std::endian::little)
+        return ": is not written on a machine with another byte order";
+    return is_empty ? ": an empty tree is not saved" : nullptr;
+}
+
+GasFileResult refuse_tree(const char* path, const char* obstacle) {
+    return {false, std::string(path) + obstacle};
 }
 
 } // namespace
 
 GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t boxes_hash,
                             const GasFileNotes& notes) {
-    if (tree.is_empty())
-        return refuse_empty(path);
+    if (const char* const obstacle = find_obstacle(tree.is_empty()))
+        return refuse_tree(path, obstacle);
     const GasTreeArrays arrays = GasTreeArrays::of(tree);
     GasFileTable table;
     GasFileHeader& header = table.header;
@@ -128,8 +137,8 @@ GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t
 
 GasFileResult gas_save_tree(const GasCompressedTree& tree, const char* path,
                             std::uint64_t boxes_hash, const GasFileNotes& notes) {
-    if (tree.is_empty())
-        return refuse_empty(path);
+    if (const char* const obstacle = find_obstacle(tree.is_empty()))
+        return refuse_tree(path, obstacle);
     const GasCompressedTreeArrays arrays = GasCompressedTreeArrays::of(tree);
     GasFileTable table;
     describe(arrays, GasFileKind::compressed, boxes_hash, notes, arrays.bbox, table.header);

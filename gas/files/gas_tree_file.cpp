@@ -24,7 +24,7 @@ GasFileResult GasTreeFile::read_table() {
         const std::uint64_t table_size = gas_align_in_file(
             sizeof header + std::uint64_t{header.section_count} * sizeof(GasFileSection));
         if (table_size > size && table_size <= m_memory.get_size()) {
-            start.resize(table_size);
+            start.resize(static_cast<std::size_t>(table_size));
             size = m_memory.read_start(start.data(), start.size());
         }
     }

@@ -3,7 +3,11 @@
 
 #include <string>
 
+#if defined(_WIN32)
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <gas/host/app_base.h>
 
@@ -13,7 +17,13 @@ namespace {
 
 constexpr int bar_width = 30;
 
-bool is_terminal(std::FILE* output) { return output && isatty(fileno(output)) == 1; }
+bool is_terminal(std::FILE* output) {
+#if defined(_WIN32)
+    return output && _isatty(_fileno(output)) != 0;
+#else
+    return output && isatty(fileno(output)) == 1;
+#endif
+}
 
 } // namespace
 

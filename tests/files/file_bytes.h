@@ -35,7 +35,7 @@ inline std::size_t find_section(const std::string& bytes, GasFileSectionType typ
     for (unsigned i = 0; i < get_header(bytes).section_count; ++i) {
         const GasFileSection section = get_section(bytes, i);
         if (section.type == type)
-            return section.offset;
+            return static_cast<std::size_t>(section.offset);
     }
     return 0;
 }
@@ -54,9 +54,10 @@ inline std::uint64_t sum_bytes(const char* bytes, std::size_t size) {
 /// Makes the checksums right that can be: of what lies within the file.
 inline void correct_header_sum(std::string& bytes) {
     GasFileHeader header = get_header(bytes);
-    const std::size_t size = gas_align_in_file(find_entry(header.section_count));
-    if (size > bytes.size())
+    const std::uint64_t end = gas_align_in_file(find_entry(header.section_count));
+    if (end > bytes.size())
         return;
+    const auto size = static_cast<std::size_t>(end);
     header.header_checksum = 0;
     set_record(bytes, 0, header);
     header.header_checksum = sum_bytes(bytes.data(), size);
@@ -70,7 +71,8 @@ inline void correct_all_sums(std::string& bytes) {
         const std::uint64_t size = gas_align_in_file(section.size);
         if (section.offset > bytes.size() || size > bytes.size() - section.offset)
             continue;
-        section.checksum = sum_bytes(&bytes[section.offset], size);
+        section.checksum = sum_bytes(&bytes[static_cast<std::size_t>(section.offset)],
+                                     static_cast<std::size_t>(size));
         set_record(bytes, find_entry(i), section);
     }
     correct_header_sum(bytes);

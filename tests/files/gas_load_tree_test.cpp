@@ -350,7 +350,7 @@ TEST(GasLoadTreeWide, AnotherWidthIsMadeAnew) {
     ASSERT_EQ(table.read(bytes.data(), bytes.size(), bytes.size()), nullptr);
     table.header.wide_width = 8;
     ASSERT_TRUE(table.lay_out({GasFileSection::is_filled, GasFileSection::is_filled}));
-    bytes.resize(table.header.file_size);
+    bytes.resize(static_cast<std::size_t>(table.header.file_size));
     const std::vector<char> start = table.write();
     bytes.replace(0, start.size(), start.data(), start.size());
     support::correct_all_sums(bytes);
