@@ -1,6 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gas/host/sys_thread_lock.h>
 
+#include <version>
+
+#if !defined(__linux__) && !defined(_LIBCPP_VERSION)
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#endif
+
 inline namespace gas_abi1 {
 
 // Three states (Drepper, "Futexes Are Tricky", 2011): an unlock wakes a thread only when one may be
@@ -19,6 +27,44 @@ bool try_lock(std::atomic<unsigned>& state) {
                                          std::memory_order_relaxed);
 }
 
+#if defined(__linux__) || defined(_LIBCPP_VERSION)
+
+void sleep_while_contended(std::atomic<unsigned>& state) {
+    state.wait(contended, std::memory_order_relaxed);
+}
+void wake(std::atomic<unsigned>& state) { state.notify_one(); }
+
+#else
+
+// Where there are no futexes, waits of libstdc++ 12 miss a wake that comes before they sleep.
+
+/// Where threads wait for the locks whose addresses have one remainder.
+struct WaitSlot {
+    std::mutex mutex;
+    std::condition_variable woken;
+
+    static WaitSlot& of(const std::atomic<unsigned>& state) {
+        constexpr unsigned count = 64;
+        static WaitSlot slots[count];
+        return slots[reinterpret_cast<std::uintptr_t>(&state) / sizeof state % count];
+    }
+};
+
+void sleep_while_contended(std::atomic<unsigned>& state) {
+    WaitSlot& slot = WaitSlot::of(state);
+    std::unique_lock<std::mutex> guard(slot.mutex);
+    // An unlock that comes from here on finds the mutex taken until this thread sleeps.
+    if (state.load(std::memory_order_relaxed) == contended)
+        slot.woken.wait(guard);
+}
+void wake(std::atomic<unsigned>& state) {
+    WaitSlot& slot = WaitSlot::of(state);
+    const std::lock_guard<std::mutex> guard(slot.mutex);
+    slot.woken.notify_all(); // of several locks
+}
+
+#endif
+
 } // namespace
 
 void SysThreadLock::lock(DurationHint hint) {
@@ -31,12 +77,12 @@ void SysThreadLock::lock(DurationHint hint) {
         }
     }
     while (m_state.exchange(contended, std::memory_order_acquire) != unlocked)
-        m_state.wait(contended, std::memory_order_relaxed);
+        sleep_while_contended(m_state);
 }
 
 void SysThreadLock::unlock() {
     if (m_state.exchange(unlocked, std::memory_order_release) == contended)
-        m_state.notify_one();
+        wake(m_state);
 }
 
 } // namespace gas_abi1

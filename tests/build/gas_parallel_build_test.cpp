@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <latch>
 #include <limits>
 #include <thread>
 #include <vector>
@@ -13,6 +12,7 @@
 
 #include <tests/support/allocation_attempts.h>
 #include <tests/support/box_conversion.h>
+#include <tests/support/latch.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/spoiled_boxes.h>
@@ -158,7 +158,7 @@ TEST(ParallelBuild, SeveralTreesAreBuiltAtATime) {
     expected.create(boxes, nullptr, nullptr, 1.0f);
     constexpr unsigned tree_count = 4;
     GasTree trees[tree_count];
-    std::latch start(tree_count);
+    support::Latch start(tree_count);
     std::vector<std::thread> threads;
     for (GasTree& tree : trees) {
         threads.emplace_back([&] {

@@ -2,13 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <map>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include <tests/support/grid_items.h>
+#include <tests/support/latch.h>
 #include <tests/support/sanitizers.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/solid_items.h>
@@ -87,7 +87,7 @@ struct Tracer {
 
 /// Starts threads that all begin at the same moment, and waits for them.
 template <typename Work> void run_threads(unsigned count, const Work& work) {
-    std::latch start(count);
+    support::Latch start(count);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < count; ++i) {
         threads.emplace_back([&, i] {
@@ -214,7 +214,7 @@ TEST(GridThreads, CopiesShareWhatTheirThreadsBuild) {
 TEST(GridThreads, DifferentCellsAreBuiltInParallel) {
     Scene scene(40);
     scene.build(false);
-    std::latch both(2);
+    support::Latch both(2);
     scene.items.react = [&](const BoxRequest& request) {
         if (request.callback == BoxCallback::leaf_bboxes)
             both.arrive_and_wait();

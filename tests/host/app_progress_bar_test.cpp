@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <gas/host/host.h>
+
+#include <tests/support/latch.h>
 
 namespace {
 
@@ -39,59 +35,14 @@ class PlainOutput {
     std::FILE* m_file;
 };
 
-// A terminal without a screen, and what arrived at it.
-class TerminalOutput {
-  public:
-    TerminalOutput() : m_screen(posix_openpt(O_RDWR | O_NOCTTY)) {
-        if (m_screen >= 0 && grantpt(m_screen) == 0 && unlockpt(m_screen) == 0)
-            m_file = std::fopen(ptsname(m_screen), "w");
-    }
-    TerminalOutput(const TerminalOutput&) = delete;
-    TerminalOutput& operator=(const TerminalOutput&) = delete;
-    ~TerminalOutput() {
-        if (m_file)
-            std::fclose(m_file);
-        if (m_screen >= 0)
-            close(m_screen);
-    }
-
-    std::FILE* get_file() const { return m_file; }
-
-    // All that was written so far; the terminal ends its lines with "\r\n".
-    std::string read() const {
-        fcntl(m_screen, F_SETFL, fcntl(m_screen, F_GETFL) | O_NONBLOCK);
-        std::string text;
-        std::array<char, 256> part;
-        for (;;) {
-            const ssize_t size = ::read(m_screen, part.data(), part.size());
-            if (size <= 0)
-                return text;
-            text.append(part.data(), static_cast<std::size_t>(size));
-        }
-    }
-
-  private:
-    int m_screen;
-    std::FILE* m_file = nullptr;
-};
-
-// A bar with `filled` of its 30 places filled, and what stands behind it.
-std::string make_line(std::size_t filled, const char* end) {
-    std::string line = "\rbuild [";
-    line.append(filled, '#');
-    line.append(30 - filled, '.');
-    line += end;
-    return line;
-}
-
-/// A bar that is drawn to `Output`.
-template <typename Output> struct DrawnBar {
+/// A bar that is drawn to a file.
+struct DrawnBar {
     explicit DrawnBar(const char* title)
         : app(output.get_file()), bar(*app.create_progress_bar(title, true)) {}
 
     bool is_ready() const { return output.get_file() != nullptr; }
 
-    Output output;
+    PlainOutput output;
     AppBase app;
     AppProgressBar& bar;
 };
@@ -117,7 +68,7 @@ TEST(AppBase, DeletesReleasedBarsAndNoOthers) {
 TEST(AppBase, GivesBarsToManyThreadsAtOnce) {
     constexpr unsigned thread_count = 8;
     AppBase app(nullptr);
-    std::latch start(thread_count);
+    support::Latch start(thread_count);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < thread_count; ++i) {
         threads.emplace_back([&] {
@@ -258,7 +209,7 @@ TEST(AppProgressBar, ValuesAreClamped) {
 }
 
 TEST(AppProgressBar, OffATerminalItWritesALineAtEachTenth) {
-    DrawnBar<PlainOutput> drawn("build");
+    DrawnBar drawn("build");
     ASSERT_TRUE(drawn.is_ready());
     const auto& output = drawn.output;
     AppProgressBar& bar = drawn.bar;
@@ -276,7 +227,7 @@ TEST(AppProgressBar, OffATerminalItWritesALineAtEachTenth) {
 }
 
 TEST(AppProgressBar, AHundredSmallIncrementsReachEveryTenth) {
-    DrawnBar<PlainOutput> drawn("b");
+    DrawnBar drawn("b");
     ASSERT_TRUE(drawn.is_ready());
     const auto& output = drawn.output;
     AppProgressBar& bar = drawn.bar;
@@ -294,50 +245,15 @@ TEST(AppProgressBar, AHundredSmallIncrementsReachEveryTenth) {
     EXPECT_EQ(output.read(), full);
 }
 
-TEST(AppProgressBar, OnATerminalItRedrawsOneLine) {
-    DrawnBar<TerminalOutput> drawn("build");
-    ASSERT_TRUE(drawn.is_ready());
-    const auto& output = drawn.output;
-    AppProgressBar& bar = drawn.bar;
-    EXPECT_EQ(output.read(), "");
-    bar.set_value(0.0f);
-    EXPECT_EQ(output.read(), make_line(0, "] 0 %  "));
-    bar.set_value(0.5f);
-    EXPECT_EQ(output.read(), make_line(15, "] 50 % "));
-    bar.set_value(0.505f);
-    EXPECT_EQ(output.read(), "");
-    bar.finish();
-    EXPECT_EQ(output.read(), make_line(30, "] 100 %\r\n"));
-    bar.finish();
-    bar.set_value(0.25f);
-    EXPECT_EQ(output.read(), "");
-}
-
-TEST(AppProgressBar, AFullBarOnATerminalOnlyEndsItsLine) {
-    DrawnBar<TerminalOutput> drawn("build");
-    ASSERT_TRUE(drawn.is_ready());
-    const auto& output = drawn.output;
-    AppProgressBar& bar = drawn.bar;
-    bar.set_value(1.0f);
-    EXPECT_EQ(output.read(), make_line(30, "] 100 %"));
-    bar.finish();
-    EXPECT_EQ(output.read(), "\r\n");
-}
-
 TEST(AppProgressBar, AnInvisibleBarDrawsNothing) {
-    PlainOutput plain;
-    TerminalOutput terminal;
+    const PlainOutput plain;
     ASSERT_NE(plain.get_file(), nullptr);
-    ASSERT_NE(terminal.get_file(), nullptr);
-    for (std::FILE* file : {plain.get_file(), terminal.get_file()}) {
-        AppBase app(file);
-        AppProgressBar& bar = *app.create_progress_bar("build", false);
-        bar.set_value(0.5f);
-        bar.finish();
-        EXPECT_EQ(bar.get_value(), 1.0f);
-    }
+    AppBase app(plain.get_file());
+    AppProgressBar& bar = *app.create_progress_bar("build", false);
+    bar.set_value(0.5f);
+    bar.finish();
+    EXPECT_EQ(bar.get_value(), 1.0f);
     EXPECT_EQ(plain.read(), "");
-    EXPECT_EQ(terminal.read(), "");
 }
 
 TEST(AppProgressBar, ABarWithoutOutputCounts) {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 #include <vector>
 
 #include <gas/host/host.h>
+
+#include <tests/support/latch.h>
 
 namespace {
 
@@ -27,7 +28,7 @@ TEST(SysThreadLock, LetsOneThreadInAtATime) {
     constexpr unsigned round_count = 2000;
     SysThreadLock lock;
     unsigned counter = 0; // an unguarded increment would lose some
-    std::latch start(thread_count);
+    support::Latch start(thread_count);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < thread_count; ++i) {
         const Hint hint = i % 2 ? work_hint : instant_hint;
@@ -49,7 +50,7 @@ TEST(SysThreadLock, WakesASleeperWhenItIsReleased) {
     SysThreadLock lock;
     bool is_written = false;
     bool was_written = false;
-    std::latch started(2);
+    support::Latch started(2);
     lock.lock(work_hint);
     std::thread sleeper([&] {
         started.arrive_and_wait();

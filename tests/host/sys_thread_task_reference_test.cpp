@@ -3,11 +3,12 @@
 
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <thread>
 #include <vector>
 
 #include <gas/host/sys_thread_task.h>
+
+#include <tests/support/latch.h>
 
 namespace {
 
@@ -57,7 +58,7 @@ TEST(SysThreadManager, RunsTasksOnTheThreadsThatServe) {
     {
         // Both tasks are on servers, or they would not meet; the waiting thread has a third.
         SysThreadTaskManager manager(&threads);
-        std::latch meeting(3);
+        support::Latch meeting(3);
         WorkTask tasks[3];
         for (WorkTask& task : tasks) {
             task.work = [&meeting] { meeting.arrive_and_wait(); };

@@ -3,12 +3,13 @@
 
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include <gas/host/host.h>
+
+#include <tests/support/latch.h>
 
 namespace {
 
@@ -76,7 +77,7 @@ TEST(SysThreadTaskManager, RunsTasksThatAreNotParallelWhereItWaits) {
 TEST(SysThreadTaskManager, RunsOnlyItsOwnTasksWhileItWaits) {
     const std::thread::id here = std::this_thread::get_id();
     const unsigned blocked_count = std::thread::hardware_concurrency() + 3;
-    std::latch release(1);
+    support::Latch release(1);
     std::atomic<bool> is_waiting_for_own = true;
     std::atomic<unsigned> foreign_runs = 0;
     std::atomic<unsigned> blocked_runs = 0;
@@ -131,7 +132,7 @@ TEST(SysThreadTaskManager, ManyThreadsWaitAtOnce) {
     constexpr unsigned thread_count = 8;
     constexpr unsigned round_count = 50;
     std::atomic<unsigned> runs = 0;
-    std::latch start(thread_count);
+    support::Latch start(thread_count);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < thread_count; ++i) {
         threads.emplace_back([&] {

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <latch>
 #include <thread>
 #include <vector>
 
+#include <tests/support/latch.h>
 #include <tests/support/recording_callbacks.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/test_shader.h>
@@ -33,7 +33,7 @@ class ThreadedRays {
         const Outcome expected = trace_all(alone);
         EXPECT_GT(expected.items.size(), 1000u);
         constexpr unsigned thread_count = 3;
-        std::latch start(thread_count);
+        support::Latch start(thread_count);
         Outcome outcomes[thread_count];
         std::vector<std::thread> threads;
         for (Outcome& outcome : outcomes) {
