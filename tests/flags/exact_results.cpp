@@ -23,24 +23,39 @@
 
 namespace {
 
-/// A 64-bit FNV-1a hash.
+/// A 64-bit FNV-1a hash over little-endian numbers.
 class Hash {
   public:
-    void add(const void* bytes, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            m_value ^= static_cast<const unsigned char*>(bytes)[i];
-            m_value *= 0x100000001b3u;
-        }
+    void add_byte(unsigned char byte) {
+        m_value ^= byte;
+        m_value *= 0x100000001b3u;
     }
-    void add(unsigned word) { add(&word, sizeof word); }
+    void add(unsigned word) { add_number(word); }
+    void add(float value) { add_number(get_bits<std::uint32_t>(value)); }
+    void add(double value) { add_number(get_bits<std::uint64_t>(value)); }
+    void add(const float* values, unsigned count) {
+        for (unsigned i = 0; i < count; ++i)
+            add(values[i]);
+    }
     void add(const SimdF& lanes) {
         alignas(16) float values[4];
         lanes.store(values);
-        add(values, sizeof values);
+        add(values, 4);
     }
     std::uint64_t get() const { return m_value; }
 
   private:
+    template <typename Bits, typename Value> static Bits get_bits(Value value) {
+        static_assert(sizeof(Bits) == sizeof(Value), "all bits and no others");
+        Bits bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        return bits;
+    }
+    template <typename Number> void add_number(Number number) {
+        for (unsigned shift = 0; shift < 8 * sizeof number; shift += 8)
+            add_byte(static_cast<unsigned char>(number >> shift & 0xff));
+    }
+
     std::uint64_t m_value = 0xcbf29ce484222325u;
 };
 
@@ -84,9 +99,9 @@ std::uint64_t hash_tree(const CoreVector<GMathBbox3<float>>& boxes) {
     Hash hash;
     for (unsigned i = 0; i < tree.get_node_count(); ++i) {
         const GasTree::Node& node = tree.get_nodes()[i];
-        hash.add(&node.bbox_min, sizeof node.bbox_min);
+        hash.add(&node.bbox_min.x, 3);
         hash.add(node.index);
-        hash.add(&node.bbox_max, sizeof node.bbox_max);
+        hash.add(&node.bbox_max.x, 3);
         hash.add(node.flags & 15);
     }
     return hash.get();
@@ -94,8 +109,13 @@ std::uint64_t hash_tree(const CoreVector<GMathBbox3<float>>& boxes) {
 
 std::uint64_t hash_compressed_tree(const GasCompressedTree& tree) {
     Hash hash;
-    for (unsigned i = 0; i < tree.get_node_count(); ++i)
-        hash.add(tree.get_nodes()[i].get_bytes(), sizeof(GasCompressedNode));
+    for (unsigned i = 0; i < tree.get_node_count(); ++i) {
+        const GasCompressedNode& node = tree.get_nodes()[i];
+        for (unsigned byte = 0; byte < 8; ++byte)
+            hash.add_byte(node.get_bytes()[byte]);
+        hash.add(node.children[0]);
+        hash.add(node.children[1]);
+    }
     return hash.get();
 }
 
@@ -111,7 +131,8 @@ std::uint64_t hash_decoded_boxes(const GasCompressedTree& tree) {
         slots.pop_back();
         GasBbox box;
         tree.get_node_bbox(ctx, slot, box);
-        hash.add(&box, sizeof box);
+        hash.add(box.min, 4);
+        hash.add(box.max, 4);
         if (!tree.is_node_a_leaf(ctx, slot)) {
             unsigned children[2];
             tree.get_node_children(ctx, slot, children[0], children[1]);
@@ -183,7 +204,9 @@ GAS_INLINE_TEST std::uint64_t hash_points() {
         const GMathBasicRay ray({values[0], values[1], values[2]},
                                 {values[3], values[4], values[5]});
         const GMathVec3<double> point = ray.get_point(values[6]);
-        hash.add(&point, sizeof point);
+        hash.add(point.x);
+        hash.add(point.y);
+        hash.add(point.z);
         hash.add(SimdF::narrow(point.x, point.y, point.z));
     }
     return hash.get();
