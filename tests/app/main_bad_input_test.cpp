@@ -70,11 +70,34 @@ TEST_F(MainBadInput, NamesFacesThatAreOutOfRange) {
         expect_bad_mesh(folder.write("faces.obj", triangle + face), "faces.obj, line 5: ");
 }
 
-TEST_F(MainBadInput, NamesVerticesThatAreNotFinite) {
-    expect_bad_mesh(folder.write("nan.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n"),
-                    "nan.obj, line 2: vertex 2 is not finite");
-    expect_bad_mesh(folder.write("inf.obj", "v 0 0 0\nv 0 0 0\nv 0 -inf 0\nf 1 2 3\n"),
-                    "inf.obj, line 3: vertex 3 is not finite");
+// Their boxes would be no boxes, and could hide other items.
+TEST_F(MainBadInput, NamesVerticesThatAreNotFiniteAndLeavesOutTheirFaces) {
+    const auto expect_left_out = [&](const std::string& mesh, const std::string& note) {
+        const ProgramResult drawn =
+            run_program({"render", mesh, "-o", picture, "--size", "8x8", "--quiet"});
+        EXPECT_EQ(drawn.exit_code, 0) << drawn.errors;
+        EXPECT_EQ(drawn.errors,
+                  "gas: " + mesh + ": vertices that are not finite as floats: " + note + "\n");
+        const ProgramResult counted = run_program({"stats", mesh, "--quiet", "--json"});
+        EXPECT_EQ(counted.exit_code, 0) << counted.errors;
+        EXPECT_THAT(counted.output, HasSubstr("\"leaves\": 1,"));
+    };
+    expect_left_out(folder.write("nan.obj", triangle + "v nan 0 0\nv 0 inf 0\nf 1 2 4\nf 5 1 3\n"),
+                    "2, the first at line 5: vertex 4, 'nan'; faces left out with them: 2");
+    const std::string header = "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\n"
+                               "property float y\nproperty float z\nelement face 2\n"
+                               "property list uchar int vertex_indices\nend_header\n";
+    expect_left_out(folder.write("inf.ply", header + "0 0 0\n1 0 0\n0 1 0\n0 -inf 0\n"
+                                                     "3 0 1 2\n4 0 1 2 3\n"),
+                    "1, the first at line 13: 'vertex' 3, y; faces left out with them: 1");
+    const std::string facet = "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n"
+                              "vertex 0 1 0\nendloop\nendfacet\n";
+    const std::string bad_facet = "facet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n"
+                                  "vertex 0 1e39 0\nendloop\nendfacet\n";
+    expect_left_out(folder.write("far.stl", "solid a\n" + facet + bad_facet + "endsolid a\n"),
+                    "1, the first at line 13: '1e39'; faces left out with them: 1");
+    expect_bad_mesh(folder.write("none.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n"),
+                    "none.obj: holds no faces");
 }
 
 TEST_F(MainBadInput, NamesTheLineWhereAFileWasCut) {

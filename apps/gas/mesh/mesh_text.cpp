@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/mesh_text.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -58,6 +59,29 @@ void print_short_faces(const std::string& path, std::size_t count, const std::st
                      "gas: %s: faces of fewer than three corners are left out: %zu, the first at "
                      "%s\n",
                      path.c_str(), count, first.c_str());
+}
+
+void BadVertices::add(std::size_t vertex, const std::string& place) {
+    if (m_vertices.empty())
+        m_first_place = place;
+    if (m_vertices.empty() || m_vertices.back() != vertex)
+        m_vertices.push_back(vertex);
+}
+
+bool BadVertices::has(std::size_t vertex) const {
+    return std::binary_search(m_vertices.begin(), m_vertices.end(), vertex);
+}
+
+bool BadVertices::has_any(const unsigned* corners, unsigned count) const {
+    return std::any_of(corners, corners + count, [this](unsigned corner) { return has(corner); });
+}
+
+void BadVertices::print(const std::string& path, std::size_t face_count) const {
+    if (!is_empty())
+        std::fprintf(stderr,
+                     "gas: %s: vertices that are not finite as floats: %zu, the first at %s; faces "
+                     "left out with them: %zu\n",
+                     path.c_str(), m_vertices.size(), m_first_place.c_str(), face_count);
 }
 
 } // namespace gas_app

@@ -56,7 +56,7 @@ void add_triangles(TriangleMesh& mesh, const tinyobj::shape_t& shape, const std:
 } // namespace
 
 TriangleMesh parse_obj(std::string& text, const std::string& path) {
-    const ShortFaces short_faces = prepare_obj_text(text, path);
+    const ObjLeftOut left_out = prepare_obj_text(text, path);
     TextBuffer buffer(text);
     std::istream stream(&buffer);
     tinyobj::attrib_t attributes;
@@ -71,7 +71,9 @@ TriangleMesh parse_obj(std::string& text, const std::string& path) {
     print_warnings(path, warnings);
     if (!parsed)
         throw UserError(path + ": " + (errors.empty() ? "cannot be parsed" : errors));
-    print_short_faces(path, short_faces.count, "line " + std::to_string(short_faces.first_line));
+    print_short_faces(path, left_out.short_faces.count,
+                      "line " + std::to_string(left_out.short_faces.first_line));
+    left_out.bad_vertices.print(path, left_out.bad_face_count);
 
     TriangleMesh mesh;
     mesh.vertices.reserve(attributes.vertices.size() / 3);

@@ -8,7 +8,7 @@
 namespace gas_app {
 
 /// The vertices and faces of the Wavefront OBJ file of that text, which is changed. Throws a
-/// UserError that names `path`. How many faces were left out, and the parser's warnings, go to
+/// UserError that names `path`. Which faces were left out, and the parser's warnings, go to
 /// standard error.
 TriangleMesh parse_obj(std::string& text, const std::string& path);
 

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 #include <apps/common/user_error.h>
 #include <apps/gas/mesh/mesh_text.h>
@@ -29,7 +29,7 @@ class ObjTextCheck {
   public:
     ObjTextCheck(std::string& text, const std::string& path) : m_text(text), m_path(path) {}
 
-    ShortFaces run() {
+    ObjLeftOut run() {
         blank_byte_order_mark();
         std::size_t start = 0;
         while (start < m_text.size()) {
@@ -45,7 +45,9 @@ class ObjTextCheck {
             fail("a face refers to vertex " + std::to_string(m_largest_reference) +
                  ", but the file has only " + std::to_string(m_vertex_count));
         }
-        return m_short_faces;
+        if (!m_left_out.bad_vertices.is_empty())
+            leave_out_bad_faces();
+        return std::move(m_left_out);
     }
 
   private:
@@ -107,15 +109,49 @@ class ObjTextCheck {
         }
     }
 
-    void check_number(std::string_view word) const {
+    void check_number(std::string_view word) {
         const std::string name = "vertex " + std::to_string(m_vertex_count);
         double value = 0.0;
         if (!parse_number(word, value))
             fail(name + ": " + quote(word) + " is not a number");
-        if (!std::isfinite(value))
-            fail(name + " is not finite: " + quote(word));
-        if (!is_coordinate(value))
-            fail(name + ": " + quote(word) + " is too large for a coordinate");
+        if (is_coordinate(value))
+            return;
+        m_left_out.bad_vertices.add(static_cast<std::size_t>(m_vertex_count - 1),
+                                    "line " + std::to_string(m_line) + ": " + name + ", " +
+                                        quote(word));
+        // For the parser, which would read another number.
+        const std::size_t start = static_cast<std::size_t>(word.data() - m_text.data());
+        std::fill_n(m_text.begin() + static_cast<std::ptrdiff_t>(start), word.size(), ' ');
+        m_text[start] = '0';
+    }
+
+    /// Once all vertices are known: faces may precede them. The text was checked, and lines that
+    /// went on are one.
+    void leave_out_bad_faces() {
+        m_vertex_count = 0;
+        for (std::size_t start = 0; start < m_text.size();) {
+            const std::size_t end = find_line_end(start);
+            std::string_view line(m_text.data() + start, end - start);
+            const std::string_view kind = take_word(line);
+            if (kind == "v")
+                ++m_vertex_count;
+            if (kind == "f" && has_bad_corner(line)) {
+                m_text[start] = '#';
+                ++m_left_out.bad_face_count;
+            }
+            start = skip_line_end(end);
+        }
+    }
+
+    bool has_bad_corner(std::string_view line) const {
+        for (std::string_view word = take_word(line); !word.empty(); word = take_word(line)) {
+            std::string_view rest = word;
+            const long long index = take_index(rest, word);
+            const long long vertex = index < 0 ? m_vertex_count + index : index - 1;
+            if (m_left_out.bad_vertices.has(static_cast<std::size_t>(vertex)))
+                return true;
+        }
+        return false;
     }
 
     /// A face of one or two corners covers nothing, and becomes a comment.
@@ -128,8 +164,8 @@ class ObjTextCheck {
         if (count >= 3)
             return;
         m_text[start] = '#';
-        if (m_short_faces.count++ == 0)
-            m_short_faces.first_line = m_line;
+        if (m_left_out.short_faces.count++ == 0)
+            m_left_out.short_faces.first_line = m_line;
     }
 
     /// `vertex`, `vertex/texture`, `vertex//normal` or `vertex/texture/normal`.
@@ -183,12 +219,12 @@ class ObjTextCheck {
     long long m_vertex_count = 0;
     long long m_largest_reference = 0;
     std::size_t m_largest_reference_line = 0;
-    ShortFaces m_short_faces;
+    ObjLeftOut m_left_out;
 };
 
 } // namespace
 
-ShortFaces prepare_obj_text(std::string& text, const std::string& path) {
+ObjLeftOut prepare_obj_text(std::string& text, const std::string& path) {
     return ObjTextCheck(text, path).run();
 }
 

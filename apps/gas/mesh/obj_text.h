@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 
+#include <apps/gas/mesh/mesh_text.h>
+
 namespace gas_app {
 
 /// Faces of fewer than three corners.
@@ -13,13 +15,22 @@ struct ShortFaces {
     std::size_t first_line = 0;
 };
 
+/// What was left out of a text.
+struct ObjLeftOut {
+    ShortFaces short_faces;
+    BadVertices bad_vertices;
+    /// Faces with a corner at one of these.
+    std::size_t bad_face_count = 0;
+};
+
 /// Checks the text of a Wavefront OBJ file line by line, before it is parsed: the parser reads a
 /// word that is not a number as 0 and cannot name the line.
 ///
-/// Vertices need three finite numbers each, and faces refer to vertices that the file has. Throws a
+/// Vertices need three numbers each, and faces refer to vertices that the file has. Throws a
 /// UserError that names `path`, the line and what is wrong with it. Turns every line that does not
-/// describe vertices or faces of three corners or more into a comment, joins lines that end in a
-/// backslash with the next one, and returns how many faces had fewer corners.
-ShortFaces prepare_obj_text(std::string& text, const std::string& path);
+/// describe vertices or faces of three corners or more into a comment, as well as faces at vertices
+/// that are not finite as floats, whose numbers become zeros; joins lines that end in a backslash
+/// with the next one, and returns what was left out.
+ObjLeftOut prepare_obj_text(std::string& text, const std::string& path);
 
 } // namespace gas_app

@@ -68,8 +68,10 @@ class PlyParser {
 
     double read_coordinate(const PlyProperty& property) {
         const double number = m_reader.read(property.type);
-        if (!is_coordinate(number))
-            m_reader.fail(property.name + " is not finite, or too large for a coordinate");
+        if (!is_coordinate(number)) {
+            m_bad_vertices.add(m_mesh.vertices.size(), m_reader.get_place() + ", " + property.name);
+            return 0.0;
+        }
         // As floats, like the coordinates of other files.
         return static_cast<double>(static_cast<float>(number));
     }
@@ -115,6 +117,7 @@ class PlyParser {
         const std::size_t vertex_count = m_mesh.vertices.size();
         std::size_t short_count = 0;
         std::size_t first_short = 0;
+        std::size_t bad_count = 0;
         const unsigned* corners = m_corners.data();
         for (std::size_t face = 0; face < m_corner_counts.size(); ++face) {
             const unsigned count = m_corner_counts[face];
@@ -124,19 +127,25 @@ class PlyParser {
                                     " refers to vertex " + std::to_string(corners[corner]) +
                                     ", but there are only " + std::to_string(vertex_count) +
                                     ", counted from 0");
-            if (count >= 3)
+            if (count < 3) {
+                if (short_count++ == 0)
+                    first_short = face;
+            } else if (m_bad_vertices.has_any(corners, count)) {
+                ++bad_count;
+            } else {
                 add_polygon(m_mesh, corners, count);
-            else if (short_count++ == 0)
-                first_short = face;
+            }
             corners += count;
         }
         print_short_faces(m_path, short_count, "face " + std::to_string(first_short));
+        m_bad_vertices.print(m_path, bad_count);
     }
 
     const std::string& m_path;
     PlyHeader m_header;
     PlyReader m_reader;
     TriangleMesh m_mesh;
+    BadVertices m_bad_vertices;
     std::vector<unsigned> m_corner_counts;
     /// Of all faces, one after the other.
     std::vector<unsigned> m_corners;

@@ -8,7 +8,7 @@
 namespace gas_app {
 
 /// The element `vertex` and the element `face` of a PLY file, ascii or binary; other elements and
-/// properties are passed over. Throws a UserError that names `path` and the place. How many faces
+/// properties are passed over. Throws a UserError that names `path` and the place. Which faces
 /// were left out goes to standard error.
 TriangleMesh parse_ply(const std::string& text, const std::string& path);
 

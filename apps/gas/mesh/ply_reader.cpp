@@ -102,11 +102,14 @@ std::uint64_t PlyReader::read_count(PlyType type) {
     return count;
 }
 
-void PlyReader::fail(const std::string& message) const {
+std::string PlyReader::get_place() const {
     const std::string place = m_format == PlyFormat::ascii ? "line " + std::to_string(m_line)
                                                            : "byte " + std::to_string(m_place);
-    throw UserError(m_path + ", " + place + ": " + quote(*m_element) + " " +
-                    std::to_string(m_item) + ": " + message);
+    return place + ": " + quote(*m_element) + " " + std::to_string(m_item);
+}
+
+void PlyReader::fail(const std::string& message) const {
+    throw UserError(m_path + ", " + get_place() + ": " + message);
 }
 
 void PlyReader::fail_at_end() const {

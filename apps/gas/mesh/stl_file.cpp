@@ -41,6 +41,14 @@ std::optional<std::size_t> get_binary_size(const std::string& text) {
     return first_triangle + std::size_t{read_number(text, header_size)} * triangle_size;
 }
 
+/// Over the last three vertices, if none of them is bad.
+void add_last_triangle(TriangleMesh& mesh, const BadVertices& bad_vertices) {
+    const unsigned count = static_cast<unsigned>(mesh.vertices.size());
+    const TriangleMesh::Triangle corners = {count - 3, count - 2, count - 1};
+    if (!bad_vertices.has_any(corners.data(), 3))
+        mesh.triangles.push_back(corners);
+}
+
 TriangleMesh parse_binary(const std::string& text, const std::string& path) {
     const std::optional<std::size_t> size = get_binary_size(text);
     if (!size)
@@ -52,6 +60,7 @@ TriangleMesh parse_binary(const std::string& text, const std::string& path) {
                         std::to_string(*size) + " bytes, but the file has " +
                         std::to_string(text.size()) + ", so it may have been cut");
     TriangleMesh mesh;
+    BadVertices bad_vertices;
     for (std::uint32_t triangle = 0; triangle < count; ++triangle) {
         // Behind the normal.
         std::size_t place = first_triangle + triangle * triangle_size + 12;
@@ -60,15 +69,15 @@ TriangleMesh parse_binary(const std::string& text, const std::string& path) {
             for (unsigned axis = 0; axis < 3; ++axis, place += 4) {
                 vertex[axis] = static_cast<double>(read_float(text, place));
                 if (!is_coordinate(vertex[axis]))
-                    throw UserError(path + ", byte " + std::to_string(place) + ": triangle " +
-                                    std::to_string(triangle + 1) +
-                                    " has a corner that is not "
-                                    "finite");
+                    bad_vertices.add(mesh.vertices.size(), "byte " + std::to_string(place) +
+                                                               ": a corner of triangle " +
+                                                               std::to_string(triangle + 1));
             }
             mesh.add_vertex(vertex);
         }
-        mesh.add_triangle(3 * triangle, 3 * triangle + 1, 3 * triangle + 2);
+        add_last_triangle(mesh, bad_vertices);
     }
+    bad_vertices.print(path, count - mesh.triangles.size());
     return mesh;
 }
 
@@ -84,6 +93,7 @@ class AsciiStlParser {
                 read_facet();
             pass_line();
         }
+        m_bad_vertices.print(m_path, m_mesh.vertices.size() / 3 - m_mesh.triangles.size());
         return std::move(m_mesh);
     }
 
@@ -105,8 +115,7 @@ class AsciiStlParser {
             read_corner();
         expect("endloop");
         expect("endfacet");
-        const unsigned count = static_cast<unsigned>(m_mesh.vertices.size());
-        m_mesh.add_triangle(count - 3, count - 2, count - 1);
+        add_last_triangle(m_mesh, m_bad_vertices);
     }
 
     void read_corner() {
@@ -117,7 +126,8 @@ class AsciiStlParser {
             if (!parse_number(m_word, vertex[axis]))
                 fail(quote(m_word) + " is not a number");
             if (!is_coordinate(vertex[axis]))
-                fail(quote(m_word) + " is not finite, or too large for a coordinate");
+                m_bad_vertices.add(m_mesh.vertices.size(),
+                                   "line " + std::to_string(m_line) + ": " + quote(m_word));
             // One by one: GCC 12 leaves the rounding of two side by side out.
             vertex[axis] = static_cast<double>(static_cast<float>(vertex[axis]));
         }
@@ -164,6 +174,7 @@ class AsciiStlParser {
     std::size_t m_line = 1;
     std::string m_word;
     TriangleMesh m_mesh;
+    BadVertices m_bad_vertices;
 };
 
 /// Binary files may begin with `solid` as well, but then have the size that they tell.

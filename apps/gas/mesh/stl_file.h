@@ -8,7 +8,8 @@
 namespace gas_app {
 
 /// The triangles of an STL file, ascii or binary; normals are passed over. Throws a UserError that
-/// names `path` and the place.
+/// names `path` and the place. Triangles with a corner that is not finite as floats are left out,
+/// which standard error is told of.
 TriangleMesh parse_stl(const std::string& text, const std::string& path);
 
 } // namespace gas_app
