@@ -70,6 +70,13 @@ HOST_ACCESS = "gas/host/host_access.h"
 HOST_FUNCTION = re.compile(r"^(?:inline|template)[^\n(]*?\b(\w+)\(", re.M)
 HOST_CHECK = re.compile(r"^static_assert\(\w+<(\w+)", re.M)
 
+# Pages whose tables name tests. Where the last column is headed "shown by", each row has there
+# `tests/folder/file_test.cpp` `Suite.Name`, `Suite.Name`; or the path of another file of tests/.
+TEST_PAGES = ("docs/limits.md", "docs/guarantees.md")
+SHOWN_BY = re.compile(r"\| *shown by *\|$")
+NAMED_TESTS = re.compile(r"`(tests/[\w./]+)`((?:,? `\w+\.\w+`)*)")
+TEST = re.compile(r"\b(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+)\s*,\s*(\w+)\s*\)")
+
 # The program that README.md shows.
 README_PROGRAM = "examples/easy_first_ray.cpp"
 
@@ -484,6 +491,35 @@ def check_file_names(source, known, report):
             report.add(source.path, line, f"names {match.group(0)}, which is no file")
 
 
+def check_named_tests(paths, report):
+    """Pages that promise something name tests that exist."""
+    for page in set(TEST_PAGES) & set(paths):
+        is_shown_by = False
+        for number, line in enumerate(Source(page).text.split("\n"), 1):
+            if not line.startswith("|"):
+                is_shown_by = False
+            elif SHOWN_BY.search(line):
+                is_shown_by = True
+            elif is_shown_by and not line.startswith("|---"):
+                if not NAMED_TESTS.search(line.rstrip("| ").rpartition("|")[2]):
+                    report.add(page, number, "a row without a test")
+            for path, names in NAMED_TESTS.findall(line):
+                check_named_test(page, number, path, names, paths, report)
+
+
+def check_named_test(page, number, path, names, paths, report):
+    if path not in paths:
+        report.add(page, number, f"names {path}, which is no file")
+        return
+    names = re.findall(r"\w+\.\w+", names)
+    if path.endswith("_test.cpp") and not names:
+        report.add(page, number, f"names no test of {path}")
+    tests = {".".join(test) for test in TEST.findall(Source(path).text)}
+    for name in names:
+        if name not in tests:
+            report.add(page, number, f"names {name}, which is no test of {path}")
+
+
 def check_readme(report):
     """The program that README.md shows is the one that is built and run."""
     with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
@@ -539,6 +575,7 @@ def main():
     check_test_names(paths, report)
     check_listed(paths, report)
     check_map(paths, report)
+    check_named_tests(paths, report)
     check_readme(report)
     check_host_page(report)
     check_version(report)

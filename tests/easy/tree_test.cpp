@@ -121,6 +121,31 @@ TEST(EasyTree, RefusesBoxesThatAreNone) {
     EXPECT_TRUE(gas::find_bad_boxes({good, good}).empty());
 }
 
+TEST(EasyTree, NamesTheLimitsOfCounts) {
+    const gas::Box unit = {{0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}};
+    const auto give = [&](std::size_t, double) { return unit; };
+    const auto get_complaint = [](const auto& call) -> std::string {
+        try {
+            call();
+        } catch (const gas::Error& error) {
+            return error.what();
+        }
+        return "";
+    };
+    constexpr std::size_t most = 0x7FFFFFFF;
+    EXPECT_EQ(get_complaint([&] { gas::Tree(most + 1, give); }),
+              "a tree holds up to 2147483647 items, not 2147483648");
+    EXPECT_EQ(get_complaint([&] { gas::Tree(&unit, most + 1); }),
+              "a tree holds up to 2147483647 items, not 2147483648");
+    gas::Tree grid(3, give);
+    EXPECT_EQ(get_complaint([&] { grid.set_motion(65536); }),
+              "motion takes the boxes at 2 to 65535 times");
+    EXPECT_EQ(get_complaint([&] { grid.set_motion(1); }),
+              "motion takes the boxes at 2 to 65535 times");
+    grid.set_motion(65535);
+    EXPECT_EQ(grid.motion_sample_count(), 65535u);
+}
+
 TEST(EasyTree, RefusesWhatDoesNotFit) {
     const std::vector<gas::Box> boxes(3, gas::Box{{0.0, 0.0, 0.0}, {1.0, 1.0, 1.0}});
     gas::Tree tree(boxes);
