@@ -6,6 +6,8 @@
 #include <numeric>
 #include <thread>
 
+#include <nlohmann/json.hpp>
+
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
