@@ -11,6 +11,7 @@
 #include <tests/app/temporary_folder.h>
 #include <tests/support/scenes.h>
 #include <tests/support/tree_build.h>
+#include <tests/support/tree_kinds.h>
 
 // What saved trees are on machines of either byte order: little endian, or refused.
 
@@ -28,8 +29,7 @@ template <typename Tree> class GasSaveTree : public testing::Test {
     TemporaryFolder m_folder;
 };
 
-using BothTrees = testing::Types<GasTree, GasCompressedTree>;
-TYPED_TEST_SUITE(GasSaveTree, BothTrees);
+TYPED_TEST_SUITE(GasSaveTree, support::BothTrees, support::TreeNames);
 
 } // namespace
 
