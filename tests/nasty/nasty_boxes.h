@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -19,6 +20,10 @@ using naive::Box;
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float not_a_number = std::numeric_limits<float>::quiet_NaN();
 constexpr float denormal = std::numeric_limits<float>::denorm_min();
+
+/// Whether every value of every table meets every other, as GAS_NASTY_FULL asks for. Otherwise
+/// build methods and instruction sets take turns, and halves of the rays where a sanitizer watches.
+inline bool is_full_product() { return std::getenv("GAS_NASTY_FULL") != nullptr; }
 
 struct BoxSet {
     std::string name;

@@ -141,7 +141,7 @@ TEST_P(NastyCallbacks, OfMotionRaysSeeWhatThoseOfTheNaiveWalksSee) {
         // A few of each kind.
         if (set.boxes.size() < 2 || set.boxes.size() > 17)
             continue;
-        for (const unsigned sample_count : {0u, 1u, 2u, turn % 8 == 0 ? 1000u : 5u}) {
+        for (const unsigned sample_count : {0u, 1u, 2u, turn % 32 == 0 ? 1000u : 5u}) {
             std::vector<std::vector<Box>> samples;
             for (unsigned sample = 0; sample < sample_count; ++sample)
                 samples.push_back(transform(set.boxes, 1.0f, 0.03f * static_cast<float>(sample)));

@@ -322,7 +322,7 @@ TEST(NastyRegressions, LazyBuildsOfSeveralThreadsEnd) {
         const GasLeafCallback trace_on = [](void*, const unsigned&, const CtxEval& eval,
                                             CtxShader& shader, GeometryRaytraceCtx&) {
             Walker& walker = *static_cast<Walker*>(eval.user_data);
-            if (++walker.calls % 7 != 1 || walker.depth == 3)
+            if (++walker.calls % 7 != 1 || walker.calls > 400 || walker.depth == 3)
                 return;
             ++walker.depth;
             GeometryRayBatch batch(cluster_count);

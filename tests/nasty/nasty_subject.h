@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -39,10 +38,6 @@ inline constexpr Way all_ways[] = {
     {"one by one", Handing::alone, false},      {"packets", Handing::together, false},
     {"stream", Handing::stream, false},         {"wide, one by one", Handing::alone, true},
     {"wide, packets", Handing::together, true}, {"wide stream", Handing::stream, true}};
-
-/// Whether every value of every table meets every other, as GAS_NASTY_FULL asks for. Otherwise
-/// build methods and instruction sets take turns.
-inline bool is_full_product() { return std::getenv("GAS_NASTY_FULL") != nullptr; }
 
 /// Calls `visit()` with each instruction set that this machine has, or with the one whose turn it
 /// is; the one in use before is in use again at the end.
