@@ -107,14 +107,14 @@ TEST(MainVerify, AsksOneQuestionOfEachRayInTurn) {
     const TemporaryFolder folder;
     const std::string mesh = folder.write("mesh.obj", make_lumpy_sheet());
     const std::vector<std::string> call = {"verify",    mesh,     "--items", "100",
-                                           "--in-turn", "--rays", "30000",   "--threads"};
+                                           "--in-turn", "--rays", "18000",   "--threads"};
     std::vector<std::string> outputs;
     for (const char* const threads : {"1", "3"}) {
         std::vector<std::string> arguments = call;
         arguments.push_back(threads);
         const ProgramResult result = run_program(arguments);
         EXPECT_EQ(result.exit_code, 0) << result.output;
-        EXPECT_THAT(result.output, HasSubstr("30000 rays in 5 visits of scenes, seed 1\n"));
+        EXPECT_THAT(result.output, HasSubstr("18000 rays in 3 visits of scenes, seed 1\n"));
         EXPECT_THAT(result.output, EndsWith(" comparisons, 0 differences\n"));
         outputs.push_back(result.output);
     }

@@ -48,10 +48,9 @@ gas::Tree OwningTree::make(const VerifiedScene& scene, unsigned method, unsigned
         tree.set_motion({to_owning(scene.get_boxes(0)), boxes});
     if (kind != loaded && kind != mapped)
         return tree;
-    m_files.push_back(std::make_unique<TemporaryFile>());
-    const std::string& path = m_files.back()->get_path();
-    tree.save(path);
-    return kind == loaded ? gas::Tree::load(path) : gas::Tree::map(path);
+    const TemporaryFile file;
+    tree.save(file.get_path());
+    return kind == loaded ? gas::Tree::load(file.get_path()) : gas::Tree::map(file.get_path());
 }
 
 OwningScene::OwningScene(const OwningTree& tree, const Box& bounds) {

@@ -28,10 +28,9 @@ class OwningTree {
     const gas::Tree& get(bool is_moving) const { return m_trees[is_moving]; }
 
   private:
-    gas::Tree make(const VerifiedScene& scene, unsigned method, unsigned kind, bool is_moving);
+    static gas::Tree make(const VerifiedScene& scene, unsigned method, unsigned kind,
+                          bool is_moving);
 
-    /// Of mapped trees, which outlive them no more than their pages do.
-    std::vector<std::unique_ptr<TemporaryFile>> m_files;
     gas::Tree m_trees[2];
 };
 

@@ -40,18 +40,18 @@ VerifiedTree::VerifiedTree(const VerifiedScene& scene, unsigned method, const Ve
     bar.release();
     if (kind.origin != TreeOrigin::loaded && kind.origin != TreeOrigin::mapped)
         return;
-    m_file.emplace();
-    m_traced.save(m_file->get_path());
+    const TemporaryFile file;
+    m_traced.save(file.get_path());
     if (kind.kind == TreeKind::plain)
-        read<GasTree>(kind.origin == TreeOrigin::mapped);
+        read<GasTree>(file.get_path(), kind.origin == TreeOrigin::mapped);
     else
-        read<GasCompressedTree>(kind.origin == TreeOrigin::mapped);
+        read<GasCompressedTree>(file.get_path(), kind.origin == TreeOrigin::mapped);
 }
 
-template <typename Tree> void VerifiedTree::read(bool is_mapped) {
+template <typename Tree> void VerifiedTree::read(const std::string& path, bool is_mapped) {
     Tree& tree = m_read.emplace().emplace<Tree>();
-    const char* const path = m_file->get_path().c_str();
-    const GasFileResult result = is_mapped ? gas_map_tree(path, tree) : gas_load_tree(path, tree);
+    const GasFileResult result =
+        is_mapped ? gas_map_tree(path.c_str(), tree) : gas_load_tree(path.c_str(), tree);
     if (!result)
         throw UserError(result.text);
     tree.set_leaf_raytrace_callbacks(VerifiedRays::call_item, VerifiedRays::call_item, nullptr);

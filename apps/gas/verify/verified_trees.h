@@ -12,7 +12,8 @@
 
 namespace gas_app {
 
-/// A file in the folder of temporary files, with a name that no other has; removed at the end.
+/// A file in the folder of temporary files, with a name that no other has; removed at the end. What
+/// is mapped stays.
 class TemporaryFile {
   public:
     TemporaryFile();
@@ -71,12 +72,11 @@ class VerifiedTree {
     const AnyTree& get() const { return m_read ? *m_read : m_traced.get_tree(); }
 
   private:
-    template <typename Tree> void read(bool is_mapped);
+    template <typename Tree> void read(const std::string& path, bool is_mapped);
 
     /// Of the build method; a grid asks it for the bars of its cells.
     AppBase m_application{nullptr};
     TracedTree m_traced;
-    std::optional<TemporaryFile> m_file;
     /// Of a loaded or mapped tree; there is none else.
     std::optional<AnyTree> m_read;
 };
