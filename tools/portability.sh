@@ -8,8 +8,8 @@
 #
 # A row builds the libraries into build/portability/ROW and runs the tests of the host, which cover
 # the lanes, the golden trees, those of byte orders, and a user's program with its own flags. Prints a
-# table of the rows, which build/portability/table.md keeps; a row that cannot run is in it with what
-# is missing. Fails where any row does.
+# table of the rows; a row that cannot run is in it with what is missing. Fails where any row does.
+# build/portability/table.md keeps what is known of all rows, from this run and earlier ones.
 # GAS_BUILD_DIR names the folder of the builds (build), GAS_JOBS how many jobs run at once.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -216,14 +216,23 @@ for wanted in "$@"; do
     fi
 done
 
-mkdir -p "$root"
-{
+# print_table <row>...: what is known of them.
+print_table() {
     echo "| row | compiler | flags | lanes | machine | tests |"
     echo "|---|---|---|---|---|---|"
-} >"$root/table.md"
+    local row
+    for row in "$@"; do
+        if [[ -f "$root/${row%%|*}.line" ]]; then
+            cat "$root/${row%%|*}.line"
+        fi
+    done
+}
+
+mkdir -p "$root"
 for row in "${chosen[@]}"; do
     run_row "$row"
-    echo "$line" >>"$root/table.md"
+    echo "$line" >"$root/$name.line"
 done
-cat "$root/table.md"
+print_table "${rows[@]}" >"$root/table.md"
+print_table "${chosen[@]}"
 exit "$failed"
