@@ -16,7 +16,6 @@ fi
 suite=(
     'memory *'
     'object *'
-    'scene *'
     'core *'
     'files GasTreeFiles*:GasLoadTree*:GasValidateFile*'
     'easy *'
