@@ -31,14 +31,24 @@ struct PointCall {
     double (*call)(void* function, std::uint32_t item, const Vector& point, double bound);
 };
 
+/// A function is no object, and its address another kind of pointer.
 template <typename Function> void* get_address(Function& function) {
-    return const_cast<void*>(static_cast<const void*>(&function));
+    if constexpr (std::is_function_v<Function>)
+        return reinterpret_cast<void*>(&function);
+    else
+        return const_cast<void*>(static_cast<const void*>(&function));
+}
+template <typename Function> Function& get_function(void* address) {
+    if constexpr (std::is_function_v<Function>)
+        return *reinterpret_cast<Function*>(address);
+    else
+        return *static_cast<Function*>(address);
 }
 
 /// With the ray's number in its batch, where the function takes one.
 template <typename Where, typename Function>
 decltype(auto) call_for_ray(void* address, Where where, const Ray& ray, std::size_t index) {
-    Function& function = *static_cast<Function*>(address);
+    Function& function = get_function<Function>(address);
     constexpr bool takes_index = std::is_invocable_v<Function&, Where, const Ray&, std::size_t>;
     static_assert(takes_index || std::is_invocable_v<Function&, Where, const Ray&>,
                   "the function takes (std::uint32_t item, const gas::Ray& ray), of a scene (const "
@@ -109,7 +119,7 @@ template <typename Function> PointCall get_point_call(Function& function) {
                   "likes double bound");
     return {get_address(function),
             [](void* address, std::uint32_t item, const Vector& point, double bound) {
-                Function& called = *static_cast<Function*>(address);
+                Function& called = get_function<Function>(address);
                 const auto measure = [&] {
                     if constexpr (takes_bound)
                         return called(item, point, bound);

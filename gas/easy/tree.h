@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -51,6 +52,8 @@ class GAS_EASY_EXPORT Tree {
     /// Over boxes, which all are finite, with no min above its max, and coordinates up to 1e30
     /// (find_bad_boxes tells which are not). An empty vector gives an empty tree.
     explicit Tree(const std::vector<Box>& boxes, const Options& options = {});
+    explicit Tree(std::initializer_list<Box> boxes, const Options& options = {})
+        : Tree(boxes.begin(), boxes.size(), options) {}
     Tree(const Box* boxes, std::size_t count, const Options& options = {});
     /// A grid over `count` items, whatever the kind in `options`, whose boxes are asked for when
     /// they are needed: all of them twice by the build, later those of the cells that rays reach.

@@ -230,6 +230,33 @@ TEST(EasyRays, CountHitsFromNearToFar) {
     EXPECT_FALSE(find(3.5, 4.0));
 }
 
+double find_front(std::uint32_t item, const gas::Ray& ray) {
+    return 4.0 * item - 1.0 - ray.origin.x;
+}
+bool is_last(std::uint32_t item, const gas::Ray&) { return item == 1; }
+unsigned called_count = 0;
+void count_call(std::uint32_t, const gas::Ray&) { ++called_count; }
+double measure_along(std::uint32_t item, const gas::Vector& point) {
+    return std::fabs(4.0 * item - point.x) + 7.0;
+}
+
+TEST(EasyRays, CallPlainFunctions) {
+    const gas::Tree tree({{{-1, -1, -1}, {1, 1, 1}}, {{3, -1, -1}, {5, 1, 1}}});
+    const gas::Ray ray = {{-8, 0, 0}, {1, 0, 0}};
+    const gas::Hit hit = tree.closest_hit(ray, find_front);
+    EXPECT_EQ(hit.item, 0u);
+    EXPECT_EQ(hit.distance, 7.0);
+    EXPECT_TRUE(tree.any_hit(ray, is_last));
+    called_count = 0;
+    tree.all_hits(ray, count_call);
+    EXPECT_EQ(called_count, 2u);
+    EXPECT_EQ(tree.closest_hits({ray, ray}, find_front)[1].item, 0u);
+    const gas::NearItem near = tree.closest_point({4.5, 0, 0}, &measure_along);
+    EXPECT_EQ(near.item, 1u);
+    EXPECT_EQ(near.distance, 7.5);
+    EXPECT_EQ(tree.closest_point({4.5, 0, 0}, measure_along).item, 1u);
+}
+
 TEST(EasyRays, TakeNoAnswerThatIsNoDistance) {
     const std::vector<Sphere> spheres = {{{5.0, 0.0, 0.0}, 1.0}};
     const gas::Tree tree(easy::get_boxes(spheres));

@@ -75,6 +75,16 @@ TEST(EasyTree, KnowsItsSizeAndBounds) {
     }
 }
 
+TEST(EasyTree, TakesBoxesInBraces) {
+    const gas::Box box = {{0, 0, 0}, {1, 1, 1}};
+    EXPECT_EQ(gas::Tree({box}).size(), 1u);
+    EXPECT_EQ(gas::Tree({box, box}, gas::Options()).size(), 2u);
+    EXPECT_EQ(gas::Tree(std::vector{box, box, box}).size(), 3u);
+    const std::vector<gas::Box> boxes(4, box);
+    EXPECT_EQ(gas::Tree{boxes}.size(), 4u);
+    EXPECT_TRUE(gas::Tree{}.is_empty());
+}
+
 TEST(EasyTree, Moves) {
     const std::vector<Sphere> spheres = easy::make_spheres(100, 1);
     for (const gas::Kind kind : all_kinds) {
