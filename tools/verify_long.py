@@ -7,9 +7,9 @@
 Three fifths of the rays go through scenes of up to 2,000 random boxes, each of them held against brute
 force. The others go through the meshes: a fifth through parts of 2,000 triangles, held against brute
 force, and a fifth through whole meshes, tree against tree, by each build method, with brute force for
-one ray of 500. The rays go in portions. The state file has a line for each that is done; a run that was
-stopped goes on from there as long as the program is the same one. With --record a page of the result is
-written. Exits with 1 where anything differs.
+one ray of 500. The rays go in portions, of all scenes in turn. The state file has a line for each that is
+done; a run that was stopped goes on from there as long as the program is the same one. With --record a
+page of what is done is written after each portion. Exits with 1 where anything differs.
 """
 
 import argparse
@@ -30,7 +30,7 @@ PORTION = 1_250_000
 
 
 def portions(rays, meshes):
-    """What is run: the kind of scene, the mesh or none, and the arguments without the seed."""
+    """What is run, in order: the kind of scene, the mesh or none, and the arguments."""
     shares = [("random boxes", None, [], 0.6 if meshes else 1.0)]
     for mesh in meshes:
         name = os.path.basename(mesh)
@@ -41,13 +41,17 @@ def portions(rays, meshes):
             whole = [mesh, "--build", method]
             shares.append((f"{name}, whole", mesh, whole, share / len(METHODS)))
     seed = 1
+    found = []
     for kind, mesh, arguments, share in shares:
-        left = round(rays * share)
-        while left > 0:
-            count = min(left, PORTION)
-            yield kind, mesh, arguments + ["--rays", str(count), "--seed", str(seed)]
-            left -= count
+        wanted = round(rays * share)
+        done = 0
+        while done < wanted:
+            count = min(wanted - done, PORTION)
+            portion = kind, mesh, arguments + ["--rays", str(count), "--seed", str(seed)]
+            found.append((done / wanted, len(found), portion))
+            done += count
             seed += 1
+    return [portion for _, _, portion in sorted(found)]
 
 
 def digest(path):
@@ -145,7 +149,7 @@ def main():
     program = digest(options.program)
     done = read_state(options.state)
     lines = []
-    wanted = list(portions(options.rays, options.meshes))
+    wanted = portions(options.rays, options.meshes)
     for number, (kind, mesh, arguments) in enumerate(wanted, 1):
         named = [os.path.basename(part) if part == mesh else part for part in arguments]
         key = " ".join([program, digest(mesh) if mesh else "-"] + named)
@@ -160,9 +164,9 @@ def main():
               f"{line['differences']} differences, {line['seconds']:.0f} s", flush=True)
         for description in line["described"]:
             print("  " + description, flush=True)
-    if options.record:
-        with open(options.record, "w", encoding="utf-8") as file:
-            file.write(page(lines, lines[-1]))
+        if options.record:
+            with open(options.record, "w", encoding="utf-8") as file:
+                file.write(page(lines, lines[-1]))
     rays = sum(line["rays"] for line in lines)
     differences = sum(line["differences"] for line in lines)
     print(f"{rays} rays, {sum(line['comparisons'] for line in lines)} comparisons, "
