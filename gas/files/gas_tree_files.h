@@ -72,7 +72,8 @@ GAS_FILES_EXPORT GasFileResult gas_load_tree(const char* path, GasCompressedTree
 /// Mapping uses the file where it is: several processes share its pages. The tree owns the mapping;
 /// what changes the tree, `refit` too, changes copies of the pages and never the file. While a tree
 /// is mapped the file must not change or become shorter, which breaks the contract; a file that is
-/// renamed over it, as saving does, is another file.
+/// renamed over it, as saving does, is another file. Windows lets no file take a mapped one's
+/// place.
 GAS_FILES_EXPORT GasFileResult gas_map_tree(const char* path, GasTree& tree,
                                             const GasFileSettings& settings = {});
 GAS_FILES_EXPORT GasFileResult gas_map_tree(const char* path, GasCompressedTree& tree,
