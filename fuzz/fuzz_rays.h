@@ -160,6 +160,11 @@ class RayTaker {
     support::BatchMaker m_batches;
 };
 
+/// Leaf calls after which no rays are repeated, and none begun: callbacks that trace on and on take
+/// long.
+inline constexpr std::size_t few_calls = 1000;
+inline constexpr std::size_t many_calls = 5000;
+
 /// The same rays, or what became of them, again and again: enough for a stream to have trials.
 template <typename Entry> void repeat_for_trials(std::vector<Entry>& entries) {
     for (std::size_t next = 0; entries.size() < 600; ++next)

@@ -189,7 +189,7 @@ template <typename Tree> class TreeTarget {
         support::RayHistories histories(tree);
         histories.expects_single_rays = !support::is_compressed<Tree> || scene.boxes.size() > 1;
         RayTaker taker(m_input, scene.boxes);
-        for (unsigned round = 0; round < 3 && !m_input.is_empty(); ++round) {
+        while (!m_input.is_empty() && histories.get_call_count() < many_calls) {
             const support::RayQuery query = take_query(m_input);
             const std::vector<RaySpec> rays = taker.take_rays(m_input);
             if constexpr (!support::is_compressed<Tree>)
@@ -280,12 +280,13 @@ template <typename Tree> class TreeTarget {
                          support::RayQuery query) {
         histories.starts_streams = true;
         set_wide_nodes(tree, false);
+        const std::size_t calls_before = histories.get_call_count();
         Histories each;
         for (const RaySpec& ray : rays) {
             support::TestShader shader;
             each.push_back(trace(histories, {ray}, query, support::Handing::alone, shader)[0]);
         }
-        if (m_input.take_chance(16)) {
+        if (m_input.take_chance(16) && histories.get_call_count() < calls_before + few_calls) {
             repeat_for_trials(rays);
             repeat_for_trials(each);
         }

@@ -75,7 +75,7 @@ void check_streams(FuzzInput& input) {
     // A lone item is called for the whole range.
     histories.expects_single_rays = false;
     fuzz::RayTaker taker(input, scene.boxes);
-    for (unsigned round = 0; round < 3 && !input.is_empty(); ++round) {
+    while (!input.is_empty() && histories.get_call_count() < fuzz::many_calls) {
         const RayQuery query = fuzz::take_query(input);
         std::vector<fuzz::RaySpec> rays = taker.take_rays(input);
         const auto trace = [&](const std::vector<fuzz::RaySpec>& traced, Handing handing) {
@@ -85,16 +85,19 @@ void check_streams(FuzzInput& input) {
                                    shader);
         };
         // Either may be the first to reach a cell.
-        const bool is_alone_first = input.take_flag();
+        const bool is_stream_first = input.take_flag();
         std::vector<support::RayHistory> streamed;
-        if (!is_alone_first)
+        if (is_stream_first)
             streamed = trace(rays, Handing::stream);
+        const std::size_t calls_before = histories.get_call_count();
         std::vector<support::RayHistory> each;
         for (const fuzz::RaySpec& ray : rays)
             each.push_back(trace({ray}, Handing::alone)[0]);
-        if (is_alone_first) {
-            fuzz::repeat_for_trials(rays);
-            fuzz::repeat_for_trials(each);
+        if (!is_stream_first) {
+            if (histories.get_call_count() < calls_before + fuzz::few_calls) {
+                fuzz::repeat_for_trials(rays);
+                fuzz::repeat_for_trials(each);
+            }
             streamed = trace(rays, Handing::stream);
         }
         expect(streamed == each, "rays of a stream have the history that they have alone");
