@@ -122,7 +122,7 @@ configure() {
         options+=(-DCMAKE_SYSTEM_NAME=Linux
             "-DCMAKE_CROSSCOMPILING_EMULATOR=$emulator;-L;/usr/$("$compiler" -dumpmachine)")
     fi
-    cmake -B "$folder" "${options[@]}"
+    cmake --fresh -B "$folder" "${options[@]}"
 }
 
 # build_and_test <folder>: the last line of its output counts the tests.

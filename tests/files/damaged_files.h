@@ -100,7 +100,8 @@ class DamagedFiles {
             const GasFileSection section = get_section(bytes, i);
             if (section.type == type && section.size >= 4 && section.offset < bytes.size() &&
                 section.size <= bytes.size() - section.offset)
-                return static_cast<std::size_t>(section.offset + below(section.size / 4) * 4);
+                return static_cast<std::size_t>(section.offset) +
+                       below(static_cast<std::size_t>(section.size / 4)) * 4;
         }
         return 0;
     }
