@@ -12,6 +12,8 @@ function(gas_compile_quickly target)
     if(GAS_JOIN_SOURCES)
         target_compile_options(${target} PRIVATE
             $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-O0>)
+        # Then headers are most of the work.
+        set_target_properties(${target} PROPERTIES UNITY_BUILD_BATCH_SIZE 50)
     endif()
 endfunction()
 
@@ -19,11 +21,6 @@ endfunction()
 # second implementations are optimised, tests and examples are not.
 function(gas_without_optimisation target)
     set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
-endfunction()
-
-# Optimised there, but inlined no further than usual: for what few tests run.
-function(gas_without_deep_inlining target)
-    set_target_properties(${target} PROPERTIES GAS_WITHOUT_DEEP_INLINING ON)
 endfunction()
 
 # Writes one source that holds those named, each in a namespace of its own, so that equal names do not
@@ -78,7 +75,8 @@ function(gas_precompile_standard_headers target)
     get_target_property(sources ${target} SOURCES)
     list(FILTER sources INCLUDE REGEX "\\.cpp$")
     list(LENGTH sources source_count)
-    if(GAS_JOIN_SOURCES AND source_count LESS_EQUAL CMAKE_UNITY_BUILD_BATCH_SIZE)
+    get_target_property(joined_count ${target} UNITY_BUILD_BATCH_SIZE)
+    if(GAS_JOIN_SOURCES AND source_count LESS_EQUAL joined_count)
         return()
     endif()
     target_precompile_headers(${target} PRIVATE

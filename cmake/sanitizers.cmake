@@ -24,8 +24,6 @@ if(GAS_SANITIZE)
         # Packages' headers are not ours to watch.
         $<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/unwatched_headers.txt>
         $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>,-O0,-O2>
-        # Checks make small functions look large.
-        $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>>,$<NOT:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_DEEP_INLINING>>>>:SHELL:-mllvm -inline-threshold=1000>
         -g1 -fno-omit-frame-pointer)
     target_compile_definitions(gas_sanitizers INTERFACE _GLIBCXX_ASSERTIONS GAS_INLINE_FREELY)
     target_link_options(gas_sanitizers INTERFACE ${gas_sanitizer_flags})

@@ -66,10 +66,10 @@ TEST(MainGrids, GiveThePictureOfATinyForestAsBruteForceDoes) {
 
 TEST(MainGrids, AskForEachBoxOnceAndForThoseOfTouchedCells) {
     const TemporaryFolder folder;
-    const Words render = {"render", "-o",    folder.get_path("a.png"),
-                          "--size", "24x15", "--spp",
-                          "1",      "--ao",  "0",
-                          "--tree", "grid",  "--items",
+    const Words render = {"render", "-o",   folder.get_path("a.png"),
+                          "--size", "18x9", "--spp",
+                          "1",      "--ao", "0",
+                          "--tree", "grid", "--items",
                           "50000"};
     const nlohmann::json report = get_report(render);
     const nlohmann::json& grids = report["grids"];
@@ -94,7 +94,7 @@ TEST(MainGrids, AskForEachBoxOnceAndForThoseOfTouchedCells) {
 TEST(MainGrids, AreReported) {
     const TemporaryFolder folder;
     const Words render = {"render", "-o",      folder.get_path("a.png"),
-                          "--size", "24x15",   "--spp",
+                          "--size", "18x9",    "--spp",
                           "1",      "--items", "5000"};
     const std::string plain = run_program(render).output;
     EXPECT_THAT(plain, HasSubstr("first pixel after"));

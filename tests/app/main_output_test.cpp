@@ -31,10 +31,10 @@ std::string get_start(const std::string& name, const Words& options = {}) {
 TEST(MainOutput, HasTheFormatOfItsName) {
     EXPECT_EQ(get_start("a.png"), png_start);
     EXPECT_EQ(get_start("a.b.PNG"), png_start);
-    EXPECT_EQ(get_start("a.ppm"), "P6\n2");
-    EXPECT_EQ(get_start("a.pfm"), "PF\n2");
-    EXPECT_EQ(get_start("a.png", {"--format", "pfm"}), "PF\n2");
-    EXPECT_EQ(get_start("picture", {"--format", "ppm"}), "P6\n2");
+    EXPECT_EQ(get_start("a.ppm"), "P6\n1");
+    EXPECT_EQ(get_start("a.pfm"), "PF\n1");
+    EXPECT_EQ(get_start("a.png", {"--format", "pfm"}), "PF\n1");
+    EXPECT_EQ(get_start("picture", {"--format", "ppm"}), "P6\n1");
     if (gas_app::can_encode_exr()) {
         EXPECT_EQ(get_start("a.exr"), exr_start);
     }
@@ -72,9 +72,9 @@ TEST(MainOutput, GoesToStandardOutput) {
     Words talkative = render;
     talkative[1] = "--motion";
     const ProgramResult moving = run_program(join(talkative, {"-o", "-", "--format", "ppm"}));
-    EXPECT_EQ(moving.output.size(), std::string("P6\n24 15\n255\n").size() + 3 * 24 * 15);
-    EXPECT_THAT(moving.output, StartsWith("P6\n24 15\n255\n"));
-    EXPECT_THAT(moving.errors, HasSubstr("standard output: 24 x 15, "));
+    EXPECT_EQ(moving.output.size(), std::string("P6\n18 9\n255\n").size() + 3 * 18 * 9);
+    EXPECT_THAT(moving.output, StartsWith("P6\n18 9\n255\n"));
+    EXPECT_THAT(moving.errors, HasSubstr("standard output: 18 x 9, "));
 }
 
 TEST(MainOutput, ReportsAFullStandardOutput) {
@@ -105,12 +105,12 @@ TEST(MainOutput, HoldsTheLightThatColoursAreMadeOf) {
         run_program(join(render, {"-o", folder.get_path(name)}));
     const std::string colors = folder.read("a.ppm");
     const std::string light = folder.read("a.pfm");
-    const std::size_t pixels = 24 * 15;
-    ASSERT_EQ(light.size(), std::string("PF\n24 15\n-1.0\n").size() + 12 * pixels);
+    const std::size_t pixels = 18 * 9;
+    ASSERT_EQ(light.size(), std::string("PF\n18 9\n-1.0\n").size() + 12 * pixels);
     // Rows of light go upwards. A brighter pixel has the larger code, up to noise of one.
     for (std::size_t index = 0; index < pixels; ++index) {
         float red = 0.0f;
-        std::memcpy(&red, light.data() + light.size() - 12 * (24 * (index / 24 + 1) - index % 24),
+        std::memcpy(&red, light.data() + light.size() - 12 * (18 * (index / 18 + 1) - index % 18),
                     sizeof red);
         const gas_app::Vec3 pixel_light{static_cast<double>(red), 0, 0};
         const gas_app::Color8 low = gas_app::encode_light(pixel_light * 0.9999, 0.0);

@@ -59,8 +59,8 @@ TEST(MainPictures, CountsAreReportedAsJson) {
     ASSERT_EQ(result.exit_code, 0) << result.errors;
     const nlohmann::json report = nlohmann::json::parse(result.output);
     EXPECT_EQ(report["picture"], picture);
-    EXPECT_EQ(report["width"], 24);
-    EXPECT_EQ(report["rays"]["camera"], 24 * 15 * 2);
+    EXPECT_EQ(report["width"], 18);
+    EXPECT_EQ(report["rays"]["camera"], 18 * 9 * 2);
     EXPECT_GT(report["rays"]["shadow"], 0);
     EXPECT_GT(report["seconds"]["render"], 0.0);
     EXPECT_GT(report["scene"]["placed_items"], report["scene"]["items"]);

@@ -73,8 +73,8 @@ TEST(MainWalks, AreNamedInStatistics) {
 TEST(MainWalks, AreCountedInHeatMaps) {
     const TemporaryFolder folder;
     const auto count = [&](const Words& options) {
-        const Words render = {"render", "-o",    folder.get_path("a.png"),
-                              "--size", "24x15", "--heatmap"};
+        const Words render = {"render", "-o",   folder.get_path("a.png"),
+                              "--size", "18x9", "--heatmap"};
         const nlohmann::json report = get_small_report(join(render, options));
         const nlohmann::json& counts = report["counts"];
         const double rays = report["rays"]["camera"];

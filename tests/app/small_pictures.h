@@ -11,8 +11,7 @@
 #include <tests/app/program.h>
 
 /// Options of a picture that takes a moment: of several tiles, some of them cut off by its border.
-inline const std::vector<std::string> small_picture = {"--size", "24x15", "--spp",
-                                                       "2",      "--ao",  "1"};
+inline const std::vector<std::string> small_picture = {"--size", "18x9", "--spp", "2", "--ao", "1"};
 /// Keeps the procedural scene small; a forest has its number of items instead.
 inline const std::vector<std::string> small_detail = {"--detail", "0.001"};
 

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <type_traits>
 #include <vector>
 
 #include <tests/support/counted_trace.h>
+#include <tests/support/either_tree.h>
 #include <tests/support/ray_maker.h>
 #include <tests/support/row_of_boxes.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
-#include <tests/support/tree_kinds.h>
 
 namespace {
 
@@ -16,11 +17,11 @@ using naive::Box;
 using support::RayQuery;
 
 /// Queries along a row of boxes.
-template <typename Traced> class CountedRays : public testing::Test {
+class CountedRays : public testing::TestWithParam<support::ClassAndQuery> {
   protected:
-    static constexpr RayQuery query = Traced::query;
-
-    CountedRays() : calls(tree) { shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2)); }
+    CountedRays() : tree(std::get<support::TreeClass>(GetParam())), calls(tree) {
+        shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
+    }
 
     void build_row(unsigned count) {
         const std::vector<Box> boxes = support::row_of_boxes(count);
@@ -30,10 +31,12 @@ template <typename Traced> class CountedRays : public testing::Test {
 
     void trace(CtxShader& with, GeometryRaytraceCtx& rays, GasWalkCounts& counts,
                bool shortcut = false) {
-        if constexpr (support::is_compressed<typename Traced::Tree>)
-            support::trace_counted(tree, query, with, rays, counts);
-        else
-            support::trace_counted(tree, query, with, rays, counts, shortcut);
+        tree.visit([&](auto& counted) {
+            if constexpr (support::is_compressed<std::decay_t<decltype(counted)>>)
+                support::trace_counted(counted, query, with, rays, counts);
+            else
+                support::trace_counted(counted, query, with, rays, counts, shortcut);
+        });
     }
 
     /// Traces rays along the row, or away from it.
@@ -50,118 +53,120 @@ template <typename Traced> class CountedRays : public testing::Test {
         return counts;
     }
 
-    typename Traced::Tree tree;
+    const RayQuery query = std::get<RayQuery>(GetParam());
+    support::EitherTree tree;
     support::RecordingCallbacks calls;
     support::TestShader shader;
 };
 
-TYPED_TEST_SUITE(CountedRays, support::BothTreesQueries, support::TreeQueryNames);
+INSTANTIATE_TEST_SUITE_P(Trees, CountedRays, support::all_classes_and_queries,
+                         support::name_class_and_query);
 
 } // namespace
 
-TYPED_TEST(CountedRays, AFullWalkExpandsEveryInnerNodeAndCallsEveryLeaf) {
+TEST_P(CountedRays, AFullWalkExpandsEveryInnerNodeAndCallsEveryLeaf) {
     for (const unsigned count : {2u, 3u, 8u, 31u}) {
-        this->build_row(count);
-        const GasWalkCounts counts = this->run(1);
+        build_row(count);
+        const GasWalkCounts counts = run(1);
         EXPECT_EQ(counts.visited_nodes, count - 1);
         EXPECT_EQ(counts.leaf_calls, count);
-        EXPECT_EQ(this->calls.take_items().size(), count);
+        EXPECT_EQ(calls.take_items().size(), count);
     }
 }
 
-TYPED_TEST(CountedRays, ALoneLeafIsCalledWithoutAVisit) {
-    this->build_row(1);
+TEST_P(CountedRays, ALoneLeafIsCalledWithoutAVisit) {
+    build_row(1);
     const auto expect_a_call = [](const GasWalkCounts& counts) {
         EXPECT_EQ(counts.visited_nodes, 0u);
         EXPECT_EQ(counts.leaf_calls, 1u);
     };
-    expect_a_call(this->run(1, 1.0, false));
-    expect_a_call(this->run(1, 1.0, true));
-    expect_a_call(this->run(3, 1.0, true));
+    expect_a_call(run(1, 1.0, false));
+    expect_a_call(run(1, 1.0, true));
+    expect_a_call(run(3, 1.0, true));
 }
 
-TYPED_TEST(CountedRays, AMissVisitsTheRootAlone) {
+TEST_P(CountedRays, AMissVisitsTheRootAlone) {
     for (const unsigned count : {3u, 16u, 64u}) { // without packets and with them
-        this->build_row(count);
-        const GasWalkCounts alone = this->run(1, -1.0);
+        build_row(count);
+        const GasWalkCounts alone = run(1, -1.0);
         EXPECT_EQ(alone.visited_nodes, 1u);
         EXPECT_EQ(alone.leaf_calls, 0u);
-        const GasWalkCounts batch = this->run(3, -1.0);
-        EXPECT_EQ(batch.visited_nodes, support::goes_together(this->query) ? 1u : 3u);
+        const GasWalkCounts batch = run(3, -1.0);
+        EXPECT_EQ(batch.visited_nodes, support::goes_together(query) ? 1u : 3u);
         EXPECT_EQ(batch.leaf_calls, 0u);
     }
 }
 
-TYPED_TEST(CountedRays, AHitInTheFirstLeafLeavesTheOtherSubtreesUnexpanded) {
-    this->build_row(4); // two pairs: the root and the first pair are expanded, then leaf 0 is hit
-    this->calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+TEST_P(CountedRays, AHitInTheFirstLeafLeavesTheOtherSubtreesUnexpanded) {
+    build_row(4); // two pairs: the root and the first pair are expanded, then leaf 0 is hit
+    calls.react = [](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
         rays.record_nearest_hit(0, 1.0, item);
     };
-    GasWalkCounts counts = this->run(1);
+    GasWalkCounts counts = run(1);
     EXPECT_EQ(counts.visited_nodes, 2u);
     EXPECT_EQ(counts.leaf_calls, 1u);
-    EXPECT_EQ(this->calls.take_items(), std::vector<unsigned>{0});
+    EXPECT_EQ(calls.take_items(), std::vector<unsigned>{0});
     // With the leaf cached: an all-hits ray stops there, a nearest one walks the path to it again.
-    counts = this->run(1);
-    EXPECT_EQ(counts.visited_nodes, support::is_nearest(this->query) ? 1u : 0u);
+    counts = run(1);
+    EXPECT_EQ(counts.visited_nodes, support::is_nearest(query) ? 1u : 0u);
     EXPECT_EQ(counts.leaf_calls, 1u);
-    EXPECT_EQ(this->calls.take_items(), std::vector<unsigned>{0});
+    EXPECT_EQ(calls.take_items(), std::vector<unsigned>{0});
 }
 
-TYPED_TEST(CountedRays, CountsAddUpOverRaysAndCalls) {
-    this->build_row(8);
+TEST_P(CountedRays, CountsAddUpOverRaysAndCalls) {
+    build_row(8);
     // Rays on their own expand 7 inner nodes each; together they test the boxes of all 15 nodes.
-    const bool together = support::goes_together(this->query);
+    const bool together = support::goes_together(query);
     GasWalkCounts counts;
     for (unsigned repeat = 1; repeat <= 2; ++repeat) {
-        this->add(counts, 3);
+        add(counts, 3);
         EXPECT_EQ(counts.visited_nodes, (together ? 15u : 3u * 7u) * repeat);
         EXPECT_EQ(counts.leaf_calls, (together ? 8u : 3u * 8u) * repeat);
     }
 }
 
-TYPED_TEST(CountedRays, NothingIsCountedWithoutFramesOrNodes) {
-    GasWalkCounts counts = this->run(1);
+TEST_P(CountedRays, NothingIsCountedWithoutFramesOrNodes) {
+    GasWalkCounts counts = run(1);
     EXPECT_EQ(counts.visited_nodes + counts.leaf_calls, 0u);
-    this->build_row(4);
+    build_row(4);
     CtxShader bare;
     GeometryRayBatch batch(1);
     batch.set_ray(0, {-1.0, 0.5, 0.5}, {1.0, 0.0, 0.0}, 0.0, 1000.0);
-    this->trace(bare, batch.get_ctx(), counts);
+    trace(bare, batch.get_ctx(), counts);
     EXPECT_EQ(counts.visited_nodes + counts.leaf_calls, 0u);
 }
 
-TYPED_TEST(CountedRays, CallbacksAndResultsAreThoseOfThePlainQueries) {
+TEST_P(CountedRays, CallbacksAndResultsAreThoseOfThePlainQueries) {
     support::SeededRandom random(9);
     for (const scenes::Kind kind : scenes::all_kinds()) {
         const std::vector<Box> boxes = scenes::make(kind, 120, 4);
-        support::build(this->tree, boxes);
-        support::fill_samples(this->tree, {boxes, scenes::make(kind, 120, 5)});
+        support::build(tree, boxes);
+        support::fill_samples(tree, {boxes, scenes::make(kind, 120, 5)});
         support::RayMaker maker(random, boxes);
         support::TestShader plain_shader;
-        plain_shader.set_motion_blur(this->shader.get_motion_blur());
+        plain_shader.set_motion_blur(shader.get_motion_blur());
         support::TestShader counted_shader;
-        counted_shader.set_motion_blur(this->shader.get_motion_blur());
+        counted_shader.set_motion_blur(shader.get_motion_blur());
         GeometryRayBatch batch(1);
         for (unsigned i = 0; i < 50; ++i) {
             const support::RaySpec spec = maker.make(0.0f, 1.0f);
             batch.set_ray(0, {spec.origin[0], spec.origin[1], spec.origin[2]},
                           {spec.direction[0], spec.direction[1], spec.direction[2]},
                           spec.near_distance, spec.far_distance, spec.time, spec.cache_slot);
-            this->calls.react = [&spec](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
+            calls.react = [&spec](unsigned item, CtxShader&, GeometryRaytraceCtx& rays) {
                 support::SeededRandom dice(spec.seed + item);
                 if (dice.below(3) == 0)
                     rays.record_nearest_hit(0, dice.uniform_double() * spec.scale, item);
             };
-            support::trace(this->tree, this->query, plain_shader, batch.get_ctx());
+            support::trace(tree, query, plain_shader, batch.get_ctx());
             const double plain_distance = batch.get_hit_distance(0);
-            const std::vector<unsigned> plain_items = this->calls.take_items();
+            const std::vector<unsigned> plain_items = calls.take_items();
             batch.reset_hits();
             GasWalkCounts counts;
-            this->trace(counted_shader, batch.get_ctx(), counts);
+            trace(counted_shader, batch.get_ctx(), counts);
             EXPECT_EQ(batch.get_hit_distance(0), plain_distance);
             EXPECT_EQ(counts.leaf_calls, plain_items.size());
-            EXPECT_EQ(this->calls.take_items(), plain_items);
+            EXPECT_EQ(calls.take_items(), plain_items);
         }
     }
 }
