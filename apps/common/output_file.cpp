@@ -57,6 +57,21 @@ int write_and_close(int file, const std::vector<unsigned char>& bytes) {
     return error ? error : close_error;
 }
 
+/// Opens a new file in the folder. Another machine's process of the same number may write there,
+/// and one that was killed may have left a file.
+int create_partial(const fs::path& folder, fs::path& partial) {
+    constexpr mode_t everybody = 0666; // the user's mask still applies
+    constexpr unsigned most_attempts = 10'000;
+    const std::string start = ".gas-" + std::to_string(::getpid()) + "-";
+    for (unsigned attempt = 0;; ++attempt) {
+        partial = folder / (start + std::to_string(attempt) + ".partial");
+        const int file =
+            ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, everybody);
+        if (file >= 0 || errno != EEXIST || attempt == most_attempts)
+            return file;
+    }
+}
+
 } // namespace
 
 bool is_special_file(const std::string& path) {
@@ -99,10 +114,8 @@ void write_output_file(const std::string& path, const std::vector<unsigned char>
         return;
     }
 
-    const std::string name = ".gas-" + std::to_string(::getpid()) + ".partial";
-    const fs::path partial = get_folder(target) / name;
-    constexpr mode_t everybody = 0666; // the user's mask still applies
-    const int file = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, everybody);
+    fs::path partial;
+    const int file = create_partial(get_folder(target), partial);
     if (file < 0)
         fail(path, errno);
     int error = write_and_close(file, bytes);

@@ -55,6 +55,16 @@ TEST(OutputFile, LeavesNothingBehindWhenItFails) {
     EXPECT_EQ(folder.count_files(), 1u);
 }
 
+TEST(OutputFile, LeavesAsideWhatOthersHaveBegun) {
+    const TemporaryFolder folder;
+    const std::string begun = ".gas-" + std::to_string(::getpid()) + "-0.partial";
+    folder.write(begun, "half");
+    write_output_file(folder.get_path("new.png"), bytes);
+    EXPECT_EQ(folder.read("new.png"), content);
+    EXPECT_EQ(folder.read(begun), "half");
+    EXPECT_EQ(folder.count_files(), 2u);
+}
+
 TEST(OutputFile, ReportsAFullDevice) {
     EXPECT_THROW(write_output_file("/dev/full", bytes), UserError);
 }
