@@ -50,6 +50,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     app.set_version_flag("--version", "gas " GAS_PROGRAM_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     RenderCommand render(app);
+    MergeCommand merge(app);
     BuildCommand build(app);
     StatsCommand stats(app);
     QueryCommand query(app);
@@ -63,7 +64,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     }
     choose_instruction_set();
     for (const Command* command :
-         std::initializer_list<const Command*>{&render, &build, &stats, &query, &verify})
+         std::initializer_list<const Command*>{&render, &merge, &build, &stats, &query, &verify})
         if (command->is_chosen())
             command->run();
     return exit_done;

@@ -23,6 +23,7 @@
 namespace gas_app {
 
 class Comparison;
+class RenderJob;
 struct VerificationSettings;
 
 /// A subcommand. The command line refers to its members.
@@ -52,8 +53,8 @@ class RenderCommand : public Command {
     TreeSettings get_tree_settings() const;
     void choose_walks(RenderSettings& settings) const;
     PictureOutput get_output() const;
-    RenderResult draw(const Stage& stage, const RenderSettings& settings, AppBase& application,
-                      Picture& picture, LightPicture& light) const;
+    void draw(RenderJob& job, const PictureOutput& output) const;
+    void make_tiles(RenderJob& job) const;
 
     SceneOptions m_scene;
     std::string m_output_path;
@@ -63,6 +64,9 @@ class RenderCommand : public Command {
     std::string m_format;
     std::string m_size = "640x400";
     std::string m_view;
+    std::optional<std::string> m_tiles;
+    /// Empty: beside the picture.
+    std::string m_tiles_folder;
     unsigned m_samples = 12;
     unsigned m_ambient_rays = 3;
     /// 0: not chosen.
@@ -72,6 +76,21 @@ class RenderCommand : public Command {
     std::string m_stream = "on";
     bool m_heat_map = false;
     bool m_brute_force = false;
+};
+
+/// `gas merge`: a picture from its tiles.
+class MergeCommand : public Command {
+  public:
+    explicit MergeCommand(CLI::App& app);
+    /// Throws a UserError where a tile is missing, damaged or of another picture.
+    void run() const override;
+
+  private:
+    std::vector<std::string> m_paths;
+    std::string m_output_path;
+    std::string m_format;
+    bool m_json = false;
+    bool m_quiet = false;
 };
 
 /// `gas build`: the tree of a mesh, saved.

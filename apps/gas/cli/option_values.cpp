@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include <apps/common/user_error.h>
@@ -70,6 +71,54 @@ PictureSize parse_size(const std::string& text) {
     if (size.width > largest_pixel_count / size.height)
         fail("--size", text, "more than " + std::to_string(largest_pixel_count) + " pixels");
     return size;
+}
+
+namespace {
+
+/// The whole of `text` as a number; nothing when it is not one.
+std::optional<unsigned> read_whole(std::string_view text) {
+    unsigned number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end)
+        return std::nullopt;
+    return number;
+}
+
+struct WholeRange {
+    unsigned first = 0;
+    unsigned last = 0;
+};
+
+/// `A-B` or `A`, in order; nothing when it is not that.
+std::optional<WholeRange> read_range(std::string_view text) {
+    const std::size_t dash = text.find('-');
+    const std::optional<unsigned> first = read_whole(text.substr(0, dash));
+    const std::optional<unsigned> last =
+        dash == std::string_view::npos ? first : read_whole(text.substr(dash + 1));
+    if (!first || !last || *first > *last)
+        return std::nullopt;
+    return WholeRange{*first, *last};
+}
+
+} // namespace
+
+TileChoice parse_tiles(const std::string& text, unsigned most) {
+    constexpr std::string_view option = "--tiles";
+    const std::size_t slash = text.find('/');
+    if (slash == std::string::npos)
+        fail(option, text, "expected A-B/N, tiles A to B of N, such as 1-4/16");
+    const std::optional<WholeRange> range = read_range(std::string_view(text).substr(0, slash));
+    const std::optional<unsigned> count = read_whole(std::string_view(text).substr(slash + 1));
+    if (!range || !count || range->first < 1)
+        fail(option, text, "expected A-B/N, tiles A to B of N, such as 1-4/16");
+    if (range->last > *count)
+        fail(option, text,
+             "there is no tile " + std::to_string(range->last) + " of " + std::to_string(*count));
+    if (*count > most)
+        fail(option, text,
+             "a picture of this size is cut into at most " + std::to_string(most) + " tiles");
+    return {range->first - 1, range->last - 1, *count};
 }
 
 double parse_number(const std::string& text, std::string_view option, double low, double high) {

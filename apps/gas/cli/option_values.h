@@ -30,6 +30,16 @@ PictureSize parse_size(const std::string& text);
 /// 1000.
 ViewPoint parse_view(const std::string& text);
 
+/// Tiles `first` to `last`, from 0 on, of `count`.
+struct TileChoice {
+    unsigned first = 0;
+    unsigned last = 0;
+    unsigned count = 1;
+};
+
+/// `A-B/N` or `A/N`: from 1 on, of at most `most`, which is how many the picture can be cut into.
+TileChoice parse_tiles(const std::string& text, unsigned most);
+
 /// A number of `low` to `high`.
 double parse_number(const std::string& text, std::string_view option, double low, double high);
 

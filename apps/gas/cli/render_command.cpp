@@ -1,43 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
-#include <chrono>
-
-#include <apps/common/instruction_set.h>
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
-#include <apps/gas/cli/ray_walk.h>
 #include <apps/gas/cli/render_report.h>
-#include <apps/gas/image/heat_map.h>
+#include <apps/gas/cli/tile_run.h>
 
 namespace gas_app {
-
-namespace {
-
-class Stopwatch {
-  public:
-    /// Seconds since the last call, or since construction.
-    double lap() {
-        const Clock::time_point now = Clock::now();
-        const std::chrono::duration<double> seconds = now - m_lap_start;
-        m_lap_start = now;
-        return seconds.count();
-    }
-    /// Seconds from construction to the last lap's end.
-    double get_total() const {
-        return std::chrono::duration<double>(m_lap_start - m_start).count();
-    }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-
-    Clock::time_point m_start = Clock::now();
-    Clock::time_point m_lap_start = m_start;
-};
-
-} // namespace
 
 RenderCommand::RenderCommand(CLI::App& app)
     : Command(app, "render", "Render a picture of a mesh or of the procedural scene") {
@@ -54,6 +25,15 @@ RenderCommand::RenderCommand(CLI::App& app)
     m_command->add_option("--load", m_saved_path,
                           "Map the mesh's tree from a file that gas build made of the same mesh "
                           "with the same --tree, --motion and --up, in place of building it");
+    CLI::Option* tiles = m_command->add_option(
+        "--tiles", m_tiles,
+        "A-B/N: cut the picture into N tiles and make the files of tiles A to B, for gas merge, in "
+        "the folder of the output's name and .tiles; those that are there are left as they are. "
+        "Any runs together give the picture of one run");
+    m_command
+        ->add_option("--tiles-folder", m_tiles_folder,
+                     "Where the folder of tiles stands, if not beside the picture")
+        ->needs(tiles);
     m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
         ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
@@ -69,7 +49,8 @@ RenderCommand::RenderCommand(CLI::App& app)
                      "Render the picture so many times, and report the time of each: the first "
                      "finds the cells of grids not built")
         ->check(whole_number(1, 1000))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(tiles);
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
@@ -148,38 +129,54 @@ void RenderCommand::run() const {
     stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
     const TreeSettings tree_settings = get_tree_settings();
     const PictureOutput output = get_output();
+    RenderJob job(m_scene, stage_settings, settings, tree_settings, application);
+    if (m_tiles)
+        make_tiles(job);
+    else
+        draw(job, output);
+}
 
+void RenderCommand::draw(RenderJob& job, const PictureOutput& output) const {
     Stopwatch stopwatch;
     RenderReport::Timing timing;
-    const Stage stage = m_scene.make_stage(stage_settings);
+    job.make_stage();
     timing.scene = stopwatch.lap();
-
-    AppProgressBar& bar =
-        *application.create_progress_bar("Building trees", m_scene.shows_progress());
-    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
-    bar.finish();
+    job.build(m_scene.shows_progress());
     timing.build = stopwatch.lap();
 
+    const RenderSettings& settings = job.get_settings();
     Picture picture(settings.width, settings.height);
     LightPicture light;
     if (output.takes_light())
         light = LightPicture(settings.width, settings.height);
-    const auto draw_once = [&] { return draw(stage, settings, application, picture, light); };
-    const RenderResult result = draw_once();
+    const RenderResult result = job.draw(picture, light);
     timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
     timing.renders.push_back(result.seconds);
     while (timing.renders.size() < m_render_count)
-        timing.renders.push_back(draw_once().seconds);
+        timing.renders.push_back(job.draw(picture, light).seconds);
     stopwatch.lap();
     output.write(picture, light);
     timing.write = stopwatch.lap();
     timing.total = stopwatch.get_total();
 
-    const RenderReport report = {m_scene, stage, settings, timing, result, output.get_name()};
+    const RenderReport report = {m_scene, job.get_stage(), settings,
+                                 timing,  result,          output.get_name()};
     if (m_scene.json)
         report.print_json();
     else if (!m_scene.quiet)
         report.print_text(output.is_standard_output() ? stderr : stdout);
+}
+
+void RenderCommand::make_tiles(RenderJob& job) const {
+    if (m_output_path == "-")
+        throw OptionError("--tiles: standard output takes a picture, not its tiles");
+    TileRun::Settings settings;
+    settings.picture_path = m_output_path;
+    settings.format = m_format;
+    settings.parent = m_tiles_folder;
+    settings.tiles = parse_tiles(*m_tiles, get_block_count(job.get_settings()));
+    LoneTeam team;
+    TileRun(job, settings, team).run();
 }
 
 /// Checks what can be checked before the work.
@@ -192,20 +189,6 @@ PictureOutput RenderCommand::get_output() const {
     if (output.is_standard_output() && m_scene.json)
         throw OptionError("--json: standard output already takes the picture");
     return output;
-}
-
-RenderResult RenderCommand::draw(const Stage& stage, const RenderSettings& settings,
-                                 AppBase& application, Picture& picture,
-                                 LightPicture& light) const {
-    AppProgressBar& bar = *application.create_progress_bar("Rendering", m_scene.shows_progress());
-    if (!m_heat_map)
-        return render_picture(stage, settings, bar, picture, light.width > 0 ? &light : nullptr);
-    std::vector<double> costs;
-    const RenderResult result = render_costs(stage, settings, bar, costs);
-    const bool in_motion = stage.scene->get_sample_count() >= 2;
-    const RayWalk walk = get_camera_walk(settings, m_scene.get_tree_settings(), in_motion);
-    draw_heat_map(picture, costs, walk.describe(get_counted_instruction_set_name()));
-    return result;
 }
 
 } // namespace gas_app

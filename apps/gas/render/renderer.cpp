@@ -11,14 +11,32 @@ namespace gas_app {
 
 namespace {
 
-/// The tiles of a picture, handed out to threads.
+unsigned get_column_count(const RenderSettings& settings) {
+    return (settings.width + tile_size - 1) / tile_size;
+}
+
+} // namespace
+
+unsigned get_block_count(const RenderSettings& settings) {
+    return get_column_count(settings) * ((settings.height + tile_size - 1) / tile_size);
+}
+
+Tile get_block(const RenderSettings& settings, unsigned block) {
+    const unsigned left = block % get_column_count(settings) * tile_size;
+    const unsigned top = block / get_column_count(settings) * tile_size;
+    return {left, top, std::min(settings.width, left + tile_size),
+            std::min(settings.height, top + tile_size)};
+}
+
+namespace {
+
+/// Some tiles of a picture, handed out to threads.
 class TileQueue {
   public:
-    TileQueue(const RenderSettings& settings, AppProgressBar& progress_bar)
-        : m_width(settings.width), m_height(settings.height),
-          m_columns((settings.width + tile_size - 1) / tile_size),
-          m_rows((settings.height + tile_size - 1) / tile_size), m_count(m_columns * m_rows),
-          m_progress_bar(progress_bar) {
+    TileQueue(const RenderSettings& settings, const BlockRange& blocks,
+              AppProgressBar& progress_bar)
+        : m_first(blocks.first), m_count(blocks.last - blocks.first),
+          m_middle(get_middle(settings, blocks)), m_progress_bar(progress_bar) {
         const unsigned interval = std::max(1u, m_count / 100);
         progress_bar.set_step_interval(interval);
         progress_bar.set_step_increment(static_cast<float>(interval) / static_cast<float>(m_count));
@@ -27,16 +45,11 @@ class TileQueue {
     unsigned get_count() const { return m_count; }
 
     /// Hands out the next tile, first the one in the middle; false when there is none left.
-    bool take(Tile& tile) {
+    bool take(unsigned& block) {
         const unsigned index = m_next.fetch_add(1);
         if (index >= m_count || m_stopped)
             return false;
-        const unsigned middle = m_rows / 2 * m_columns + m_columns / 2;
-        const unsigned place = (middle + index) % m_count;
-        tile.left = place % m_columns * tile_size;
-        tile.top = place / m_columns * tile_size;
-        tile.right = std::min(m_width, tile.left + tile_size);
-        tile.bottom = std::min(m_height, tile.top + tile_size);
+        block = m_first + (m_middle + index) % m_count;
         return true;
     }
 
@@ -72,17 +85,23 @@ class TileQueue {
     }
 
   private:
+    /// The block in the middle of the picture, or of those that there are.
+    static unsigned get_middle(const RenderSettings& settings, const BlockRange& blocks) {
+        const unsigned columns = get_column_count(settings);
+        const unsigned middle = get_block_count(settings) / columns / 2 * columns + columns / 2;
+        const bool is_inside = middle >= blocks.first && middle < blocks.last;
+        return is_inside ? middle - blocks.first : (blocks.last - blocks.first) / 2;
+    }
+
     double get_seconds() const {
         const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_start;
         return seconds.count();
     }
 
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-    unsigned m_width;
-    unsigned m_height;
-    unsigned m_columns;
-    unsigned m_rows;
+    unsigned m_first;
     unsigned m_count;
+    unsigned m_middle;
     AppProgressBar& m_progress_bar;
     std::atomic<unsigned> m_next{0};
     std::atomic<bool> m_stopped{false};
@@ -105,18 +124,19 @@ void run_on_threads(unsigned count, const std::function<void()>& work, TileQueue
     work();
 }
 
-/// Computes every tile of the picture on the threads of the settings: calls `compute` once per
+/// Computes some tiles of the picture on the threads of the settings: calls `compute` once per
 /// tile, with a tracer of the thread.
 template <typename Compute>
 RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
-                           AppProgressBar& progress_bar, const Compute& compute) {
-    TileQueue queue(settings, progress_bar);
+                           const BlockRange& blocks, AppProgressBar& progress_bar,
+                           const Compute& compute) {
+    TileQueue queue(settings, blocks, progress_bar);
     const auto work = [&] {
         try {
             PixelTracer tracer(stage, settings);
-            for (Tile tile; queue.take(tile);) {
+            for (unsigned block = 0; queue.take(block);) {
                 tracer.forget_leaves();
-                compute(tracer, tile);
+                compute(tracer, block);
                 queue.finish_tile();
             }
             queue.add(tracer);
@@ -133,31 +153,60 @@ RenderResult compute_tiles(const Stage& stage, const RenderSettings& settings,
 
 } // namespace
 
+RenderResult render_light(const Stage& stage, const RenderSettings& settings,
+                          const BlockRange& blocks, AppProgressBar& progress_bar,
+                          const TakeLight& take) {
+    return compute_tiles(stage, settings, blocks, progress_bar,
+                         [&](PixelTracer& tracer, unsigned block) {
+                             std::vector<Vec3> light;
+                             tracer.trace_light(get_block(settings, block), light);
+                             take(block, light);
+                         });
+}
+
+RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
+                          const BlockRange& blocks, AppProgressBar& progress_bar,
+                          const TakeCosts& take) {
+    return compute_tiles(stage, settings, blocks, progress_bar,
+                         [&](PixelTracer& tracer, unsigned block) {
+                             std::vector<double> costs;
+                             tracer.trace_costs(get_block(settings, block), costs);
+                             take(block, costs);
+                         });
+}
+
+void paint_light(const Tile& block, const Vec3* pixels, std::uint64_t seed, Picture& picture,
+                 LightPicture* light) {
+    for (unsigned pixel = 0; pixel < block.get_pixel_count(); ++pixel) {
+        const unsigned x = block.get_x(pixel);
+        const unsigned y = block.get_y(pixel);
+        const double noise = hash_unit(~seed, block.get_picture_pixel(pixel, picture.get_width()));
+        picture.at(x, y) = encode_light(pixels[pixel], noise);
+        if (light)
+            light->at(x, y) = to_float(pixels[pixel]);
+    }
+}
+
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
                             AppProgressBar& progress_bar, Picture& picture,
                             LightPicture* light_picture) {
-    return compute_tiles(stage, settings, progress_bar, [&](PixelTracer& tracer, const Tile& tile) {
-        std::vector<Vec3> light;
-        tracer.trace_light(tile, light);
-        for (unsigned pixel = 0; pixel < light.size(); ++pixel) {
-            const double noise =
-                hash_unit(~settings.seed, tile.get_picture_pixel(pixel, settings.width));
-            picture.at(tile.get_x(pixel), tile.get_y(pixel)) = encode_light(light[pixel], noise);
-            if (light_picture)
-                light_picture->at(tile.get_x(pixel), tile.get_y(pixel)) = to_float(light[pixel]);
-        }
-    });
+    return render_light(stage, settings, {0, get_block_count(settings)}, progress_bar,
+                        [&](unsigned block, const std::vector<Vec3>& light) {
+                            paint_light(get_block(settings, block), light.data(), settings.seed,
+                                        picture, light_picture);
+                        });
 }
 
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           AppProgressBar& progress_bar, std::vector<double>& costs) {
     costs.assign(std::size_t{settings.width} * settings.height, 0.0);
-    return compute_tiles(stage, settings, progress_bar, [&](PixelTracer& tracer, const Tile& tile) {
-        std::vector<double> tile_costs;
-        tracer.trace_costs(tile, tile_costs);
-        for (unsigned pixel = 0; pixel < tile_costs.size(); ++pixel)
-            costs[tile.get_picture_pixel(pixel, settings.width)] = tile_costs[pixel];
-    });
+    return render_costs(stage, settings, {0, get_block_count(settings)}, progress_bar,
+                        [&](unsigned block, const std::vector<double>& block_costs) {
+                            const Tile tile = get_block(settings, block);
+                            for (unsigned pixel = 0; pixel < block_costs.size(); ++pixel)
+                                costs[tile.get_picture_pixel(pixel, settings.width)] =
+                                    block_costs[pixel];
+                        });
 }
 
 } // namespace gas_app

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include <apps/gas/image/light_picture.h>
@@ -18,13 +19,41 @@ struct RenderResult {
     double first_tile_seconds = 0.0;
 };
 
-/// Both compute the picture of a stage with built trees, tile by tile on the threads of the
+/// A run of the tiles in which a picture is computed, which are numbered row by row.
+struct BlockRange {
+    unsigned first = 0;
+    /// Exclusive.
+    unsigned last = 0;
+};
+
+unsigned get_block_count(const RenderSettings& settings);
+Tile get_block(const RenderSettings& settings, unsigned block);
+
+/// All compute the picture of a stage with built trees, tile by tile on the threads of the
 /// settings, and fill the progress bar.
 
 /// The picture of the stage; with `light` (may be null), which has its size, the light as well.
 RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
                             AppProgressBar& progress_bar, Picture& picture,
                             LightPicture* light = nullptr);
+
+/// The light of some blocks: `take` is called once for each of them, with its pixels row by row, on
+/// any of the threads.
+using TakeLight = std::function<void(unsigned block, const std::vector<Vec3>& light)>;
+RenderResult render_light(const Stage& stage, const RenderSettings& settings,
+                          const BlockRange& blocks, AppProgressBar& progress_bar,
+                          const TakeLight& take);
+
+/// Their costs, for a heat map. The settings say that walks are counted.
+using TakeCosts = std::function<void(unsigned block, const std::vector<double>& costs)>;
+RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
+                          const BlockRange& blocks, AppProgressBar& progress_bar,
+                          const TakeCosts& take);
+
+/// Paints a block's pixels, whose light is given row by row, into the picture and, unless it is
+/// null, the light. `seed`: that of the settings.
+void paint_light(const Tile& block, const Vec3* pixels, std::uint64_t seed, Picture& picture,
+                 LightPicture* light);
 
 /// The costs of each pixel, row by row, for a heat map. The settings say that walks are
 /// counted.

@@ -184,4 +184,13 @@ Vec3 ForestShape::get_item_color(unsigned item) const {
     return color * (0.8 + 0.5 * leaf.value[3]);
 }
 
+/// The items follow from their numbers; some of them tell how this machine computes.
+void ForestShape::add_content(ContentHash& hash) const {
+    constexpr unsigned most_items = 4096;
+    hash.add(m_item_count);
+    for (unsigned sample = 0; sample < m_sample_count; ++sample)
+        for (unsigned item = 0; item < std::min(m_item_count, most_items); ++item)
+            hash.add(get_item_box(item, sample));
+}
+
 } // namespace gas_app

@@ -30,6 +30,7 @@ class ForestShape : public Shape {
     ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
+    void add_content(ContentHash& hash) const override;
     /// A little larger than exact: the land under the forest is included.
     Box get_exact_box(unsigned sample) const override;
 

@@ -72,4 +72,10 @@ Vec3 MeshShape::get_item_color(unsigned item) const {
     return m_colors.empty() ? Vec3{1.0, 1.0, 1.0} : to_double(m_colors[item]);
 }
 
+void MeshShape::add_content(ContentHash& hash) const {
+    hash.add(m_corners);
+    hash.add(m_normals);
+    hash.add(m_colors);
+}
+
 } // namespace gas_app

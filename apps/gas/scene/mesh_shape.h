@@ -21,6 +21,7 @@ class MeshShape : public Shape {
     ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
+    void add_content(ContentHash& hash) const override;
 
     Triangle get_item_at(unsigned item, const Moment& moment) const {
         return get_corners(m_corners, item, moment);

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <apps/gas/math/content_hash.h>
 #include <apps/gas/trees/traced_tree.h>
 
 namespace gas_app {
@@ -36,6 +37,9 @@ class Shape {
                                      const Vec3& direction) const = 0;
     /// The item's own colour, multiplied with that of the instance's material.
     virtual Vec3 get_item_color(unsigned item) const = 0;
+
+    /// Adds all that tells it from other shapes, but for name and tree.
+    virtual void add_content(ContentHash& hash) const = 0;
 
     const std::string& get_name() const { return m_name; }
     /// The box of all items at a sample. Exact, unless the shape has too many to visit each.

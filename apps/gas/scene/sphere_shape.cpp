@@ -60,4 +60,9 @@ ShapeSurface SphereShape::get_surface(const SceneHit& hit, const Moment& moment,
 
 Vec3 SphereShape::get_item_color(unsigned item) const { return m_samples.front()[item].color; }
 
+void SphereShape::add_content(ContentHash& hash) const {
+    for (const std::vector<Sphere>& spheres : m_samples)
+        hash.add(spheres);
+}
+
 } // namespace gas_app

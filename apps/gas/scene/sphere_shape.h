@@ -28,6 +28,7 @@ class SphereShape : public Shape {
     ShapeSurface get_surface(const SceneHit& hit, const Moment& moment, const Vec3& point,
                              const Vec3& direction) const override;
     Vec3 get_item_color(unsigned item) const override;
+    void add_content(ContentHash& hash) const override;
 
     Sphere get_item_at(unsigned item, const Moment& moment) const;
 

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <apps/gas/cli/tile_run.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include <nlohmann/json.hpp>
+
+#include <apps/common/user_error.h>
+#include <apps/gas/farm/tile_merge.h>
+
+namespace gas_app {
+
+TileRun::TileRun(RenderJob& job, const Settings& settings, Team& team)
+    : m_job(job), m_settings(settings), m_team(team) {}
+
+void TileRun::run() {
+    Stopwatch stopwatch;
+    const bool is_first = m_team.get_rank() == 0;
+    m_bar = m_job.get_application().create_progress_bar(
+        "Rendering tiles", is_first && m_job.get_options().shows_progress());
+    m_team.share(
+        get_tile_count(), [this](unsigned unit) { return make_tile(unit); },
+        [this](const TileReport& report) { take_report(report); });
+    m_bar->finish();
+    stopwatch.lap();
+    m_total_seconds = stopwatch.get_total();
+    if (!is_first)
+        return;
+    if (m_job.get_options().json)
+        print_json();
+    else if (!m_job.get_options().quiet)
+        print();
+}
+
+/// Of the picture that the job is at.
+const TileFolder& TileRun::open_folder() {
+    if (!m_folder) {
+        m_job.make_stage();
+        m_folder.emplace(get_tiles_folder(m_settings.picture_path, m_settings.parent),
+                         m_job.get_source(m_settings.tiles.count));
+        m_folder->prepare();
+    }
+    return *m_folder;
+}
+
+TileReport TileRun::make_tile(unsigned unit) {
+    Stopwatch stopwatch;
+    TileReport report;
+    report.unit = unit;
+    report.rank = m_team.get_rank();
+    const unsigned tile = m_settings.tiles.first + unit;
+    const TileFolder& folder = open_folder();
+    std::string flaw;
+    report.was_there = folder.has(tile, flaw);
+    if (!flaw.empty())
+        std::fprintf(stderr, "gas: %s; it is made anew\n", flaw.c_str());
+    if (report.was_there)
+        return report;
+    constexpr bool shows_trees = false;
+    m_job.build(shows_trees);
+    report.tree_seconds = stopwatch.lap();
+
+    // A team's bar moves where reports are taken.
+    const float share = 1.0f / static_cast<float>(get_tile_count());
+    AppProgressBar bar = is_lone() ? AppProgressBar(*m_bar, share)
+                                   : AppProgressBar(m_job.get_application(), "", false, nullptr);
+    const PictureTile made =
+        render_tile(m_job.get_stage(), m_job.get_settings(), folder.get_source(), tile, bar);
+    folder.write(made);
+    report.ray_counts = made.ray_counts;
+    report.seconds = stopwatch.lap();
+    return report;
+}
+
+void TileRun::take_report(const TileReport& report) {
+    m_reports.push_back(report);
+    m_bar->set_value(static_cast<float>(m_reports.size()) / static_cast<float>(get_tile_count()));
+    if (m_settings.joins_tiles && m_reports.size() == get_tile_count())
+        join_tiles();
+}
+
+void TileRun::join_tiles() {
+    Stopwatch stopwatch;
+    const std::string folder = get_tiles_folder(m_settings.picture_path, m_settings.parent);
+    TileMerge merge;
+    for (unsigned tile = 0; tile < m_settings.tiles.count; ++tile)
+        merge.add(
+            (std::filesystem::path(folder) / get_tile_name(tile, m_settings.tiles.count)).string());
+    for (const std::string& flaw : merge.get_flaws())
+        throw UserError(flaw);
+    PictureOutput(m_settings.picture_path, m_settings.format)
+        .write(merge.get_picture(), merge.get_light());
+    m_join_seconds += stopwatch.lap();
+}
+
+namespace {
+
+/// Over all tiles.
+struct TileSums {
+    unsigned made = 0;
+    RayCounts ray_counts;
+    /// Of all ranks together.
+    double seconds = 0.0;
+    double tree_seconds = 0.0;
+
+    explicit TileSums(const std::vector<TileReport>& reports) {
+        for (const TileReport& report : reports) {
+            made += report.was_there ? 0 : 1;
+            ray_counts.add(report.ray_counts);
+            seconds += report.seconds;
+            tree_seconds += report.tree_seconds;
+        }
+    }
+};
+
+} // namespace
+
+void TileRun::print() const {
+    const TileSums sums(m_reports);
+    const TileChoice& tiles = m_settings.tiles;
+    const std::string place = m_settings.joins_tiles
+                                  ? m_settings.picture_path
+                                  : get_tiles_folder(m_settings.picture_path, m_settings.parent);
+    std::printf("%s: tiles %u to %u of %u, %u made and %zu already there, in %.2f s\n",
+                place.c_str(), tiles.first + 1, tiles.last + 1, tiles.count, sums.made,
+                m_reports.size() - sums.made, m_total_seconds);
+    std::printf("%.2f million rays; scene and trees took %.2f s, tiles %.2f s",
+                static_cast<double>(sums.ray_counts.get_total()) * 1e-6, sums.tree_seconds,
+                sums.seconds);
+    if (is_lone())
+        std::printf("\n");
+    else
+        std::printf(", over %u ranks\n", m_team.get_size());
+}
+
+void TileRun::print_json() const {
+    const TileSums sums(m_reports);
+    const TileChoice& tiles = m_settings.tiles;
+    const RenderSettings& settings = m_job.get_settings();
+    nlohmann::ordered_json each = nlohmann::ordered_json::array();
+    for (const TileReport& report : m_reports)
+        each.push_back({{"tile", tiles.first + report.unit + 1},
+                        {"rank", report.rank},
+                        {"was_there", report.was_there},
+                        {"tree_seconds", report.tree_seconds},
+                        {"seconds", report.seconds}});
+    const nlohmann::ordered_json json = {
+        {"picture", m_settings.picture_path},
+        {"folder", get_tiles_folder(m_settings.picture_path, m_settings.parent)},
+        {"width", settings.width},
+        {"height", settings.height},
+        {"ranks", m_team.get_size()},
+        {"threads", settings.threads},
+        {"tiles", tiles.count},
+        {"first_tile", tiles.first + 1},
+        {"last_tile", tiles.last + 1},
+        {"made", sums.made},
+        {"already_there", m_reports.size() - sums.made},
+        {"rays", sums.ray_counts.get_total()},
+        {"seconds",
+         {{"trees", sums.tree_seconds},
+          {"tiles", sums.seconds},
+          {"join", m_join_seconds},
+          {"total", m_total_seconds}}},
+        {"each", std::move(each)}};
+    std::puts(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+}
+
+} // namespace gas_app

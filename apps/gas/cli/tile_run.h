@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/picture_output.h>
+#include <apps/gas/cli/render_job.h>
+#include <apps/gas/farm/team.h>
+#include <apps/gas/farm/tile_folder.h>
+
+namespace gas_app {
+
+/// Makes tiles of a picture, alone or in a team, and leaves out those that are there. A team then
+/// joins them to the picture.
+class TileRun {
+  public:
+    struct Settings {
+        /// Where the picture is to be, whose tiles stand beside it or in `parent` unless that is
+        /// empty; and its format.
+        std::string picture_path;
+        std::string format;
+        std::string parent;
+        /// Of all processes, or of this one.
+        TileChoice tiles;
+        bool joins_tiles = false;
+    };
+
+    TileRun(RenderJob& job, const Settings& settings, Team& team);
+    /// On rank 0 also reports.
+    void run();
+
+  private:
+    TileReport make_tile(unsigned unit);
+    void take_report(const TileReport& report);
+    const TileFolder& open_folder();
+    void join_tiles();
+    void print() const;
+    void print_json() const;
+    unsigned get_tile_count() const { return m_settings.tiles.last - m_settings.tiles.first + 1; }
+    bool is_lone() const { return m_team.get_size() < 2; }
+
+    RenderJob& m_job;
+    const Settings m_settings;
+    Team& m_team;
+    AppProgressBar* m_bar = nullptr;
+    std::optional<TileFolder> m_folder;
+    /// Of rank 0.
+    std::vector<TileReport> m_reports;
+    double m_join_seconds = 0.0;
+    double m_total_seconds = 0.0;
+};
+
+} // namespace gas_app
