@@ -11,6 +11,7 @@
 
 #include <apps/gas/cli/picture_output.h>
 #include <apps/gas/cli/scene_options.h>
+#include <apps/gas/farm/frames.h>
 #include <apps/gas/math/vector_math.h>
 #include <apps/gas/render/render_settings.h>
 #include <apps/gas/render/renderer.h>
@@ -49,12 +50,14 @@ class RenderCommand : public Command {
     void run() const override;
 
   private:
+    void add_frame_options(CLI::Option& repeat, CLI::Option& load);
     RenderSettings get_render_settings() const;
     TreeSettings get_tree_settings() const;
     void choose_walks(RenderSettings& settings) const;
-    PictureOutput get_output() const;
+    PictureOutput get_output(const std::string& path) const;
     void draw(RenderJob& job, const PictureOutput& output) const;
-    void make_tiles(RenderJob& job) const;
+    void make_tiles(RenderJob& job, const std::optional<FrameChoice>& frames) const;
+    std::optional<FrameChoice> get_frames() const;
 
     SceneOptions m_scene;
     std::string m_output_path;
@@ -65,6 +68,9 @@ class RenderCommand : public Command {
     std::string m_size = "640x400";
     std::string m_view;
     std::optional<std::string> m_tiles;
+    std::optional<std::string> m_frames;
+    std::string m_animation = "turn";
+    std::string m_refit_limit = "1.2";
     /// Empty: beside the picture.
     std::string m_tiles_folder;
     unsigned m_samples = 12;

@@ -121,6 +121,20 @@ TileChoice parse_tiles(const std::string& text, unsigned most) {
     return {range->first - 1, range->last - 1, *count};
 }
 
+FrameChoice parse_frames(const std::string& text) {
+    const std::optional<WholeRange> range = read_range(text);
+    if (!range || range->last > largest_frame)
+        fail("--frames", text,
+             "expected A-B, such as 0-99, or A, of 0 to " + std::to_string(largest_frame));
+    return {range->first, range->last};
+}
+
+MeshMotion parse_animation(const std::string& name) {
+    if (name != "turn" && name != "wave")
+        fail("--animate", name, "expected turn or wave");
+    return name == "turn" ? MeshMotion::turn : MeshMotion::wave;
+}
+
 double parse_number(const std::string& text, std::string_view option, double low, double high) {
     double number = 0.0;
     const char* end = text.data() + text.size();

@@ -5,7 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include <apps/gas/scene/camera.h>
+#include <apps/gas/farm/frames.h>
+#include <apps/gas/scene/stage.h>
 #include <apps/gas/trees/tree_kind.h>
 
 namespace gas_app {
@@ -39,6 +40,12 @@ struct TileChoice {
 
 /// `A-B/N` or `A/N`: from 1 on, of at most `most`, which is how many the picture can be cut into.
 TileChoice parse_tiles(const std::string& text, unsigned most);
+
+/// `A-B` or `A`, of 0 to `largest_frame`.
+FrameChoice parse_frames(const std::string& text);
+
+/// `turn` or `wave`.
+MeshMotion parse_animation(const std::string& name);
 
 /// A number of `low` to `high`.
 double parse_number(const std::string& text, std::string_view option, double low, double high);

@@ -4,6 +4,7 @@
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
+#include <apps/gas/cli/frame_run.h>
 #include <apps/gas/cli/option_values.h>
 #include <apps/gas/cli/render_report.h>
 #include <apps/gas/cli/tile_run.h>
@@ -22,9 +23,10 @@ RenderCommand::RenderCommand(CLI::App& app)
                           "The picture's format, whatever its name: png, ppm, pfm or exr; on "
                           "standard output usually png. pfm and exr hold the scene's light as "
                           "floats; exr needs a program that was built with OpenEXR");
-    m_command->add_option("--load", m_saved_path,
-                          "Map the mesh's tree from a file that gas build made of the same mesh "
-                          "with the same --tree, --motion and --up, in place of building it");
+    CLI::Option* load = m_command->add_option(
+        "--load", m_saved_path,
+        "Map the mesh's tree from a file that gas build made of the same mesh with the same "
+        "--tree, --motion and --up, in place of building it");
     CLI::Option* tiles = m_command->add_option(
         "--tiles", m_tiles,
         "A-B/N: cut the picture into N tiles and make the files of tiles A to B, for gas merge, in "
@@ -44,13 +46,15 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->capture_default_str();
     m_command->add_option("--camera", m_view,
                           "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
-    m_command
-        ->add_option("--repeat", m_render_count,
-                     "Render the picture so many times, and report the time of each: the first "
-                     "finds the cells of grids not built")
-        ->check(whole_number(1, 1000))
-        ->capture_default_str()
-        ->excludes(tiles);
+    CLI::Option* repeat =
+        m_command
+            ->add_option("--repeat", m_render_count,
+                         "Render the picture so many times, and report the time of each: the first "
+                         "finds the cells of grids not built")
+            ->check(whole_number(1, 1000))
+            ->capture_default_str()
+            ->excludes(tiles);
+    add_frame_options(*repeat, *load);
     m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
@@ -71,6 +75,28 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->add_flag("--brute-force", m_brute_force,
                    "Test every item instead of walking trees: the same picture, slowly")
         ->excludes(heat_map);
+}
+
+void RenderCommand::add_frame_options(CLI::Option& repeat, CLI::Option& load) {
+    CLI::Option* frames =
+        m_command
+            ->add_option("--frames", m_frames,
+                         "A-B: render these frames of an animation, of what moves in the scene or "
+                         "of the mesh. The output's name has a place for the number, such as %04d")
+            ->excludes(&repeat)
+            ->excludes(&load);
+    m_command
+        ->add_option("--animate", m_animation,
+                     "With --frames, what a mesh does: turn, once in 120 frames, or wave")
+        ->needs(frames)
+        ->capture_default_str();
+    m_command
+        ->add_option("--refit-limit", m_refit_limit,
+                     "With --frames: plain trees are refitted until that would cost so many times "
+                     "what it did at their build, by the surface area heuristic; one frame in 16 "
+                     "is built in any case. 0: all frames are built")
+        ->needs(frames)
+        ->capture_default_str();
 }
 
 RenderSettings RenderCommand::get_render_settings() const {
@@ -127,11 +153,20 @@ void RenderCommand::run() const {
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
     stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
-    const TreeSettings tree_settings = get_tree_settings();
-    const PictureOutput output = get_output();
+    TreeSettings tree_settings = get_tree_settings();
+    const std::optional<FrameChoice> frames = get_frames();
+    if (frames) {
+        stage_settings.animation = parse_animation(m_animation);
+        tree_settings.is_animated = true;
+        tree_settings.refit_limit = parse_number(m_refit_limit, "--refit-limit", 0.0, 1000.0);
+    }
+    const PictureOutput output =
+        get_output(frames ? get_frame_path(m_output_path, frames->first) : m_output_path);
     RenderJob job(m_scene, stage_settings, settings, tree_settings, application);
     if (m_tiles)
-        make_tiles(job);
+        make_tiles(job, frames);
+    else if (frames)
+        FrameRun(job, *frames, m_output_path, m_format).run();
     else
         draw(job, output);
 }
@@ -149,11 +184,14 @@ void RenderCommand::draw(RenderJob& job, const PictureOutput& output) const {
     LightPicture light;
     if (output.takes_light())
         light = LightPicture(settings.width, settings.height);
-    const RenderResult result = job.draw(picture, light);
+    const auto make_bar = [&]() -> AppProgressBar& {
+        return *job.get_application().create_progress_bar("Rendering", m_scene.shows_progress());
+    };
+    const RenderResult result = job.draw(picture, light, make_bar());
     timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
     timing.renders.push_back(result.seconds);
     while (timing.renders.size() < m_render_count)
-        timing.renders.push_back(job.draw(picture, light).seconds);
+        timing.renders.push_back(job.draw(picture, light, make_bar()).seconds);
     stopwatch.lap();
     output.write(picture, light);
     timing.write = stopwatch.lap();
@@ -167,23 +205,34 @@ void RenderCommand::draw(RenderJob& job, const PictureOutput& output) const {
         report.print_text(output.is_standard_output() ? stderr : stdout);
 }
 
-void RenderCommand::make_tiles(RenderJob& job) const {
+std::optional<FrameChoice> RenderCommand::get_frames() const {
+    if (!m_frames)
+        return std::nullopt;
+    const FrameChoice frames = parse_frames(*m_frames);
+    if (get_frame_path(m_output_path, frames.first).empty())
+        throw OptionError("--output " + m_output_path +
+                          ": --frames needs one place for the frame's number, such as %04d");
+    return frames;
+}
+
+void RenderCommand::make_tiles(RenderJob& job, const std::optional<FrameChoice>& frames) const {
     if (m_output_path == "-")
         throw OptionError("--tiles: standard output takes a picture, not its tiles");
     TileRun::Settings settings;
     settings.picture_path = m_output_path;
     settings.format = m_format;
     settings.parent = m_tiles_folder;
+    settings.frames = frames;
     settings.tiles = parse_tiles(*m_tiles, get_block_count(job.get_settings()));
     LoneTeam team;
     TileRun(job, settings, team).run();
 }
 
 /// Checks what can be checked before the work.
-PictureOutput RenderCommand::get_output() const {
-    if (m_output_path != "-")
-        check_output_path(m_output_path, m_scene.mesh_path);
-    const PictureOutput output(m_output_path, m_format);
+PictureOutput RenderCommand::get_output(const std::string& path) const {
+    if (path != "-")
+        check_output_path(path, m_scene.mesh_path);
+    const PictureOutput output(path, m_format);
     if (output.takes_light() && m_heat_map)
         throw OptionError("--heatmap: is drawn in eight-bit colours, for png or ppm");
     if (output.is_standard_output() && m_scene.json)

@@ -5,10 +5,21 @@
 
 #include <apps/common/instruction_set.h>
 #include <apps/gas/cli/ray_walk.h>
+#include <apps/gas/farm/frames.h>
 #include <apps/gas/farm/picture_hash.h>
 #include <apps/gas/image/heat_map.h>
 
 namespace gas_app {
+
+void TreeSteps::add(const Scene& scene) {
+    const auto count = [this](const TracedTree& tree) {
+        const TreeStep step = tree.get_step();
+        ++(step == TreeStep::built ? built : step == TreeStep::refitted ? refitted : kept);
+    };
+    for (const auto& shape : scene.get_shapes())
+        count(shape->get_tree());
+    count(scene.get_tree());
+}
 
 void RenderJob::make_stage() {
     if (m_stage)
@@ -18,20 +29,59 @@ void RenderJob::make_stage() {
     m_stage_seconds += stopwatch.lap();
 }
 
+void RenderJob::go_to(unsigned frame) {
+    make_stage();
+    if (m_frame == frame)
+        return;
+    set_frame(frame);
+    m_is_built = false;
+}
+
+void RenderJob::set_frame(unsigned frame) {
+    Stopwatch stopwatch;
+    m_stage->set_shutter(ShutterTime::of_frame(frame));
+    m_frame = frame;
+    m_stage_seconds += stopwatch.lap();
+}
+
 void RenderJob::build(bool shows_progress) {
     if (m_is_built)
         return;
-    Stopwatch stopwatch;
     AppProgressBar& bar = *m_application.create_progress_bar("Building trees", shows_progress);
-    m_stage->scene->build(m_stage->camera.get_position(), bar, m_tree_settings);
+    if (m_frame)
+        build_frame(bar);
+    else
+        build_stage(bar, TreeReuse::none);
     bar.finish();
-    m_build_seconds += stopwatch.lap();
     m_is_built = true;
 }
 
-RenderResult RenderJob::draw(Picture& picture, LightPicture& light) {
-    AppProgressBar& bar =
-        *m_application.create_progress_bar("Rendering", m_options.shows_progress());
+void RenderJob::build_stage(AppProgressBar& bar, TreeReuse reuse) {
+    Stopwatch stopwatch;
+    m_tree_settings.reuse = reuse;
+    m_stage->scene->build(m_stage->camera.get_position(), bar, m_tree_settings);
+    m_tree_steps.add(*m_stage->scene);
+    m_build_seconds += stopwatch.lap();
+}
+
+/// Steps through the frames of the run up to the one that the stage shows.
+void RenderJob::build_frame(AppProgressBar& bar) {
+    const unsigned frame = *m_frame;
+    if (m_tree_settings.kind != TreeKind::plain || m_tree_settings.refit_limit <= 0.0)
+        return build_stage(bar, TreeReuse::none);
+    const unsigned start = get_run_start(frame);
+    const bool goes_on = m_built_frame && *m_built_frame >= start && *m_built_frame <= frame;
+    for (unsigned step = goes_on ? *m_built_frame + 1 : start; step <= frame; ++step) {
+        if (step != m_frame)
+            set_frame(step);
+        // Until it is done, the trees are of no frame.
+        m_built_frame.reset();
+        build_stage(bar, step == start ? TreeReuse::same_boxes : TreeReuse::refit);
+        m_built_frame = step;
+    }
+}
+
+RenderResult RenderJob::draw(Picture& picture, LightPicture& light, AppProgressBar& bar) {
     if (!m_settings.counts_walks)
         return render_picture(*m_stage, m_settings, bar, picture,
                               light.width > 0 ? &light : nullptr);
@@ -56,6 +106,7 @@ TileSource RenderJob::get_source(unsigned tile_count) const {
     source.width = m_settings.width;
     source.height = m_settings.height;
     source.tile_count = tile_count;
+    source.frame = m_frame.value_or(TileSource::no_frame);
     source.content = m_settings.counts_walks ? TileContent::costs : TileContent::light;
     source.seed = m_settings.seed;
     source.version = gas_get_version_string();

@@ -33,6 +33,15 @@ class Stopwatch {
     Clock::time_point m_lap_start = m_start;
 };
 
+/// How many trees came to their boxes in each way.
+struct TreeSteps {
+    unsigned built = 0;
+    unsigned refitted = 0;
+    unsigned kept = 0;
+
+    void add(const Scene& scene);
+};
+
 /// What a command line wants drawn: its stage and trees, made when they are first needed.
 class RenderJob {
   public:
@@ -45,12 +54,15 @@ class RenderJob {
 
     /// Makes the stage, or does nothing. Throws a UserError.
     void make_stage();
-    /// Builds the trees of the stage, which is made, or does nothing.
+    /// Makes it as it is in a frame of an animation.
+    void go_to(unsigned frame);
+    /// Builds the trees of the stage, which is made, or does nothing. Those of a frame are refits
+    /// where that is cheap enough, of trees that this builds for earlier frames of the same run.
     void build(bool shows_progress);
 
-    /// Draws the picture, or the costs of a heat map; fills a bar of its own. `light` is unused
-    /// where it has no size.
-    RenderResult draw(Picture& picture, LightPicture& light);
+    /// Draws the picture, or the costs of a heat map, and fills the bar. `light` is unused where it
+    /// has no size.
+    RenderResult draw(Picture& picture, LightPicture& light, AppProgressBar& bar);
 
     /// What tiles are part of; the stage is made.
     TileSource get_source(unsigned tile_count) const;
@@ -62,9 +74,14 @@ class RenderJob {
     /// That the stage and the trees took, all told.
     double get_stage_seconds() const { return m_stage_seconds; }
     double get_build_seconds() const { return m_build_seconds; }
+    /// All that were taken, those for frames in between, too.
+    const TreeSteps& get_tree_steps() const { return m_tree_steps; }
 
   private:
     std::string describe_walk() const;
+    void build_stage(AppProgressBar& bar, TreeReuse reuse);
+    void set_frame(unsigned frame);
+    void build_frame(AppProgressBar& bar);
 
     const SceneOptions& m_options;
     StageSettings m_stage_settings;
@@ -73,8 +90,12 @@ class RenderJob {
     AppBase& m_application;
     std::optional<Stage> m_stage;
     bool m_is_built = false;
+    /// That the stage shows, and that its trees are of.
+    std::optional<unsigned> m_frame;
+    std::optional<unsigned> m_built_frame;
     double m_stage_seconds = 0.0;
     double m_build_seconds = 0.0;
+    TreeSteps m_tree_steps;
 };
 
 } // namespace gas_app

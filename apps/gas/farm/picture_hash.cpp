@@ -62,6 +62,8 @@ std::uint64_t hash_settings(const RenderSettings& settings, const TreeSettings& 
         hash.add(trees.cell_count);
         hash.add(trees.has_cell_bars);
         hash.add(build_method);
+        if (trees.is_animated)
+            hash.add(trees.refit_limit);
     }
     return hash.get();
 }

@@ -17,6 +17,8 @@ struct TileReport {
     /// To make it, without its scene and trees; and these, where it was the first that needed them.
     double seconds = 0.0;
     double tree_seconds = 0.0;
+    unsigned built_trees = 0;
+    unsigned refitted_trees = 0;
     RayCounts ray_counts;
 };
 

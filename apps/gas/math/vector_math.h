@@ -32,6 +32,13 @@ inline Vec3 normalized(const Vec3& vector) {
     return size > 0.0 ? vector * (1.0 / size) : Vec3{0.0, 1.0, 0.0};
 }
 
+/// The lowest power of two that is not below a positive number.
+inline double round_up_to_power(double number) {
+    int exponent = 0;
+    const double fraction = std::frexp(number, &exponent);
+    return std::ldexp(fraction > 0.5 ? 1.0 : 0.5, exponent);
+}
+
 /// Component by component.
 inline Vec3 multiply(const Vec3& a, const Vec3& b) { return {a.x * b.x, a.y * b.y, a.z * b.z}; }
 

@@ -17,17 +17,21 @@ constexpr double tile_spacing = 0.48;
 /// spiral arms of stones, conifers, and tiles over the ground.
 class Garden {
   public:
+    using Mover = std::function<void(const ShutterTime& shutter)>;
+
     Garden(double detail, bool motion)
         : m_detail(detail), m_sample_count(motion ? motion_sample_count : 1),
           m_scene(std::make_unique<Scene>(m_sample_count)) {}
 
-    std::unique_ptr<Scene> make() {
+    /// What moves is listed in `movers`, to which the scene's parts are known.
+    std::unique_ptr<Scene> make(std::vector<Mover>& movers) {
         add_ground();
         add_pond();
         add_center();
         add_ring();
         add_spirals();
         add_conifers();
+        movers = std::move(m_movers);
         return std::move(m_scene);
     }
 
@@ -45,9 +49,6 @@ class Garden {
         const double levels = usual + 0.5 * std::log2(m_detail);
         return static_cast<unsigned>(std::clamp(levels + 0.5, 1.0, usual + 1.0));
     }
-    double get_time(unsigned sample) const {
-        return m_sample_count < 2 ? 0.0 : static_cast<double>(sample) / (m_sample_count - 1);
-    }
 
     const Shape& add_mesh(const char* name, const TriangleMesh& mesh) {
         return m_scene->add_shape(std::make_unique<MeshShape>(name, mesh));
@@ -58,10 +59,17 @@ class Garden {
     /// Turns around `axis`, in the shape's own space, by `angle` while the shutter is open.
     void place_turning(const Shape& shape, const Transform& placement, const Vec3& axis,
                        double angle, const Material& material) {
-        Instance instance{&shape, {}, material};
-        for (unsigned sample = 0; sample < m_sample_count; ++sample)
-            instance.placements.push_back(placement * rotate(axis, angle * get_time(sample)));
-        m_scene->add_instance(std::move(instance));
+        const auto get_placements = [=, count = m_sample_count](const ShutterTime& shutter) {
+            std::vector<Transform> placements;
+            for (unsigned sample = 0; sample < count; ++sample)
+                placements.push_back(placement * rotate(axis, angle * shutter.get(sample, count)));
+            return placements;
+        };
+        const auto number = static_cast<unsigned>(m_scene->get_instances().size());
+        m_scene->add_instance({&shape, get_placements(ShutterTime()), material});
+        m_movers.push_back([=, scene = m_scene.get()](const ShutterTime& shutter) {
+            scene->set_placements(number, get_placements(shutter));
+        });
     }
 
     void add_ground() {
@@ -74,13 +82,19 @@ class Garden {
 
     void add_pond() {
         const TriangleMesh disc = make_disc(get_steps(64, 4), get_steps(200, 12));
-        std::vector<std::vector<Vec3>> samples;
-        for (unsigned sample = 0; sample < m_sample_count; ++sample)
-            samples.push_back(make_ripples(disc.vertices, get_time(sample)));
         TriangleMesh water = disc;
         water.crease_cosine = -1.0;
-        const Shape& pond =
-            m_scene->add_shape(std::make_unique<MeshShape>("water", water, samples));
+        const auto get_samples = [water, count = m_sample_count](const ShutterTime& shutter) {
+            std::vector<std::vector<Vec3>> samples;
+            for (unsigned sample = 0; sample < count; ++sample)
+                samples.push_back(make_ripples(water.vertices, shutter.get(sample, count)));
+            return samples;
+        };
+        auto shape = std::make_unique<MeshShape>("water", water, get_samples(ShutterTime()));
+        m_movers.push_back([=, &moving = *shape](const ShutterTime& shutter) {
+            moving.set_samples(water, get_samples(shutter));
+        });
+        const Shape& pond = m_scene->add_shape(std::move(shape));
         place(pond, translate({0.0, 0.10, 0.0}) * scale(pond_radius),
               {{0.035, 0.105, 0.115}, 0.09, false});
 
@@ -105,11 +119,18 @@ class Garden {
                       translate({0.0, 2.55, 0.0}) * rotate({1.0, 0.0, 0.0}, 0.5 * pi) * scale(1.62),
                       {0.0, 0.0, 1.0}, 0.16, {{0.98, 0.60, 0.16}, 0.75, true});
 
-        std::vector<std::vector<Sphere>> samples;
-        for (unsigned sample = 0; sample < m_sample_count; ++sample)
-            samples.push_back(make_swarm(get_count(16000), get_time(sample)));
-        const Shape& swarm =
-            m_scene->add_shape(std::make_unique<SphereShape>("swarm", std::move(samples)));
+        const auto get_samples = [spheres = get_count(16000),
+                                  count = m_sample_count](const ShutterTime& shutter) {
+            std::vector<std::vector<Sphere>> samples;
+            for (unsigned sample = 0; sample < count; ++sample)
+                samples.push_back(make_swarm(spheres, shutter.get(sample, count)));
+            return samples;
+        };
+        auto shape = std::make_unique<SphereShape>("swarm", get_samples(ShutterTime()));
+        m_movers.push_back([=, &moving = *shape](const ShutterTime& shutter) {
+            moving.set_samples(get_samples(shutter));
+        });
+        const Shape& swarm = m_scene->add_shape(std::move(shape));
         place(swarm, {}, {{1.0, 1.0, 1.0}, 0.0, false});
     }
 
@@ -188,6 +209,7 @@ class Garden {
     double m_detail;
     unsigned m_sample_count;
     std::unique_ptr<Scene> m_scene;
+    std::vector<Mover> m_movers;
     const Shape* m_column = nullptr;
     const Shape* m_ball = nullptr;
     const Shape* m_rock = nullptr;
@@ -202,13 +224,19 @@ Stage make_default_stage(const StageSettings& settings) {
     const ViewPoint view = settings.has_view ? settings.view : ViewPoint{22.0, 9.5, 1.0};
     // A tall picture steps back, until it is as wide as the usual one is high.
     const double narrowness = std::max(1.0, 1.0 * settings.height / settings.width);
+    std::vector<Garden::Mover> movers;
     Stage stage{
-        Garden(settings.detail, settings.motion).make(),
+        Garden(settings.detail, settings.motion).make(movers),
         Camera(view, target, distance * narrowness, field_of_view, settings.width, settings.height),
         Sky(),
         5.0,
         24.0,
-        74.0};
+        74.0,
+        nullptr};
+    stage.set_shutter = [movers = std::move(movers)](const ShutterTime& shutter) {
+        for (const Garden::Mover& mover : movers)
+            mover(shutter);
+    };
     return stage;
 }
 

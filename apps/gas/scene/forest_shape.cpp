@@ -100,6 +100,8 @@ Box ForestShape::get_exact_box(unsigned) const {
 
 /// How far trees have swayed at a sample: 0 to 1, faster at first.
 double ForestShape::get_sway(unsigned sample) const {
+    if (m_shutter)
+        return 0.5 - 0.5 * std::cos(m_shutter->get(sample, m_sample_count));
     if (m_sample_count < 2)
         return 0.0;
     const double time = static_cast<double>(sample) / (m_sample_count - 1);
@@ -108,7 +110,7 @@ double ForestShape::get_sway(unsigned sample) const {
 
 double ForestShape::get_sway(const Moment& moment) const {
     if (m_sample_count < 2)
-        return 0.0;
+        return get_sway(0);
     const double before = get_sway(moment.sample);
     return before + (get_sway(moment.sample + 1) - before) * moment.fraction;
 }

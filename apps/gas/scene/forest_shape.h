@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <optional>
+
 #include <apps/gas/scene/shape.h>
+#include <apps/gas/scene/shutter_time.h>
 #include <apps/gas/scene/triangle.h>
 
 namespace gas_app {
@@ -19,6 +22,13 @@ class ForestShape : public Shape {
   public:
     /// `item_count` of at least 1. `sample_count`: motion samples, 1 when the air is still.
     ForestShape(std::string name, unsigned item_count, unsigned sample_count);
+
+    /// Trees sway to and fro from now on, and are where they are at that time. Not while its tree
+    /// is used.
+    void set_shutter(const ShutterTime& shutter) {
+        forget_boxes();
+        m_shutter = shutter;
+    }
 
     static constexpr double clearing_radius = 9.0;
     /// The radius of a forest of `item_count` items.
@@ -45,6 +55,8 @@ class ForestShape : public Shape {
 
     unsigned m_item_count;
     unsigned m_sample_count;
+    /// Of an animation.
+    std::optional<ShutterTime> m_shutter;
 };
 
 } // namespace gas_app

@@ -25,8 +25,9 @@ TriangleMesh make_land(double radius) {
 
 Stage make_forest_stage(const StageSettings& settings, unsigned item_count) {
     auto scene = std::make_unique<Scene>(settings.motion ? motion_sample_count : 1);
-    const Shape& forest = scene->add_shape(
-        std::make_unique<ForestShape>("forest", item_count, scene->get_sample_count()));
+    auto shape = std::make_unique<ForestShape>("forest", item_count, scene->get_sample_count());
+    ForestShape& moving = *shape;
+    const Shape& forest = scene->add_shape(std::move(shape));
     scene->add_instance({&forest, {Transform()}, {{1.0, 1.0, 1.0}, 0.0, false}});
     constexpr double border = 30.0;
     const double radius = ForestShape::get_radius(item_count) + border;
@@ -43,7 +44,8 @@ Stage make_forest_stage(const StageSettings& settings, unsigned item_count) {
             Sky(),
             3.0,
             0.3 * radius,
-            1.6 * radius};
+            1.6 * radius,
+            [&moving](const ShutterTime& shutter) { moving.set_shutter(shutter); }};
 }
 
 } // namespace gas_app

@@ -8,8 +8,8 @@
 
 namespace gas_app {
 
-/// Parts of the procedural scene, a garden around a pond. Times run over the samples of the
-/// shutter, 0 to 1.
+/// Parts of the procedural scene, a garden around a pond. The shutter of a single picture
+/// is open from time 0 to 1.
 
 /// `count` tiles and pebbles of very different sizes around the pond, coloured.
 TriangleMesh make_tiles(unsigned count, double inner_radius, double spacing);

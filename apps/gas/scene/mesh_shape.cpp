@@ -14,10 +14,18 @@ MeshShape::MeshShape(std::string name, const TriangleMesh& mesh,
       m_sample_count(static_cast<unsigned>(samples.size())), m_colors(mesh.colors) {
     m_corners.reserve(samples.size() * m_count);
     m_normals.reserve(samples.size() * m_count);
-    for (const std::vector<Vec3>& vertices : samples)
-        add_sample(mesh, vertices);
+    set_samples(mesh, samples);
     using Callbacks = ShapeCallbacks<MeshShape>;
     m_tree.set_callbacks(Callbacks::find_any_hit, Callbacks::find_nearest_hit, this);
+}
+
+void MeshShape::set_samples(const TriangleMesh& mesh,
+                            const std::vector<std::vector<Vec3>>& samples) {
+    forget_boxes();
+    m_corners.clear();
+    m_normals.clear();
+    for (const std::vector<Vec3>& vertices : samples)
+        add_sample(mesh, vertices);
 }
 
 void MeshShape::add_sample(const TriangleMesh& mesh, const std::vector<Vec3>& vertices) {

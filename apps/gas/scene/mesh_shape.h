@@ -15,6 +15,9 @@ class MeshShape : public Shape {
     MeshShape(std::string name, const TriangleMesh& mesh,
               const std::vector<std::vector<Vec3>>& samples);
 
+    /// Moves its vertices; there are as many samples as before. Not while its tree is used.
+    void set_samples(const TriangleMesh& mesh, const std::vector<std::vector<Vec3>>& samples);
+
     unsigned get_item_count() const override { return m_count; }
     unsigned get_sample_count() const override { return m_sample_count; }
     Box get_item_box(unsigned item, unsigned sample) const override;

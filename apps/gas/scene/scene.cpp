@@ -28,6 +28,11 @@ void Scene::add_instance(Instance instance) {
     m_instances.push_back(std::move(instance));
 }
 
+void Scene::set_placements(unsigned instance, std::vector<Transform> placements) {
+    m_inverse_placements[instance] = placements.front().get_inverse();
+    m_instances[instance].placements = std::move(placements);
+}
+
 CtxMotionBlur Scene::get_motion_blur() const {
     return {0.0f, 1.0f, m_sample_count < 2 ? 0 : m_sample_count};
 }
@@ -61,13 +66,16 @@ TreeSettings get_instance_settings(TreeSettings settings) {
 
 } // namespace
 
-GMathBbox3<double> Scene::get_bbox() const {
+GMathBbox3<double> Scene::get_bbox() const { return m_bbox ? *m_bbox : find_bbox(); }
+
+Box Scene::find_bbox() const {
     Box box = empty_box();
     for (unsigned sample = 0; sample < m_sample_count; ++sample) {
         // Many instances share few shapes.
         std::vector<std::pair<const Shape*, Box>> shape_boxes;
         for (const auto& shape : m_shapes)
-            shape_boxes.emplace_back(shape.get(), shape->get_exact_box(get_sample(*shape, sample)));
+            shape_boxes.emplace_back(shape.get(),
+                                     shape->find_exact_box(get_sample(*shape, sample)));
         for (const Instance& instance : m_instances)
             for (const auto& [shape, shape_box] : shape_boxes)
                 if (shape == instance.shape)
@@ -79,7 +87,8 @@ GMathBbox3<double> Scene::get_bbox() const {
 void Scene::build(const Vec3& camera, AppProgressBar& progress_bar,
                   const TreeSettings& first_settings) {
     TreeSettings settings = first_settings;
-    Box origins = get_bbox();
+    m_bbox = find_bbox();
+    Box origins = *m_bbox;
     grow(origins, camera);
     std::size_t total = m_instances.size();
     for (const auto& shape : m_shapes)
@@ -103,7 +112,9 @@ void Scene::build(const Vec3& camera, AppProgressBar& progress_bar,
     const auto get_box = [this](unsigned instance, unsigned sample) {
         return get_instance_box(instance, sample);
     };
-    const double reach = std::max(gas_get_reach(origins), gas_get_reach(bounds));
+    double reach = std::max(gas_get_reach(origins), gas_get_reach(bounds));
+    if (settings.is_animated)
+        reach = round_up_to_power(reach);
     const double padding = gas_get_box_padding(reach);
     for (Box& box : m_swept_boxes)
         box = {box.min - Vec3{padding, padding, padding},

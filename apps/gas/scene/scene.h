@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <gas/object/gas_object.h>
@@ -53,10 +54,14 @@ class Scene : public GasObject {
     /// Throws std::logic_error when the number of placements fits neither the shape nor the scene.
     void add_instance(Instance instance);
 
+    /// Moves an instance to as many placements as it has. Not while the tree is used.
+    void set_placements(unsigned instance, std::vector<Transform> placements);
+
     unsigned get_sample_count() const { return m_sample_count; }
     /// Shutter 0 to 1 over the scene's samples; without any for a scene that stands still.
     CtxMotionBlur get_motion_blur() const;
-    /// Around everything at every motion sample; exact, known before the trees are built.
+    /// Around everything at every motion sample; exact, known before the trees are built. As it was
+    /// when they were built, if they were.
     GMathBbox3<double> get_bbox() const override;
 
     /// Builds all trees for rays that start at `camera` or in the scene's box. At least one
@@ -72,6 +77,7 @@ class Scene : public GasObject {
                         double distance, float time) const;
 
   private:
+    Box find_bbox() const;
     Box get_instance_box(unsigned instance, unsigned sample) const;
     double get_local_reach(const Shape& shape, const Box& origins) const;
     Transform get_placement(const Instance& instance, const Moment& moment) const;
@@ -119,6 +125,8 @@ class Scene : public GasObject {
     /// Per instance, padded: its box at all motion samples together.
     std::vector<Box> m_swept_boxes;
     TracedTree m_tree;
+    /// Of the last build.
+    std::optional<Box> m_bbox;
 };
 
 } // namespace gas_app

@@ -45,6 +45,9 @@ class Shape {
     /// The box of all items at a sample. Exact, unless the shape has too many to visit each.
     virtual Box get_exact_box(unsigned sample) const;
 
+    /// The same box, which is computed once until the items move.
+    const Box& find_exact_box(unsigned sample);
+
     /// Builds the tree for rays whose origins lie within `reach` of this space's origin, along each
     /// axis.
     void build(double reach, const TreeSettings& settings, AppProgressBar& progress_bar,
@@ -52,10 +55,16 @@ class Shape {
     const TracedTree& get_tree() const { return m_tree; }
 
   protected:
+    /// To be called when items have moved.
+    void forget_boxes() { m_exact_boxes.clear(); }
+
     TracedTree m_tree;
 
   private:
     std::string m_name;
+    /// Per sample; empty: not known.
+    std::vector<Box> m_exact_boxes;
+    bool m_is_built = false;
 };
 
 } // namespace gas_app

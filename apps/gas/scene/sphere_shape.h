@@ -22,6 +22,12 @@ class SphereShape : public Shape {
     /// `samples` holds the spheres at each motion sample; their colours are those of the first.
     SphereShape(std::string name, std::vector<std::vector<Sphere>> samples);
 
+    /// Moves the spheres; there are as many samples as before. Not while its tree is used.
+    void set_samples(std::vector<std::vector<Sphere>> samples) {
+        forget_boxes();
+        m_samples = std::move(samples);
+    }
+
     unsigned get_item_count() const override;
     unsigned get_sample_count() const override;
     Box get_item_box(unsigned item, unsigned sample) const override;

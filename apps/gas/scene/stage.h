@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <apps/gas/scene/camera.h>
 #include <apps/gas/scene/scene.h>
+#include <apps/gas/scene/shutter_time.h>
 #include <apps/gas/scene/sky.h>
 
 namespace gas_app {
@@ -20,6 +23,14 @@ struct Stage {
     /// Distances at which surfaces begin to fade into the sky, and at which they have vanished.
     double haze_start = 1e6;
     double haze_end = 2e6;
+    /// Moves everything that moves to another time; the trees have to be built anew.
+    std::function<void(const ShutterTime& shutter)> set_shutter;
+};
+
+/// What a mesh does in an animation.
+enum class MeshMotion {
+    turn, ///< turns as a whole
+    wave  ///< sways from its foot
 };
 
 /// The settings of a stage and its camera.
@@ -30,6 +41,8 @@ struct StageSettings {
     /// Whether the view point was chosen by the user; otherwise each stage has its own.
     bool has_view = false;
     bool motion = false;
+    /// Where it is one of an animation: what a mesh does there.
+    std::optional<MeshMotion> animation;
     /// Of the procedural scene: how many items, compared with the usual.
     double detail = 1.0;
     /// Of a mesh file: the axis that points up, 0 to 2.

@@ -112,9 +112,13 @@ void TracedTree::build(const Items& items, const TreeSettings& settings,
     m_items.describe(items);
     const bool is_plain = settings.kind == TreeKind::plain;
     m_items.set_scale(is_plain ? 1.0 : gas_get_scene_scale(m_items.get_padded_bounds()));
-    choose_tree(settings);
     AppProgressBar part(progress_bar, progress_share);
-    std::visit([&](auto& tree) { build_tree(tree, settings, part); }, m_tree);
+    if (!reuse(settings, part)) {
+        choose_tree(settings);
+        std::visit([&](auto& tree) { build_tree(tree, settings, part); }, m_tree);
+        m_step = TreeStep::built;
+        m_is_refitted = false;
+    }
     part.set_value(1.0f);
     m_asked_by_build = m_items.get_asked_count();
 }
@@ -142,6 +146,11 @@ void TracedTree::build_tree(Tree& tree, const TreeSettings& settings,
         return map_tree_over(boxes, settings);
     AppProgressBar part(progress_bar, shares.tree);
     measure(settings.measures_memory, [&] { create(tree, boxes, settings.thread_count, part); });
+    if constexpr (std::is_same_v<Tree, GasTree>)
+        if (settings.is_animated) {
+            m_boxes_hash = m_built_hash = gas_hash_boxes(&boxes[0], boxes.get_count());
+            m_cost = m_built_cost = get_tree_statistics(tree).sah_cost;
+        }
 
     if (sample_count < 2)
         return;
@@ -150,6 +159,47 @@ void TracedTree::build_tree(Tree& tree, const TreeSettings& settings,
         fill(sample, boxes, progress_bar, shares.sample);
         tree.refit_motion_blur_sample(boxes, sample);
     }
+}
+
+bool TracedTree::keep(const TreeSettings& settings) {
+    if (settings.kind != TreeKind::plain || settings.reuse == TreeReuse::none ||
+        (settings.reuse == TreeReuse::same_boxes && m_is_refitted))
+        return false;
+    m_step = TreeStep::kept;
+    return true;
+}
+
+/// Whether the plain tree of an earlier frame serves this one, too.
+bool TracedTree::reuse(const TreeSettings& settings, AppProgressBar& progress_bar) {
+    GasTree* const tree = std::get_if<GasTree>(&m_tree);
+    if (settings.reuse == TreeReuse::none || settings.kind != TreeKind::plain || !tree ||
+        tree->get_leaf_count() != m_items.get().item_count)
+        return false;
+    const BuildShares shares(m_items.get().sample_count);
+    ItemBoxes boxes(m_items.get().item_count);
+    fill(m_items.get_built_sample(), boxes, progress_bar, shares.boxes);
+    const std::uint64_t hash = gas_hash_boxes(&boxes[0], boxes.get_count());
+    // What stands still has no samples.
+    const bool is_same = hash == m_boxes_hash && m_items.get().sample_count < 2;
+    if (settings.reuse == TreeReuse::same_boxes) {
+        m_step = TreeStep::kept;
+        return is_same && hash == m_built_hash && !m_is_refitted;
+    }
+    m_step = is_same ? TreeStep::kept : TreeStep::refitted;
+    if (is_same)
+        return true;
+    tree->refit(boxes);
+    m_boxes_hash = hash;
+    m_is_refitted = true;
+    m_cost = get_tree_statistics(*tree).sah_cost;
+    // Written so that a NaN is built anew.
+    if (!(m_cost <= settings.refit_limit * m_built_cost))
+        return false;
+    for (unsigned sample = 0; sample < tree->get_motion_blur_sample_count(); ++sample) {
+        fill(sample, boxes, progress_bar, shares.sample);
+        tree->refit_motion_blur_sample(boxes, sample);
+    }
+    return true;
 }
 
 /// A grid's build asks for the box of each item once, and for each motion sample once more; it does

@@ -21,6 +21,9 @@ enum class Query {
     nearest_hit ///< the nearest (closest) hit
 };
 
+/// How a tree came to its boxes.
+enum class TreeStep { built, refitted, kept };
+
 /// A tree of the chosen kind with its callbacks. Its items can also be traced by brute force.
 class TracedTree {
   public:
@@ -42,6 +45,16 @@ class TracedTree {
     /// bar about evenly. Items may be asked for their boxes as long as the tree lives.
     void build(const Items& items, const TreeSettings& settings, AppProgressBar& progress_bar,
                float progress_share);
+
+    /// In place of `build` where the items and their padding are those of the last one: whether the
+    /// tree serves this frame, too.
+    bool keep(const TreeSettings& settings);
+
+    /// What `build` or `keep` did last; and the cost of an animation's plain tree by the surface
+    /// area heuristic, now and when it was built.
+    TreeStep get_step() const { return m_step; }
+    double get_cost() const { return m_cost; }
+    double get_built_cost() const { return m_built_cost; }
 
     /// Maps a saved tree without its items: to be looked at, not to be traced. Throws a UserError.
     void load(const std::string& path, const TreeSettings& settings);
@@ -93,6 +106,7 @@ class TracedTree {
     template <typename Tree>
     void map_tree(Tree& tree, const std::string& path, const GasFileSettings& settings);
     void map_tree_over(const ItemBoxes& boxes, const TreeSettings& settings);
+    bool reuse(const TreeSettings& settings, AppProgressBar& progress_bar);
     void fill(unsigned sample, ItemBoxes& boxes, AppProgressBar& progress_bar, float share);
 
     AnyTree m_tree;
@@ -104,6 +118,13 @@ class TracedTree {
     std::optional<std::size_t> m_build_peak;
     std::uint64_t m_asked_by_build = 0;
     bool m_is_loaded = false;
+    TreeStep m_step = TreeStep::built;
+    /// Of an animation's plain tree: hashes of the boxes that it has, and was built over.
+    std::uint64_t m_boxes_hash = 0;
+    std::uint64_t m_built_hash = 0;
+    bool m_is_refitted = false;
+    double m_cost = 0.0;
+    double m_built_cost = 0.0;
 };
 
 } // namespace gas_app

@@ -25,6 +25,13 @@ inline std::string_view get_name(TreeKind kind) {
 inline constexpr std::array<std::string_view, 4> build_method_names = {"median", "hybrid",
                                                                        "sah-fast", "sah"};
 
+/// What may take the place of a build in the next frame of an animation.
+enum class TreeReuse {
+    none,       ///< nothing
+    same_boxes, ///< the tree, where it was built over just these boxes
+    refit       ///< also a plain tree that is refitted, unless that makes it too dear
+};
+
 /// How the trees of a scene are built. The build method is a setting of the application.
 struct TreeSettings {
     TreeKind kind = TreeKind::plain;
@@ -43,6 +50,14 @@ struct TreeSettings {
     unsigned thread_count = 1;
     /// A file to map in place of a build, of this kind and over the same boxes; empty: none.
     std::string saved_path;
+
+    /// Of an animation, whose scenes share paddings so that what stands still has the same boxes in
+    /// each frame.
+    bool is_animated = false;
+    TreeReuse reuse = TreeReuse::none;
+    /// The most that a refitted tree may cost (surface area heuristic), as a multiple of what it
+    /// cost when it was built.
+    double refit_limit = 1.2;
 
     static constexpr unsigned items_per_cell = 128;
 
