@@ -31,6 +31,9 @@ install(TARGETS ${gas_installed_targets}
 
 if(TARGET gas_app)
     install(TARGETS gas_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    if(TARGET gas_mpi)
+        install(TARGETS gas_mpi RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    endif()
 endif()
 
 set(gas_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/gas")

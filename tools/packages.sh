@@ -10,7 +10,7 @@ build_packages=(
 check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
 full_check_packages=(
     clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev doxygen
-    valgrind
+    valgrind libopenmpi-dev openmpi-bin
 )
 
 # Installs those of the named packages that are missing; touches nothing when none is.

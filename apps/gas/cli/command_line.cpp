@@ -11,6 +11,7 @@
 #include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
 #include <apps/gas/cli/commands.h>
+#include <apps/gas/farm/team.h>
 
 namespace gas_app {
 
@@ -24,6 +25,9 @@ int report(int exit_code, const char* message) {
 int report_usage(const std::string& message) {
     return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
 }
+
+/// All processes of a team find the same wrong with a command line.
+bool is_silent(const Team* team) { return team && team->get_rank() > 0; }
 
 /// What is wrong with the command line. A subcommand or option that there is not comes before all
 /// else that may be wrong.
@@ -42,6 +46,27 @@ std::string describe(const CLI::App& app, const CLI::ParseError& error) {
 
 /// What a tree could not do goes to standard error, and the program goes on.
 void print_report(void*, const GasReport& told) { report(exit_failed, told.text); }
+
+/// `gas-mpi`, in one of its processes.
+int parse_and_run_team(int argument_count, const char* const* arguments, Team& team) {
+    CLI::App app("Renders a picture by all ranks of an MPI job, as gas render does by one process: "
+                 "the same picture, bit for bit.",
+                 "gas-mpi");
+    app.set_version_flag("--version", "gas-mpi " GAS_PROGRAM_VERSION, "Print the version and exit");
+    app.require_subcommand(1);
+    RenderCommand render(app, &team);
+    try {
+        app.parse(argument_count, arguments);
+    } catch (const CLI::ParseError& error) {
+        const bool is_answered = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
+        if (is_silent(&team))
+            return is_answered ? exit_done : exit_usage;
+        return is_answered ? app.exit(error) : report_usage(describe(app, error));
+    }
+    choose_instruction_set();
+    render.run();
+    return exit_done;
+}
 
 int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, saves the trees, says what they are "
@@ -72,14 +97,17 @@ int parse_and_run(int argument_count, const char* const* arguments) {
 
 } // namespace
 
-int run_command_line(int argument_count, const char* const* arguments) {
+int run_command_line(int argument_count, const char* const* arguments, Team* team) {
     gas_set_report(print_report);
     try {
-        const int exit_code = parse_and_run(argument_count, arguments);
+        const int exit_code = team ? parse_and_run_team(argument_count, arguments, *team)
+                                   : parse_and_run(argument_count, arguments);
         if (std::fflush(stdout) != 0 || std::ferror(stdout))
             return report(exit_failed, "standard output cannot be written");
         return exit_code;
     } catch (const OptionError& error) {
+        if (is_silent(team))
+            return exit_usage;
         return report_usage(error.what());
     } catch (const UserError& error) {
         return report(exit_failed, error.what());

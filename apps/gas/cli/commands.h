@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <gas/tree/gas_tree.h>
 
+#include <apps/gas/cli/option_values.h>
 #include <apps/gas/cli/picture_output.h>
 #include <apps/gas/cli/scene_options.h>
 #include <apps/gas/farm/frames.h>
@@ -25,6 +26,7 @@ namespace gas_app {
 
 class Comparison;
 class RenderJob;
+class Team;
 struct VerificationSettings;
 
 /// A subcommand. The command line refers to its members.
@@ -46,10 +48,13 @@ class Command {
 /// `gas render`: a picture of a mesh or of the procedural scene.
 class RenderCommand : public Command {
   public:
-    explicit RenderCommand(CLI::App& app);
+    /// With a team (may be null), its processes share each picture.
+    explicit RenderCommand(CLI::App& app, Team* team = nullptr);
     void run() const override;
 
   private:
+    CLI::Option& add_tile_options();
+    TileChoice choose_tiles(const RenderSettings& settings) const;
     void add_frame_options(CLI::Option& repeat, CLI::Option& load);
     RenderSettings get_render_settings() const;
     TreeSettings get_tree_settings() const;
@@ -59,6 +64,7 @@ class RenderCommand : public Command {
     void make_tiles(RenderJob& job, const std::optional<FrameChoice>& frames) const;
     std::optional<FrameChoice> get_frames() const;
 
+    Team* m_team;
     SceneOptions m_scene;
     std::string m_output_path;
     /// Empty: none.

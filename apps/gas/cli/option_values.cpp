@@ -121,6 +121,15 @@ TileChoice parse_tiles(const std::string& text, unsigned most) {
     return {range->first - 1, range->last - 1, *count};
 }
 
+unsigned parse_tile_count(const std::string& text, unsigned most) {
+    const std::optional<unsigned> count = read_whole(text);
+    if (!count || *count < 1 || *count > most)
+        fail("--tiles", text,
+             "expected a whole number from 1 to " + std::to_string(most) +
+                 ", into which a picture of this size can be cut");
+    return *count;
+}
+
 FrameChoice parse_frames(const std::string& text) {
     const std::optional<WholeRange> range = read_range(text);
     if (!range || range->last > largest_frame)

@@ -41,6 +41,9 @@ struct TileChoice {
 /// `A-B/N` or `A/N`: from 1 on, of at most `most`, which is how many the picture can be cut into.
 TileChoice parse_tiles(const std::string& text, unsigned most);
 
+/// A number of 1 to `most`.
+unsigned parse_tile_count(const std::string& text, unsigned most);
+
 /// `A-B` or `A`, of 0 to `largest_frame`.
 FrameChoice parse_frames(const std::string& text);
 

@@ -11,8 +11,9 @@
 
 namespace gas_app {
 
-RenderCommand::RenderCommand(CLI::App& app)
-    : Command(app, "render", "Render a picture of a mesh or of the procedural scene") {
+RenderCommand::RenderCommand(CLI::App& app, Team* team)
+    : Command(app, "render", "Render a picture of a mesh or of the procedural scene"),
+      m_team(team) {
     m_scene.add_to(*m_command);
     m_command
         ->add_option("-o,--output", m_output_path,
@@ -27,15 +28,7 @@ RenderCommand::RenderCommand(CLI::App& app)
         "--load", m_saved_path,
         "Map the mesh's tree from a file that gas build made of the same mesh with the same "
         "--tree, --motion and --up, in place of building it");
-    CLI::Option* tiles = m_command->add_option(
-        "--tiles", m_tiles,
-        "A-B/N: cut the picture into N tiles and make the files of tiles A to B, for gas merge, in "
-        "the folder of the output's name and .tiles; those that are there are left as they are. "
-        "Any runs together give the picture of one run");
-    m_command
-        ->add_option("--tiles-folder", m_tiles_folder,
-                     "Where the folder of tiles stands, if not beside the picture")
-        ->needs(tiles);
+    CLI::Option* tiles = &add_tile_options();
     m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
         ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
@@ -75,6 +68,32 @@ RenderCommand::RenderCommand(CLI::App& app)
         ->add_flag("--brute-force", m_brute_force,
                    "Test every item instead of walking trees: the same picture, slowly")
         ->excludes(heat_map);
+}
+
+CLI::Option& RenderCommand::add_tile_options() {
+    CLI::Option* tiles = nullptr;
+    if (m_team)
+        tiles = m_command->add_option(
+            "--tiles", m_tiles,
+            "N: cut the picture into so many tiles, which are dealt to the ranks; usually some "
+            "of 64 blocks of 16 x 16 pixels. They stand in the folder of the output's name and "
+            ".tiles until the picture is done; a job that was stopped takes up those that are "
+            "there");
+    else
+        tiles = m_command->add_option(
+            "--tiles", m_tiles,
+            "A-B/N: cut the picture into N tiles and make the files of tiles A to B, for gas "
+            "merge, in the folder of the output's name and .tiles; those that are there are left "
+            "as they are. Any runs together give the picture of one run");
+    CLI::Option* folder =
+        m_command->add_option("--tiles-folder", m_tiles_folder,
+                              m_team ? "Where the folder of tiles stands, if not beside the "
+                                       "picture; there they are kept"
+                                     : "Where the folder of tiles stands, if not beside the "
+                                       "picture");
+    if (!m_team)
+        folder->needs(tiles);
+    return *tiles;
 }
 
 void RenderCommand::add_frame_options(CLI::Option& repeat, CLI::Option& load) {
@@ -152,7 +171,8 @@ void RenderCommand::run() const {
     stage_settings.has_view = !m_view.empty();
     if (stage_settings.has_view)
         stage_settings.view = parse_view(m_view);
-    stage_settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
+    const bool is_first = !m_team || m_team->get_rank() == 0;
+    stage_settings.hints_at_up_axis = is_first && !m_scene.has_up_axis && !m_scene.quiet;
     TreeSettings tree_settings = get_tree_settings();
     const std::optional<FrameChoice> frames = get_frames();
     if (frames) {
@@ -163,7 +183,7 @@ void RenderCommand::run() const {
     const PictureOutput output =
         get_output(frames ? get_frame_path(m_output_path, frames->first) : m_output_path);
     RenderJob job(m_scene, stage_settings, settings, tree_settings, application);
-    if (m_tiles)
+    if (m_tiles || m_team)
         make_tiles(job, frames);
     else if (frames)
         FrameRun(job, *frames, m_output_path, m_format).run();
@@ -218,14 +238,27 @@ std::optional<FrameChoice> RenderCommand::get_frames() const {
 void RenderCommand::make_tiles(RenderJob& job, const std::optional<FrameChoice>& frames) const {
     if (m_output_path == "-")
         throw OptionError("--tiles: standard output takes a picture, not its tiles");
+    if (m_render_count > 1)
+        throw OptionError("--repeat: a team renders each picture once");
     TileRun::Settings settings;
     settings.picture_path = m_output_path;
     settings.format = m_format;
     settings.parent = m_tiles_folder;
     settings.frames = frames;
-    settings.tiles = parse_tiles(*m_tiles, get_block_count(job.get_settings()));
-    LoneTeam team;
-    TileRun(job, settings, team).run();
+    settings.tiles = choose_tiles(job.get_settings());
+    settings.joins_tiles = m_team != nullptr;
+    settings.keeps_tiles = !m_team || !m_tiles_folder.empty();
+    LoneTeam lone;
+    TileRun(job, settings, m_team ? *m_team : lone).run();
+}
+
+TileChoice RenderCommand::choose_tiles(const RenderSettings& settings) const {
+    const unsigned most = get_block_count(settings);
+    if (!m_team)
+        return parse_tiles(*m_tiles, most);
+    const unsigned count =
+        m_tiles ? parse_tile_count(*m_tiles, most) : TileCut::get_usual_count(most);
+    return {0, count - 1, count};
 }
 
 /// Checks what can be checked before the work.

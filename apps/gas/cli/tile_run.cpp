@@ -27,6 +27,8 @@ void TileRun::run() {
     m_total_seconds = stopwatch.get_total();
     if (!is_first)
         return;
+    if (!m_settings.keeps_tiles)
+        remove_tiles();
     if (m_job.get_options().json)
         print_json();
     else if (!m_job.get_options().quiet)
@@ -104,6 +106,19 @@ void TileRun::join_tiles(unsigned unit) {
         throw UserError(flaw);
     PictureOutput(picture, m_settings.format).write(merge.get_picture(), merge.get_light());
     m_join_seconds += stopwatch.lap();
+}
+
+/// What else stands in a folder stays, and the folder with it.
+void TileRun::remove_tiles() const {
+    std::error_code error;
+    for (unsigned unit = 0; unit < get_unit_count(); ++unit) {
+        const std::filesystem::path folder =
+            get_tiles_folder(get_picture_path(unit), m_settings.parent);
+        std::filesystem::remove(folder / get_tile_name(get_tile(unit), m_settings.tiles.count),
+                                error);
+        if (get_tile(unit) == m_settings.tiles.last)
+            std::filesystem::remove(folder, error);
+    }
 }
 
 namespace {

@@ -25,6 +25,8 @@ class TileRun {
         /// Whose pictures they are of, where the picture's path is a pattern.
         std::optional<FrameChoice> frames;
         bool joins_tiles = false;
+        /// Whether they stay when they are joined.
+        bool keeps_tiles = true;
     };
 
     TileRun(RenderJob& job, const Settings& settings, Team& team);
@@ -36,6 +38,7 @@ class TileRun {
     void take_report(const TileReport& report);
     const TileFolder& open_folder(unsigned unit);
     void join_tiles(unsigned unit);
+    void remove_tiles() const;
     void print() const;
     void print_json() const;
     std::string get_picture_path(unsigned unit) const;
