@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas_mpi/mpi_team.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <mutex>
 #include <optional>
@@ -12,6 +15,7 @@
 #include <mpi.h>
 
 #include <apps/common/user_error.h>
+#include <apps/gas/cli/command_line.h>
 #include <apps/gas/farm/dealer.h>
 
 namespace gas_app {
@@ -34,7 +38,12 @@ struct Question {
     TileReport report;
 };
 
-enum class Order { work, wait, stop };
+enum class Order {
+    work,
+    wait,
+    stop, ///< all is done
+    leave ///< all is done, and a rank is lost, for which the end of MPI would wait
+};
 
 struct Answer {
     Order order = Order::stop;
@@ -122,9 +131,10 @@ class Leader {
   public:
     Leader(unsigned unit_count, unsigned rank_count, const Team::Take& take)
         : m_dealer(unit_count, rank_count), m_take(take), m_asked(rank_count),
-          m_heard(rank_count, get_seconds()), m_is_stopped(rank_count, false) {}
+          m_heard(rank_count, get_seconds()) {}
 
-    void run(const Team::Work& work) {
+    /// Whether all ranks are there at the end.
+    bool run(const Team::Work& work) {
         OwnWork own(work);
         while (!is_over()) {
             Question question;
@@ -140,10 +150,12 @@ class Leader {
             if (!is_busy)
                 std::this_thread::sleep_for(pause);
         }
+        const bool has_all = std::all_of(m_asked.begin(), m_asked.end(),
+                                         [](const auto& asked) { return asked.has_value(); });
         // Those that seem dead may be slow.
-        for (unsigned rank = 1; rank < m_is_stopped.size(); ++rank)
-            if (!m_is_stopped[rank])
-                send(Answer{Order::stop, 0}, rank, answer_tag);
+        for (unsigned rank = 1; rank < m_asked.size(); ++rank)
+            send(Answer{has_all ? Order::stop : Order::leave, 0}, rank, answer_tag);
+        return has_all;
     }
 
   private:
@@ -156,26 +168,26 @@ class Leader {
 
     void reply(unsigned rank, OwnWork& own) {
         const double now = get_seconds();
-        Answer answer;
-        if (!m_dealer.is_done()) {
-            const std::optional<unsigned> unit = m_dealer.deal(rank, now);
-            if (!unit && now - *m_asked[rank] < usual_wait)
-                return;
-            answer = unit ? Answer{Order::work, *unit} : Answer{Order::wait, 0};
-        }
+        const std::optional<unsigned> unit = m_dealer.deal(rank, now);
+        if (!unit && now - *m_asked[rank] < usual_wait)
+            return;
+        // At the end all wait until it is known whether any is lost.
+        if (rank == 0 && !unit)
+            return;
         m_asked[rank].reset();
-        m_is_stopped[rank] = answer.order == Order::stop;
+        const Answer answer = unit ? Answer{Order::work, *unit} : Answer{Order::wait, 0};
         if (rank == 0)
             own.answer(answer);
         else
             send(answer, rank, answer_tag);
     }
 
+    /// Whether all is done, and all ranks that live have nothing to do.
     bool is_over() const {
         if (!m_dealer.is_done())
             return false;
-        for (unsigned rank = 0; rank < m_is_stopped.size(); ++rank)
-            if (!m_is_stopped[rank] && !seems_dead(rank))
+        for (unsigned rank = 0; rank < m_asked.size(); ++rank)
+            if (!m_asked[rank] && !seems_dead(rank))
                 return false;
         return true;
     }
@@ -188,11 +200,9 @@ class Leader {
 
     Dealer m_dealer;
     const Team::Take& m_take;
-    /// Per rank: since when it waits for an answer, when it was last heard of, and whether it was
-    /// told to stop.
+    /// Per rank: since when it waits for an answer, and when it was last heard of.
     std::vector<std::optional<double>> m_asked;
     std::vector<double> m_heard;
-    std::vector<bool> m_is_stopped;
 };
 
 } // namespace
@@ -209,15 +219,23 @@ MpiTeam::MpiTeam(int& argument_count, char**& arguments) {
     m_size = static_cast<unsigned>(number);
 }
 
-MpiTeam::~MpiTeam() { MPI_Finalize(); }
-
-void MpiTeam::abort(int exit_code) { MPI_Abort(MPI_COMM_WORLD, exit_code); }
+int MpiTeam::finish(int exit_code) const {
+    // All ranks find a command line invalid, but one alone may lack a file.
+    if (exit_code == exit_failed)
+        MPI_Abort(MPI_COMM_WORLD, exit_code);
+    if (!m_has_all) {
+        std::fflush(nullptr);
+        std::_Exit(exit_code);
+    }
+    MPI_Finalize();
+    return exit_code;
+}
 
 void MpiTeam::share(unsigned unit_count, const Work& work, const Take& take) {
     if (m_size == 1)
         LoneTeam().share(unit_count, work, take);
     else if (m_rank == 0)
-        Leader(unit_count, m_size, take).run(work);
+        m_has_all = Leader(unit_count, m_size, take).run(work);
     else
         follow(work);
 }
@@ -234,7 +252,8 @@ void MpiTeam::follow(const Work& work) {
                 throw UserError("rank 0 answers no more");
             std::this_thread::sleep_for(pause);
         }
-        if (answer.order == Order::stop)
+        m_has_all = answer.order != Order::leave;
+        if (answer.order == Order::stop || answer.order == Order::leave)
             return;
         question.has_report = answer.order == Order::work;
         if (question.has_report)

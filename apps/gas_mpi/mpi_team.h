@@ -13,21 +13,21 @@ class MpiTeam : public Team {
     MpiTeam(int& argument_count, char**& arguments);
     MpiTeam(const MpiTeam&) = delete;
     MpiTeam& operator=(const MpiTeam&) = delete;
-    /// Ends it.
-    ~MpiTeam() override;
 
     unsigned get_rank() const override { return m_rank; }
     unsigned get_size() const override { return m_size; }
     void share(unsigned unit_count, const Work& work, const Take& take) override;
 
-    /// Ends all ranks.
-    void abort(int exit_code);
+    /// Ends MPI; where this rank failed, of all ranks. Returns the exit code.
+    int finish(int exit_code) const;
 
   private:
     void follow(const Work& work);
 
     unsigned m_rank = 0;
     unsigned m_size = 1;
+    /// Whether no rank was lost.
+    bool m_has_all = true;
 };
 
 } // namespace gas_app

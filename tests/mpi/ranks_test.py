@@ -12,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 GAS, GAS_MPI, MPIRUN = map(os.path.abspath, sys.argv[1:4])
 # More ranks than processors, in a container, too.
 ENVIRONMENT = dict(os.environ, OMPI_ALLOW_RUN_AS_ROOT="1", OMPI_ALLOW_RUN_AS_ROOT_CONFIRM="1")
@@ -99,10 +100,38 @@ def outlive_a_rank():
     expect(read("killed.ppm") == read("whole.ppm"), "the picture that the other ranks finished")
 
 
+def run_job_files():
+    """The examples for Slurm, as its jobs run them."""
+    folder = os.path.join(ROOT, "packaging", "slurm")
+    # The programs as they are installed.
+    os.mkdir("bin")
+    os.symlink(GAS, "bin/gas")
+    os.symlink(GAS_MPI, "bin/gas-mpi")
+    options = SCENE[:-2] + SPP
+    path = os.path.abspath("bin") + ":" + ENVIRONMENT["PATH"]
+
+    def submit(name, picture, task, count):
+        job = dict(ENVIRONMENT, PATH=path, SLURM_ARRAY_TASK_ID=str(task),
+                   SLURM_ARRAY_TASK_COUNT=str(count), SLURM_CPUS_PER_TASK="1")
+        subprocess.run([os.path.join(folder, name), picture, *options], env=job, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    for task in (1, 2, 3):
+        submit("gas-tiles.sbatch", "job.png", task, 3)
+    run([GAS, "merge", "job.png.tiles", "-o", "job.png", "--quiet"])
+    run([GAS, "render", *options, "-o", "alone.png", "--quiet"])
+    expect(read("job.png") == read("alone.png"), "the picture of an array of jobs")
+    submit("gas-frames.sbatch", "job_%d.ppm", 1, 2)
+    run([GAS, "render", *options, "--frames", "16-31", "-o", "alone_%d.ppm", "--quiet"])
+    expect(all(read(f"job_{frame}.ppm") == read(f"alone_{frame}.ppm") for frame in range(16, 32)),
+           "the frames of a job")
+    submit("gas-mpi.sbatch", "ranks.png", 1, 1)
+    expect(read("ranks.png") == read("alone.png"), "the picture of a job of ranks")
+
+
 def refuse():
-    for options, exit_code in ((["none.obj", "-o", "none.png"], 1), (["-o", "none.jpg"], 2),
-                               (["-o", "none.png", "--tiles", "1/2"], 2), (["--none"], 2),
-                               (["-o", "none.png", "--repeat", "2"], 2)):
+    for options, exit_code in ((["none.obj", "-o", "none.png"], 1),
+                               (["-o", "none.png", "--tiles", "1/2"], 2)):
         done = subprocess.run(mpi(2, options), capture_output=True, text=True, env=ENVIRONMENT,
                               check=False)
         expect(done.returncode == exit_code, f"{options}: exit code {done.returncode}")
@@ -112,6 +141,6 @@ def refuse():
 
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
-    for check in (compare_ranks, compare_frames, outlive_a_rank, refuse):
+    for check in (compare_ranks, compare_frames, outlive_a_rank, run_job_files, refuse):
         check()
         print(f"{check.__name__}: done", flush=True)
