@@ -78,6 +78,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     MergeCommand merge(app);
     BuildCommand build(app);
     StatsCommand stats(app);
+    ReportCommand report_page(app);
     QueryCommand query(app);
     VerifyCommand verify(app);
     try {
@@ -88,8 +89,8 @@ int parse_and_run(int argument_count, const char* const* arguments) {
         return report_usage(describe(app, error));
     }
     choose_instruction_set();
-    for (const Command* command :
-         std::initializer_list<const Command*>{&render, &merge, &build, &stats, &query, &verify})
+    for (const Command* command : std::initializer_list<const Command*>{
+             &render, &merge, &build, &stats, &report_page, &query, &verify})
         if (command->is_chosen())
             command->run();
     return exit_done;

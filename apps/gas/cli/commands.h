@@ -14,6 +14,7 @@
 #include <apps/gas/cli/scene_options.h>
 #include <apps/gas/farm/frames.h>
 #include <apps/gas/math/vector_math.h>
+#include <apps/gas/page/report_maker.h>
 #include <apps/gas/render/render_settings.h>
 #include <apps/gas/render/renderer.h>
 #include <apps/gas/report/compressed_statistics.h>
@@ -159,6 +160,29 @@ class StatsCommand : public Command {
 
     SceneOptions m_scene;
     bool m_validates = false;
+};
+
+/// `gas report`: one page about the trees of meshes, of the procedural scene, or of saved trees.
+class ReportCommand : public Command {
+  public:
+    explicit ReportCommand(CLI::App& app);
+    void run() const override;
+
+  private:
+    ReportSettings get_settings(std::size_t subject_count) const;
+    ReportSubject make_subject(const std::string& path, const ReportSettings& settings,
+                               AppBase& application, AppProgressBar& bar, float share) const;
+    std::vector<ReportSubject> make_subjects() const;
+
+    SceneOptions m_scene;
+    std::vector<std::string> m_mesh_paths;
+    std::vector<std::string> m_saved_paths;
+    std::string m_output_path;
+    /// Empty: the usual one.
+    std::string m_size;
+    std::string m_view;
+    unsigned m_samples = 8;
+    unsigned m_rounds = 2;
 };
 
 /// `gas query`: the leaves of a mesh's tree in a box or near a point. A leaf is a triangle: its

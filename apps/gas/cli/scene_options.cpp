@@ -10,9 +10,10 @@
 
 namespace gas_app {
 
-void SceneOptions::add_to(CLI::App& command) {
-    CLI::Option* mesh = command.add_option(
-        "mesh", mesh_path, "A Wavefront OBJ, PLY or STL file; without one the procedural scene");
+void SceneOptions::add_to(CLI::App& command, std::vector<std::string>* meshes) {
+    const char* const files = "A Wavefront OBJ, PLY or STL file; without one the procedural scene";
+    CLI::Option* mesh = meshes ? command.add_option("mesh", *meshes, files)
+                               : command.add_option("mesh", mesh_path, files);
     CLI::Option* items =
         command
             .add_option("--items", item_count,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -34,7 +35,9 @@ struct SceneOptions {
     bool json = false;
     bool quiet = false;
 
-    void add_to(CLI::App& command);
+    /// `meshes`: takes the names of any number of meshes, in place of `mesh_path`; null: there is
+    /// one at most.
+    void add_to(CLI::App& command, std::vector<std::string>* meshes = nullptr);
     /// Reads the values; throws a UserError.
     void apply(StageSettings& settings, AppBase& application) const;
     TreeSettings get_tree_settings() const;

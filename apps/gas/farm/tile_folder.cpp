@@ -77,9 +77,10 @@ PictureTile render_tile(const Stage& stage, const RenderSettings& settings,
                               });
     else
         result = render_costs(stage, settings, blocks, progress_bar,
-                              [&](unsigned block, const std::vector<double>& costs) {
-                                  std::copy(costs.begin(), costs.end(),
-                                            &made.values[places[block - blocks.first]]);
+                              [&](unsigned block, const std::vector<PixelCost>& costs) {
+                                  double* value = &made.values[places[block - blocks.first]];
+                                  for (const PixelCost& cost : costs)
+                                      *value++ = cost.visits;
                               });
     made.ray_counts = result.ray_counts;
     made.walk_counts = result.walk_counts;

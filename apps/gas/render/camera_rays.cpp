@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/render/camera_rays.h>
 
+#include <chrono>
+
 #include <gas/host/gmath_pinhole_frustum.h>
 
 #include <apps/gas/math/z_order.h>
@@ -71,16 +73,30 @@ void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned co
     else
         m_batch.clear_frustum();
     const std::uint64_t earlier_cost = get_cost(state.counts);
+    const std::uint64_t earlier_calls = state.counts.leaf_calls;
     m_batch.get_data().set_range(0, static_cast<int>(count) - 1);
-    m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
+    const double seconds = trace_timed(state, shader);
 
     const std::uint64_t cost = get_cost(state.counts) - earlier_cost;
+    const std::uint64_t calls = state.counts.leaf_calls - earlier_calls;
     for (unsigned index = 0; index < count; ++index) {
         CameraRay& ray = m_rays[m_order[first_place + index]];
         ray.hit = state.hits[index];
         ray.distance = m_batch.get_hit_distance(index);
         ray.cost = static_cast<double>(cost) / count;
+        ray.leaf_calls = static_cast<double>(calls) / count;
+        ray.seconds = seconds / count;
     }
+}
+
+/// Traces the batch. Returns its seconds, or 0 where times are not measured.
+double CameraRays::trace_timed(TraceState& state, CtxShader& shader) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = m_settings.measures_times ? Clock::now() : Clock::time_point();
+    m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
+    if (!m_settings.measures_times)
+        return 0.0;
+    return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 /// Around the pixels of the rays.

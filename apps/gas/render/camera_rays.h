@@ -57,6 +57,10 @@ struct CameraRay {
     /// Nodes visited and leaf callbacks called, nested trees included: the ray's share of its
     /// packet's or stream's cost, where walks are counted.
     double cost = 0.0;
+    /// Of the cost, the leaf callbacks.
+    double leaf_calls = 0.0;
+    /// The ray's share of the time that its packet or stream took, where times are measured.
+    double seconds = 0.0;
 };
 
 /// Traces the camera rays of a tile in batches of neighbouring pixels: as packets with the frustum
@@ -82,6 +86,7 @@ class CameraRays {
     void make_rays(const Tile& tile, unsigned first);
     void trace_batch(const Tile& tile, unsigned first_place, unsigned count, TraceState& state,
                      CtxShader& shader);
+    double trace_timed(TraceState& state, CtxShader& shader);
     GMathFrustum get_frustum(const Tile& tile, unsigned first_place, unsigned count) const;
 
     const Stage& m_stage;

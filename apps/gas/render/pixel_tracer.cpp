@@ -41,18 +41,25 @@ void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {
     light = m_light;
 }
 
-void PixelTracer::trace_costs(const Tile& tile, std::vector<double>& costs) {
-    costs.assign(tile.get_pixel_count(), 0.0);
+void PixelTracer::trace_costs(const Tile& tile, std::vector<PixelCost>& costs) {
+    costs.assign(tile.get_pixel_count(), PixelCost());
     constexpr unsigned sample_limit = CameraRays::sample_limit;
     for (unsigned first = 0; first < m_settings.samples; first += sample_limit) {
         const unsigned count = std::min(sample_limit, m_settings.samples - first);
         trace_camera_rays(tile, first, count);
         for (unsigned pixel = 0; pixel < costs.size(); ++pixel)
-            for (unsigned sample = 0; sample < count; ++sample)
-                costs[pixel] += m_camera_rays.get_ray(pixel, sample).cost;
+            for (unsigned sample = 0; sample < count; ++sample) {
+                const CameraRay& ray = m_camera_rays.get_ray(pixel, sample);
+                costs[pixel].visits += ray.cost;
+                costs[pixel].leaf_calls += ray.leaf_calls;
+                costs[pixel].seconds += ray.seconds;
+            }
     }
-    for (double& sum : costs)
-        sum /= m_settings.samples;
+    for (PixelCost& sum : costs) {
+        sum.visits /= m_settings.samples;
+        sum.leaf_calls /= m_settings.samples;
+        sum.seconds /= m_settings.samples;
+    }
 }
 
 void PixelTracer::trace_camera_rays(const Tile& tile, unsigned first, unsigned count) {

@@ -23,6 +23,15 @@ struct RayCounts {
     std::uint64_t get_total() const { return camera + mirror + shadow + ambient; }
 };
 
+/// What a pixel's camera rays cost, the mean over its samples.
+struct PixelCost {
+    /// Nodes visited and leaf callbacks called, nested trees included; and of these the callbacks.
+    double visits = 0.0;
+    double leaf_calls = 0.0;
+    /// Where times are measured.
+    double seconds = 0.0;
+};
+
 /// Computes one thread's share of the pixels. A pixel depends only on the stage, the settings and
 /// its place; its light does not depend on the packets and streams of the settings.
 class PixelTracer {
@@ -31,10 +40,8 @@ class PixelTracer {
 
     /// The mean light that reaches each pixel of the tile, row by row.
     void trace_light(const Tile& tile, std::vector<Vec3>& light);
-    /// For each pixel of the tile, row by row: nodes visited and leaf callbacks called for a camera
-    /// ray, nested trees included; the mean over the samples. Rays of a packet or a
-    /// stream share its costs evenly.
-    void trace_costs(const Tile& tile, std::vector<double>& costs);
+    /// For each pixel of the tile, row by row. Rays of a packet or a stream share its costs evenly.
+    void trace_costs(const Tile& tile, std::vector<PixelCost>& costs);
 
     /// Clears the cached leaves, so that costs do not depend on earlier tiles.
     void forget_leaves() { m_holder.forget_leaves(); }

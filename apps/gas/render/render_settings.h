@@ -25,6 +25,8 @@ struct RenderSettings {
     Walk walk = Walk::engine;
     /// Whether walks are counted, for a heat map.
     bool counts_walks = false;
+    /// Whether the time of each batch of camera rays is measured.
+    bool measures_times = false;
 
     /// Rays of one stream.
     static constexpr unsigned stream_size = 2048;

@@ -169,7 +169,7 @@ RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           const TakeCosts& take) {
     return compute_tiles(stage, settings, blocks, progress_bar,
                          [&](PixelTracer& tracer, unsigned block) {
-                             std::vector<double> costs;
+                             std::vector<PixelCost> costs;
                              tracer.trace_costs(get_block(settings, block), costs);
                              take(block, costs);
                          });
@@ -198,15 +198,25 @@ RenderResult render_picture(const Stage& stage, const RenderSettings& settings,
 }
 
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
-                          AppProgressBar& progress_bar, std::vector<double>& costs) {
-    costs.assign(std::size_t{settings.width} * settings.height, 0.0);
+                          AppProgressBar& progress_bar, std::vector<PixelCost>& costs) {
+    costs.assign(std::size_t{settings.width} * settings.height, PixelCost());
     return render_costs(stage, settings, {0, get_block_count(settings)}, progress_bar,
-                        [&](unsigned block, const std::vector<double>& block_costs) {
+                        [&](unsigned block, const std::vector<PixelCost>& block_costs) {
                             const Tile tile = get_block(settings, block);
                             for (unsigned pixel = 0; pixel < block_costs.size(); ++pixel)
                                 costs[tile.get_picture_pixel(pixel, settings.width)] =
                                     block_costs[pixel];
                         });
+}
+
+RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
+                          AppProgressBar& progress_bar, std::vector<double>& visits) {
+    std::vector<PixelCost> costs;
+    const RenderResult result = render_costs(stage, settings, progress_bar, costs);
+    visits.clear();
+    for (const PixelCost& cost : costs)
+        visits.push_back(cost.visits);
+    return result;
 }
 
 } // namespace gas_app

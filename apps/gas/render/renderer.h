@@ -44,8 +44,9 @@ RenderResult render_light(const Stage& stage, const RenderSettings& settings,
                           const BlockRange& blocks, AppProgressBar& progress_bar,
                           const TakeLight& take);
 
-/// Their costs, for a heat map. The settings say that walks are counted.
-using TakeCosts = std::function<void(unsigned block, const std::vector<double>& costs)>;
+/// Their costs, for heat maps: what the settings say of walks that are counted and of times that are
+/// measured.
+using TakeCosts = std::function<void(unsigned block, const std::vector<PixelCost>& costs)>;
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
                           const BlockRange& blocks, AppProgressBar& progress_bar,
                           const TakeCosts& take);
@@ -55,9 +56,12 @@ RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
 void paint_light(const Tile& block, const Vec3* pixels, std::uint64_t seed, Picture& picture,
                  LightPicture* light);
 
-/// The costs of each pixel, row by row, for a heat map. The settings say that walks are
-/// counted.
+/// The costs of each pixel, row by row.
 RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
-                          AppProgressBar& progress_bar, std::vector<double>& costs);
+                          AppProgressBar& progress_bar, std::vector<PixelCost>& costs);
+
+/// As above; the visits of each pixel.
+RenderResult render_costs(const Stage& stage, const RenderSettings& settings,
+                          AppProgressBar& progress_bar, std::vector<double>& visits);
 
 } // namespace gas_app

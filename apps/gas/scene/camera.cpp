@@ -57,6 +57,14 @@ Camera Camera::frame(const ViewPoint& view, const std::vector<Vec3>& points, dou
     return {view, target, distance > 0.0 ? distance : 1.0, field_of_view, width, height};
 }
 
+Camera Camera::resize(unsigned width, unsigned height) const {
+    Camera camera = *this;
+    camera.m_pixel_size *= 2.0 * m_center_y / height;
+    camera.m_center_x = 0.5 * width;
+    camera.m_center_y = 0.5 * height;
+    return camera;
+}
+
 Vec3 Camera::get_direction(double x, double y) const {
     return normalized(m_forward + m_right * ((x - m_center_x) * m_pixel_size) +
                       m_up * ((m_center_y - y) * m_pixel_size));

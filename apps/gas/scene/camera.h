@@ -29,6 +29,9 @@ class Camera {
     static Camera frame(const ViewPoint& view, const std::vector<Vec3>& points,
                         double field_of_view, unsigned width, unsigned height);
 
+    /// The same view from top to bottom in a picture of another size.
+    Camera resize(unsigned width, unsigned height) const;
+
     const Vec3& get_position() const { return m_position; }
     /// Through pixel coordinates (x, y) from the upper left corner; length 1.
     Vec3 get_direction(double x, double y) const;

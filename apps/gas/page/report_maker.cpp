@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <apps/gas/page/report_maker.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include <gas/isa/gas_instruction_set.h>
+
+#include <apps/common/instruction_set.h>
+
+namespace gas_app {
+
+namespace {
+
+constexpr std::array<const char*, 4> method_words = {"median", "hybrid", "fast SAH", "full SAH"};
+constexpr unsigned usual_packet = 64;
+
+/// Sets an instruction set, and at its end the one that was in use.
+class UsedInstructionSet {
+  public:
+    explicit UsedInstructionSet(GasInstructionSet set) { gas_set_instruction_set(set); }
+    UsedInstructionSet(const UsedInstructionSet&) = delete;
+    UsedInstructionSet& operator=(const UsedInstructionSet&) = delete;
+    ~UsedInstructionSet() { gas_set_instruction_set(m_before); }
+
+  private:
+    GasInstructionSet m_before = gas_get_instruction_set();
+};
+
+ReportRow::Memory get_memory(const TracedTree& tree) {
+    return {tree.get_memory_size(), tree.get_wide_bytes(), tree.get_total_bytes()};
+}
+
+void add(ReportRow::Memory& sum, const ReportRow::Memory& memory) {
+    sum.nodes += memory.nodes;
+    sum.wide_nodes += memory.wide_nodes;
+    sum.total += memory.total;
+}
+
+ReportTree make_tree(std::string name, const TracedTree& tree, std::size_t box_limit) {
+    const std::vector<TreeBox> boxes = list_tree_boxes(tree);
+    ReportTree made{std::move(name), tree.get_kind(), sum_levels(boxes), 0.0, 0.0, {}};
+    made.sah_cost = boxes.empty() ? 0.0 : boxes.front().cost;
+    made.mean_leaf_depth = get_mean_leaf_depth(made.levels);
+    if (box_limit > 0)
+        made.shown = choose_boxes(boxes, box_limit);
+    return made;
+}
+
+std::string get_file_name(const std::string& path) {
+    return std::filesystem::path(path).filename().string();
+}
+
+} // namespace
+
+std::string name_build(TreeKind kind, unsigned method) {
+    return std::string(get_name(kind)) + ", " + method_words[method];
+}
+
+ReportMaker::ReportMaker(Stage& stage, bool is_mesh, const ReportSettings& settings,
+                         AppBase& application)
+    : m_stage(stage), m_is_mesh(is_mesh), m_settings(settings), m_application(application),
+      m_picture_camera(stage.camera),
+      m_measured_camera(
+          stage.camera.resize(ReportSettings::measured_width, ReportSettings::measured_height)) {}
+
+ReportSubject ReportMaker::make(AppProgressBar& bar, float share) {
+    AppProgressBar part(bar, share);
+    choose_parts();
+    const std::vector<Build> builds = list_builds();
+    constexpr float rows_share = 0.6f;
+    for (const Build& build : builds) {
+        AppProgressBar step(part, rows_share / static_cast<float>(builds.size()));
+        add_row(build, step);
+        step.set_value(1.0f);
+    }
+    draw_pictures(part);
+    part.set_value(1.0f);
+    return std::move(m_subject);
+}
+
+/// Of a mesh the mesh, of a scene its instances and the largest shapes.
+void ReportMaker::choose_parts() {
+    const Scene& scene = *m_stage.scene;
+    for (const auto& shape : scene.get_shapes())
+        m_shapes.push_back(shape.get());
+    std::stable_sort(m_shapes.begin(), m_shapes.end(), [](const Shape* a, const Shape* b) {
+        return a->get_item_count() > b->get_item_count();
+    });
+    if (m_is_mesh)
+        m_shapes = {scene.get_shapes().front().get()};
+    else
+        m_shapes.insert(m_shapes.begin(), nullptr);
+    if (m_shapes.size() > ReportSettings::most_parts) {
+        m_subject.notes.push_back("Of the scene's " + std::to_string(m_shapes.size() - 1) +
+                                  " shapes the " + std::to_string(ReportSettings::most_parts - 1) +
+                                  " with the most items are shown.");
+        m_shapes.resize(ReportSettings::most_parts);
+    }
+    for (const Shape* shape : m_shapes) {
+        ReportPart part;
+        part.name = shape ? shape->get_name() : "all instances";
+        part.item_count = shape ? shape->get_item_count() : scene.get_instances().size();
+        part.mesh = shape ? make_page_mesh(*shape, m_settings.triangle_limit)
+                          : make_page_mesh(scene, m_settings.triangle_limit);
+        m_subject.parts.push_back(std::move(part));
+    }
+    for (const Instance& instance : scene.get_instances())
+        if (!m_is_mesh || instance.shape == m_shapes.front())
+            m_subject.item_count += instance.shape->get_item_count();
+    m_subject.instance_count = m_is_mesh ? 1 : scene.get_instances().size();
+}
+
+/// Saved trees, which may not fit; then every kind of tree by every method, plain ones with wide
+/// nodes and without.
+std::vector<ReportMaker::Build> ReportMaker::list_builds() const {
+    std::vector<Build> builds;
+    for (const std::string& path : m_settings.saved_paths) {
+        TreeSettings settings = m_settings.tree;
+        GasTreeFileInfo info;
+        const bool is_known = static_cast<bool>(gas_read_tree_info(path.c_str(), info));
+        settings.kind = is_known && info.is_compressed ? TreeKind::compressed : TreeKind::plain;
+        settings.has_wide_nodes = settings.kind == TreeKind::plain;
+        settings.saved_path = path;
+        builds.push_back({settings, m_settings.build_method});
+    }
+    for (const TreeKind kind : {TreeKind::plain, TreeKind::compressed, TreeKind::grid})
+        for (unsigned method = 0; method < build_method_names.size(); ++method) {
+            TreeSettings settings = m_settings.tree;
+            settings.kind = kind;
+            settings.has_cell_bars = true;
+            settings.has_wide_nodes = kind == TreeKind::plain;
+            builds.push_back({settings, method});
+            if (kind != TreeKind::plain)
+                continue;
+            settings.has_wide_nodes = false;
+            builds.push_back({settings, method});
+        }
+    return builds;
+}
+
+bool ReportMaker::is_main(const Build& build) const {
+    return build.settings.kind == m_settings.tree.kind && build.method == m_settings.build_method &&
+           build.settings.saved_path.empty();
+}
+
+/// The boxes of plain trees by all methods, of other kinds by the one that was chosen.
+bool ReportMaker::shows_boxes(const Build& build) const {
+    return build.settings.kind == TreeKind::plain || build.method == m_settings.build_method;
+}
+
+const TracedTree* ReportMaker::get_tree(std::size_t part) const {
+    return m_shapes[part] ? &m_shapes[part]->get_tree() : &m_stage.scene->get_tree();
+}
+
+void ReportMaker::build(const Build& build, AppProgressBar& bar) {
+    m_application.set_build_method(build.method);
+    m_stage.scene->build(m_picture_camera.get_position(), bar, build.settings);
+}
+
+void ReportMaker::add_row(const Build& build, AppProgressBar& bar) {
+    ReportRow row;
+    row.kind = build.settings.kind;
+    row.has_wide_nodes = build.settings.has_wide_nodes;
+    row.is_saved = !build.settings.saved_path.empty();
+    row.name = row.is_saved ? get_file_name(build.settings.saved_path)
+                            : name_build(row.kind, build.method);
+    row.build_method = row.is_saved ? "saved" : method_words[build.method];
+    AppProgressBar half(bar, 0.5f);
+    this->build(build, half);
+    half.set_value(1.0f);
+    m_stage.camera = m_measured_camera;
+    count_visits(row);
+    measure_rates(row);
+    add_trees(build, row);
+    m_stage.camera = m_picture_camera;
+    m_subject.rows.push_back(std::move(row));
+}
+
+/// Adds what each part's tree is like. Trees that differ in wide nodes alone are one.
+void ReportMaker::add_trees(const Build& build, ReportRow& row) {
+    const auto find = [&] {
+        const std::vector<ReportTree>& trees = m_subject.parts.front().trees;
+        return static_cast<std::size_t>(
+            std::find_if(trees.begin(), trees.end(),
+                         [&](const ReportTree& tree) { return tree.name == row.name; }) -
+            trees.begin());
+    };
+    const std::size_t known = row.is_saved ? m_subject.parts.front().trees.size() : find();
+    row.tree = static_cast<unsigned>(known);
+    if (is_main(build))
+        m_subject.main_tree = known;
+    for (std::size_t part = 0; part < m_shapes.size(); ++part) {
+        const TracedTree& tree = *get_tree(part);
+        row.memory.push_back(get_memory(tree));
+        if (known == m_subject.parts[part].trees.size())
+            m_subject.parts[part].trees.push_back(
+                make_tree(row.name, tree, shows_boxes(build) ? m_settings.box_limit : 0));
+    }
+    for (const auto& shape : m_stage.scene->get_shapes()) {
+        if (m_is_mesh && shape.get() != m_shapes.front())
+            continue;
+        add(row.whole, get_memory(shape->get_tree()));
+        row.build_seconds += shape->get_tree().get_build_seconds();
+    }
+    if (m_is_mesh)
+        return;
+    add(row.whole, get_memory(m_stage.scene->get_tree()));
+    row.build_seconds += m_stage.scene->get_tree().get_build_seconds();
+}
+
+RenderSettings ReportMaker::get_measured_rays() const {
+    RenderSettings settings = m_settings.render;
+    settings.width = ReportSettings::measured_width;
+    settings.height = ReportSettings::measured_height;
+    settings.samples = 1;
+    settings.packet_size = 1;
+    return settings;
+}
+
+/// By rays one by one; grids build cells meanwhile.
+void ReportMaker::count_visits(ReportRow& row) {
+    RenderSettings settings = get_measured_rays();
+    settings.counts_walks = true;
+    AppProgressBar unseen(m_application, "Counting", false, nullptr);
+    std::vector<PixelCost> costs;
+    const RenderResult result = render_costs(m_stage, settings, unseen, costs);
+    const auto rays = static_cast<double>(result.ray_counts.camera);
+    row.nodes_per_ray = static_cast<double>(result.walk_counts.visited_nodes) / rays;
+    row.leaf_calls_per_ray = static_cast<double>(result.walk_counts.leaf_calls) / rays;
+}
+
+void ReportMaker::measure_rates(ReportRow& row) {
+    const RenderSettings single = get_measured_rays();
+    RenderSettings packets = single;
+    packets.packet_size = usual_packet;
+    RenderSettings streams = single;
+    streams.camera_walk = Walk::stream;
+    RenderSettings picture = packets;
+    picture.walk = Walk::stream;
+    for (const GasInstructionSet set : {GasInstructionSet::baseline, GasInstructionSet::avx2}) {
+        if (!gas_has_instruction_set(set))
+            continue;
+        const UsedInstructionSet used(set);
+        row.rates.push_back({get_instruction_set_name(), measure_best(single, false),
+                             measure_best(packets, false), measure_best(streams, false),
+                             measure_best(picture, true)});
+    }
+}
+
+/// Million rays a second.
+double ReportMaker::measure_best(const RenderSettings& settings, bool is_picture) const {
+    double best = 0.0;
+    for (unsigned round = 0; round < m_settings.rounds; ++round) {
+        AppProgressBar unseen(m_application, "Measuring", false, nullptr);
+        Picture picture(settings.width, settings.height);
+        std::vector<PixelCost> costs;
+        const RenderResult result = is_picture ? render_picture(m_stage, settings, unseen, picture)
+                                               : render_costs(m_stage, settings, unseen, costs);
+        const auto rays = static_cast<double>(result.ray_counts.get_total());
+        best = std::max(best, 1e-6 * rays / std::max(result.seconds, 1e-9));
+    }
+    return best;
+}
+
+ReportSubject make_saved_tree_subject(const std::string& path, const ReportSettings& settings) {
+    TracedTree tree;
+    tree.load(path, settings.tree);
+    ReportSubject subject;
+    subject.name = get_file_name(path);
+    ReportPart part;
+    part.name = "saved tree";
+    part.trees.push_back(make_tree(subject.name, tree, settings.box_limit));
+    part.item_count = part.trees.front().shown.front().boxes.front().item_count;
+    subject.item_count = part.item_count;
+    subject.instance_count = 1;
+    ReportRow row;
+    row.name = subject.name;
+    row.kind = tree.get_kind();
+    row.build_method = "saved";
+    row.has_wide_nodes = tree.get_wide_bytes() > 0;
+    row.is_saved = true;
+    row.build_seconds = tree.get_build_seconds();
+    row.whole = get_memory(tree);
+    row.memory = {row.whole};
+    subject.rows.push_back(std::move(row));
+    subject.parts.push_back(std::move(part));
+    subject.notes.push_back(
+        "A saved tree has no items: there is no picture, and no ray is traced.");
+    return subject;
+}
+
+} // namespace gas_app
