@@ -44,22 +44,41 @@ Color8 encode_light(const Vec3& light, double noise) {
     return {encode(light.x), encode(light.y), encode(light.z)};
 }
 
+namespace {
+
+std::vector<unsigned char> write_png(png_image& image, const void* pixels, const void* colors) {
+    std::vector<unsigned char> bytes(PNG_IMAGE_PNG_SIZE_MAX(image));
+    png_alloc_size_t size = bytes.size();
+    constexpr int keep_eight_bits = 0;
+    constexpr int packed_rows = 0;
+    if (!png_image_write_to_memory(&image, bytes.data(), &size, keep_eight_bits, pixels,
+                                   packed_rows, colors))
+        throw std::runtime_error(std::string("the picture cannot be encoded: ") + image.message);
+    bytes.resize(size);
+    return bytes;
+}
+
+} // namespace
+
 std::vector<unsigned char> encode_png(const Picture& picture) {
     png_image image = {};
     image.version = PNG_IMAGE_VERSION;
     image.width = picture.get_width();
     image.height = picture.get_height();
     image.format = PNG_FORMAT_RGB;
+    return write_png(image, picture.get_pixels(), nullptr);
+}
 
-    std::vector<unsigned char> bytes(PNG_IMAGE_PNG_SIZE_MAX(image));
-    png_alloc_size_t size = bytes.size();
-    constexpr int keep_eight_bits = 0;
-    constexpr int packed_rows = 0;
-    if (!png_image_write_to_memory(&image, bytes.data(), &size, keep_eight_bits,
-                                   picture.get_pixels(), packed_rows, nullptr))
-        throw std::runtime_error(std::string("the picture cannot be encoded: ") + image.message);
-    bytes.resize(size);
-    return bytes;
+std::vector<unsigned char> encode_png(unsigned width, unsigned height,
+                                      const std::vector<std::uint8_t>& pixels,
+                                      const std::vector<Color8>& colors) {
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = width;
+    image.height = height;
+    image.format = PNG_FORMAT_RGB_COLORMAP;
+    image.colormap_entries = static_cast<png_uint_32>(colors.size());
+    return write_png(image, pixels.data(), colors.data());
 }
 
 std::vector<unsigned char> encode_ppm(const Picture& picture) {

@@ -51,6 +51,11 @@ Color8 encode_light(const Vec3& light, double noise);
 /// out.
 std::vector<unsigned char> encode_png(const Picture& picture);
 
+/// As above, of at most 256 colours: for each pixel its place among them.
+std::vector<unsigned char> encode_png(unsigned width, unsigned height,
+                                      const std::vector<std::uint8_t>& pixels,
+                                      const std::vector<Color8>& colors);
+
 /// The picture as the bytes of a binary PPM file.
 std::vector<unsigned char> encode_ppm(const Picture& picture);
 

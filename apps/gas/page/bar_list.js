@@ -3,8 +3,9 @@
 // as what it shows.
 //
 //   rows: [{ name, values: [numbers, one for each part; null where there is none] }]
+//   controls: an element to stand above them
 //   parts: [{ name, color }]; stacked in one bar, or each in a bar of its own
-function makeBarList({ title, text, parts, rows, show = showNumber, isStacked = false }) {
+function makeBarList({ title, text, parts, rows, controls = null, show = showNumber, isStacked = false }) {
   const id = makeId("bars");
   const sum = (values) => values.reduce((total, value) => total + (value ?? 0), 0);
   const largest = Math.max(1e-12, ...rows.map(({ values }) =>
@@ -17,6 +18,7 @@ function makeBarList({ title, text, parts, rows, show = showNumber, isStacked = 
   return make("figure.card.chart", { "aria-labelledby": id },
     make("h4", { id }, title),
     make("p.note", {}, text),
+    controls,
     parts.length > 1 ? make("div.legend", {}, parts.map(({ name, color }) =>
       make("span", {}, make("span.key", { style: { background: color } }), name))) : null,
     make("table.bar-list", {},

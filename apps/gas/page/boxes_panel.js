@@ -73,8 +73,8 @@ class BoxesPanel {
   // Without what lies far off, where that is much.
   frame({ box, focus }) {
     const size = (sides) => Math.hypot(...[0, 1, 2].map((axis) => sides[axis + 3] - sides[axis]));
-    if (size(focus) > 0.5 * size(box)) return;
-    this.view.camera.frame([0, 1, 2].map((axis) => (focus[axis] + focus[axis + 3]) / 2), 0.75 * size(focus));
+    if (size(focus) > 0.8 * size(box)) return;
+    this.view.camera.frame([0, 1, 2].map((axis) => (focus[axis] + focus[axis + 3]) / 2), 0.55 * size(focus));
   }
 
   describeMesh({ indices }) {
@@ -84,7 +84,8 @@ class BoxesPanel {
     const notes = [];
     if (mesh.octahedra) notes.push("Items without triangles are drawn as octahedra.");
     if (mesh.stride > 1) notes.push(`Only every ${mesh.stride}th item is drawn.`);
-    if (mesh.grid) notes.push(`Simplified: ${shown} of ${showWhole(mesh.triangles)} triangles, corners merged on a grid of ${mesh.grid} cells along the longest side. The tree is over all of them.`);
+    if (mesh.by_instance) notes.push(`Simplified: ${shown} of ${showWhole(mesh.triangles)} triangles, the corners of each shape merged on a grid of its own. Trees are over all of them.`);
+    else if (mesh.grid) notes.push(`Simplified: ${shown} of ${showWhole(mesh.triangles)} triangles, corners merged on a grid of ${mesh.grid} cells along the longest side. The tree is over all of them.`);
     else notes.push(`${shown} triangles.`);
     return notes.join(" ");
   }

@@ -89,7 +89,7 @@ class CanvasPainter {
     const length = Math.hypot(x, y, z) || 1;
     const side = x * back[0] + y * back[1] + z * back[2] < 0 ? -1 / length : 1 / length;
     const dot = (axis) => (x * axis[0] + y * axis[1] + z * axis[2]) * side;
-    const light = 0.22 + 0.6 * Math.max(dot(key), 0) + 0.18 * (0.5 + 0.5 * dot(up));
+    const light = 0.3 + 0.62 * Math.max(dot(key), 0) + 0.14 * (0.5 + 0.5 * dot(up));
     return Math.max(0, Math.min(64, Math.round(64 * light)));
   }
 

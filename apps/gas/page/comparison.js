@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // Ways of building trees side by side: a table that sorts by any column, and bars of time, rays,
 // visits and memory.
-const rateWays = [["single", "one by one"], ["packets", "packets of 64"], ["streams", "streams"], ["picture", "all rays of a picture, with shading"]];
+const rateWays = [["single", "camera, one by one"], ["packets", "camera, packets of 64"], ["streams", "camera, streams"], ["picture", "all of a picture, with shading"]];
 
 function listColumns(subject) {
   const sets = (subject.rows[0]?.rates ?? []).map(({ set }) => set);
   const columns = [
-    { name: "Build, ms", title: "Seconds of the build, of all trees of the scene; a grid's cells are built later, by rays", get: (row) => row.build_seconds * 1e3 },
-    { name: "SAH cost", isPart: true, get: (row, tree) => tree.sah_cost },
-    { name: "Depth", isPart: true, get: (row, tree) => tree.depth },
-    { name: "Memory, MB", get: (row) => row.whole.total / 1e6 },
+    { name: "Build, ms", digits: 1, sparesGrids: true, get: (row) => row.build_seconds * 1e3 },
+    { name: "SAH cost", digits: 1, sparesGrids: true, get: (row, tree) => tree.sah_cost },
+    { name: "Depth", digits: 0, get: (row, tree) => tree.depth },
+    { name: "Memory, MB", digits: 2, get: (row) => row.whole.total / 1e6 },
   ];
   if (sets.length)
     columns.push(
-      { name: "Nodes a ray", get: (row) => row.nodes_per_ray },
-      { name: "Leaf calls a ray", get: (row) => row.leaf_calls_per_ray },
-      ...sets.map((set, i) => ({ name: `M rays/s, ${set}`, isRate: true, isBestHigh: true, get: (row) => row.rates[i].single })));
+      { name: "Nodes a ray", digits: 2, get: (row) => row.nodes_per_ray },
+      { name: "Leaf calls a ray", digits: 2, get: (row) => row.leaf_calls_per_ray },
+      ...sets.map((set, i) => ({ name: `M rays/s, ${set}`, digits: 2, isBestHigh: true, get: (row) => row.rates[i].single })));
   return columns;
 }
 
@@ -46,13 +46,13 @@ class Comparison {
       ordered.sort((a, b) => (this.getNumber(column, a) - this.getNumber(column, b)) * (isUp ? 1 : -1));
     }
     const best = this.columns.map((column) => {
-      const numbers = rows.map((row) => this.getNumber(column, row)).filter((number) => number !== null);
+      const numbers = rows.filter((row) => !(column.sparesGrids && row.kind === "grid")).map((row) => this.getNumber(column, row)).filter((number) => number !== null);
       return numbers.length > 1 && column.name !== "Depth" ? Math[column.isBestHigh ? "max" : "min"](...numbers) : null;
     });
     const head = this.columns.map((column) => {
       const isSorted = this.sortedBy?.column === column;
       const order = isSorted ? (this.sortedBy.isUp ? "ascending" : "descending") : "none";
-      return make("th", { scope: "col", "aria-sort": order }, make("button.sort", { type: "button", title: column.title,
+      return make("th", { scope: "col", "aria-sort": order }, make("button.sort", { type: "button",
         onclick: () => this.sort(column) }, column.name, make("span", { "aria-hidden": "true" }, isSorted ? (this.sortedBy.isUp ? " ↑" : " ↓") : "")));
     });
     const part = parts.length > 1 ? `; cost and depth of ${parts[this.partIndex].name}` : "";
@@ -63,9 +63,11 @@ class Comparison {
         make("th", { scope: "row" }, nameRow(row)),
         this.columns.map((column, i) => {
           const number = this.getNumber(column, row);
-          const isBest = number === best[i];
-          return make(isBest ? "td.best" : "td", {}, showNumber(number), isBest ? make("span.hidden-text", {}, " (best)") : null);
+          const isBest = number === best[i] && !(column.sparesGrids && row.kind === "grid");
+          return make(isBest ? "td.best" : "td", {}, number === null ? "–" : number.toFixed(column.digits), isBest ? make("span.hidden-text", {}, " (best)") : null);
         }))))));
+    if (rows.some(({ kind }) => kind === "grid"))
+      this.tableHolder.append(make("p.note", {}, "Grids build a cell when a ray reaches it: their build leaves cells out, and their cost counts a cell that no ray reached as one leaf."));
     if (parts.length > 1)
       this.tableHolder.prepend(make("div.controls", {}, makeChoice("Cost and depth of", parts.map(({ name }, i) => [String(i), name]), String(this.partIndex), (value) => {
         this.partIndex = Number(value);
@@ -83,12 +85,13 @@ class Comparison {
 
   makeRates() {
     if (!this.subject.rows[0]?.rates.length) return null;
-    const choice = make("div.controls", {}, makeChoice("Rays", rateWays, this.way, (value) => {
+    this.rateChoice = make("div.controls", {}, makeChoice("Rays", rateWays, this.way, (value) => {
       this.way = value;
       this.drawRates();
+      this.rateChoice.querySelector("select").focus();
     }));
     this.drawRates();
-    return make("div.chart-choice", {}, this.rateHolder, choice);
+    return this.rateHolder;
   }
 
   drawRates() {
@@ -96,8 +99,9 @@ class Comparison {
     const parts = rows[0].rates.map(({ set }, i) => ({ name: set, color: `var(--series-${i === 0 ? 8 : 1})` }));
     this.rateHolder.replaceChildren(makeBarList({
       title: "Million rays a second",
-      text: "By instruction set; longer is better.",
+      text: this.way === "picture" ? "On all threads, by instruction set; longer is better." : "Tracing alone, on one thread, by instruction set; longer is better.",
       parts,
+      controls: this.rateChoice,
       rows: rows.map((row) => ({ name: nameRow(row), values: row.rates.map((rate) => rate[this.way]) })),
     }));
   }

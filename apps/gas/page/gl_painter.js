@@ -23,7 +23,7 @@ const meshShader = {
       vec3 towards = normalize(-v_place);
       if (dot(normal, towards) < 0.0) normal = -normal;
       vec3 key = normalize(towards + 0.7 * u_up - 0.55 * u_right);
-      float light = 0.22 + 0.60 * max(dot(normal, key), 0.0) + 0.18 * (0.5 + 0.5 * dot(normal, u_up));
+      float light = 0.30 + 0.62 * max(dot(normal, key), 0.0) + 0.14 * (0.5 + 0.5 * dot(normal, u_up));
       color = vec4(u_color * light, 1.0);
     }`,
 };

@@ -128,7 +128,7 @@ Box get_focus(const std::vector<Corners>& triangles) {
         std::vector<float> places;
         for (const Corners& triangle : triangles)
             places.push_back(triangle[0][axis]);
-        const std::size_t out = places.size() / 50;
+        const std::size_t out = places.size() / 20;
         const auto get = [&](std::size_t rank) {
             const auto place = places.begin() + static_cast<std::ptrdiff_t>(rank);
             std::nth_element(places.begin(), place, places.end());
@@ -171,24 +171,78 @@ PageMesh make_page_mesh(const Shape& shape, std::size_t limit) {
     return mesh;
 }
 
+namespace {
+
+/// The triangles, or where they are more than `limit` fewer ones in their place.
+std::vector<Corners> coarsen(std::vector<Corners> triangles, std::size_t limit) {
+    if (triangles.size() <= limit)
+        return triangles;
+    PageMesh mesh;
+    fill(triangles, limit, mesh);
+    const Vec3 size = mesh.box.max - mesh.box.min;
+    const auto get_corner = [&](std::uint32_t index) {
+        Vec3 corner = mesh.box.min;
+        for (unsigned axis = 0; axis < 3; ++axis)
+            corner[axis] += size[axis] * mesh.positions[3 * index + axis] / PageMesh::step_count;
+        return to_float(corner);
+    };
+    std::vector<Corners> coarse;
+    for (std::size_t place = 0; place + 2 < mesh.indices.size(); place += 3)
+        coarse.push_back({get_corner(mesh.indices[place]), get_corner(mesh.indices[place + 1]),
+                          get_corner(mesh.indices[place + 2])});
+    return coarse;
+}
+
+const Transform& get_middle(const Instance& instance) {
+    return instance.placements[instance.placements.size() / 2];
+}
+
+double get_size(const Instance& instance) {
+    const Box box = get_middle(instance).apply_to_box(instance.shape->get_exact_box(0));
+    return length(box.max - box.min);
+}
+
+/// What instances of a shape have in common.
+struct ShapeUse {
+    double size_sum = 0.0;
+    unsigned count = 0;
+    std::vector<Corners> triangles;
+};
+
+} // namespace
+
+/// Instances share the triangles by their sizes; those of a shape look the same.
 PageMesh make_page_mesh(const Scene& scene, std::size_t limit) {
     PageMesh mesh;
-    for (const Instance& instance : scene.get_instances())
-        mesh.triangle_count += count_triangles(*instance.shape);
-    mesh.item_stride = get_stride(mesh.triangle_count);
-    std::vector<Corners> triangles;
+    double whole = 0.0;
+    std::unordered_map<const Shape*, ShapeUse> uses;
     for (const Instance& instance : scene.get_instances()) {
+        mesh.triangle_count += count_triangles(*instance.shape);
         mesh.has_octahedra |= dynamic_cast<const MeshShape*>(instance.shape) == nullptr;
-        std::vector<Corners> own;
-        add_triangles(*instance.shape, mesh.item_stride, own);
-        const Transform& placement = instance.placements[instance.placements.size() / 2];
-        for (const Corners& triangle : own) {
+        ShapeUse& use = uses[instance.shape];
+        use.size_sum += get_size(instance);
+        ++use.count;
+        whole += get_size(instance);
+    }
+    for (auto& [shape, use] : uses) {
+        const unsigned stride = get_stride(count_triangles(*shape));
+        mesh.item_stride = std::max(mesh.item_stride, stride);
+        std::vector<Corners> triangles;
+        add_triangles(*shape, stride, triangles);
+        const double share = use.size_sum / whole / use.count * static_cast<double>(limit);
+        const auto own_limit = static_cast<std::size_t>(std::max(share, 12.0));
+        mesh.is_by_instance |= triangles.size() > own_limit;
+        use.triangles = coarsen(std::move(triangles), own_limit);
+    }
+    std::vector<Corners> triangles;
+    for (const Instance& instance : scene.get_instances())
+        for (const Corners& triangle : uses[instance.shape].triangles) {
             Corners placed;
             for (unsigned corner = 0; corner < 3; ++corner)
-                placed[corner] = to_float(placement.apply_to_point(to_vector(triangle[corner])));
+                placed[corner] =
+                    to_float(get_middle(instance).apply_to_point(to_vector(triangle[corner])));
             triangles.push_back(placed);
         }
-    }
     fill(triangles, limit, mesh);
     return mesh;
 }

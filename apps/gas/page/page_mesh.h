@@ -23,6 +23,8 @@ struct PageMesh {
     std::uint64_t triangle_count = 0;
     /// Where corners were merged on a grid, its cells along the longest side; otherwise 0.
     unsigned grid_size = 0;
+    /// Of a scene: whether corners were merged so in the space of each shape.
+    bool is_by_instance = false;
     /// Of more items than could be shown only each so many-th is: 1 for all.
     unsigned item_stride = 1;
     /// Whether items without triangles of their own, such as balls, are drawn as octahedra.

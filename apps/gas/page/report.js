@@ -7,10 +7,10 @@ const seriesColors = [1, 2, 3, 4, 5, 6].map((number) => `var(--series-${number})
 function listGroups(part, mainTree) {
   const main = part.trees[mainTree];
   const method = main.name.split(", ").at(-1);
-  const ofKind = (kind) => part.trees.filter((tree) => tree.kind === kind && tree.name.startsWith(kind));
+  const ofKind = (kind) => part.trees.filter((tree) => !tree.saved && tree.name.startsWith(`${kind}, `));
   const groups = ["plain", "compressed", "grid"].map((kind) => [`methods, ${kind} trees`, ofKind(kind)]);
-  groups.push([`kinds of trees, ${method}`, part.trees.filter((tree) => tree.name.endsWith(`, ${method}`))]);
-  const saved = part.trees.filter((tree) => !tree.name.startsWith(tree.kind));
+  groups.push([`kinds of trees, ${method}`, part.trees.filter((tree) => !tree.saved && tree.name.endsWith(`, ${method}`))]);
+  const saved = part.trees.filter((tree) => tree.saved);
   if (saved.length) groups.unshift(["saved trees", [...saved, ...(saved.includes(main) ? [] : [main])]]);
   return groups.filter(([, trees]) => trees.length);
 }
@@ -59,7 +59,7 @@ function makeFacts(subject) {
   const rates = rows.flatMap((row) => row.rates.map((rate) => ({ row, rate })));
   if (rates.length) {
     const best = rates.reduce((a, b) => (b.rate.single > a.rate.single ? b : a));
-    facts.push(["Most rays a second", `${showNumber(best.rate.single)} M`, `${nameRow(best.row)}, ${best.rate.set}, one by one`]);
+    facts.push(["Most rays a second", `${showNumber(best.rate.single)} M`, `${nameRow(best.row)}, ${best.rate.set}, one by one, on a thread`]);
     const cheapest = rows.reduce((a, b) => (b.nodes_per_ray + b.leaf_calls_per_ray < a.nodes_per_ray + a.leaf_calls_per_ray ? b : a));
     facts.push(["Fewest visits a ray", showNumber(cheapest.nodes_per_ray + cheapest.leaf_calls_per_ray), nameRow(cheapest)]);
   }

@@ -50,12 +50,15 @@ class ReportMaker {
     bool shows_boxes(const Build& build) const;
     PartTree get_tree(std::size_t part) const;
     void build(const Build& build, AppProgressBar& bar);
+    double build_best(const Build& build, AppProgressBar& bar);
+    bool is_reported(const Shape& shape) const;
     void add_row(const Build& build, AppProgressBar& bar);
     void add_trees(const Build& build, ReportRow& row);
     RenderSettings get_measured_rays() const;
     void count_visits(ReportRow& row);
     void measure_rates(ReportRow& row);
-    double measure_best(const RenderSettings& settings, bool is_picture) const;
+    double measure_tracing(const RenderSettings& settings) const;
+    double measure_picture(const RenderSettings& settings) const;
     void draw_pictures(AppProgressBar& bar);
     void draw_maps(AppProgressBar& bar);
     void add_map(const char* title, const char* unit, const std::string& note,

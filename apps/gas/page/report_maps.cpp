@@ -15,10 +15,6 @@ namespace {
 constexpr unsigned timed_rounds = 3;
 constexpr unsigned most_map_samples = 4;
 
-ReportPicture encode(const Picture& picture) {
-    return {picture.get_width(), picture.get_height(), encode_png(picture)};
-}
-
 } // namespace
 
 /// The trees are those of the settings' kind and method from here on.
@@ -33,7 +29,7 @@ void ReportMaker::draw_pictures(AppProgressBar& bar) {
     AppProgressBar drawing(bar, 0.2f);
     Picture picture(settings.width, settings.height);
     render_picture(m_stage, settings, drawing, picture);
-    m_subject.picture = encode(picture);
+    m_subject.picture = {settings.width, settings.height, encode_png(picture)};
     drawing.set_value(1.0f);
     draw_maps(bar);
 }
@@ -59,7 +55,7 @@ void ReportMaker::draw_maps(AppProgressBar& bar) {
     add_map("Leaf calls", "leaf calls per ray", counted, calls);
 
     settings.counts_walks = false;
-    settings.measures_times = true;
+    settings.timed = RenderSettings::Timed::batches;
     std::vector<double> times(costs.size(), 1e300);
     for (unsigned round = 0; round < timed_rounds; ++round) {
         AppProgressBar timing(bar, 0.1f / timed_rounds);
@@ -84,14 +80,16 @@ void ReportMaker::add_map(const char* title, const char* unit, const std::string
     map.mean =
         std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
     map.largest = *std::max_element(values.begin(), values.end());
-    Picture picture(settings.width, settings.height);
-    for (unsigned y = 0; y < settings.height; ++y)
-        for (unsigned x = 0; x < settings.width; ++x) {
-            const double value = values[std::size_t{y} * settings.width + x] / map.scale_end;
-            const double step = std::round(std::clamp(value, 0.0, 1.0) * ReportMap::step_count);
-            picture.at(x, y) = get_heat_color(step / ReportMap::step_count);
-        }
-    map.picture = encode(picture);
+    std::vector<Color8> colors;
+    for (unsigned step = 0; step <= ReportMap::step_count; ++step)
+        colors.push_back(get_heat_color(static_cast<double>(step) / ReportMap::step_count));
+    std::vector<std::uint8_t> pixels;
+    for (const double value : values) {
+        const double part = std::clamp(value / map.scale_end, 0.0, 1.0);
+        pixels.push_back(static_cast<std::uint8_t>(std::lround(part * ReportMap::step_count)));
+    }
+    map.picture = {settings.width, settings.height,
+                   encode_png(settings.width, settings.height, pixels, colors)};
     m_subject.maps.push_back(std::move(map));
 }
 

@@ -66,6 +66,7 @@ Json as_json(const PageMesh& mesh, BytePack& pack) {
         {"distances", as_json(pack.add(distances))},
         {"triangles", mesh.triangle_count},
         {"grid", mesh.grid_size},
+        {"by_instance", mesh.is_by_instance},
         {"stride", mesh.item_stride},
         {"octahedra", mesh.has_octahedra}};
 }
@@ -105,10 +106,12 @@ Json as_json(const ReportTree& tree, BytePack* pack) {
         nodes.push_back(level.node_count);
         leaves.push_back(level.leaf_count);
         costs.push_back(shorten(level.cost));
-        overlaps.push_back(shorten(level.overlap));
+        if (level.node_count > 0)
+            overlaps.push_back(shorten(level.overlap));
     }
     Json made = {{"name", tree.name},
                  {"kind", get_name(tree.kind)},
+                 {"saved", tree.is_saved},
                  {"depth", tree.levels.size()},
                  {"mean_leaf_depth", shorten(tree.mean_leaf_depth)},
                  {"sah_cost", shorten(tree.sah_cost)},

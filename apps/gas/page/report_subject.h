@@ -36,6 +36,7 @@ struct ReportMap {
 struct ReportTree {
     std::string name;
     TreeKind kind = TreeKind::plain;
+    bool is_saved = false;
     std::vector<TreeLevel> levels;
     double sah_cost = 0.0;
     double mean_leaf_depth = 0.0;
@@ -63,10 +64,11 @@ struct ReportRow {
     /// Million rays a second.
     struct Rates {
         std::string instruction_set;
+        /// Camera rays, on one thread: tracing alone.
         double single = 0.0;
         double packets = 0.0;
         double streams = 0.0;
-        /// All rays of a picture, with shading.
+        /// All rays of a picture, with shading, on all threads.
         double picture = 0.0;
     };
 

@@ -15,6 +15,24 @@ std::uint64_t get_cost(const GasWalkCounts& counts) {
     return counts.visited_nodes + counts.leaf_calls;
 }
 
+/// Reads the clock only where it is asked to.
+class RayStopwatch {
+  public:
+    explicit RayStopwatch(bool runs) : m_runs(runs) {
+        if (runs)
+            m_start = Clock::now();
+    }
+    double get_seconds() const {
+        return m_runs ? std::chrono::duration<double>(Clock::now() - m_start).count() : 0.0;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    bool m_runs;
+    Clock::time_point m_start;
+};
+
 } // namespace
 
 CameraRays::CameraRays(const Stage& stage, const RenderSettings& settings)
@@ -27,8 +45,21 @@ void CameraRays::trace(const Tile& tile, unsigned first, unsigned count, TraceSt
     state.walk = m_settings.camera_walk;
     const unsigned ray_count = static_cast<unsigned>(m_rays.size());
     const unsigned batch_size = m_settings.get_camera_batch_size();
-    for (unsigned place = 0; place < ray_count; place += batch_size)
-        trace_batch(tile, place, std::min(batch_size, ray_count - place), state, shader);
+    const bool times_batches = m_settings.timed == RenderSettings::Timed::batches;
+    const RayStopwatch stopwatch(m_settings.timed == RenderSettings::Timed::tiles);
+    for (unsigned place = 0; place < ray_count; place += batch_size) {
+        const unsigned batch = std::min(batch_size, ray_count - place);
+        const RayStopwatch batch_stopwatch(times_batches);
+        trace_batch(tile, place, batch, state, shader);
+        const double seconds = batch_stopwatch.get_seconds() / batch;
+        for (unsigned ray = place; times_batches && ray < place + batch; ++ray)
+            m_rays[m_order[ray]].seconds = seconds;
+    }
+    if (m_settings.timed != RenderSettings::Timed::tiles)
+        return;
+    const double seconds = stopwatch.get_seconds() / ray_count;
+    for (CameraRay& ray : m_rays)
+        ray.seconds = seconds;
 }
 
 /// Makes the rays pixel by pixel, and lists them along a Z-order curve (Morton 1966): any run of it
@@ -75,7 +106,7 @@ void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned co
     const std::uint64_t earlier_cost = get_cost(state.counts);
     const std::uint64_t earlier_calls = state.counts.leaf_calls;
     m_batch.get_data().set_range(0, static_cast<int>(count) - 1);
-    const double seconds = trace_timed(state, shader);
+    m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
 
     const std::uint64_t cost = get_cost(state.counts) - earlier_cost;
     const std::uint64_t calls = state.counts.leaf_calls - earlier_calls;
@@ -85,18 +116,7 @@ void CameraRays::trace_batch(const Tile& tile, unsigned first_place, unsigned co
         ray.distance = m_batch.get_hit_distance(index);
         ray.cost = static_cast<double>(cost) / count;
         ray.leaf_calls = static_cast<double>(calls) / count;
-        ray.seconds = seconds / count;
     }
-}
-
-/// Traces the batch. Returns its seconds, or 0 where times are not measured.
-double CameraRays::trace_timed(TraceState& state, CtxShader& shader) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = m_settings.measures_times ? Clock::now() : Clock::time_point();
-    m_stage.scene->ray_hit_nearest(state.eval, shader, m_batch.get_data());
-    if (!m_settings.measures_times)
-        return 0.0;
-    return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 /// Around the pixels of the rays.

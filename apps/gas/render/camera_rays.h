@@ -59,7 +59,7 @@ struct CameraRay {
     double cost = 0.0;
     /// Of the cost, the leaf callbacks.
     double leaf_calls = 0.0;
-    /// The ray's share of the time that its packet or stream took, where times are measured.
+    /// The ray's share of the time that its batch or tile took, where that is timed.
     double seconds = 0.0;
 };
 
@@ -86,7 +86,6 @@ class CameraRays {
     void make_rays(const Tile& tile, unsigned first);
     void trace_batch(const Tile& tile, unsigned first_place, unsigned count, TraceState& state,
                      CtxShader& shader);
-    double trace_timed(TraceState& state, CtxShader& shader);
     GMathFrustum get_frustum(const Tile& tile, unsigned first_place, unsigned count) const;
 
     const Stage& m_stage;

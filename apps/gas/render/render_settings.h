@@ -25,8 +25,10 @@ struct RenderSettings {
     Walk walk = Walk::engine;
     /// Whether walks are counted, for a heat map.
     bool counts_walks = false;
-    /// Whether the time of each batch of camera rays is measured.
-    bool measures_times = false;
+    /// What of camera rays is timed, without making them: each batch, or each tile as a whole,
+    /// where the clock takes no part of the time.
+    enum class Timed { nothing, batches, tiles };
+    Timed timed = Timed::nothing;
 
     /// Rays of one stream.
     static constexpr unsigned stream_size = 2048;
