@@ -34,6 +34,11 @@ if(TARGET gas_app)
     if(TARGET gas_mpi)
         install(TARGETS gas_mpi RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     endif()
+    install(FILES "${PROJECT_SOURCE_DIR}/apps/gas/help/gas.1"
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+    install(FILES "${PROJECT_SOURCE_DIR}/apps/gas/help/gas.bash"
+        DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions"
+        RENAME gas)
 endif()
 
 set(gas_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/gas")

@@ -5,12 +5,13 @@
 build_packages=(
     g++ cmake ninja-build python3
     libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev libopenexr-dev
+    libmicrohttpd-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
 full_check_packages=(
     clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev doxygen
-    valgrind libopenmpi-dev openmpi-bin
+    valgrind libopenmpi-dev openmpi-bin chromium chromium-driver python3-selenium
 )
 
 # Installs those of the named packages that are missing; touches nothing when none is.

@@ -23,8 +23,7 @@ inline CLI::Validator whole_number(unsigned low, unsigned high) {
             return std::string();
         return "Value " + text + " is not a whole decimal number of " + range;
     };
-    return CLI::Validator(check,
-                          "UINT in [" + std::to_string(low) + " - " + std::to_string(high) + "]");
+    return CLI::Validator(check, range);
 }
 
 } // namespace gas_app

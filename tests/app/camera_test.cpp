@@ -69,4 +69,21 @@ TEST(Camera, ZoomsIn) {
     EXPECT_DOUBLE_EQ(close.get_pixel_size() * 4.0, plain.get_pixel_size());
 }
 
+TEST(Camera, SeesTheSameInCoarserPixels) {
+    const Camera camera({20.0, 10.0, 1.5}, {1.0, 2.0, 3.0}, 7.0, 0.5, 643, 401);
+    const Camera coarse = camera.coarsen(8);
+    expect_near(coarse.get_position(), camera.get_position());
+    for (const double x : {0.0, 3.25, 80.0})
+        expect_near(coarse.get_direction(x, 11.5), camera.get_direction(8.0 * x, 92.0));
+}
+
+TEST(Camera, MovesWithItsFieldOfView) {
+    const Camera camera({20.0, 10.0, 1.5}, {1.0, 2.0, 3.0}, 7.0, 0.5, 643, 401);
+    const Camera moved = camera.move({-5.0, 3.0, 1.0}, {0.0, 1.0, 0.0}, 2.0, 64, 40);
+    const Camera made({-5.0, 3.0, 1.0}, {0.0, 1.0, 0.0}, 2.0, 0.5, 64, 40);
+    expect_near(moved.get_position(), made.get_position());
+    expect_near(moved.get_direction(3.0, 7.0), made.get_direction(3.0, 7.0));
+    EXPECT_EQ(moved.get_pixel_size(), made.get_pixel_size());
+}
+
 } // namespace

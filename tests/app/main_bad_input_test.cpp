@@ -237,7 +237,7 @@ TEST_F(MainBadInput, HelpsWhenAsked) {
         EXPECT_THAT(result.output, HasSubstr("Options:"));
     }
     EXPECT_THAT(run_program({"render", "--help"}).output,
-                HasSubstr("each from 1 to 16384, at most 67108864 pixels"));
+                HasSubstr("each from 1 to 16384, at most 67108864\n      pixels"));
 }
 
 TEST_F(MainBadInput, TellsItsVersionWhenAsked) {

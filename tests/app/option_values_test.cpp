@@ -38,6 +38,15 @@ TEST(OptionValues, RefusesOtherViewPoints) {
         EXPECT_THROW(parse_view(text), UserError) << text;
 }
 
+TEST(OptionValues, ReadsWhatACameraLooksAt) {
+    const LookAt look_at = parse_look_at("-1,0.1,1e9,0.25");
+    EXPECT_EQ(look_at.target, (Vec3{-1.0, 0.1, 1e9}));
+    EXPECT_EQ(look_at.distance, 0.25);
+    for (const char* text : {"", "1,2,3", "1,2,3,0", "1,2,3,-1", "1,2,3,4,5", "1,2,x,4",
+                             "nan,2,3,4", "1,2,3,inf", "2e9,2,3,4", "1,2,3,"})
+        EXPECT_THROW(parse_look_at(text), UserError) << text;
+}
+
 TEST(OptionValues, ReadsPointsAndBoxes) {
     EXPECT_EQ(parse_point("-1,0.1,3e38", "--nearest"), (Vec3f{-1.0f, 0.1f, 3e38f}));
     const GMathBbox3<float> box = parse_box("0,1,2,0,3,4.5", "--box");

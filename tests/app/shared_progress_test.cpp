@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/trees/shared_progress.h>
 
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -34,6 +35,23 @@ TEST(SharedProgress, CountsTheWorkOfAllThreads) {
             });
     }
     EXPECT_EQ(bar.get_value(), 1.0f);
+}
+
+TEST(SharedProgress, ThrowsWhatTheBarThrowsWhenAllIsDone) {
+    AppBase application(nullptr);
+    unsigned calls = 0;
+    application.set_progress_callback(
+        [](void* user, const AppProgressBar&, float) {
+            ++*static_cast<unsigned*>(user);
+            throw std::runtime_error("stopped");
+        },
+        &calls);
+    SharedProgress progress(*application.create_progress_bar("", false), 1.0f, 1000);
+    EXPECT_NO_THROW(progress.finish());
+    for (unsigned unit = 0; unit < 1000; ++unit)
+        progress.add(1);
+    EXPECT_EQ(calls, 1u);
+    EXPECT_THROW(progress.finish(), std::runtime_error);
 }
 
 } // namespace

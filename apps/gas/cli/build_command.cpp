@@ -7,6 +7,7 @@
 
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
+#include <apps/gas/cli/shown_progress.h>
 
 namespace gas_app {
 
@@ -16,6 +17,7 @@ BuildCommand::BuildCommand(CLI::App& app)
     m_command
         ->add_option("-o,--output", m_output_path,
                      "The file for the tree, which is usually named .gastree")
+        ->type_name("FILE")
         ->required();
 }
 
@@ -30,13 +32,13 @@ void BuildCommand::run() const {
         throw OptionError("--tree grid: a grid is not saved, for it is built as rays reach it");
     check_output_path(m_output_path, m_scene.mesh_path);
     settings.hints_at_up_axis = !m_scene.has_up_axis && !m_scene.quiet;
-    const Stage stage = m_scene.make_stage(settings);
-    AppProgressBar& bar =
-        *application.create_progress_bar("Building trees", m_scene.shows_progress());
-    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
-    bar.finish();
+    const Stage stage = m_scene.make_stage(settings, application);
+    m_scene.build_trees(stage, tree_settings, application);
     const TracedTree& tree = stage.scene->get_shapes().front()->get_tree();
-    tree.save(m_output_path);
+    {
+        const ShownProgress progress(application, "Saving the tree", m_scene.shows_progress());
+        tree.save(m_output_path);
+    }
     if (m_scene.json)
         print_json(tree);
     else if (!m_scene.quiet)

@@ -11,6 +11,7 @@
 #include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
 #include <apps/gas/cli/commands.h>
+#include <apps/gas/cli/help_text.h>
 #include <apps/gas/farm/team.h>
 
 namespace gas_app {
@@ -23,7 +24,7 @@ int report(int exit_code, const char* message) {
 }
 
 int report_usage(const std::string& message) {
-    return report(exit_usage, (message + "\nRun gas --help or gas SUBCOMMAND --help.").c_str());
+    return report(exit_usage, (message + "\nRun gas --help or gas COMMAND --help.").c_str());
 }
 
 /// All processes of a team find the same wrong with a command line.
@@ -72,6 +73,9 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     CLI::App app("Renders pictures through trees of boxes, saves the trees, says what they are "
                  "like, searches them, and verifies them.",
                  "gas");
+    app.formatter(std::make_shared<HelpText>());
+    app.set_help_flag("-h,--help", "Print help and exit");
+    app.footer("gas COMMAND --help tells all about a command; so does man gas.");
     app.set_version_flag("--version", "gas " GAS_PROGRAM_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     RenderCommand render(app);
@@ -81,6 +85,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     ReportCommand report_page(app);
     QueryCommand query(app);
     VerifyCommand verify(app);
+    ViewCommand view(app);
     try {
         app.parse(argument_count, arguments);
     } catch (const CLI::ParseError& error) {
@@ -90,7 +95,7 @@ int parse_and_run(int argument_count, const char* const* arguments) {
     }
     choose_instruction_set();
     for (const Command* command : std::initializer_list<const Command*>{
-             &render, &merge, &build, &stats, &report_page, &query, &verify})
+             &render, &merge, &build, &stats, &report_page, &query, &verify, &view})
         if (command->is_chosen())
             command->run();
     return exit_done;

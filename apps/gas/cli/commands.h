@@ -28,13 +28,21 @@ namespace gas_app {
 class Comparison;
 class RenderJob;
 class Team;
+class ViewSession;
+struct HttpRequest;
+struct HttpResponse;
 struct VerificationSettings;
+struct ViewRequest;
 
 /// A subcommand. The command line refers to its members.
 class Command {
   public:
-    Command(CLI::App& app, const std::string& name, const std::string& description)
-        : m_command(app.add_subcommand(name, description)) {}
+    /// `description`: a line of the list of commands; `details`: what else help tells of it.
+    Command(CLI::App& app, const std::string& name, const std::string& description,
+            const std::string& details = "")
+        : m_command(app.add_subcommand(name, description)) {
+        m_command->footer(details);
+    }
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
     virtual ~Command() = default;
@@ -59,7 +67,6 @@ class RenderCommand : public Command {
     void add_frame_options(CLI::Option& repeat, CLI::Option& load);
     RenderSettings get_render_settings() const;
     TreeSettings get_tree_settings() const;
-    void choose_walks(RenderSettings& settings) const;
     PictureOutput get_output(const std::string& path) const;
     void draw(RenderJob& job, const PictureOutput& output) const;
     void make_tiles(RenderJob& job, const std::optional<FrameChoice>& frames) const;
@@ -74,6 +81,7 @@ class RenderCommand : public Command {
     std::string m_format;
     std::string m_size = "640x400";
     std::string m_view;
+    std::string m_look_at;
     std::optional<std::string> m_tiles;
     std::optional<std::string> m_frames;
     std::string m_animation = "turn";
@@ -151,7 +159,8 @@ class StatsCommand : public Command {
     bool is_saved_tree() const;
     void print_saved_tree() const;
     void render_small_picture(const Stage& stage, AppBase& application) const;
-    std::vector<Flaw> find_flaws(const Entries& entries) const;
+    Entries measure_trees(const Scene& scene, AppBase& application) const;
+    std::vector<Flaw> find_flaws(const Entries& entries, AppBase& application) const;
     void print(const Entries& entries, const std::vector<Flaw>& flaws) const;
     void print_json(const Entries& entries, const std::vector<Flaw>& flaws) const;
     static nlohmann::ordered_json as_json(const Entry& entry);
@@ -233,7 +242,7 @@ class VerifyCommand : public Command {
     void run() const override;
 
   private:
-    VerificationSettings get_settings() const;
+    VerificationSettings get_settings(AppBase& application) const;
     void print_json(const Comparison& comparison, unsigned visit_count) const;
 
     std::string m_mesh_path;
@@ -246,6 +255,22 @@ class VerifyCommand : public Command {
     unsigned m_threads = 0;
     bool m_in_turn = false;
     bool m_json = false;
+};
+
+/// `gas view`: a page in a browser, drawn live.
+class ViewCommand : public Command {
+  public:
+    explicit ViewCommand(CLI::App& app);
+    void run() const override;
+
+  private:
+    nlohmann::ordered_json describe(const ViewSession& session, const ViewRequest& usual) const;
+    HttpResponse answer(ViewSession& session, const ViewRequest& usual,
+                        const HttpRequest& request) const;
+    ViewRequest get_usual(const Stage& stage) const;
+
+    SceneOptions m_scene;
+    unsigned m_port = 0;
 };
 
 } // namespace gas_app

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <apps/gas/cli/shown_progress.h>
+
 namespace gas_app {
 
 namespace {
@@ -15,11 +17,13 @@ constexpr const char* step_names[] = {"built", "refitted", "kept"};
 
 void FrameRun::run() {
     Stopwatch stopwatch;
-    AppProgressBar& bar = *m_job.get_application().create_progress_bar(
-        "Rendering frames", m_job.get_options().shows_progress());
-    for (unsigned frame = m_frames.first; frame <= m_frames.last; ++frame)
-        render(frame, bar);
-    bar.finish();
+    {
+        constexpr bool is_logged = true;
+        ShownProgress progress(m_job.get_application(), "Rendering frames",
+                               m_job.get_options().shows_progress(), is_logged);
+        for (unsigned frame = m_frames.first; frame <= m_frames.last; ++frame)
+            render(frame, progress.get_bar());
+    }
     stopwatch.lap();
     m_total_seconds = stopwatch.get_total();
     if (m_job.get_options().json)

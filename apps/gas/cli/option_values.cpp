@@ -167,6 +167,19 @@ ViewPoint parse_view(const std::string& text) {
     return view;
 }
 
+LookAt parse_look_at(const std::string& text) {
+    constexpr std::string_view option = "--look-at";
+    constexpr double farthest = 1e9;
+    const std::vector<std::string> parts = split_at_commas(text);
+    if (parts.size() != 4)
+        fail(option, text, "expected X,Y,Z,DISTANCE");
+    LookAt look_at = {};
+    for (unsigned axis = 0; axis < 3; ++axis)
+        look_at.target[axis] = parse_number(parts[axis], option, -farthest, farthest);
+    look_at.distance = parse_number(parts[3], option, 1.0 / farthest, farthest);
+    return look_at;
+}
+
 Vec3f parse_point(const std::string& text, std::string_view option) {
     const std::vector<std::string> parts = split_at_commas(text);
     if (parts.size() != 3)

@@ -49,6 +49,14 @@ FrameChoice parse_frames(const std::string& text);
 
 /// `turn` or `wave`.
 MeshMotion parse_animation(const std::string& name);
+/// What a camera looks at, and from how far.
+struct LookAt {
+    Vec3 target;
+    double distance;
+};
+
+/// `X,Y,Z,DISTANCE`: the distance 1e-9 to 1e9, no coordinate beyond 1e9.
+LookAt parse_look_at(const std::string& text);
 
 /// A number of `low` to `high`.
 double parse_number(const std::string& text, std::string_view option, double low, double high);

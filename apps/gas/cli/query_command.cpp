@@ -10,7 +10,9 @@
 
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
+#include <apps/gas/cli/help_text.h>
 #include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/mesh/mesh_file.h>
 
 namespace gas_app {
@@ -44,28 +46,33 @@ nlohmann::ordered_json as_array(const Vec3f& point) { return {point.x, point.y, 
 } // namespace
 
 QueryCommand::QueryCommand(CLI::App& app)
-    : Command(app, "query",
-              "Find the triangles of a mesh whose boxes overlap a box or lie near a point") {
-    m_command->add_option("mesh", m_mesh_path, "A Wavefront OBJ, PLY or STL file")->required();
-    m_command
-        ->add_option("--build", m_build_method,
-                     "How the tree is built: median, hybrid, sah-fast or sah")
+    : Command(app, "query", "Find the triangles of a mesh in a box or near a point",
+              "Those whose boxes overlap or touch the box, or whose boxes' centres are nearest to "
+              "the point. --box or --nearest is required.") {
+    m_command->add_option("mesh", m_mesh_path, "A Wavefront OBJ, PLY or STL file")
+        ->type_name("FILE")
+        ->required();
+    m_command->add_option("--build", m_build_method, "How the tree is built")
+        ->type_name(list_choices(build_method_names))
         ->capture_default_str();
-    CLI::Option* box = m_command->add_option(
-        "--box", m_box, "X0,Y0,Z0,X1,Y1,Z1: leaves whose boxes overlap this one or touch it");
+    CLI::Option* box =
+        m_command->add_option("--box", m_box, "Leaves whose boxes overlap this one or touch it")
+            ->type_name("X0,Y0,Z0,X1,Y1,Z1");
     CLI::Option* nearest =
         m_command
             ->add_option("--nearest", m_point,
-                         "X,Y,Z: leaves by the distance of their boxes' centres from this point")
+                         "Leaves by the distance of their boxes' centres from this point")
+            ->type_name("X,Y,Z")
             ->excludes(box);
-    m_command->add_option("--count", m_count, "With --nearest: how many leaves at most")
+    m_command->add_option("--count", m_count, "How many leaves at most")
         ->check(whole_number(1, std::numeric_limits<unsigned>::max()))
         ->needs(nearest)
         ->capture_default_str();
     m_command
         ->add_option("--max-distance", m_max_distance,
-                     "With --nearest: looks at boxes that reach into the cube of this half side "
-                     "around the point; without it at all")
+                     "Looks at boxes that reach into the cube of this half side around the point; "
+                     "without it at all")
+        ->type_name("LENGTH")
         ->needs(nearest);
     // A hidden option, which exists for its error message.
     m_command->add_option("--tree", m_tree_kind)->group("");
@@ -98,11 +105,12 @@ void QueryCommand::run() const {
     application.set_build_method(parse_build_method(m_build_method));
     const Question question = read_question();
 
-    const Boxes boxes = get_triangle_boxes(load_mesh_file(m_mesh_path));
-    AppProgressBar& bar = *application.create_progress_bar("Building the tree", false);
+    const Boxes boxes = get_triangle_boxes(read_mesh(m_mesh_path, application));
     GasTree tree;
-    tree.create(boxes, nullptr, &bar, 1.0f);
-    bar.finish();
+    {
+        ShownProgress progress(application, "Building the tree", true);
+        tree.create(boxes, nullptr, &progress.get_bar(), 1.0f);
+    }
 
     const std::vector<Found> found =
         m_point.empty() ? find_in_box(tree, question) : find_nearest(tree, question);

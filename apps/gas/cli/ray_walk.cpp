@@ -14,6 +14,22 @@ std::string RayWalk::describe(const std::string& instruction_set) const {
     return describe_walk(way, width, instruction_set);
 }
 
+void WalkChoice::apply(RenderSettings& settings) const {
+    constexpr unsigned usual_packet = 64;
+    const bool stream_all = streams == StreamChoice::all_rays;
+    settings.packet_size = heat_map || stream_all ? 1 : usual_packet;
+    if (packet_size > 0)
+        settings.packet_size = packet_size;
+    settings.counts_walks = heat_map;
+    const Walk walk = brute_force ? Walk::brute_force : Walk::engine;
+    const auto choose = [&](bool is_streamed) {
+        return is_streamed && walk == Walk::engine ? Walk::stream : walk;
+    };
+    settings.camera_walk = choose(stream_all && settings.packet_size == 1);
+    settings.sun_walk = choose(stream_all);
+    settings.walk = choose(streams != StreamChoice::none);
+}
+
 RayWalk get_camera_walk(const RenderSettings& settings, const TreeSettings& trees, bool in_motion) {
     // In motion the rays of a batch are traced one after the other. Packets take binary nodes.
     if (settings.camera_walk == Walk::engine && settings.packet_size > 1 && !in_motion)

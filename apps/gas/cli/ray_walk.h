@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <apps/gas/cli/option_values.h>
 #include <apps/gas/render/render_settings.h>
 #include <apps/gas/trees/tree_kind.h>
 
@@ -19,6 +20,18 @@ struct RayWalk {
 
     /// Such as "single, width 4, avx2".
     std::string describe(const std::string& instruction_set) const;
+};
+
+/// How rays are to be traced, in the words of the command line.
+struct WalkChoice {
+    StreamChoice streams = StreamChoice::scattered_rays;
+    /// 0: not chosen.
+    unsigned packet_size = 0;
+    bool heat_map = false;
+    bool brute_force = false;
+
+    /// Sets how the rays of each kind are traced.
+    void apply(RenderSettings& settings) const;
 };
 
 /// Of camera rays, where things move or not.

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/cli/commands.h>
 
+#include <optional>
+
 #include <apps/common/output_file.h>
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/frame_run.h>
+#include <apps/gas/cli/help_text.h>
 #include <apps/gas/cli/option_values.h>
 #include <apps/gas/cli/render_report.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/cli/tile_run.h>
 
 namespace gas_app {
@@ -19,17 +23,24 @@ RenderCommand::RenderCommand(CLI::App& app, Team* team)
         ->add_option("-o,--output", m_output_path,
                      "The picture, a file whose name ends in .png, .ppm, .pfm or .exr; -: standard "
                      "output, and the report goes to standard error")
+        ->type_name("FILE")
         ->required();
-    m_command->add_option("--format", m_format,
-                          "The picture's format, whatever its name: png, ppm, pfm or exr; on "
-                          "standard output usually png. pfm and exr hold the scene's light as "
-                          "floats; exr needs a program that was built with OpenEXR");
-    CLI::Option* load = m_command->add_option(
-        "--load", m_saved_path,
-        "Map the mesh's tree from a file that gas build made of the same mesh with the same "
-        "--tree, --motion and --up, in place of building it");
+    m_command
+        ->add_option("--format", m_format,
+                     "The picture's format, whatever its name; on standard output usually png. pfm "
+                     "and exr hold the scene's light as floats; exr needs a program that was built "
+                     "with OpenEXR")
+        ->type_name(list_choices(image_format_names));
+    CLI::Option* load =
+        m_command
+            ->add_option(
+                "--load", m_saved_path,
+                "Map the mesh's tree from a file that gas build made of the same mesh with "
+                "the same --tree, --motion and --up, in place of building it")
+            ->type_name("FILE");
     CLI::Option* tiles = &add_tile_options();
     m_command->add_option("--size", m_size, "Size of the picture, " + describe_sizes())
+        ->type_name("WIDTHxHEIGHT")
         ->capture_default_str();
     m_command->add_option("--spp", m_samples, "Samples per pixel")
         ->check(whole_number(1, 65536))
@@ -37,8 +48,13 @@ RenderCommand::RenderCommand(CLI::App& app, Team* team)
     m_command->add_option("--ao", m_ambient_rays, "Ambient occlusion rays per sample; 0: none")
         ->check(whole_number(0, 4096))
         ->capture_default_str();
-    m_command->add_option("--camera", m_view,
-                          "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
+    m_command->add_option("--camera", m_view, "Where the camera is around the scene, in degrees")
+        ->type_name("AZIMUTH,ELEVATION[,ZOOM]");
+    m_command
+        ->add_option("--look-at", m_look_at,
+                     "A point of the scene, where a mesh is 2 long, and the camera's distance from "
+                     "it; without it the camera sees everything")
+        ->type_name("X,Y,Z,DISTANCE");
     CLI::Option* repeat =
         m_command
             ->add_option("--repeat", m_render_count,
@@ -48,7 +64,9 @@ RenderCommand::RenderCommand(CLI::App& app, Team* team)
             ->capture_default_str()
             ->excludes(tiles);
     add_frame_options(*repeat, *load);
-    m_command->add_option("--seed", m_seed, "Another seed: another noise")->capture_default_str();
+    m_command->add_option("--seed", m_seed, "Another seed: another noise")
+        ->type_name("NUMBER")
+        ->capture_default_str();
     CLI::Option* heat_map = m_command->add_flag(
         "--heatmap", m_heat_map,
         "Show what each pixel's camera rays cost instead of what they see: nodes and leaves of the "
@@ -63,6 +81,7 @@ RenderCommand::RenderCommand(CLI::App& app, Team* team)
                      "Which rays go through the trees in streams, many at a time: off; on: "
                      "those that scatter, ambient and mirrored ones; all: also those towards the "
                      "sun and, without packets, from the camera")
+        ->type_name("off|on|all")
         ->capture_default_str();
     m_command
         ->add_flag("--brute-force", m_brute_force,
@@ -73,24 +92,33 @@ RenderCommand::RenderCommand(CLI::App& app, Team* team)
 CLI::Option& RenderCommand::add_tile_options() {
     CLI::Option* tiles = nullptr;
     if (m_team)
-        tiles = m_command->add_option(
-            "--tiles", m_tiles,
-            "N: cut the picture into so many tiles, which are dealt to the ranks; usually some "
-            "of 64 blocks of 16 x 16 pixels. They stand in the folder of the output's name and "
-            ".tiles until the picture is done; a job that was stopped takes up those that are "
-            "there");
+        tiles = m_command
+                    ->add_option("--tiles", m_tiles,
+                                 "Cut the picture into so many tiles, which are dealt to the "
+                                 "ranks; usually some "
+                                 "of 64 blocks of 16 x 16 pixels. They stand in the folder of the "
+                                 "output's name and "
+                                 ".tiles until the picture is done; a job that was stopped takes "
+                                 "up those that are "
+                                 "there")
+                    ->type_name("N");
     else
-        tiles = m_command->add_option(
-            "--tiles", m_tiles,
-            "A-B/N: cut the picture into N tiles and make the files of tiles A to B, for gas "
-            "merge, in the folder of the output's name and .tiles; those that are there are left "
-            "as they are. Any runs together give the picture of one run");
+        tiles = m_command
+                    ->add_option(
+                        "--tiles", m_tiles,
+                        "Cut the picture into N tiles and make the files of tiles A to B, for gas "
+                        "merge, in the folder of the output's name and .tiles; those that are "
+                        "there are left "
+                        "as they are. Any runs together give the picture of one run")
+                    ->type_name("A-B/N");
     CLI::Option* folder =
-        m_command->add_option("--tiles-folder", m_tiles_folder,
-                              m_team ? "Where the folder of tiles stands, if not beside the "
-                                       "picture; there they are kept"
-                                     : "Where the folder of tiles stands, if not beside the "
-                                       "picture");
+        m_command
+            ->add_option("--tiles-folder", m_tiles_folder,
+                         m_team ? "Where the folder of tiles stands, if not beside the "
+                                  "picture; there they are kept"
+                                : "Where the folder of tiles stands, if not beside the "
+                                  "picture")
+            ->type_name("FOLDER");
     if (!m_team)
         folder->needs(tiles);
     return *tiles;
@@ -99,14 +127,17 @@ CLI::Option& RenderCommand::add_tile_options() {
 void RenderCommand::add_frame_options(CLI::Option& repeat, CLI::Option& load) {
     CLI::Option* frames =
         m_command
-            ->add_option("--frames", m_frames,
-                         "A-B: render these frames of an animation, of what moves in the scene or "
-                         "of the mesh. The output's name has a place for the number, such as %04d")
+            ->add_option(
+                "--frames", m_frames,
+                "Render these frames of an animation, of what moves in the scene or of the "
+                "mesh. The output's name has a place for the number, such as %04d")
+            ->type_name("A-B")
             ->excludes(&repeat)
             ->excludes(&load);
     m_command
         ->add_option("--animate", m_animation,
-                     "With --frames, what a mesh does: turn, once in 120 frames, or wave")
+                     "With --frames, what a mesh does: turns, once in 120 frames, or waves")
+        ->type_name("turn|wave")
         ->needs(frames)
         ->capture_default_str();
     m_command
@@ -114,6 +145,7 @@ void RenderCommand::add_frame_options(CLI::Option& repeat, CLI::Option& load) {
                      "With --frames: plain trees are refitted until that would cost so many times "
                      "what it did at their build, by the surface area heuristic; one frame in 16 "
                      "is built in any case. 0: all frames are built")
+        ->type_name("FACTOR")
         ->needs(frames)
         ->capture_default_str();
 }
@@ -127,7 +159,7 @@ RenderSettings RenderCommand::get_render_settings() const {
     settings.ambient_rays = m_ambient_rays;
     settings.threads = m_scene.get_thread_count();
     settings.seed = parse_seed(m_seed);
-    choose_walks(settings);
+    WalkChoice{parse_streams(m_stream), m_packet_size, m_heat_map, m_brute_force}.apply(settings);
     return settings;
 }
 
@@ -141,24 +173,6 @@ TreeSettings RenderCommand::get_tree_settings() const {
         throw OptionError("--load: a grid is not saved, for it is built as rays reach it");
     settings.saved_path = m_saved_path;
     return settings;
-}
-
-/// Chooses how the rays of each kind are traced.
-void RenderCommand::choose_walks(RenderSettings& settings) const {
-    constexpr unsigned usual_packet = 64;
-    const StreamChoice stream = parse_streams(m_stream);
-    const bool stream_all = stream == StreamChoice::all_rays;
-    settings.packet_size = m_heat_map || stream_all ? 1 : usual_packet;
-    if (m_packet_size > 0)
-        settings.packet_size = m_packet_size;
-    settings.counts_walks = m_heat_map;
-    const Walk walk = m_brute_force ? Walk::brute_force : Walk::engine;
-    const auto choose = [&](bool streams) {
-        return streams && walk == Walk::engine ? Walk::stream : walk;
-    };
-    settings.camera_walk = choose(stream_all && settings.packet_size == 1);
-    settings.sun_walk = choose(stream_all);
-    settings.walk = choose(stream != StreamChoice::none);
 }
 
 void RenderCommand::run() const {
@@ -183,6 +197,8 @@ void RenderCommand::run() const {
     const PictureOutput output =
         get_output(frames ? get_frame_path(m_output_path, frames->first) : m_output_path);
     RenderJob job(m_scene, stage_settings, settings, tree_settings, application);
+    if (!m_look_at.empty())
+        job.look_at(parse_look_at(m_look_at));
     if (m_tiles || m_team)
         make_tiles(job, frames);
     else if (frames)
@@ -194,7 +210,7 @@ void RenderCommand::run() const {
 void RenderCommand::draw(RenderJob& job, const PictureOutput& output) const {
     Stopwatch stopwatch;
     RenderReport::Timing timing;
-    job.make_stage();
+    job.make_stage(m_scene.shows_progress());
     timing.scene = stopwatch.lap();
     job.build(m_scene.shows_progress());
     timing.build = stopwatch.lap();
@@ -204,16 +220,23 @@ void RenderCommand::draw(RenderJob& job, const PictureOutput& output) const {
     LightPicture light;
     if (output.takes_light())
         light = LightPicture(settings.width, settings.height);
-    const auto make_bar = [&]() -> AppProgressBar& {
-        return *job.get_application().create_progress_bar("Rendering", m_scene.shows_progress());
+    const auto draw_once = [&] {
+        constexpr bool is_logged = true;
+        ShownProgress progress(job.get_application(), "Rendering", m_scene.shows_progress(),
+                               is_logged);
+        return job.draw(picture, light, progress.get_bar());
     };
-    const RenderResult result = job.draw(picture, light, make_bar());
+    const RenderResult result = draw_once();
     timing.first_pixel = stopwatch.get_total() + result.first_tile_seconds;
     timing.renders.push_back(result.seconds);
     while (timing.renders.size() < m_render_count)
-        timing.renders.push_back(job.draw(picture, light, make_bar()).seconds);
+        timing.renders.push_back(draw_once().seconds);
     stopwatch.lap();
-    output.write(picture, light);
+    {
+        const ShownProgress progress(job.get_application(), "Writing the picture",
+                                     m_scene.shows_progress());
+        output.write(picture, light);
+    }
     timing.write = stopwatch.lap();
     timing.total = stopwatch.get_total();
 

@@ -5,6 +5,7 @@
 
 #include <apps/common/instruction_set.h>
 #include <apps/gas/cli/ray_walk.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/farm/frames.h>
 #include <apps/gas/farm/picture_hash.h>
 #include <apps/gas/image/heat_map.h>
@@ -21,11 +22,16 @@ void TreeSteps::add(const Scene& scene) {
     count(scene.get_tree());
 }
 
-void RenderJob::make_stage() {
+void RenderJob::make_stage(bool shows_progress) {
     if (m_stage)
         return;
     Stopwatch stopwatch;
-    m_stage.emplace(m_options.make_stage(m_stage_settings));
+    m_stage.emplace(shows_progress ? m_options.make_stage(m_stage_settings, m_application)
+                                   : m_options.make_stage(m_stage_settings));
+    if (m_look_at)
+        m_stage->camera =
+            m_stage->camera.move(m_stage->camera.get_view(), m_look_at->target, m_look_at->distance,
+                                 m_settings.width, m_settings.height);
     m_stage_seconds += stopwatch.lap();
 }
 
@@ -47,12 +53,12 @@ void RenderJob::set_frame(unsigned frame) {
 void RenderJob::build(bool shows_progress) {
     if (m_is_built)
         return;
-    AppProgressBar& bar = *m_application.create_progress_bar("Building trees", shows_progress);
+    constexpr bool is_logged = true;
+    ShownProgress progress(m_application, "Building trees", shows_progress, is_logged);
     if (m_frame)
-        build_frame(bar);
+        build_frame(progress.get_bar());
     else
-        build_stage(bar, TreeReuse::none);
-    bar.finish();
+        build_stage(progress.get_bar(), TreeReuse::none);
     m_is_built = true;
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 
+#include <apps/gas/cli/option_values.h>
 #include <apps/gas/cli/scene_options.h>
 #include <apps/gas/farm/tile_file.h>
 #include <apps/gas/image/light_picture.h>
@@ -52,8 +53,10 @@ class RenderJob {
         : m_options(options), m_stage_settings(stage_settings), m_settings(settings),
           m_tree_settings(tree_settings), m_application(application) {}
 
+    /// Of the stage that is made, in place of a camera that sees everything.
+    void look_at(const LookAt& look_at) { m_look_at = look_at; }
     /// Makes the stage, or does nothing. Throws a UserError.
-    void make_stage();
+    void make_stage(bool shows_progress = false);
     /// Makes it as it is in a frame of an animation.
     void go_to(unsigned frame);
     /// Builds the trees of the stage, which is made, or does nothing. Those of a frame are refits
@@ -88,6 +91,7 @@ class RenderJob {
     RenderSettings m_settings;
     TreeSettings m_tree_settings;
     AppBase& m_application;
+    std::optional<LookAt> m_look_at;
     std::optional<Stage> m_stage;
     bool m_is_built = false;
     /// That the stage shows, and that its trees are of.

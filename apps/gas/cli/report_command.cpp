@@ -10,6 +10,7 @@
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
 #include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/page/report_maker.h>
 #include <apps/gas/page/report_page.h>
 
@@ -38,23 +39,27 @@ PictureSize get_usual_size(std::size_t subject_count) {
 } // namespace
 
 ReportCommand::ReportCommand(CLI::App& app)
-    : Command(app, "report",
-              "Write one page that shows what trees do to rays: pictures, heat maps, boxes in 3D "
-              "and charts") {
+    : Command(app, "report", "Write a page that shows what trees do to rays",
+              "One file, with pictures, heat maps, boxes in 3D and charts; it asks nothing of the "
+              "network.") {
     m_scene.add_to(*m_command, &m_mesh_paths);
     m_command
         ->add_option("-o,--output", m_output_path,
                      "The page, a file that is usually named .html and needs no other; -: standard "
                      "output")
+        ->type_name("FILE")
         ->required();
-    m_command->add_option("--load", m_saved_paths,
-                          "A tree that gas build saved; may be given several times. With the mesh "
-                          "that it is of, beside the trees that are built; without a mesh, alone: "
-                          "boxes and charts, no picture");
-    m_command->add_option("--size", m_size,
-                          "Size of the pictures, " + describe_sizes() +
-                              "; usually 640x400, "
-                              "smaller for several meshes");
+    m_command
+        ->add_option("--load", m_saved_paths,
+                     "A tree that gas build saved; may be given several times. With the mesh that "
+                     "it is of, beside the trees that are built; without a mesh, alone: boxes and "
+                     "charts, no picture")
+        ->type_name("FILE");
+    m_command
+        ->add_option("--size", m_size,
+                     "Size of the pictures, " + describe_sizes() +
+                         "; usually 640x400, smaller for several meshes")
+        ->type_name("WIDTHxHEIGHT");
     m_command->add_option("--spp", m_samples, "Samples per pixel of the picture")
         ->check(whole_number(1, 65536))
         ->capture_default_str();
@@ -62,8 +67,8 @@ ReportCommand::ReportCommand(CLI::App& app)
         ->add_option("--rounds", m_rounds, "How often each rate is measured; the best one counts")
         ->check(whole_number(1, 1000))
         ->capture_default_str();
-    m_command->add_option("--camera", m_view,
-                          "AZIMUTH,ELEVATION[,ZOOM] of the camera around the scene, in degrees");
+    m_command->add_option("--camera", m_view, "Where the camera is around the scene, in degrees")
+        ->type_name("AZIMUTH,ELEVATION[,ZOOM]");
 }
 
 ReportSettings ReportCommand::get_settings(std::size_t subject_count) const {
@@ -124,14 +129,14 @@ std::vector<ReportSubject> ReportCommand::make_subjects() const {
     if (m_output_path != "-")
         for (const std::string& path : paths)
             check_output_path(m_output_path, path);
-    AppProgressBar& bar =
-        *application.create_progress_bar("Making the report", m_scene.shows_progress());
+    constexpr bool is_logged = true;
+    ShownProgress progress(application, "Making the report", m_scene.shows_progress(), is_logged);
+    AppProgressBar& bar = progress.get_bar();
     std::vector<ReportSubject> subjects;
     const float share = 1.0f / static_cast<float>(paths.size());
     for (const std::string& path : paths)
         subjects.push_back(is_saved ? make_saved_tree_subject(path, settings)
                                     : make_subject(path, settings, application, bar, share));
-    bar.finish();
     return subjects;
 }
 

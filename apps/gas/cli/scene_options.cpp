@@ -2,11 +2,14 @@
 #include <apps/gas/cli/scene_options.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
+#include <apps/gas/cli/help_text.h>
 #include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/shown_progress.h>
 
 namespace gas_app {
 
@@ -14,6 +17,7 @@ void SceneOptions::add_to(CLI::App& command, std::vector<std::string>* meshes) {
     const char* const files = "A Wavefront OBJ, PLY or STL file; without one the procedural scene";
     CLI::Option* mesh = meshes ? command.add_option("mesh", *meshes, files)
                                : command.add_option("mesh", mesh_path, files);
+    mesh->type_name("FILE");
     CLI::Option* items =
         command
             .add_option("--items", item_count,
@@ -21,18 +25,19 @@ void SceneOptions::add_to(CLI::App& command, std::vector<std::string>* meshes) {
                         "are computed when they are asked for")
             ->check(whole_number(1, largest_item_count))
             ->excludes(mesh);
-    command
-        .add_option("--build", build_method, "How trees are built: median, hybrid, sah-fast or sah")
+    command.add_option("--build", build_method, "How trees are built")
+        ->type_name(list_choices(build_method_names))
         ->capture_default_str();
     command
         .add_option("--tree", tree_kind,
                     "The kind of trees: plain; compressed to a quarter of the memory; or grid: of "
                     "shapes, built cell by cell when rays reach them (instances have a plain one)")
+        ->type_name(list_choices(tree_kind_names))
         ->capture_default_str();
     command
         .add_option("--wide", wide_nodes,
-                    "Whether plain trees have wide nodes, which rays walk faster for more memory: "
-                    "on or off")
+                    "Whether plain trees have wide nodes, which rays walk faster for more memory")
+        ->type_name("on|off")
         ->capture_default_str();
     command
         .add_option("--cells", cell_count,
@@ -52,15 +57,16 @@ void SceneOptions::add_to(CLI::App& command, std::vector<std::string>* meshes) {
     command.add_flag("--motion", motion, "Let things move while the shutter is open");
     command
         .add_option("--up", up_axis,
-                    "The mesh's axis that points up: x, y or z; without it a "
-                    "picture's mesh with a flat foot along another axis is "
-                    "pointed out")
+                    "The mesh's axis that points up; without it a picture's mesh with a flat foot "
+                    "along another axis is pointed out")
+        ->type_name("x|y|z")
         ->capture_default_str()
         ->each([this](const std::string&) { has_up_axis = true; })
         ->excludes(items);
     command
         .add_option("--detail", detail,
                     "Items of the procedural scene, compared with the usual: 0.001 to 20")
+        ->type_name("FACTOR")
         ->capture_default_str()
         ->excludes(items);
     command.add_flag("--json", json, "Write results to standard output as JSON");
@@ -93,10 +99,30 @@ unsigned SceneOptions::get_thread_count() const {
     return threads > 0 ? threads : std::max(1u, std::thread::hardware_concurrency());
 }
 
+std::string SceneOptions::get_name() const {
+    if (!mesh_path.empty())
+        return std::filesystem::path(mesh_path).filename().string();
+    return item_count > 0 ? "forest" : "procedural scene";
+}
+
+Stage SceneOptions::make_stage(StageSettings settings, AppBase& application) const {
+    ShownProgress progress(application, mesh_path.empty() ? "Making the scene" : "Reading the mesh",
+                           shows_progress());
+    settings.progress_bar = &progress.get_bar();
+    return make_stage(settings);
+}
+
 Stage SceneOptions::make_stage(const StageSettings& settings) const {
     if (item_count > 0)
         return make_forest_stage(settings, item_count);
     return mesh_path.empty() ? make_default_stage(settings) : make_mesh_stage(settings, mesh_path);
+}
+
+void SceneOptions::build_trees(const Stage& stage, const TreeSettings& settings,
+                               AppBase& application) const {
+    constexpr bool is_logged = true;
+    ShownProgress progress(application, "Building trees", shows_progress(), is_logged);
+    stage.scene->build(stage.camera.get_position(), progress.get_bar(), settings);
 }
 
 } // namespace gas_app

@@ -45,6 +45,12 @@ struct SceneOptions {
     unsigned get_thread_count() const;
     /// The stage, without its trees.
     Stage make_stage(const StageSettings& settings) const;
+    /// As above, with its progress.
+    Stage make_stage(StageSettings settings, AppBase& application) const;
+    /// Builds the stage's trees, with their progress.
+    void build_trees(const Stage& stage, const TreeSettings& settings, AppBase& application) const;
+    /// Of the mesh's file, or of the procedural scene.
+    std::string get_name() const;
     /// Whether progress is shown, on standard error.
     bool shows_progress() const { return !quiet; }
 };

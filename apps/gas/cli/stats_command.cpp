@@ -4,13 +4,13 @@
 #include <cmath>
 #include <cstdio>
 
-#include <nlohmann/json.hpp>
-
 #include <gas/diagnostics/gas_validate.h>
+#include <nlohmann/json.hpp>
 
 #include <apps/common/instruction_set.h>
 #include <apps/common/user_error.h>
 #include <apps/common/walk_name.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/render/renderer.h>
 
 namespace gas_app {
@@ -21,32 +21,12 @@ namespace {
 constexpr unsigned picture_width = 160;
 constexpr unsigned picture_height = 100;
 
-/// What is wrong with a tree, and with the boxes that it was built over where these are known.
-std::vector<std::string> validate(const TracedTree& tree) {
-    if (const auto* grid = std::get_if<GasGridTree>(&tree.get_tree()))
-        return gas_validate(*grid);
-    GasValidateSettings settings;
-    TracedTree::ItemBoxes boxes;
-    std::vector<std::string> sentences;
-    if (!tree.is_loaded()) {
-        boxes = tree.get_built_boxes();
-        sentences = gas_validate_boxes(boxes.get_items(), boxes.get_count());
-        settings.bboxes = boxes.get_items();
-    }
-    const auto* plain = std::get_if<GasTree>(&tree.get_tree());
-    const std::vector<std::string> more =
-        plain ? gas_validate(*plain, settings)
-              : gas_validate(std::get<GasCompressedTree>(tree.get_tree()), settings);
-    sentences.insert(sentences.end(), more.begin(), more.end());
-    return sentences;
-}
-
 } // namespace
 
 StatsCommand::StatsCommand(CLI::App& app)
-    : Command(app, "stats",
-              "Say what the trees of a mesh or of the procedural scene are like, or a saved tree "
-              "(.gastree)") {
+    : Command(app, "stats", "Say what the trees of a mesh or scene are like, or a saved tree",
+              "A file whose name ends in .gastree is a saved tree; any other is a mesh unless it "
+              "begins as one.") {
     m_scene.add_to(*m_command);
     m_command->add_flag("--validate", m_validates,
                         "Look for what is wrong with boxes, trees, their motion samples and wide "
@@ -88,32 +68,42 @@ void StatsCommand::run() const {
     settings.height = picture_height;
     TreeSettings tree_settings = m_scene.get_tree_settings();
     tree_settings.measures_memory = true;
-    const Stage stage = m_scene.make_stage(settings);
-    AppProgressBar& bar =
-        *application.create_progress_bar("Building trees", m_scene.shows_progress());
-    stage.scene->build(stage.camera.get_position(), bar, tree_settings);
-    bar.finish();
+    const Stage stage = m_scene.make_stage(settings, application);
+    m_scene.build_trees(stage, tree_settings, application);
 
-    Entries entries;
-    // Of a mesh file, the mesh alone: the floor under it belongs to the program.
-    const bool is_mesh = !m_scene.mesh_path.empty();
-    for (const auto& shape : stage.scene->get_shapes())
-        if (!is_mesh || shape == stage.scene->get_shapes().front())
-            add_entry(shape->get_name(), shape->get_tree(), entries);
-    if (!is_mesh)
-        add_entry("instances", stage.scene->get_tree(), entries);
+    Entries entries = measure_trees(*stage.scene, application);
     if (!entries.grids.empty())
         render_small_picture(stage, application);
     for (GridEntry& grid : entries.grids)
         grid.look_again();
-    print(entries, m_validates ? find_flaws(entries) : std::vector<Flaw>());
+    print(entries, m_validates ? find_flaws(entries, application) : std::vector<Flaw>());
 }
 
-std::vector<StatsCommand::Flaw> StatsCommand::find_flaws(const Entries& entries) const {
+StatsCommand::Entries StatsCommand::measure_trees(const Scene& scene, AppBase& application) const {
+    // Of a mesh file, the mesh alone: the floor under it belongs to the program.
+    const bool is_mesh = !m_scene.mesh_path.empty();
+    const std::size_t count = is_mesh ? 1 : scene.get_shapes().size();
+    ShownProgress progress(application, "Measuring trees", m_scene.shows_progress());
+    Entries entries;
+    for (std::size_t index = 0; index < count; ++index) {
+        const Shape& shape = *scene.get_shapes()[index];
+        add_entry(shape.get_name(), shape.get_tree(), entries);
+        progress.get_bar().set_value(static_cast<float>(index + 1) / static_cast<float>(count));
+    }
+    if (!is_mesh)
+        add_entry("instances", scene.get_tree(), entries);
+    return entries;
+}
+
+std::vector<StatsCommand::Flaw> StatsCommand::find_flaws(const Entries& entries,
+                                                         AppBase& application) const {
+    ShownProgress progress(application, "Looking for flaws", m_scene.shows_progress());
+    const auto count = static_cast<float>(entries.grids.size() + entries.trees.size());
     std::vector<Flaw> flaws;
     const auto look = [&](const std::string& name, const TracedTree& tree) {
-        for (const std::string& sentence : validate(tree))
+        for (const std::string& sentence : tree.validate())
             flaws.push_back({name, sentence});
+        progress.get_bar().set_value(progress.get_bar().get_value() + 1.0f / count);
     };
     for (const GridEntry& grid : entries.grids)
         look(grid.name, *grid.tree);
@@ -156,9 +146,9 @@ void StatsCommand::render_small_picture(const Stage& stage, AppBase& application
     settings.ambient_rays = 1;
     settings.threads = m_scene.get_thread_count();
     settings.packet_size = 64;
-    AppProgressBar& bar = *application.create_progress_bar("Rendering", false);
+    ShownProgress progress(application, "Rendering", m_scene.shows_progress());
     Picture picture(settings.width, settings.height);
-    render_picture(stage, settings, bar, picture);
+    render_picture(stage, settings, progress.get_bar(), picture);
 }
 
 StatsCommand::Entry StatsCommand::make_entry(const std::string& name, const TracedTree& tree) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <apps/common/user_error.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/farm/tile_merge.h>
 
 namespace gas_app {
@@ -17,12 +18,15 @@ TileRun::TileRun(RenderJob& job, const Settings& settings, Team& team)
 void TileRun::run() {
     Stopwatch stopwatch;
     const bool is_first = m_team.get_rank() == 0;
-    m_bar = m_job.get_application().create_progress_bar(
-        "Rendering tiles", is_first && m_job.get_options().shows_progress());
-    m_team.share(
-        get_unit_count(), [this](unsigned unit) { return make_tile(unit); },
-        [this](const TileReport& report) { take_report(report); });
-    m_bar->finish();
+    {
+        constexpr bool is_logged = true;
+        ShownProgress progress(m_job.get_application(), "Rendering tiles",
+                               is_first && m_job.get_options().shows_progress(), is_logged);
+        m_bar = &progress.get_bar();
+        m_team.share(
+            get_unit_count(), [this](unsigned unit) { return make_tile(unit); },
+            [this](const TileReport& report) { take_report(report); });
+    }
     stopwatch.lap();
     m_total_seconds = stopwatch.get_total();
     if (!is_first)

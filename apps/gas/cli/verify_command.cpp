@@ -10,7 +10,9 @@
 
 #include <apps/common/user_error.h>
 #include <apps/common/whole_number.h>
+#include <apps/gas/cli/help_text.h>
 #include <apps/gas/cli/option_values.h>
+#include <apps/gas/cli/shown_progress.h>
 #include <apps/gas/mesh/mesh_file.h>
 #include <apps/gas/verify/verification_run.h>
 
@@ -42,16 +44,18 @@ void print_table(const Comparison& comparison) {
 } // namespace
 
 VerifyCommand::VerifyCommand(CLI::App& app)
-    : Command(app, "verify",
-              "Hold all trees, build methods, queries, ways of tracing and instruction sets "
-              "against brute force and each other; exits with 1 if any differ") {
-    m_command->add_option(
-        "mesh", m_mesh_path,
-        "A Wavefront OBJ, PLY or STL file; without it random boxes of many kinds");
+    : Command(app, "verify", "Hold all trees and ways of tracing against brute force",
+              "Compares all trees, build methods, queries, ways of tracing and instruction sets "
+              "with brute force and each other; exits with 1 if any differ.") {
+    m_command
+        ->add_option("mesh", m_mesh_path,
+                     "A Wavefront OBJ, PLY or STL file; without it random boxes of many kinds")
+        ->type_name("FILE");
     m_command->add_option("--rays", m_ray_count, "How many rays in total")
         ->check(whole_number(1, 1'000'000'000))
         ->capture_default_str();
     m_command->add_option("--seed", m_seed, "Another seed: other rays and boxes")
+        ->type_name("NUMBER")
         ->capture_default_str();
     m_command
         ->add_option("--items", m_item_count,
@@ -61,8 +65,8 @@ VerifyCommand::VerifyCommand(CLI::App& app)
                      "few rays against brute force")
         ->check(whole_number(1, SceneOptions::largest_item_count));
     m_command
-        ->add_option("--build", m_build_method,
-                     "How trees are built: median, hybrid, sah-fast, sah, or all")
+        ->add_option("--build", m_build_method, "How trees are built: by one method, or by all")
+        ->type_name(list_choices(build_method_names) + "|" + all_methods)
         ->capture_default_str();
     m_command->add_flag("--in-turn", m_in_turn,
                         "Ask each ray one question through trees of one kind, in turn, in place of "
@@ -73,7 +77,7 @@ VerifyCommand::VerifyCommand(CLI::App& app)
     m_command->add_flag("--json", m_json, "Write the results as JSON");
 }
 
-VerificationSettings VerifyCommand::get_settings() const {
+VerificationSettings VerifyCommand::get_settings(AppBase& application) const {
     VerificationSettings settings;
     settings.seed = parse_seed(m_seed);
     settings.ray_count = m_ray_count;
@@ -88,14 +92,18 @@ VerificationSettings VerifyCommand::get_settings() const {
         settings.methods = {parse_build_method(m_build_method)};
     }
     if (!m_mesh_path.empty())
-        settings.mesh = load_mesh_file(m_mesh_path);
+        settings.mesh = read_mesh(m_mesh_path, application);
     return settings;
 }
 
 void VerifyCommand::run() const {
-    const VerificationSettings settings = get_settings();
+    AppBase application(stderr);
+    const VerificationSettings settings = get_settings(application);
     VerificationRun verification(settings);
-    const Comparison comparison = verification.run();
+    const Comparison comparison = [&] {
+        ShownProgress progress(application, "Comparing answers", true);
+        return verification.run(&progress.get_bar());
+    }();
     const Comparison::Counts total = comparison.get_total();
     const std::string summary = std::to_string(total.comparisons) + " comparisons, " +
                                 std::to_string(total.differences) + " differences";

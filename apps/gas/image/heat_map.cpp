@@ -29,7 +29,6 @@ constexpr std::array<Stop, 7> stops = {{
 
 constexpr Color8 text_color = {235, 235, 235};
 constexpr Color8 back_color = {16, 16, 20};
-constexpr std::string_view caption = "NODES + LEAVES VISITED PER CAMERA RAY";
 constexpr unsigned step_count = 4;
 
 } // namespace
@@ -78,7 +77,8 @@ std::string to_capitals(std::string text) {
 
 /// The scale of colours over its whole width, with numbers below and, above, what they count and in
 /// which walk.
-void draw_legend(Picture& picture, double scale_end, const std::string& walk) {
+void draw_legend(Picture& picture, double scale_end, const std::string& walk,
+                 const HeatCaption& caption) {
     const unsigned dot = picture.get_width() >= 560 ? 2 : 1;
     const unsigned line = (glyph_height + 3) * dot;
     const unsigned bar_height = 6 * dot;
@@ -91,10 +91,10 @@ void draw_legend(Picture& picture, double scale_end, const std::string& walk) {
     const unsigned top = picture.get_height() - height;
     picture.fill(0, top, picture.get_width(), height, back_color);
     unsigned y = top + 3 * dot;
-    if (get_text_width(caption, dot) + 2 * margin <= picture.get_width())
-        draw_text(picture, margin, y, caption, dot, text_color);
-    else
-        draw_text(picture, margin, y, "NODES + LEAVES", dot, text_color);
+    const std::string text = to_capitals(caption.text);
+    const bool has_room = get_text_width(text, dot) + 2 * margin <= picture.get_width();
+    draw_text(picture, margin, y, has_room ? text : to_capitals(caption.short_text), dot,
+              text_color);
     y += line;
     draw_text(picture, margin, y, to_capitals(walk), dot, text_color);
 
@@ -115,13 +115,14 @@ void draw_legend(Picture& picture, double scale_end, const std::string& walk) {
 
 } // namespace
 
-void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk) {
+void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk,
+                   const HeatCaption& caption) {
     const double scale_end = get_scale_end(costs);
     for (unsigned y = 0; y < picture.get_height(); ++y)
         for (unsigned x = 0; x < picture.get_width(); ++x)
             picture.at(x, y) =
                 get_heat_color(costs[std::size_t{y} * picture.get_width() + x] / scale_end);
-    draw_legend(picture, scale_end, walk);
+    draw_legend(picture, scale_end, walk, caption);
 }
 
 } // namespace gas_app

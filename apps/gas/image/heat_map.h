@@ -19,8 +19,15 @@ double get_scale_end(std::vector<double> costs);
 /// Numbers of the scale: whole where they are 10 or more or have no fraction.
 std::string format_scale_number(double number);
 
+/// What a heat map is of, for its legend: with room, and with little.
+struct HeatCaption {
+    const char* text = "nodes + leaves visited per camera ray";
+    const char* short_text = "nodes + leaves";
+};
+
 /// Paints the costs, row by row, and a legend over the lower edge, which names the walk that was
 /// counted.
-void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk);
+void draw_heat_map(Picture& picture, const std::vector<double>& costs, const std::string& walk,
+                   const HeatCaption& caption = {});
 
 } // namespace gas_app

@@ -63,22 +63,26 @@ std::string get_extension(const std::string& path) {
     return extension;
 }
 
-TriangleMesh parse(std::string& text, const std::string& path) {
+TriangleMesh parse(std::string& text, const std::string& path, AppProgressBar* progress_bar,
+                   float share) {
     const std::string extension = get_extension(path);
     if (is_ply(text))
-        return parse_ply(text, path);
+        return parse_ply(text, path, progress_bar, share);
     if (extension == ".ply")
         throw UserError(path + ", line 1: a PLY file begins with a line 'ply'");
-    return extension == ".stl" ? parse_stl(text, path) : parse_obj(text, path);
+    return extension == ".stl" ? parse_stl(text, path, progress_bar, share)
+                               : parse_obj(text, path, progress_bar, share);
 }
 
 } // namespace
 
-TriangleMesh load_mesh_file(const std::string& path) {
+TriangleMesh load_mesh_file(const std::string& path, AppProgressBar* progress_bar) {
+    // The rest is for what is done to all vertices.
+    constexpr float parse_share = 0.8f;
     std::string text = read_file(path);
     if (text.empty())
         throw UserError(path + ": the file is empty");
-    TriangleMesh mesh = parse(text, path);
+    TriangleMesh mesh = parse(text, path, progress_bar, parse_share);
     if (mesh.triangles.empty())
         throw UserError(path + ": holds no faces, so there is nothing to build a tree over");
     merge_equal_vertices(mesh);

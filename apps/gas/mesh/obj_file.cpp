@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <apps/gas/mesh/obj_file.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <istream>
 #include <sstream>
@@ -16,12 +18,24 @@ namespace gas_app {
 
 namespace {
 
-/// Lets a stream read a string without a copy.
+/// Lets a stream read a string without a copy, block by block.
 class TextBuffer : public std::streambuf {
   public:
-    explicit TextBuffer(std::string& text) {
-        setg(text.data(), text.data(), text.data() + text.size());
+    TextBuffer(std::string& text, ReadProgress& progress) : m_text(text), m_progress(progress) {
+        setg(text.data(), text.data(), text.data());
     }
+
+  private:
+    int_type underflow() override {
+        constexpr std::ptrdiff_t block_size = 1 << 16;
+        const std::ptrdiff_t rest = m_text.data() + m_text.size() - egptr();
+        m_progress.reach(static_cast<std::size_t>(egptr() - m_text.data()));
+        setg(m_text.data(), egptr(), egptr() + std::min(rest, block_size));
+        return rest > 0 ? traits_type::to_int_type(*gptr()) : traits_type::eof();
+    }
+
+    std::string& m_text;
+    ReadProgress& m_progress;
 };
 
 void print_warnings(const std::string& path, const std::string& warnings) {
@@ -55,9 +69,13 @@ void add_triangles(TriangleMesh& mesh, const tinyobj::shape_t& shape, const std:
 
 } // namespace
 
-TriangleMesh parse_obj(std::string& text, const std::string& path) {
-    const ObjLeftOut left_out = prepare_obj_text(text, path);
-    TextBuffer buffer(text);
+TriangleMesh parse_obj(std::string& text, const std::string& path, AppProgressBar* progress_bar,
+                       float share) {
+    // Parsing takes about twice as long.
+    ReadProgress checked(progress_bar, 0.3f * share, text.size());
+    const ObjLeftOut left_out = prepare_obj_text(text, path, &checked);
+    ReadProgress parsed_text(progress_bar, 0.7f * share, text.size());
+    TextBuffer buffer(text, parsed_text);
     std::istream stream(&buffer);
     tinyobj::attrib_t attributes;
     std::vector<tinyobj::shape_t> shapes;

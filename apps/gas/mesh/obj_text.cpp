@@ -27,7 +27,8 @@ std::string_view take_word(std::string_view& line) {
 
 class ObjTextCheck {
   public:
-    ObjTextCheck(std::string& text, const std::string& path) : m_text(text), m_path(path) {}
+    ObjTextCheck(std::string& text, const std::string& path, ReadProgress* progress)
+        : m_text(text), m_path(path), m_progress(progress) {}
 
     ObjLeftOut run() {
         blank_byte_order_mark();
@@ -39,6 +40,8 @@ class ObjTextCheck {
             check_line(start, end);
             m_line += continued;
             start = skip_line_end(end);
+            if (m_progress)
+                m_progress->reach(start);
         }
         if (m_largest_reference > m_vertex_count) {
             m_line = m_largest_reference_line;
@@ -215,6 +218,7 @@ class ObjTextCheck {
 
     std::string& m_text;
     const std::string& m_path;
+    ReadProgress* m_progress;
     std::size_t m_line = 0;
     long long m_vertex_count = 0;
     long long m_largest_reference = 0;
@@ -224,8 +228,8 @@ class ObjTextCheck {
 
 } // namespace
 
-ObjLeftOut prepare_obj_text(std::string& text, const std::string& path) {
-    return ObjTextCheck(text, path).run();
+ObjLeftOut prepare_obj_text(std::string& text, const std::string& path, ReadProgress* progress) {
+    return ObjTextCheck(text, path, progress).run();
 }
 
 } // namespace gas_app

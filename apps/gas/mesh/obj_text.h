@@ -5,6 +5,7 @@
 #include <string>
 
 #include <apps/gas/mesh/mesh_text.h>
+#include <apps/gas/mesh/read_progress.h>
 
 namespace gas_app {
 
@@ -30,7 +31,8 @@ struct ObjLeftOut {
 /// UserError that names `path`, the line and what is wrong with it. Turns every line that does not
 /// describe vertices or faces of three corners or more into a comment, as well as faces at vertices
 /// that are not finite as floats, whose numbers become zeros; joins lines that end in a backslash
-/// with the next one, and returns what was left out.
-ObjLeftOut prepare_obj_text(std::string& text, const std::string& path);
+/// with the next one, and returns what was left out. Tells `progress`, which may be null.
+ObjLeftOut prepare_obj_text(std::string& text, const std::string& path,
+                            ReadProgress* progress = nullptr);
 
 } // namespace gas_app

@@ -8,6 +8,7 @@
 #include <apps/gas/mesh/ply_header.h>
 #include <apps/gas/mesh/ply_reader.h>
 #include <apps/gas/mesh/polygon.h>
+#include <apps/gas/mesh/read_progress.h>
 
 namespace gas_app {
 
@@ -30,8 +31,10 @@ bool is_corner_list(const PlyProperty& property) {
 
 class PlyParser {
   public:
-    PlyParser(const std::string& text, const std::string& path)
-        : m_path(path), m_header(parse_ply_header(text, path)), m_reader(text, path, m_header) {}
+    PlyParser(const std::string& text, const std::string& path, AppProgressBar* progress_bar,
+              float share)
+        : m_path(path), m_header(parse_ply_header(text, path)), m_reader(text, path, m_header),
+          m_progress(progress_bar, share, text.size()) {}
 
     TriangleMesh run() {
         for (const PlyElement& element : m_header.elements) {
@@ -47,13 +50,18 @@ class PlyParser {
     }
 
   private:
+    void begin(const PlyElement& element, std::uint64_t item) {
+        m_reader.begin(element.name, item);
+        m_progress.reach(m_reader.get_next());
+    }
+
     void read_vertices(const PlyElement& element) {
         for (int axis = 0; axis < 3; ++axis)
             if (std::none_of(element.properties.begin(), element.properties.end(),
                              [axis](const PlyProperty& p) { return get_axis(p) == axis; }))
                 throw UserError(m_path + ": its vertices have no property " + "xyz"[axis]);
         for (std::uint64_t item = 0; item < element.count; ++item) {
-            m_reader.begin(element.name, item);
+            begin(element, item);
             Vec3 vertex{0.0, 0.0, 0.0};
             for (const PlyProperty& property : element.properties) {
                 const int axis = get_axis(property);
@@ -80,7 +88,7 @@ class PlyParser {
         if (std::none_of(element.properties.begin(), element.properties.end(), is_corner_list))
             throw UserError(m_path + ": its faces have no list vertex_indices");
         for (std::uint64_t item = 0; item < element.count; ++item) {
-            m_reader.begin(element.name, item);
+            begin(element, item);
             for (const PlyProperty& property : element.properties) {
                 if (is_corner_list(property))
                     read_corners(property);
@@ -100,7 +108,7 @@ class PlyParser {
 
     void pass_over(const PlyElement& element) {
         for (std::uint64_t item = 0; item < element.count && !element.properties.empty(); ++item) {
-            m_reader.begin(element.name, item);
+            begin(element, item);
             for (const PlyProperty& property : element.properties)
                 pass_over(property);
         }
@@ -144,6 +152,7 @@ class PlyParser {
     const std::string& m_path;
     PlyHeader m_header;
     PlyReader m_reader;
+    ReadProgress m_progress;
     TriangleMesh m_mesh;
     BadVertices m_bad_vertices;
     std::vector<unsigned> m_corner_counts;
@@ -153,8 +162,9 @@ class PlyParser {
 
 } // namespace
 
-TriangleMesh parse_ply(const std::string& text, const std::string& path) {
-    return PlyParser(text, path).run();
+TriangleMesh parse_ply(const std::string& text, const std::string& path,
+                       AppProgressBar* progress_bar, float share) {
+    return PlyParser(text, path, progress_bar, share).run();
 }
 
 } // namespace gas_app

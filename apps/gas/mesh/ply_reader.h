@@ -25,6 +25,8 @@ class PlyReader {
     /// The count of a list.
     std::uint64_t read_count(PlyType type);
 
+    /// How much of the text was read.
+    std::size_t get_next() const { return m_next; }
     /// Where the number that was read last is: a line or a byte, and its element.
     std::string get_place() const;
     /// Throws a UserError with the place of the number that was read last.

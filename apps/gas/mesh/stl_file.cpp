@@ -9,6 +9,7 @@
 
 #include <apps/common/user_error.h>
 #include <apps/gas/mesh/mesh_text.h>
+#include <apps/gas/mesh/read_progress.h>
 
 namespace gas_app {
 
@@ -49,7 +50,8 @@ void add_last_triangle(TriangleMesh& mesh, const BadVertices& bad_vertices) {
         mesh.triangles.push_back(corners);
 }
 
-TriangleMesh parse_binary(const std::string& text, const std::string& path) {
+TriangleMesh parse_binary(const std::string& text, const std::string& path,
+                          ReadProgress& progress) {
     const std::optional<std::size_t> size = get_binary_size(text);
     if (!size)
         throw UserError(path + ": is neither an ascii STL file, which begins with 'solid', nor a "
@@ -76,6 +78,7 @@ TriangleMesh parse_binary(const std::string& text, const std::string& path) {
             mesh.add_vertex(vertex);
         }
         add_last_triangle(mesh, bad_vertices);
+        progress.reach(place);
     }
     bad_vertices.print(path, count - mesh.triangles.size());
     return mesh;
@@ -83,7 +86,8 @@ TriangleMesh parse_binary(const std::string& text, const std::string& path) {
 
 class AsciiStlParser {
   public:
-    AsciiStlParser(const std::string& text, const std::string& path) : m_text(text), m_path(path) {}
+    AsciiStlParser(const std::string& text, const std::string& path, ReadProgress& progress)
+        : m_text(text), m_path(path), m_progress(progress) {}
 
     TriangleMesh run() {
         while (is_more()) {
@@ -115,6 +119,7 @@ class AsciiStlParser {
             read_corner();
         expect("endloop");
         expect("endfacet");
+        m_progress.reach(m_next);
         add_last_triangle(m_mesh, m_bad_vertices);
     }
 
@@ -170,6 +175,7 @@ class AsciiStlParser {
 
     const std::string& m_text;
     const std::string& m_path;
+    ReadProgress& m_progress;
     std::size_t m_next = 0;
     std::size_t m_line = 1;
     std::string m_word;
@@ -190,8 +196,11 @@ bool is_ascii(const std::string& text) {
 
 } // namespace
 
-TriangleMesh parse_stl(const std::string& text, const std::string& path) {
-    return is_ascii(text) ? AsciiStlParser(text, path).run() : parse_binary(text, path);
+TriangleMesh parse_stl(const std::string& text, const std::string& path,
+                       AppProgressBar* progress_bar, float share) {
+    ReadProgress progress(progress_bar, share, text.size());
+    return is_ascii(text) ? AsciiStlParser(text, path, progress).run()
+                          : parse_binary(text, path, progress);
 }
 
 } // namespace gas_app

@@ -22,6 +22,8 @@ struct PageText {
 
 /// What `gas report` writes.
 extern const PageText report_page;
+/// What `gas view` serves.
+extern const PageText view_page;
 
 std::string join(std::span<const std::string_view> parts);
 

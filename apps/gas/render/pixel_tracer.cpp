@@ -22,10 +22,19 @@ PixelTracer::PixelTracer(const Stage& stage, const RenderSettings& settings)
 }
 
 void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {
+    light.assign(tile.get_pixel_count(), {0.0, 0.0, 0.0});
+    add_samples(tile, 0, m_settings.samples, light);
+    for (Vec3& sum : light)
+        sum = sum * (1.0 / m_settings.samples);
+}
+
+void PixelTracer::add_samples(const Tile& tile, unsigned first_sample, unsigned sample_count,
+                              std::vector<Vec3>& sums) {
     constexpr unsigned sample_limit = CameraRays::sample_limit;
-    m_light.assign(tile.get_pixel_count(), {0.0, 0.0, 0.0});
-    for (unsigned first = 0; first < m_settings.samples; first += sample_limit) {
-        const unsigned count = std::min(sample_limit, m_settings.samples - first);
+    const unsigned end = first_sample + sample_count;
+    m_light.swap(sums);
+    for (unsigned first = first_sample; first < end; first += sample_limit) {
+        const unsigned count = std::min(sample_limit, end - first);
         trace_camera_rays(tile, first, count);
         // The light of each pixel is summed in one order, for any batches.
         for (unsigned pixel = 0; pixel < m_light.size(); ++pixel) {
@@ -36,9 +45,7 @@ void PixelTracer::trace_light(const Tile& tile, std::vector<Vec3>& light) {
         }
         follow_paths(tile);
     }
-    for (Vec3& sum : m_light)
-        sum = sum * (1.0 / m_settings.samples);
-    light = m_light;
+    m_light.swap(sums);
 }
 
 void PixelTracer::trace_costs(const Tile& tile, std::vector<PixelCost>& costs) {

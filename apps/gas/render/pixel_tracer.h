@@ -40,6 +40,11 @@ class PixelTracer {
 
     /// The mean light that reaches each pixel of the tile, row by row.
     void trace_light(const Tile& tile, std::vector<Vec3>& light);
+    /// Adds the light of `sample_count` samples from `first_sample` on of each pixel of the tile,
+    /// row by row, to `sums`. Sums of all samples are those of `trace_light`, to the bit, where
+    /// each call but the last adds a multiple of `CameraRays::sample_limit`.
+    void add_samples(const Tile& tile, unsigned first_sample, unsigned sample_count,
+                     std::vector<Vec3>& sums);
     /// For each pixel of the tile, row by row. Rays of a packet or a stream share its costs evenly.
     void trace_costs(const Tile& tile, std::vector<PixelCost>& costs);
 
@@ -121,7 +126,7 @@ class PixelTracer {
     std::vector<Path> m_next_paths;
     std::vector<Lit> m_lit;
     std::vector<LightRay> m_light_rays;
-    /// Per pixel of the tile.
+    /// Per pixel of the tile: sums over the samples.
     std::vector<Vec3> m_light;
 };
 

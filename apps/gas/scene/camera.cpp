@@ -25,7 +25,8 @@ Axes get_axes(const ViewPoint& view) {
 
 Camera::Camera(const ViewPoint& view, const Vec3& target, double distance, double field_of_view,
                unsigned width, unsigned height)
-    : m_pixel_size(2.0 * std::tan(0.5 * field_of_view) / height), m_center_x(0.5 * width),
+    : m_view(view), m_target(target), m_distance(distance), m_field_of_view(field_of_view),
+      m_pixel_size(2.0 * std::tan(0.5 * field_of_view) / height), m_center_x(0.5 * width),
       m_center_y(0.5 * height) {
     const Axes axes = get_axes(view);
     m_forward = axes.forward;
@@ -63,6 +64,19 @@ Camera Camera::resize(unsigned width, unsigned height) const {
     camera.m_center_x = 0.5 * width;
     camera.m_center_y = 0.5 * height;
     return camera;
+}
+
+Camera Camera::move(const ViewPoint& view, const Vec3& target, double distance, unsigned width,
+                    unsigned height) const {
+    return {view, target, distance, m_field_of_view, width, height};
+}
+
+Camera Camera::coarsen(unsigned divisor) const {
+    Camera coarse = *this;
+    coarse.m_pixel_size *= divisor;
+    coarse.m_center_x /= divisor;
+    coarse.m_center_y /= divisor;
+    return coarse;
 }
 
 Vec3 Camera::get_direction(double x, double y) const {

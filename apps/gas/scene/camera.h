@@ -31,7 +31,17 @@ class Camera {
 
     /// The same view from top to bottom in a picture of another size.
     Camera resize(unsigned width, unsigned height) const;
+    /// With the same field of view from another place: at `target` from `distance` away.
+    Camera move(const ViewPoint& view, const Vec3& target, double distance, unsigned width,
+                unsigned height) const;
+    /// The same view in pixels of `divisor` times the size, whose corners are those of the pixels
+    /// that they stand for.
+    Camera coarsen(unsigned divisor) const;
 
+    const ViewPoint& get_view() const { return m_view; }
+    const Vec3& get_target() const { return m_target; }
+    double get_distance() const { return m_distance; }
+    double get_field_of_view() const { return m_field_of_view; }
     const Vec3& get_position() const { return m_position; }
     /// Through pixel coordinates (x, y) from the upper left corner; length 1.
     Vec3 get_direction(double x, double y) const;
@@ -39,6 +49,10 @@ class Camera {
     double get_pixel_size() const { return m_pixel_size; }
 
   private:
+    ViewPoint m_view;
+    Vec3 m_target;
+    double m_distance;
+    double m_field_of_view;
     Vec3 m_position;
     Vec3 m_forward;
     Vec3 m_right;

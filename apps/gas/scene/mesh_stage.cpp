@@ -100,7 +100,7 @@ void print_hint(const TriangleMesh& mesh, unsigned up_axis, const std::string& p
 } // namespace
 
 Stage make_mesh_stage(const StageSettings& settings, const std::string& path) {
-    TriangleMesh mesh = load_mesh_file(path);
+    TriangleMesh mesh = load_mesh_file(path, settings.progress_bar);
     if (settings.hints_at_up_axis)
         print_hint(mesh, settings.up_axis, path);
     normalize(mesh, settings.up_axis, path);

@@ -15,7 +15,8 @@ namespace gas_app {
 
 /// A picture's scene, camera and light.
 struct Stage {
-    std::unique_ptr<Scene> scene;
+    /// Copies of a stage share it.
+    std::shared_ptr<Scene> scene;
     Camera camera;
     Sky sky;
     /// The length of ambient occlusion rays.
@@ -49,6 +50,8 @@ struct StageSettings {
     unsigned up_axis = 1;
     /// Of a mesh file: whether to say on standard error that another axis may point up.
     bool hints_at_up_axis = false;
+    /// Filled as a mesh file is read; may be null.
+    AppProgressBar* progress_bar = nullptr;
 };
 
 /// Motion samples of a scene that moves.

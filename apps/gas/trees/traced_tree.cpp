@@ -4,6 +4,7 @@
 #include <chrono>
 #include <type_traits>
 
+#include <gas/diagnostics/gas_validate.h>
 #include <gas/scene/gas_scene_scale.h>
 
 #include <apps/common/tree_calls.h>
@@ -210,7 +211,7 @@ void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
     const unsigned sample_count = m_items.get().sample_count;
     const unsigned rounds = 1 + (sample_count < 2 ? 0 : sample_count);
     SharedProgress progress(progress_bar, 1.0f, std::uint64_t{item_count} * rounds);
-    m_items.report_to(&progress);
+    const TreeItems::Reporting reporting(m_items, progress);
     // Carries the build method and, to the cells' bars, the title.
     AppProgressBar unseen(progress_bar.get_app(), progress_bar.get_title(), false, nullptr);
     measure(settings.measures_memory, [&] {
@@ -220,22 +221,41 @@ void TracedTree::build_tree(GasGridTree& grid, const TreeSettings& settings,
     });
     if (sample_count >= 2)
         grid.update_motion_blur({0.0f, 1.0f, sample_count});
-    m_items.report_to(nullptr);
+    progress.finish();
 }
 
 /// Fills in the boxes of a sample, and `share` of the bar meanwhile.
 void TracedTree::fill(unsigned sample, ItemBoxes& boxes, AppProgressBar& progress_bar,
                       float share) {
     SharedProgress progress(progress_bar, share, boxes.get_count());
-    m_items.report_to(&progress);
+    const TreeItems::Reporting reporting(m_items, progress);
     m_items.fill(sample, boxes);
-    m_items.report_to(nullptr);
+    progress.finish();
 }
 
 TracedTree::ItemBoxes TracedTree::get_built_boxes() const {
     ItemBoxes boxes(m_items.get().item_count);
     m_items.fill(m_items.get_built_sample(), boxes);
     return boxes;
+}
+
+std::vector<std::string> TracedTree::validate() const {
+    if (const auto* grid = std::get_if<GasGridTree>(&m_tree))
+        return gas_validate(*grid);
+    GasValidateSettings settings;
+    ItemBoxes boxes;
+    std::vector<std::string> sentences;
+    if (!m_is_loaded) {
+        boxes = get_built_boxes();
+        sentences = gas_validate_boxes(boxes.get_items(), boxes.get_count());
+        settings.bboxes = boxes.get_items();
+    }
+    const auto* plain = std::get_if<GasTree>(&m_tree);
+    const std::vector<std::string> more =
+        plain ? gas_validate(*plain, settings)
+              : gas_validate(std::get<GasCompressedTree>(m_tree), settings);
+    sentences.insert(sentences.end(), more.begin(), more.end());
+    return sentences;
 }
 
 std::size_t TracedTree::get_memory_size() const {

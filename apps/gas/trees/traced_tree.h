@@ -90,6 +90,9 @@ class TracedTree {
     Box get_box(unsigned sample) const;
     /// The boxes that the tree was built over, padded and scaled.
     ItemBoxes get_built_boxes() const;
+    /// What is wrong with the tree, and with the boxes that it was built over where these are
+    /// known: a sentence for each flaw.
+    std::vector<std::string> validate() const;
     /// Of a grid: how many boxes its build asked for, motion samples included, and how many its
     /// rays asked for since.
     std::uint64_t get_boxes_asked_by_build() const { return m_asked_by_build; }

@@ -59,6 +59,20 @@ class TreeItems {
     /// boxes are asked for.
     void report_to(SharedProgress* progress) { m_progress = progress; }
 
+    /// Tells a progress of them, until it is destroyed.
+    class Reporting {
+      public:
+        Reporting(TreeItems& items, SharedProgress& progress) : m_items(items) {
+            items.report_to(&progress);
+        }
+        Reporting(const Reporting&) = delete;
+        Reporting& operator=(const Reporting&) = delete;
+        ~Reporting() { m_items.report_to(nullptr); }
+
+      private:
+        TreeItems& m_items;
+    };
+
   private:
     unsigned get_sample(double time) const;
     void give(unsigned sample, unsigned count, const unsigned* items, GMathBbox3<float>* boxes);

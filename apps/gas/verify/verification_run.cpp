@@ -76,7 +76,7 @@ std::unique_ptr<Visit> VerificationRun::make_visit(VisitPlan plan, unsigned visi
     return std::make_unique<Visit>(std::move(verification), plan);
 }
 
-Comparison VerificationRun::run() {
+Comparison VerificationRun::run(AppProgressBar* progress_bar) {
     const OtherInstructionSet restored;
     gas_set_instruction_set(GasInstructionSet::baseline);
     const bool has_avx2 = gas_has_instruction_set(GasInstructionSet::avx2);
@@ -107,6 +107,9 @@ Comparison VerificationRun::run() {
         for (const std::unique_ptr<Visit>& visit : visits)
             total.add(visit->get_comparison());
         m_visit_count += count;
+        if (progress_bar)
+            progress_bar->set_value(static_cast<float>(done) /
+                                    static_cast<float>(m_settings.ray_count));
     }
     return total;
 }

@@ -32,7 +32,8 @@ class VerificationRun {
   public:
     explicit VerificationRun(const VerificationSettings& settings);
 
-    Comparison run();
+    /// Fills the progress bar, which may be null.
+    Comparison run(AppProgressBar* progress_bar = nullptr);
     /// Of the last run.
     unsigned get_visit_count() const { return m_visit_count; }
 
