@@ -22,9 +22,11 @@ TILE_HEADER = 256
 class Farm:
     """What the machines are like. Seconds, and bytes per second."""
 
-    def __init__(self, disk=2e9, link=1e9, answer=5e-6, latency=0.5e-3, launch=0.0, write=0.2e-3):
+    def __init__(self, disk=2e9, link=1e9, answer=5e-6, latency=0.5e-3, launch=0.0, write=0.2e-3,
+                 per_node=1):
         self.disk = disk  # of the file system, for all ranks together
-        self.link = link  # of one rank to it
+        self.link = link  # of one node to it
+        self.per_node = per_node  # ranks, which share what their node has read
         self.answer = answer  # that rank 0 takes to answer a question
         self.latency = latency  # from a question to its answer where nobody else asks
         self.launch = launch  # of the job, before ranks ask
@@ -49,7 +51,7 @@ class Scene:
 def prepare(scene, farm, ranks, is_mapped):
     """Seconds until each rank has its scene and tree; all read at once."""
     def load(size):
-        return size / min(farm.link, farm.disk / ranks)
+        return size / min(farm.link, farm.disk / -(-ranks // farm.per_node))
 
     seconds = load(scene.mesh_bytes) + scene.read
     return seconds + (load(scene.tree_bytes) + scene.check if is_mapped else scene.build)
@@ -88,7 +90,7 @@ def simulate(tiles, scene, farm, ranks, is_mapped, join=0.0):
     last = max(ends)
     # From the moment at which the first rank finds no more tile to the last tile's end.
     tail = last - min(idle_since)
-    used = min(ranks, len(tiles))
+    used = -(-min(ranks, len(tiles)) // farm.per_node)
     moved = used * (scene.mesh_bytes + (scene.tree_bytes if is_mapped else 0))
     moved += 2 * sum(size for _, size in tiles)
     return {"seconds": last + join * len(tiles), "tail": tail, "ready": ready, "bytes": moved,
@@ -126,7 +128,8 @@ def main():
     parser.add_argument("--build", type=float, default=0.0, help="seconds to build the tree")
     parser.add_argument("--check", type=float, default=0.0, help="seconds to map and check it")
     parser.add_argument("--disk", type=float, default=2e9, help="bytes per second, for all ranks")
-    parser.add_argument("--link", type=float, default=1e9, help="bytes per second, for one rank")
+    parser.add_argument("--link", type=float, default=1e9, help="bytes per second, for one node")
+    parser.add_argument("--per-node", type=int, default=1, help="ranks of a node")
     parser.add_argument("--launch", type=float, default=0.0, help="seconds before ranks ask")
     arguments = parser.parse_args()
     with open(arguments.report, encoding="utf-8") as file:
@@ -134,7 +137,8 @@ def main():
     tiles = take_tiles(report, arguments.tiles, arguments.work)
     scene = Scene(arguments.mesh_bytes, arguments.read, arguments.build, arguments.tree_bytes,
                   arguments.check).times(arguments.scene)
-    farm = Farm(disk=arguments.disk, link=arguments.link, launch=arguments.launch)
+    farm = Farm(disk=arguments.disk, link=arguments.link, launch=arguments.launch,
+                per_node=arguments.per_node)
     join = report["seconds"]["join"] / report["tiles"] * report["tiles"] / len(tiles)
     print("| ranks | tree | s | of it first tree | last tiles | share of work | GB moved |")
     print("|---|---|---|---|---|---|---|")

@@ -54,6 +54,8 @@ class FarmModel(unittest.TestCase):
         self.assertAlmostEqual(farm_model.prepare(scene, farm, 1, False), 20 + 1 + 7)
         self.assertAlmostEqual(farm_model.prepare(scene, farm, 4, False), 40 + 1 + 7)
         self.assertAlmostEqual(farm_model.prepare(scene, farm, 4, True), 40 + 1 + 20 + 2)
+        nodes = farm_model.Farm(disk=10, link=5, per_node=2)
+        self.assertAlmostEqual(farm_model.prepare(scene, nodes, 4, True), 20 + 1 + 10 + 2)
         end = run([(1.0, 20)] * 4, 4, scene, farm)
         # The four tiles are written one after the other.
         self.assertAlmostEqual(end["seconds"], 48 + 1 + 4 * 2)
