@@ -4,7 +4,7 @@
 
 build_packages=(
     g++ cmake ninja-build python3
-    libcli11-dev libtinyobjloader-dev libpng-dev nlohmann-json3-dev libopenexr-dev
+    libcli11-dev libtinyobjloader-dev libpng-dev zlib1g-dev nlohmann-json3-dev libopenexr-dev
     libmicrohttpd-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )

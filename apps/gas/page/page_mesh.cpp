@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <apps/gas/scene/mesh_shape.h>
 
@@ -84,13 +85,23 @@ class GridMesh {
                 continue;
             if (m_mesh.indices.size() == 3 * limit)
                 return false;
-            for (const Steps& corner : {a, b, c})
-                m_mesh.indices.push_back(get_index(corner));
+            const Indices corners = {get_index(a), get_index(b), get_index(c)};
+            if (is_new(corners))
+                m_mesh.indices.insert(m_mesh.indices.end(), corners.begin(), corners.end());
         }
         return true;
     }
 
   private:
+    using Indices = std::array<std::uint32_t, 3>;
+
+    /// Whether no triangle has these corners yet. There are fewer than 2^21.
+    bool is_new(Indices corners) {
+        std::sort(corners.begin(), corners.end());
+        return m_triangles
+            .insert(std::uint64_t{corners[0]} << 42 | std::uint64_t{corners[1]} << 21 | corners[2])
+            .second;
+    }
     Steps get_steps(const Vec3f& corner) const {
         Steps steps{};
         for (unsigned axis = 0; axis < 3; ++axis) {
@@ -119,6 +130,7 @@ class GridMesh {
     double m_scale[3];
     double m_cell[3];
     std::unordered_map<std::uint64_t, std::uint32_t> m_indices;
+    std::unordered_set<std::uint64_t> m_triangles;
 };
 
 /// The box of all corners but the outermost on each side.
@@ -205,34 +217,62 @@ double get_size(const Instance& instance) {
 /// What instances of a shape have in common.
 struct ShapeUse {
     double size_sum = 0.0;
-    unsigned count = 0;
+    std::size_t count = 0;
     std::vector<Corners> triangles;
+
+    /// Of each instance, where a size of 1 has `scale`.
+    std::size_t get_limit(double scale) const {
+        constexpr double fewest = 12.0;
+        const double share = scale * size_sum / static_cast<double>(count);
+        return static_cast<std::size_t>(
+            std::clamp(share, fewest, std::max(fewest, static_cast<double>(triangles.size()))));
+    }
 };
 
-} // namespace
+using ShapeUses = std::unordered_map<const Shape*, ShapeUse>;
 
-/// Instances share the triangles by their sizes; those of a shape look the same.
-PageMesh make_page_mesh(const Scene& scene, std::size_t limit) {
-    PageMesh mesh;
-    double whole = 0.0;
-    std::unordered_map<const Shape*, ShapeUse> uses;
+/// The largest scale of some at which all instances together have at most `limit` triangles.
+double choose_scale(const ShapeUses& uses, std::size_t limit) {
+    double scale = 1e-3;
+    for (double next = scale; next < 1e9; next *= 1.1) {
+        std::size_t sum = 0;
+        for (const auto& [shape, use] : uses)
+            sum += use.count * use.get_limit(next);
+        if (sum > limit)
+            break;
+        scale = next;
+    }
+    return scale;
+}
+
+ShapeUses list_uses(const Scene& scene, PageMesh& mesh) {
+    ShapeUses uses;
     for (const Instance& instance : scene.get_instances()) {
         mesh.triangle_count += count_triangles(*instance.shape);
         mesh.has_octahedra |= dynamic_cast<const MeshShape*>(instance.shape) == nullptr;
         ShapeUse& use = uses[instance.shape];
         use.size_sum += get_size(instance);
         ++use.count;
-        whole += get_size(instance);
     }
     for (auto& [shape, use] : uses) {
         const unsigned stride = get_stride(count_triangles(*shape));
         mesh.item_stride = std::max(mesh.item_stride, stride);
-        std::vector<Corners> triangles;
-        add_triangles(*shape, stride, triangles);
-        const double share = use.size_sum / whole / use.count * static_cast<double>(limit);
-        const auto own_limit = static_cast<std::size_t>(std::max(share, 12.0));
-        mesh.is_by_instance |= triangles.size() > own_limit;
-        use.triangles = coarsen(std::move(triangles), own_limit);
+        add_triangles(*shape, stride, use.triangles);
+    }
+    return uses;
+}
+
+} // namespace
+
+/// Instances share the triangles by their sizes; those of a shape look the same.
+PageMesh make_page_mesh(const Scene& scene, std::size_t limit) {
+    PageMesh mesh;
+    ShapeUses uses = list_uses(scene, mesh);
+    const double scale = choose_scale(uses, limit);
+    for (auto& [shape, use] : uses) {
+        const std::size_t own_limit = use.get_limit(scale);
+        mesh.is_by_instance |= use.triangles.size() > own_limit;
+        use.triangles = coarsen(std::move(use.triangles), own_limit);
     }
     std::vector<Corners> triangles;
     for (const Instance& instance : scene.get_instances())

@@ -46,7 +46,7 @@ ReportMaker::ReportMaker(Stage& stage, bool is_mesh, const ReportSettings& setti
     : m_stage(stage), m_is_mesh(is_mesh), m_settings(settings), m_application(application),
       m_picture_camera(stage.camera),
       m_measured_camera(
-          stage.camera.resize(ReportSettings::measured_width, ReportSettings::measured_height)) {}
+          stage.camera.resize(settings.get_measured_width(), settings.get_measured_height())) {}
 
 ReportSubject ReportMaker::make(AppProgressBar& bar, float share) {
     AppProgressBar part(bar, share);
@@ -61,6 +61,14 @@ ReportSubject ReportMaker::make(AppProgressBar& bar, float share) {
     draw_pictures(part);
     part.set_value(1.0f);
     return std::move(m_subject);
+}
+
+/// Two thirds of the triangles are for the instances, and the largest shapes share the others.
+std::size_t ReportMaker::get_triangle_limit(bool is_whole_scene) const {
+    const std::size_t limit = m_settings.triangle_limit;
+    if (m_shapes.size() < 2)
+        return limit;
+    return is_whole_scene ? limit * 2 / 3 : limit / (3 * (m_shapes.size() - 1));
 }
 
 /// Of a mesh the mesh, of a scene its instances and the largest shapes.
@@ -81,16 +89,12 @@ void ReportMaker::choose_parts() {
                                   " with the most items are shown.");
         m_shapes.resize(ReportSettings::most_parts);
     }
-    // The instances are a third of the triangles, the shapes share another.
-    const std::size_t shared = m_is_mesh ? 1 : 3;
     for (const Shape* shape : m_shapes) {
         ReportPart part;
         part.name = shape ? shape->get_name() : "all instances";
         part.item_count = shape ? shape->get_item_count() : scene.get_instances().size();
-        const std::size_t limit =
-            m_settings.triangle_limit /
-            (shape ? shared * std::max(m_shapes.size() - 1, std::size_t{1}) : shared);
-        part.mesh = shape ? make_page_mesh(*shape, limit) : make_page_mesh(scene, limit);
+        part.mesh = shape ? make_page_mesh(*shape, get_triangle_limit(false))
+                          : make_page_mesh(scene, get_triangle_limit(true));
         m_subject.parts.push_back(std::move(part));
     }
     for (const Instance& instance : scene.get_instances())

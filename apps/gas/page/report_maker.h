@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+
 #include <apps/gas/page/report_subject.h>
 #include <apps/gas/render/renderer.h>
 
@@ -20,9 +23,14 @@ struct ReportSettings {
     std::size_t triangle_limit = 100'000;
     std::size_t box_limit = 1024;
 
-    // The picture whose rays are measured.
-    static constexpr unsigned measured_width = 192;
-    static constexpr unsigned measured_height = 120;
+    /// The picture whose rays are measured: in the shape of the other, no wider than this.
+    static constexpr unsigned most_measured_columns = 192;
+    unsigned get_measured_width() const { return std::min(render.width, most_measured_columns); }
+    unsigned get_measured_height() const {
+        const auto height = std::uint64_t{render.height} * get_measured_width() / render.width;
+        return static_cast<unsigned>(std::clamp<std::uint64_t>(height, 1, 4096));
+    }
+
     /// Parts of a scene that have fewer items than the largest ones are left out.
     static constexpr std::size_t most_parts = 6;
 };
@@ -45,6 +53,7 @@ class ReportMaker {
     };
 
     void choose_parts();
+    std::size_t get_triangle_limit(bool is_whole_scene) const;
     std::vector<Build> list_builds() const;
     bool is_main(const Build& build) const;
     bool shows_boxes(const Build& build) const;

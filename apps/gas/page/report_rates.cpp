@@ -29,8 +29,8 @@ class UsedInstructionSet {
 
 RenderSettings ReportMaker::get_measured_rays() const {
     RenderSettings settings = m_settings.render;
-    settings.width = ReportSettings::measured_width;
-    settings.height = ReportSettings::measured_height;
+    settings.width = m_settings.get_measured_width();
+    settings.height = m_settings.get_measured_height();
     settings.samples = 1;
     settings.packet_size = 1;
     return settings;
