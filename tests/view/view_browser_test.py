@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Drives a browser without a screen through the page of `gas view`: view_browser_test.py GAS.
+"""Drives a browser without a screen through the page of `gas view`:
+view_browser_test.py GAS CHROMIUM CHROMEDRIVER.
 
 GAS_VIEW_SHOTS names a folder for pictures of the page.
 """
@@ -18,7 +19,7 @@ from selenium.webdriver.support.ui import Select
 
 from view_server import Server
 
-PROGRAM = ""
+PROGRAM = CHROMIUM = DRIVER = ""
 
 # Calls back when a picture beyond the given number is done and no other is wanted.
 WAIT = """
@@ -53,11 +54,12 @@ class Page(unittest.TestCase):
     def setUpClass(cls):
         cls.server = Server(PROGRAM, "--detail", "0.001")
         options = webdriver.ChromeOptions()
+        options.binary_location = CHROMIUM
         # A browser of root's does not confine itself.
         for argument in ("--headless=new", "--no-sandbox", "--force-device-scale-factor=1"):
             options.add_argument(argument)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.browser = webdriver.Chrome(service=Service(DRIVER), options=options)
         cls.browser.set_script_timeout(3600)
         cls.set_size(*cls.usual_size)
         cls.browser.get(cls.server.address)
@@ -220,5 +222,5 @@ class Page(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = os.path.abspath(sys.argv.pop(1))
+    PROGRAM, CHROMIUM, DRIVER = (os.path.abspath(sys.argv.pop(1)) for _ in range(3))
     unittest.main()
