@@ -101,7 +101,10 @@ def check_node(browser, pack):
 
 def open_page(browser, page):
     browser.open(page)
-    browser.wait("return document.documentElement.dataset.ready === 'yes'")
+    complaints = []
+    while not complaints and not browser.run("return document.documentElement.dataset.ready"):
+        complaints = browser.take_complaints()
+    expect(not complaints, f"{page}: {complaints}")
     browser.wait("return document.querySelector('canvas.view3d').dataset.frames > 0")
 
 
