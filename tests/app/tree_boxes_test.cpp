@@ -9,10 +9,10 @@ using namespace gas_app;
 
 /// Over unit cubes in a row, the first two of which overlap by half.
 void build_row(TracedTree& tree, TreeKind kind) {
-    constexpr double places[] = {0.0, 0.5, 8.0, 9.0};
+    static constexpr double places[] = {0.0, 0.5, 8.0, 9.0};
     TracedTree::Items items;
     items.item_count = 4;
-    items.get_box = [&places](unsigned item, unsigned) -> Box {
+    items.get_box = [](unsigned item, unsigned) -> Box {
         return {{places[item], 0.0, 0.0}, {places[item] + 1.0, 1.0, 1.0}};
     };
     items.bounds = {{0.0, 0.0, 0.0}, {10.0, 1.0, 1.0}};
