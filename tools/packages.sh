@@ -8,7 +8,7 @@ build_packages=(
     libmicrohttpd-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
-check_packages=(git clang-format clang libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
+check_packages=(git clang-format clang lld libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
 full_check_packages=(
     clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev doxygen
     valgrind libopenmpi-dev openmpi-bin chromium chromium-driver python3-selenium
