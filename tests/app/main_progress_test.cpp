@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/app/reports.h>
+#include <tests/support/sanitizers.h>
 
 namespace {
 
@@ -26,13 +27,14 @@ std::set<std::string> get_lines(const std::string& text, const std::string& titl
 }
 
 TEST(MainProgress, MovesEvenlyForEveryTree) {
+    const std::string item_count = std::to_string(support::scale(200000, 60000));
     for (const char* tree : {"plain", "compressed", "grid"})
         for (const Words& more : {Words{"--threads", "1"},
                                   {"--threads", "1", "--motion"},
                                   {"--threads", "1", "--build", "median"},
                                   {"--threads", "2"}}) {
             const ProgramResult result =
-                run_program(join({"stats", "--json", "--items", "200000", "--tree", tree}, more));
+                run_program(join({"stats", "--json", "--items", item_count, "--tree", tree}, more));
             EXPECT_EQ(result.exit_code, 0);
             // One of each tenth, but for steps that are longer. The thread that tells of the parts
             // of a tree may have to wait while others build them.

@@ -13,6 +13,7 @@
 #include <tests/support/allocation_attempts.h>
 #include <tests/support/box_conversion.h>
 #include <tests/support/latch.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/spoiled_boxes.h>
@@ -130,11 +131,12 @@ TEST(ParallelBuild, GivesTheSameNodesOverSpoiledBoxes) {
 
 TEST(ParallelBuild, GivesTheSameTreeAndProgress) {
     for (const Kind kind : scenes::all_kinds()) {
-        expect_same_tree(scenes::make(kind, 20000, 3), Split::sah_fast, thread_counts);
+        expect_same_tree(scenes::make(kind, support::scale(20000, 9000), 3), Split::sah_fast,
+                         thread_counts);
         // The sorts of the others take long; so few items are still divided by all threads.
         for (const Split split : support::all_splits)
             if (split != Split::sah_fast)
-                expect_same_tree(scenes::make(kind, 9000, 3), split, {2u});
+                expect_same_tree(scenes::make(kind, support::scale(9000, 5000), 3), split, {2u});
     }
 }
 

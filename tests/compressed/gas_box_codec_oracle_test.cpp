@@ -22,7 +22,7 @@ using naive::Box;
 using naive::PairBytes;
 using support::SeededRandom;
 
-constexpr unsigned pair_count = support::is_sanitized ? 100000 : 2000000;
+constexpr unsigned pair_count = support::scale(2000000, 100000);
 
 /// Any bits of a float but those of a NaN.
 float any_float(SeededRandom& random) {

@@ -7,6 +7,7 @@
 
 #include <tests/support/allocation_counter.h>
 #include <tests/support/box_conversion.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 
 namespace {
@@ -31,7 +32,7 @@ template <typename Build> double get_peak_per_item(unsigned item_count, const Bu
 } // namespace
 
 TEST(CompressedTreeAllocations, ABuildTakesThirtySixBytesPerItemBesideTheTree) {
-    constexpr unsigned count = 200000;
+    constexpr unsigned count = support::scale(200000, 50000);
     // The lists of a parallel build do not grow with the items.
     constexpr double most = 36.0 + 65536.0 / count;
     for (const Kind kind : {Kind::random, Kind::clustered, Kind::geometric_chain}) {

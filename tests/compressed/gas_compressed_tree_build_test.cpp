@@ -9,6 +9,7 @@
 
 #include <tests/support/compressed_checker.h>
 #include <tests/support/drawn_progress.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/split_scene.h>
 #include <tests/support/tree_build.h>
@@ -208,7 +209,8 @@ TEST(CompressedBuild, BoundsOfListedItemsStartFromTheFirst) {
 
 TEST(CompressedBuild, SeveralThreadsGiveTheSameTree) {
     for (const scenes::Kind kind : scenes::all_kinds()) {
-        const CoreArray<GMathBbox3<float>> boxes = support::to_boxes(scenes::make(kind, 30000, 6));
+        const CoreArray<GMathBbox3<float>> boxes =
+            support::to_boxes(scenes::make(kind, support::scale(20000, 6000), 6));
         for (const naive::Split split : support::all_splits) {
             support::QuietProgress expected_progress(split);
             GasCompressedTree expected;

@@ -11,6 +11,7 @@
 #include <tests/support/raw_rays.h>
 #include <tests/support/ray_maker.h>
 #include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/test_shader.h>
 
@@ -119,9 +120,10 @@ class CountedCalls : public testing::TestWithParam<std::tuple<Kind, RayQuery, Ha
         counting_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
         support::SeededRandom random(17);
         support::RayMaker maker(random, boxes);
-        for (const unsigned size : get_handing() == Handing::single
-                                       ? std::vector<unsigned>(40, 1)
-                                       : std::vector<unsigned>{2, 50, 700, 2500}) {
+        for (const unsigned size :
+             get_handing() == Handing::single
+                 ? std::vector<unsigned>(40, 1)
+                 : std::vector<unsigned>{2, 50, 700, support::scale(2500, 900)}) {
             std::vector<RaySpec> specs(size);
             for (RaySpec& spec : specs)
                 spec = maker.make(0.0f, 1.0f);

@@ -9,6 +9,7 @@
 #include <tests/naive/naive_grid.h>
 #include <tests/support/box_conversion.h>
 #include <tests/support/grid_items.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/split_scene.h>
@@ -118,7 +119,7 @@ TEST(GridLeafBboxes, TheLastPieceMayBeShortOrMissing) {
 
 TEST(GridLeafBboxes, PiecesAreThoseOfTheNaiveRule) {
     support::SeededRandom random(1);
-    for (unsigned i = 0; i < 20; ++i) {
+    for (unsigned i = 0; i < support::scale(20, 6); ++i) {
         const unsigned count = 1 + random.below(i % 2 ? 3000 : 100000);
         Sizes expected;
         for (const naive::Piece& piece : naive::split_request(count))

@@ -30,8 +30,8 @@ using support::RayQuery;
 using support::SeededRandom;
 
 #ifdef NDEBUG
-constexpr unsigned batches_per_scene = support::is_sanitized ? 10 : 40;
-constexpr unsigned lone_grids_per_kind = support::is_sanitized ? 60 : 600;
+constexpr unsigned batches_per_scene = support::scale(40, 5);
+constexpr unsigned lone_grids_per_kind = support::scale(600, 60);
 #else
 constexpr unsigned batches_per_scene = 8;
 constexpr unsigned lone_grids_per_kind = 60;

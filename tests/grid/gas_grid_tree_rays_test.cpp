@@ -31,7 +31,7 @@ using support::TestShader;
 
 constexpr double margin = 0.0625;
 constexpr double far_away = 500.0;
-constexpr unsigned batches_per_grid = support::is_sanitized ? 2 : 10;
+constexpr unsigned batches_per_grid = support::scale(10, 2);
 
 // Scenes of the compressed tree's working range, wider than flat.
 constexpr scenes::Kind kinds[] = {
@@ -422,7 +422,7 @@ TEST(GridRays, ShadersThatRememberFormerCellsFindWhatIsThereNow) {
     GeometryRayBatch single(1);
     GeometryRayBatch several(16);
     unsigned hits = 0;
-    for (unsigned i = 0; i < 120; ++i) {
+    for (unsigned i = 0; i < support::scale(120, 60); ++i) {
         constexpr unsigned counts[] = {600, 3, 100, 1, 17, 2};
         const unsigned count = counts[i % 6];
         GridItems items(fit(scenes::make(kinds[i % 4], count, i)));

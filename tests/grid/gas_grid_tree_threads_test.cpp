@@ -30,9 +30,9 @@ using support::SolidItems;
 using support::TestShader;
 
 constexpr unsigned cluster_count = 5;
-constexpr unsigned thread_count = 64;
+constexpr unsigned thread_count = support::scale(64, 24);
 constexpr unsigned sample_count = 3;
-const unsigned round_count = support::is_sanitized ? 4 : 20;
+constexpr unsigned round_count = support::scale(20, 4);
 
 /// Moving clusters of solid items.
 struct Scene {

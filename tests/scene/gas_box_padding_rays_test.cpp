@@ -253,7 +253,8 @@ TEST(BoxPaddingRays, LoseNoHitInMotion) {
 }
 
 TEST(BoxPaddingRays, LoseNoHitInScenesOfAnySize) {
-    for (int exponent = -90; exponent <= 90; exponent += 20) {
+    constexpr int step = support::scale(20, 60);
+    for (int exponent = -90; exponent <= 90; exponent += step) {
         SCOPED_TRACE(exponent);
         const double size = std::ldexp(1.0, exponent);
         const Range range = make_sheet({3.0 * size, 0.0, -2.0 * size}, size, 5.0 * size, true);

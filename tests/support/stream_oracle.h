@@ -8,12 +8,13 @@
 
 #include <tests/support/hostile_rays.h>
 #include <tests/support/ray_histories.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/test_shader.h>
 
 namespace support {
 
 /// Batches around the number of rays that a stream keeps in flight, and well above it.
-inline constexpr unsigned stream_sizes[] = {1, 2, 31, 32, 33, 200, 600};
+inline constexpr unsigned stream_sizes[] = {1, 2, 31, 32, 33, scale(200, 70), scale(600, 150)};
 
 struct CachedLeaves {
     explicit CachedLeaves(const GasTreeCtx& ctx) {
