@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 
 #include <gas/diagnostics/gas_check_runs.h>
@@ -18,6 +19,11 @@ enum class GasWideFlaw {
     /// A box is not that of its binary node.
     boxes
 };
+
+/// Zeros of either sign differ, as they do in a file.
+inline bool gas_are_same_bits(const void* first, const void* second, std::size_t size) {
+    return std::memcmp(first, second, size) == 0;
+}
 
 /// Whether each wide node stands for a binary one and its lanes for what is below that, so that a
 /// walk from the first meets each leaf once.
@@ -43,8 +49,8 @@ class GasWideCheck {
         boxes.gather(wide, GasNodeBoxes{m_nodes});
         alignas(32) float planes[6][GasWideNode::width];
         boxes.store(planes[0]);
-        return std::memcmp(planes, wide.planes, sizeof planes) == 0 ? GasWideFlaw::none
-                                                                    : GasWideFlaw::boxes;
+        return gas_are_same_bits(planes, wide.planes, sizeof planes) ? GasWideFlaw::none
+                                                                     : GasWideFlaw::boxes;
     }
 
     /// Whether another refers to it; for after the check of all.
@@ -110,9 +116,9 @@ class GasWideSampleCheck {
         alignas(32) float planes[6][width];
         boxes.store(planes[0]);
         const GasWideSampleRecords& records = m_arrays.wide_samples;
-        return std::memcmp(half_planes, records.get_half_planes(i, sample), sizeof half_planes) ==
-                   0 &&
-               std::memcmp(planes, records.get_planes(i, sample), sizeof planes) == 0;
+        return gas_are_same_bits(half_planes, records.get_half_planes(i, sample),
+                                 sizeof half_planes) &&
+               gas_are_same_bits(planes, records.get_planes(i, sample), sizeof planes);
     }
 
     const GasTreeArrays& m_arrays;

@@ -58,7 +58,7 @@ TreeData::TreeData(const Box* boxes, std::size_t count, const Options& options)
     build(convert(boxes, count, m_space));
 }
 
-TreeData::TreeData(std::size_t count, BoxFunction boxes, const Options& options)
+TreeData::TreeData(std::size_t count, const BoxFunction& boxes, const Options& options)
     : m_options(options), m_asks_for_boxes(true) {
     if (!boxes)
         throw Error("a grid needs a function that gives boxes");

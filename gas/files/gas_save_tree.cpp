@@ -67,6 +67,7 @@ void write_wide_samples(GasFileWriter& writer, const GasTreeArrays& arrays) {
     std::vector<char> record(GasWideSampleRecords::get_record_size(arrays.sample_count));
     const GasWideSampleRecords written(record.data(), arrays.sample_count);
     for (unsigned node = 0; node < arrays.wide_count; ++node) {
+        const auto& references = arrays.wide_nodes[node].references;
         for (unsigned sample = 0; sample < arrays.sample_count; ++sample) {
             if (!arrays.samples[sample])
                 continue;
@@ -75,8 +76,7 @@ void write_wide_samples(GasFileWriter& writer, const GasTreeArrays& arrays) {
             std::memcpy(written.get_planes(0, sample), records.get_planes(node, sample),
                         GasWideSampleRecords::planes_size);
         }
-        std::memcpy(written.get_references(0), arrays.wide_nodes[node].references,
-                    sizeof arrays.wide_nodes[node].references);
+        std::memcpy(written.get_references(0), references, sizeof references);
         writer.append(record.data(), record.size());
     }
     writer.end_section();
@@ -130,7 +130,7 @@ GasFileResult gas_save_tree(const GasTree& tree, const char* path, std::uint64_t
         writer.append(arrays.wide_nodes, std::size_t{arrays.wide_count} * sizeof(GasWideNode));
         writer.end_section();
     }
-    if (table.find(GasFileSectionType::wide_samples))
+    if (arrays.wide_nodes && table.find(GasFileSectionType::wide_samples))
         write_wide_samples(writer, arrays);
     return end(writer, path);
 }

@@ -71,6 +71,7 @@ struct ValueName {
 
 std::string list(const std::set<CLI::Option*>& options) {
     std::vector<std::string> names;
+    names.reserve(options.size());
     for (const CLI::Option* option : options)
         names.push_back(option->get_name());
     std::sort(names.begin(), names.end());
@@ -114,8 +115,10 @@ std::string make_command_help(const CLI::App& command) {
     std::string usage = "Usage: gas " + command.get_name() + " [OPTION]...";
     for (const CLI::Option* option : positionals) {
         const std::string name = get_names(*option);
-        const std::string dots = option->get_expected_max() > 1 ? "..." : "";
-        usage += " " + (option->get_required() ? name : "[" + name + "]") + dots;
+        usage += option->get_required() ? " " : " [";
+        usage += name;
+        usage += option->get_required() ? "" : "]";
+        usage += option->get_expected_max() > 1 ? "..." : "";
     }
     std::string out = wrap(command.get_description() + ".", "", "");
     if (!command.get_footer().empty())

@@ -133,6 +133,7 @@ std::vector<ReportSubject> ReportCommand::make_subjects() const {
     ShownProgress progress(application, "Making the report", m_scene.shows_progress(), is_logged);
     AppProgressBar& bar = progress.get_bar();
     std::vector<ReportSubject> subjects;
+    subjects.reserve(paths.size());
     const float share = 1.0f / static_cast<float>(paths.size());
     for (const std::string& path : paths)
         subjects.push_back(is_saved ? make_saved_tree_subject(path, settings)

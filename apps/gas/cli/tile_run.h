@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+
 #include <apps/gas/cli/option_values.h>
 #include <apps/gas/cli/picture_output.h>
 #include <apps/gas/cli/render_job.h>
@@ -49,7 +51,9 @@ class TileRun {
     unsigned get_tile(unsigned unit) const {
         return m_settings.tiles.first + unit % get_tile_count();
     }
-    unsigned get_tile_count() const { return m_settings.tiles.last - m_settings.tiles.first + 1; }
+    unsigned get_tile_count() const {
+        return std::max(1u, m_settings.tiles.last - m_settings.tiles.first + 1);
+    }
     unsigned get_unit_count() const {
         return get_tile_count() * (m_settings.frames ? m_settings.frames->get_count() : 1);
     }

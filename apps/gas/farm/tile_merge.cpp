@@ -90,7 +90,7 @@ void TileMerge::paint(const PictureTile& tile) {
 std::vector<std::string> TileMerge::get_flaws() const {
     std::vector<std::string> flaws = m_flaws;
     if (!m_source)
-        flaws.push_back("there is no whole tile of a picture");
+        flaws.emplace_back("there is no whole tile of a picture");
     else if (const std::string missing = describe_missing(); !missing.empty())
         flaws.push_back(missing);
     return flaws;
@@ -109,9 +109,11 @@ std::string TileMerge::describe_missing() const {
         std::size_t last = first;
         while (is_missing(last + 1))
             ++last;
-        list += (list.empty() ? "" : ", ") + std::to_string(first + 1);
+        if (!list.empty())
+            list += ", ";
+        list += std::to_string(first + 1);
         if (last > first)
-            list += "-" + std::to_string(last + 1);
+            list.append("-").append(std::to_string(last + 1));
         count += static_cast<unsigned>(last - first + 1);
         first = last;
     }

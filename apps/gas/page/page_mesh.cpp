@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -111,7 +112,7 @@ class GridMesh {
                                      ? (std::floor(place / m_cell[axis]) + 0.5) * m_cell[axis]
                                      : place;
             const double last = PageMesh::step_count;
-            steps[axis] = static_cast<std::uint16_t>(std::clamp(moved, 0.0, last) + 0.5);
+            steps[axis] = static_cast<std::uint16_t>(std::lround(std::clamp(moved, 0.0, last)));
         }
         return steps;
     }
@@ -138,6 +139,7 @@ Box get_focus(const std::vector<Corners>& triangles) {
     Box focus = empty_box();
     for (unsigned axis = 0; axis < 3; ++axis) {
         std::vector<float> places;
+        places.reserve(triangles.size());
         for (const Corners& triangle : triangles)
             places.push_back(triangle[0][axis]);
         const std::size_t out = places.size() / 20;
@@ -163,10 +165,12 @@ void fill(const std::vector<Corners>& triangles, std::size_t limit, PageMesh& me
         GridMesh(mesh.box, PageMesh::step_count, mesh).add(triangles, limit);
         return;
     }
-    for (double cells = 2048.0; cells >= 2.0; cells *= 0.84) {
+    double cells = 2048.0;
+    while (cells >= 2.0) {
         mesh.grid_size = static_cast<unsigned>(cells);
         if (GridMesh(mesh.box, mesh.grid_size, mesh).add(triangles, limit))
             return;
+        cells *= 0.84;
     }
 }
 
@@ -234,13 +238,15 @@ using ShapeUses = std::unordered_map<const Shape*, ShapeUse>;
 /// The largest scale of some at which all instances together have at most `limit` triangles.
 double choose_scale(const ShapeUses& uses, std::size_t limit) {
     double scale = 1e-3;
-    for (double next = scale; next < 1e9; next *= 1.1) {
+    double next = scale;
+    while (next < 1e9) {
         std::size_t sum = 0;
         for (const auto& [shape, use] : uses)
             sum += use.count * use.get_limit(next);
         if (sum > limit)
             break;
         scale = next;
+        next *= 1.1;
     }
     return scale;
 }

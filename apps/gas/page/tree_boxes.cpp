@@ -182,10 +182,12 @@ void ShownLevel::keep_largest(std::size_t limit) {
     std::nth_element(areas.begin(), areas.begin() + static_cast<std::ptrdiff_t>(limit),
                      areas.end());
     std::vector<std::size_t> places;
+    places.reserve(limit);
     for (std::size_t rank = 0; rank < limit; ++rank)
         places.push_back(areas[rank].second);
     std::sort(places.begin(), places.end());
     std::vector<TreeBox> kept;
+    kept.reserve(limit);
     for (const std::size_t place : places)
         kept.push_back(boxes[place]);
     boxes = std::move(kept);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <compare>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <apps/gas/verify/comparison.h>
@@ -42,7 +42,9 @@ class AskedRays {
         unsigned kind;
         AskedWay way;
 
-        auto operator<=>(const Key&) const = default;
+        bool operator<(const Key& other) const {
+            return std::tie(method, kind, way) < std::tie(other.method, other.kind, other.way);
+        }
     };
 
     std::string describe(unsigned method) const;

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <apps/gas/verify/verified_rays.h>
@@ -20,7 +20,9 @@ struct ComparedPair {
     std::string way;
     std::string against;
 
-    auto operator<=>(const ComparedPair&) const = default;
+    bool operator<(const ComparedPair& other) const {
+        return std::tie(tree, way, against) < std::tie(other.tree, other.way, other.against);
+    }
 };
 
 /// Counts comparisons and differences, and describes the first differences.

@@ -13,6 +13,7 @@ gas::Box to_owning(const Box& box) { return {to_owning(box.min), to_owning(box.m
 
 std::vector<gas::Box> to_owning(const std::vector<Box>& boxes) {
     std::vector<gas::Box> owning;
+    owning.reserve(boxes.size());
     for (const Box& box : boxes)
         owning.push_back(to_owning(box));
     return owning;

@@ -144,8 +144,9 @@ VerifiedScene::Tile VerifiedScene::make_tile(std::uint64_t number, unsigned coun
     const auto width = static_cast<unsigned>(std::ceil(std::sqrt(count)));
     for (unsigned ray = 0; ray < count; ++ray) {
         // Weights of the corners, as the frustum asks.
-        const double across = (ray % width + 0.5) / width;
-        const double down = (ray / width + 0.5) / width;
+        const unsigned column = ray % width, row = ray / width;
+        const double across = (column + 0.5) / width;
+        const double down = (row + 0.5) / width;
         const Vec3 direction =
             mix(mix(corners[0], corners[1], across), mix(corners[3], corners[2], across), down);
         tile.rays.push_back({eye, direction, 0.0, VerifiedScene::no_entry,

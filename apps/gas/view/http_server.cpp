@@ -224,7 +224,7 @@ class HttpServer::Daemon {
         MHD_Response* const made = MHD_create_response_from_callback(
             MHD_SIZE_UNKNOWN, block_size, send_some, sending.get(), end_sending);
         if (made)
-            sending.release();
+            static_cast<void>(sending.release());
         return made;
     }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 
 namespace gas_app {
 
@@ -57,7 +56,7 @@ std::optional<std::size_t> RecordQueue::read(char* bytes, std::size_t size) {
     while (count < size && !m_records.empty()) {
         const std::string& first = m_records.front();
         const std::size_t part = std::min(size - count, first.size() - m_taken);
-        std::memcpy(bytes + count, first.data() + m_taken, part);
+        std::copy_n(first.begin() + static_cast<std::ptrdiff_t>(m_taken), part, bytes + count);
         count += part;
         m_taken += part;
         if (m_taken == first.size()) {
