@@ -79,7 +79,7 @@ void add_mesh(const std::string& path, unsigned subdivision_count, Options& opti
 
 void choose_scenes(RawOptions raw, Options& options) {
     if (options.is_quick && raw.item_counts.empty())
-        raw.item_counts = {2000};
+        raw.item_counts = {1000};
     const bool is_anatomy_alone =
         options.with_anatomy && raw.scenes.empty() && raw.obj_paths.empty();
     const bool has_none = is_anatomy_alone || (raw.scenes.size() == 1 && raw.scenes[0] == "none");
@@ -153,11 +153,11 @@ bool read_options(int argument_count, const char* const* arguments, Options& opt
     if (options.anatomy_ray_count == 0)
         options.anatomy_ray_count = options.is_quick ? 128 : 4096;
     if (options.measure.ray_count == 0)
-        options.measure.ray_count = options.is_quick ? 1024 : 65536;
+        options.measure.ray_count = options.is_quick ? 512 : 65536;
     if (options.measure.repetition_count == 0)
         options.measure.repetition_count = options.is_quick ? 1 : 5;
     if (options.is_quick)
-        options.growth_counts = {500, 1000, 2000};
+        options.growth_counts = {250, 500, 1000};
     else
         options.growth_counts = {100'000, 1'000'000, 4'000'000, 16'000'000};
     choose_scenes(raw, options);

