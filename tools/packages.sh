@@ -11,7 +11,7 @@ build_packages=(
 check_packages=(git clang-format clang lld libclang-rt-14-dev libstdc++-12-dev-arm64-cross)
 full_check_packages=(
     clang-tidy g++-aarch64-linux-gnu qemu-user-static googletest pkg-config dpkg-dev doxygen
-    valgrind libopenmpi-dev openmpi-bin chromium chromium-driver python3-selenium
+    valgrind libembree-dev libopenmpi-dev openmpi-bin chromium chromium-driver python3-selenium
 )
 
 # Installs those of the named packages that are missing; touches nothing when none is.

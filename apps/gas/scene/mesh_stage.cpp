@@ -41,10 +41,10 @@ constexpr double sway_per_height = 0.12;
 /// The mesh where it is at `time`: turned and shifted (0..1), or what it does in an animation.
 std::vector<Vec3> move(const std::vector<Vec3>& vertices, std::optional<MeshMotion> animation,
                        double time) {
-    constexpr Vec3 upward{0.0, 1.0, 0.0};
+    constexpr Vec3 up{0.0, 1.0, 0.0};
     const Transform motion = !animation
-                                 ? translate({0.10 * time, 0.0, 0.0}) * rotate(upward, 0.20 * time)
-                                 : rotate(upward, 2.0 * pi / 30.0 * time);
+                                 ? translate({0.10 * time, 0.0, 0.0}) * rotate(up, 0.20 * time)
+                                 : rotate(up, 2.0 * pi / 30.0 * time);
     std::vector<Vec3> moved;
     moved.reserve(vertices.size());
     for (const Vec3& vertex : vertices) {
