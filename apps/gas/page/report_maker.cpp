@@ -238,7 +238,7 @@ ReportSubject make_saved_tree_subject(const std::string& path, const ReportSetti
     row.memory = {row.whole};
     subject.rows.push_back(std::move(row));
     subject.parts.push_back(std::move(part));
-    subject.notes.push_back(
+    subject.notes.emplace_back(
         "A saved tree has no items: there is no picture, and no ray is traced.");
     return subject;
 }
