@@ -20,7 +20,15 @@ endfunction()
 # Sources that a sanitizer watches need not be fast unless they do the work: the library and the
 # second implementations are optimised, tests and examples are not.
 function(gas_without_optimisation target)
-    set_target_properties(${target} PROPERTIES GAS_WITHOUT_OPTIMISATION ON)
+    set_target_properties(${target} PROPERTIES GAS_SANITIZED_LEVEL -O0)
+endfunction()
+
+# Where sources are joined, a target that does work in tests alone is optimised a little.
+function(gas_optimise_little target)
+    if(GAS_JOIN_SOURCES)
+        target_compile_options(${target} PRIVATE "$<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-O1>")
+        set_target_properties(${target} PROPERTIES GAS_SANITIZED_LEVEL -O1)
+    endif()
 endfunction()
 
 # Writes one source that holds those named, each in a namespace of its own, so that equal names do not

@@ -23,7 +23,7 @@ if(GAS_SANITIZE)
         ${gas_sanitizer_flags}
         # Packages' headers are not ours to watch.
         $<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/unwatched_headers.txt>
-        $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_WITHOUT_OPTIMISATION>>,-O0,-O2>
+        $<IF:$<BOOL:$<TARGET_PROPERTY:GAS_SANITIZED_LEVEL>>,$<TARGET_PROPERTY:GAS_SANITIZED_LEVEL>,-O2>
         -g1 -fno-omit-frame-pointer)
     target_compile_definitions(gas_sanitizers INTERFACE _GLIBCXX_ASSERTIONS GAS_INLINE_FREELY)
     target_link_options(gas_sanitizers INTERFACE ${gas_sanitizer_flags})

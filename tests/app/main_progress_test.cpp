@@ -27,7 +27,7 @@ std::set<std::string> get_lines(const std::string& text, const std::string& titl
 }
 
 TEST(MainProgress, MovesEvenlyForEveryTree) {
-    const std::string item_count = std::to_string(support::scale(200000, 60000));
+    const std::string item_count = std::to_string(support::scale(60000, 20000));
     for (const char* tree : {"plain", "compressed", "grid"})
         for (const Words& more : {Words{"--threads", "1"},
                                   {"--threads", "1", "--motion"},

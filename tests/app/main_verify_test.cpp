@@ -89,17 +89,22 @@ void expect_all_rows(const ProgramResult& result, unsigned rays) {
 
 TEST(MainVerify, FindsNoDifferencesInRandomScenes) {
     // The last seed there is; another number of threads than of scenes.
-    const ProgramResult result = run_program(
-        {"verify", "--rays", "310", "--seed", "18446744073709551615", "--build", "sah"});
-    expect_all_rows(result, 310);
-    expect_all_rows(run_program({"verify", "--rays", "60", "--items", "300"}), 60 * 4);
+    constexpr unsigned rays = support::scale(310, 110);
+    const ProgramResult result = run_program({"verify", "--rays", std::to_string(rays), "--seed",
+                                              "18446744073709551615", "--build", "sah"});
+    expect_all_rows(result, rays);
+    constexpr unsigned rays_of_each = support::scale(60, 24);
+    expect_all_rows(
+        run_program({"verify", "--rays", std::to_string(rays_of_each), "--items", "300"}),
+        rays_of_each * 4);
 }
 
 TEST(MainVerify, FindsNoDifferencesInMeshes) {
+    constexpr unsigned rays = support::scale(60, 24);
     const TemporaryFolder folder;
     for (const std::string& text : {make_triangle(), make_lumpy_sheet()}) {
         const std::string mesh = folder.write("mesh.obj", text);
-        expect_all_rows(run_program({"verify", mesh, "--rays", "60"}), 60 * 4);
+        expect_all_rows(run_program({"verify", mesh, "--rays", std::to_string(rays)}), rays * 4);
     }
 }
 

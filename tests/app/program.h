@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,19 +29,19 @@ inline ProgramResult run_program(const std::vector<std::string>& arguments) {
         words.push_back(const_cast<char*>(argument.c_str()));
     words.push_back(nullptr);
 
-    const pid_t child = ::fork();
-    if (child == 0) {
-        constexpr int only_mine = 0600;
-        const int out = ::open(output.c_str(), O_WRONLY | O_CREAT, only_mine);
-        const int err = ::open(errors.c_str(), O_WRONLY | O_CREAT, only_mine);
-        ::dup2(out, STDOUT_FILENO);
-        ::dup2(err, STDERR_FILENO);
-        ::execv(words[0], words.data());
-        ::_exit(127);
-    }
+    // A fork would copy the tables of a sanitizer's pages for each run.
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    constexpr int flags = O_WRONLY | O_CREAT;
+    constexpr int only_mine = 0600;
+    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output.c_str(), flags, only_mine);
+    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, errors.c_str(), flags, only_mine);
+    pid_t child = -1;
+    const int failure = ::posix_spawn(&child, words[0], &files, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&files);
     int status = 0;
     ProgramResult result;
-    if (child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status))
+    if (failure == 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status))
         result.exit_code = WEXITSTATUS(status);
     result.output = folder.read("output");
     result.errors = folder.read("errors");

@@ -21,7 +21,8 @@ namespace {
 using support::SeededRandom;
 using Bounds = GMathBbox3<float>;
 
-constexpr unsigned pair_count = support::scale_in_release(support::scale(1000000, 100000), 100000);
+constexpr unsigned pair_count = support::scale_in_release(
+    support::scale(support::scale_when_whole(1000000, 300000), 100000), 100000);
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 

@@ -32,7 +32,7 @@ template <typename Build> double get_peak_per_item(unsigned item_count, const Bu
 } // namespace
 
 TEST(CompressedTreeAllocations, ABuildTakesThirtySixBytesPerItemBesideTheTree) {
-    constexpr unsigned count = support::scale(200000, 50000);
+    constexpr unsigned count = support::scale(100000, 50000);
     // The lists of a parallel build do not grow with the items.
     constexpr double most = 36.0 + 65536.0 / count;
     for (const Kind kind : {Kind::random, Kind::clustered, Kind::geometric_chain}) {

@@ -51,6 +51,13 @@ template <> struct Moving<GasGridTree> {
     GasGridTree tree;
 };
 
+/// Sizes of batches; under sanitizers half of them, in turns.
+std::vector<unsigned> get_batch_sizes([[maybe_unused]] unsigned turn) {
+    const std::vector<unsigned> sizes = {2, 50, 700, support::scale_when_whole(2500, 1200)};
+    const std::vector<unsigned> halves[] = {{2, 300}, {50, 900}};
+    return support::scale(1, 0) ? sizes : halves[turn % 2];
+}
+
 /// Callbacks that hit, shorten, lengthen and stop, as ray and item say.
 void react(const std::vector<RaySpec>& specs, unsigned item, GeometryRaytraceCtx& rays) {
     support::for_each_ray(rays, [&](unsigned ray) {
@@ -120,10 +127,8 @@ class CountedCalls : public testing::TestWithParam<std::tuple<Kind, RayQuery, Ha
         counting_shader.set_motion_blur(CtxMotionBlur(0.0f, 1.0f, 2));
         support::SeededRandom random(17);
         support::RayMaker maker(random, boxes);
-        for (const unsigned size :
-             get_handing() == Handing::single
-                 ? std::vector<unsigned>(40, 1)
-                 : std::vector<unsigned>{2, 50, 700, support::scale(2500, 900)}) {
+        for (const unsigned size : get_handing() == Handing::single ? std::vector<unsigned>(40, 1)
+                                                                    : get_batch_sizes(turn++)) {
             std::vector<RaySpec> specs(size);
             for (RaySpec& spec : specs)
                 spec = maker.make(0.0f, 1.0f);
@@ -147,6 +152,7 @@ class CountedCalls : public testing::TestWithParam<std::tuple<Kind, RayQuery, Ha
         }
     }
 
+    unsigned turn = 0;
     std::size_t call_count = 0;
     std::uint64_t visit_count = 0;
 };

@@ -30,7 +30,7 @@ using support::RayQuery;
 using support::SeededRandom;
 
 #ifdef NDEBUG
-constexpr unsigned batches_per_scene = support::scale(40, 5);
+constexpr unsigned batches_per_scene = support::scale(support::scale_when_whole(40, 20), 5);
 constexpr unsigned lone_grids_per_kind = support::scale(600, 60);
 #else
 constexpr unsigned batches_per_scene = 8;

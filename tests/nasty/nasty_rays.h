@@ -113,7 +113,7 @@ class RayTable {
             add(origin, ray_directions[0], 0.0);
         }
         if (support::is_sanitized && !is_full_product())
-            keep_half(boxes.size());
+            keep_third(boxes.size());
     }
 
     std::vector<RaySpec> rays;
@@ -129,10 +129,10 @@ class RayTable {
         return choices.empty() ? Box{{0, 0, 0}, {1, 1, 1}} : choices[choices.size() / 2];
     }
 
-    /// The odd ones or the even ones.
-    void keep_half(std::size_t turn) {
+    /// Every third one, from one of the first three on.
+    void keep_third(std::size_t turn) {
         std::size_t kept = 0;
-        for (std::size_t number = turn % 2; number < rays.size(); number += 2)
+        for (std::size_t number = turn % 3; number < rays.size(); number += 3)
             rays[kept++] = rays[number];
         rays.resize(kept);
     }

@@ -67,7 +67,7 @@ Point make_hit(support::SeededRandom& random, const Range& range, unsigned item,
 /// come from `distance` away along each axis. The hits are those at time 0 where `moves` is false.
 Range make_sheet(const Point& center, double size, double distance, bool moves) {
     constexpr unsigned item_count = 1000;
-    constexpr unsigned ray_count = support::scale(4000, 1000);
+    constexpr unsigned ray_count = support::scale(support::scale_when_whole(4000, 2000), 1000);
     support::SeededRandom random(21);
     Range range;
     const Point shift = make_point(random, 0.1 * size);

@@ -37,4 +37,14 @@ constexpr unsigned scale_in_release([[maybe_unused]] unsigned full,
 #endif
 }
 
+/// Everything in a build with GAS_TEST_WHOLE alone, for what is long in any.
+constexpr unsigned scale_when_whole([[maybe_unused]] unsigned full,
+                                    [[maybe_unused]] unsigned part) {
+#ifdef GAS_TEST_WHOLE
+    return full;
+#else
+    return part;
+#endif
+}
+
 } // namespace support

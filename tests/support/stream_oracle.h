@@ -14,7 +14,13 @@
 namespace support {
 
 /// Batches around the number of rays that a stream keeps in flight, and well above it.
-inline constexpr unsigned stream_sizes[] = {1, 2, 31, 32, 33, scale(200, 70), scale(600, 150)};
+inline constexpr unsigned stream_sizes[] = {1,
+                                            2,
+                                            31,
+                                            32,
+                                            33,
+                                            scale(scale_when_whole(200, 100), 70),
+                                            scale(scale_when_whole(600, 300), 150)};
 
 struct CachedLeaves {
     explicit CachedLeaves(const GasTreeCtx& ctx) {

@@ -30,7 +30,7 @@ class Oracle : public testing::TestWithParam<Kind> {};
 
 // The build replaces a count of 0 or all; a single split shows it, and the order of the items.
 TEST_P(Oracle, SingleSplitsReportAndReorderTheSame) {
-    for (unsigned seed = 1; seed <= scale(1200, 40); ++seed) {
+    for (unsigned seed = 1; seed <= scale(support::scale_when_whole(1200, 600), 40); ++seed) {
         SeededRandom random(seed);
         const unsigned count = 3 + random.below(seed % 4 == 0 ? 150 : 30);
         std::vector<Box> boxes = scenes::make(GetParam(), count, seed);

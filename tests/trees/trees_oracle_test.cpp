@@ -184,11 +184,16 @@ class TreesOracle : public testing::TestWithParam<std::tuple<TreeClass, Kind>> {
 template <typename Tree> class TreesOracleOfOneScene : public testing::Test {};
 TYPED_TEST_SUITE(TreesOracleOfOneScene, support::BothTrees, support::TreeNames);
 
+/// From one count of items to the next.
+unsigned get_step(unsigned count) {
+    return scale(support::scale_when_whole(1, count < 100 ? 1 : 3), count < 40 ? 1 : 17);
+}
+
 } // namespace
 
 TEST_P(TreesOracle, EveryCountUpTo300GivesTheSameTree) {
     with_tree(get_class(), [&](auto& tree) {
-        for (unsigned count = 1; count <= 300; count += scale(1, count < 40 ? 1 : 13)) {
+        for (unsigned count = 1; count <= 300; count += get_step(count)) {
             SeededRandom random(count);
             const float share = static_cast<float>(1 + count % 100) * 0.01f;
             for (const Split split : support::all_splits) {
@@ -204,7 +209,8 @@ TEST_P(TreesOracle, EveryCountUpTo300GivesTheSameTree) {
 }
 
 TEST_P(TreesOracle, ManySeedsGiveTheSameTree) {
-    with_seeds(scale(600, 25), [&](auto& tree, unsigned seed, SeededRandom& random) {
+    with_seeds(scale(support::scale_when_whole(600, 300), 25), [&](auto& tree, unsigned seed,
+                                                                   SeededRandom& random) {
         const unsigned count = 1 + random.below(seed % 5 == 0 ? 200 : 40);
         std::vector<Box> boxes = make(count, seed);
         for (const bool is_distorted : {false, true}) {
@@ -219,13 +225,14 @@ TEST_P(TreesOracle, ManySeedsGiveTheSameTree) {
 }
 
 TEST_P(TreesOracle, SpecialValuesGiveTheSameTree) {
-    with_seeds(scale(1200, 40), [&](auto& tree, unsigned seed, SeededRandom& random) {
-        const unsigned count = 1 + random.below(seed % 4 == 0 ? 150 : 30);
-        std::vector<Box> boxes = make(count, seed);
-        spoil(boxes, random, 1 + random.below(seed % 3 == 0 ? 4 : 40));
-        for (const Split split : support::all_splits)
-            compare_slots(tree, compare(tree, boxes, split, 0.37f));
-    });
+    with_seeds(scale(support::scale_when_whole(1200, 600), 40),
+               [&](auto& tree, unsigned seed, SeededRandom& random) {
+                   const unsigned count = 1 + random.below(seed % 4 == 0 ? 150 : 30);
+                   std::vector<Box> boxes = make(count, seed);
+                   spoil(boxes, random, 1 + random.below(seed % 3 == 0 ? 4 : 40));
+                   for (const Split split : support::all_splits)
+                       compare_slots(tree, compare(tree, boxes, split, 0.37f));
+               });
 }
 
 TEST_P(TreesOracle, SamplesAreTheSameWhileTheirNumberChanges) {

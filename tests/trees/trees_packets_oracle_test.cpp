@@ -30,7 +30,7 @@ using support::SeededRandom;
 using support::TreeKind;
 
 #ifdef NDEBUG
-constexpr unsigned batches_per_scene = support::scale(80, 10);
+constexpr unsigned batches_per_scene = support::scale(support::scale_when_whole(80, 40), 10);
 const std::vector<unsigned> counts = {1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 16, 33, 64, 150, 400};
 #else
 constexpr unsigned batches_per_scene = 10;

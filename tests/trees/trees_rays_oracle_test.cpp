@@ -9,6 +9,7 @@
 
 #include <tests/mirror/mirror_totals.h>
 #include <tests/support/ray_maker.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/scenes.h>
 #include <tests/support/seeded_random.h>
 #include <tests/support/spoiled_boxes.h>
@@ -35,7 +36,9 @@ using support::TreeKind;
 constexpr unsigned largest_of_all = 64;
 const std::vector<unsigned> larger_counts = {65, 100, 129, 300};
 constexpr unsigned large_count = 3000;
-unsigned get_group_count(unsigned item_count) { return item_count <= 20 ? 150 : 100; }
+unsigned get_group_count(unsigned item_count) {
+    return support::scale_when_whole(item_count <= 20 ? 150 : 100, 60);
+}
 #else
 constexpr unsigned largest_of_all = 9;
 const std::vector<unsigned> larger_counts = {17, 64, 150};
