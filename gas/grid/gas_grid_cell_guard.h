@@ -32,10 +32,12 @@ class GasGridCellGuard {
 
     SysThreadLock& m_lock;
     const GasGridCellGuard* m_outer;
-    // Of debug builds: the list of all threads' guards, and whether this one has its lock.
-    [[maybe_unused]] GasGridCellGuard* m_next = nullptr;
-    [[maybe_unused]] GasGridCellGuard* m_previous = nullptr;
-    [[maybe_unused]] bool m_has_lock = false;
+#ifndef NDEBUG
+    // The list of all threads' guards, and whether this one has its lock.
+    GasGridCellGuard* m_next = nullptr;
+    GasGridCellGuard* m_previous = nullptr;
+    bool m_has_lock = false;
+#endif
 };
 
 } // namespace gas_abi1

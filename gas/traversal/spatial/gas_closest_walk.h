@@ -82,6 +82,7 @@ class GasPendingNodes {
 
     void add(const GasPendingNode& node) {
         assert(m_count < m_capacity && "the depth bounds the pending nodes");
+        static_cast<void>(m_capacity);
         std::size_t place = m_count++;
         if (place < sorted_count) {
             for (; place > 0 && m_nodes[place - 1].squared_distance < node.squared_distance;
@@ -95,7 +96,7 @@ class GasPendingNodes {
 
   private:
     GasPendingNode* m_nodes;
-    [[maybe_unused]] std::size_t m_capacity;
+    std::size_t m_capacity;
     std::size_t m_count = 0;
 };
 
