@@ -157,7 +157,7 @@ class SceneWalks : public testing::TestWithParam<unsigned> {};
 INSTANTIATE_TEST_SUITE_P(Samples, SceneWalks, testing::Values(1u, 2u, 4u));
 
 TEST_P(SceneWalks, FindWhatBruteForceFinds) {
-    constexpr unsigned ray_count = support::scale(600, 150);
+    constexpr unsigned ray_count = support::scale(support::scale_when_whole(600, 300), 100);
     std::vector<Answer> expected;
     for (const TreeKind kind : all_kinds)
         for (unsigned method = 0; method < 4; ++method) {
@@ -186,7 +186,7 @@ TEST_P(SceneWalks, FindWhatBruteForceFinds) {
 }
 
 TEST_P(SceneWalks, FindTheSameInScenesOfAllSizes) {
-    constexpr unsigned ray_count = support::scale(600, 150);
+    constexpr unsigned ray_count = support::scale(support::scale_when_whole(600, 300), 100);
     const auto trace_scene = [&](TreeKind kind, Walk walk, double unit) {
         const auto scene = make_scene(GetParam(), unit);
         AppBase application(nullptr);

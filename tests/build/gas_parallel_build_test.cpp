@@ -131,12 +131,16 @@ TEST(ParallelBuild, GivesTheSameNodesOverSpoiledBoxes) {
 
 TEST(ParallelBuild, GivesTheSameTreeAndProgress) {
     for (const Kind kind : scenes::all_kinds()) {
-        expect_same_tree(scenes::make(kind, support::scale(20000, 9000), 3), Split::sah_fast,
-                         thread_counts);
+        expect_same_tree(
+            scenes::make(kind, support::scale(support::scale_when_whole(20000, 12000), 9000), 3),
+            Split::sah_fast, thread_counts);
         // The sorts of the others take long; so few items are still divided by all threads.
         for (const Split split : support::all_splits)
             if (split != Split::sah_fast)
-                expect_same_tree(scenes::make(kind, support::scale(9000, 5000), 3), split, {2u});
+                expect_same_tree(
+                    scenes::make(kind, support::scale(support::scale_when_whole(9000, 6000), 5000),
+                                 3),
+                    split, {2u});
     }
 }
 

@@ -54,7 +54,7 @@ template <> struct Moving<GasGridTree> {
 /// Sizes of batches; under sanitizers half of them, in turns.
 std::vector<unsigned> get_batch_sizes([[maybe_unused]] unsigned turn) {
     const std::vector<unsigned> sizes = {2, 50, 700, support::scale_when_whole(2500, 1200)};
-    const std::vector<unsigned> halves[] = {{2, 300}, {50, 900}};
+    const std::vector<unsigned> halves[] = {{2, 200}, {50, 500}};
     return support::scale(1, 0) ? sizes : halves[turn % 2];
 }
 

@@ -6,6 +6,7 @@
 
 #include <tests/app/temporary_folder.h>
 #include <tests/files/saved_tree_cases.h>
+#include <tests/support/sanitizers.h>
 
 // Trees that come back from a file as they went: loaded, mapped, mapped and trusted.
 
@@ -50,7 +51,8 @@ TYPED_TEST(GasTreeFiles, ATreeComesBackAsItWent) {
 
 TYPED_TEST(GasTreeFiles, SoDoesOneOfEveryScene) {
     for (const scenes::Kind kind : scenes::all_kinds())
-        this->expect_round_trip({.item_count = 150, .has_wide_nodes = true, .scene = kind});
+        this->expect_round_trip(
+            {.item_count = support::scale(150, 70), .has_wide_nodes = true, .scene = kind});
 }
 
 TYPED_TEST(GasTreeFiles, IndexArraysComeBack) {

@@ -31,7 +31,7 @@ using support::TestShader;
 
 constexpr double margin = 0.0625;
 constexpr double far_away = 500.0;
-constexpr unsigned batches_per_grid = support::scale(10, 2);
+constexpr unsigned batches_per_grid = support::scale(support::scale_when_whole(10, 5), 2);
 
 // Scenes of the compressed tree's working range, wider than flat.
 constexpr scenes::Kind kinds[] = {

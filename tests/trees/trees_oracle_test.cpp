@@ -186,7 +186,7 @@ TYPED_TEST_SUITE(TreesOracleOfOneScene, support::BothTrees, support::TreeNames);
 
 /// From one count of items to the next.
 unsigned get_step(unsigned count) {
-    return scale(support::scale_when_whole(1, count < 100 ? 1 : 3), count < 40 ? 1 : 17);
+    return scale(support::scale_when_whole(1, count < 100 ? 1 : 3), count < 20 ? 1 : 17);
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <tests/support/ray_coherence.h>
 #include <tests/support/ray_histories.h>
 #include <tests/support/row_of_boxes.h>
+#include <tests/support/sanitizers.h>
 #include <tests/support/test_shader.h>
 
 // One tree with wide nodes and without: the same callbacks in the same order, with the same bounds
@@ -31,7 +32,7 @@ using support::Twist;
 #ifdef NDEBUG
 constexpr unsigned largest_of_all = 64;
 const std::vector<unsigned> larger_counts = {300, 3000};
-constexpr unsigned rounds_per_tree = 4;
+constexpr unsigned rounds_per_tree = support::scale_when_whole(4, 2);
 #else
 constexpr unsigned largest_of_all = 9;
 const std::vector<unsigned> larger_counts = {40, 300};
