@@ -13,6 +13,8 @@ import re
 import subprocess
 import sys
 
+import mutate
+
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # A folder of gas/ may include itself and the folders before it.
@@ -540,6 +542,16 @@ def check_host_page(report):
         report.add(HOST_PAGE, 1, f"does not list `{name}`, which a host has to provide")
 
 
+def check_mutations(report):
+    """The lists of mutations follow the library: each line of theirs stands in its file once."""
+    for mutation in mutate.read_lists([]):
+        path = os.path.join(ROOT, mutation.path)
+        places = mutation.find_places(mutate.read_text(path)) if os.path.exists(path) else []
+        if len(places) != 1:
+            page = f"tests/mutations/{mutation.area}.txt"
+            report.add(page, 1, f"{len(places)} lines of {mutation.path} are: {mutation.line}")
+
+
 def check_version(report):
     """Recipes of packages name the project's version."""
     with open(os.path.join(ROOT, VERSION_LIST), encoding="utf-8") as file:
@@ -579,6 +591,7 @@ def main():
     check_named_tests(paths, report)
     check_readme(report)
     check_host_page(report)
+    check_mutations(report)
     check_version(report)
 
     for path, line, message in sorted(report.findings):

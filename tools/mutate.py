@@ -52,10 +52,14 @@ class Mutation:
         text = "\0".join([self.path, self.line, self.changed, " ".join(self.programs)])
         return hashlib.sha256(text.encode()).hexdigest()[:16]
 
+    def find_places(self, text):
+        """Where the line stands in the file's text: once, if the list is right."""
+        return [i for i, line in enumerate(text.split("\n")) if line.strip() == self.line]
+
     def apply(self, text):
         """The file's text with the change; fails unless one line alone is meant."""
         lines = text.split("\n")
-        places = [i for i, line in enumerate(lines) if line.strip() == self.line]
+        places = self.find_places(text)
         if len(places) != 1:
             sys.exit(f"{self.path}: {len(places)} lines are: {self.line}")
         old = lines[places[0]]
