@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include <gas/easy/build_threads.h>
 #include <gas/easy/leaf_calls.h>
@@ -58,7 +59,7 @@ TreeData::TreeData(const Box* boxes, std::size_t count, const Options& options)
     build(convert(boxes, count, m_space));
 }
 
-TreeData::TreeData(std::size_t count, const BoxFunction& boxes, const Options& options)
+TreeData::TreeData(std::size_t count, BoxFunction boxes, const Options& options)
     : m_options(options), m_asks_for_boxes(true) {
     if (!boxes)
         throw Error("a grid needs a function that gives boxes");
@@ -67,10 +68,10 @@ TreeData::TreeData(std::size_t count, const BoxFunction& boxes, const Options& o
     for (std::uint32_t item = 0; item < m_count; ++item)
         m_extent.add(boxes(item, 0.0), item);
     m_space = make_space(m_extent, options.reach, true);
-    m_grid_boxes.reset(new GridBoxes{boxes, boxes, m_space, m_space});
     HostBoxes converted(count);
     for (std::uint32_t item = 0; item < m_count; ++item)
         converted[item] = m_space.to_tree(boxes(item, 0.0));
+    m_grid_boxes.reset(new GridBoxes{boxes, std::move(boxes), m_space, m_space});
     build(converted);
 }
 

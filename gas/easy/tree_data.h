@@ -43,7 +43,7 @@ enum class FileWay { load, map, map_trusted };
 class TreeData {
   public:
     TreeData(const Box* boxes, std::size_t count, const Options& options);
-    TreeData(std::size_t count, const BoxFunction& boxes, const Options& options);
+    TreeData(std::size_t count, BoxFunction boxes, const Options& options);
     /// Of a file.
     TreeData(const std::string& path, FileWay way);
 
